@@ -1,0 +1,82 @@
+# How this project's libraries, programs and tests are built: one place for the language level, the
+# warnings, the strict Qt defines and the sanitizers.
+
+set(PELK_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_AUTOMOC ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+add_link_options(-Wl,--as-needed)
+
+if(PELK_SANITIZE)
+    add_compile_options(-fsanitize=${PELK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${PELK_SANITIZE})
+else()
+    # Under a sanitizer, shared libraries leave its run time to the program that loads them.
+    add_link_options(-Wl,--no-undefined)
+endif()
+
+# Flags of every target written here, and none of a dependency.
+function(pelk_flags target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual
+        -Wold-style-cast -Wformat=2 -Werror)
+    # Assertions are specified behaviour and stay on in release builds.
+    target_compile_definitions(${target} PRIVATE QT_FORCE_ASSERTS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
+        QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_URL_CAST_FROM_STRING QT_NO_CAST_FROM_BYTEARRAY
+        QT_DEPRECATED_WARNINGS)
+    target_include_directories(${target} PRIVATE "${CMAKE_SOURCE_DIR}/src")
+endfunction()
+
+# pelk_sdk_library(NAME EXPORT_MACRO SOURCES...): one of the SDK's shared libraries. The macro marks what it exports;
+# it is written into the generated header api/<folder>/export.h.
+function(pelk_sdk_library name macro)
+    add_library(${name} SHARED ${ARGN})
+    pelk_flags(${name})
+    file(RELATIVE_PATH folder "${CMAKE_SOURCE_DIR}/src" "${CMAKE_CURRENT_SOURCE_DIR}")
+    include(GenerateExportHeader)
+    generate_export_header(${name} EXPORT_MACRO_NAME ${macro}
+        EXPORT_FILE_NAME "${CMAKE_BINARY_DIR}/generated/${folder}/export.h")
+    target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}/src" "${CMAKE_BINARY_DIR}/generated")
+    target_link_libraries(${name} PUBLIC Qt5::Core)
+endfunction()
+
+# pelk_records(TARGET MACRO SCHEMA...): generates the record, enumeration and path headers of schema/*.yaml into
+# the target, under the target's own folder of the generated tree.
+function(pelk_records target macro)
+    file(RELATIVE_PATH folder "${CMAKE_SOURCE_DIR}/src" "${CMAKE_CURRENT_SOURCE_DIR}")
+    set(generator "${CMAKE_SOURCE_DIR}/src/api/types/generator/generate.py")
+    set(out "${CMAKE_BINARY_DIR}/generated/${folder}")
+    file(GLOB templates CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/api/types/generator/*.j2")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${generator} ${templates} ${ARGN})
+    set(command ${Python3_EXECUTABLE} ${generator} --out ${out} --folder ${folder} --macro ${macro} ${ARGN})
+    execute_process(COMMAND ${command} --list OUTPUT_VARIABLE files COMMAND_ERROR_IS_FATAL ANY
+        OUTPUT_STRIP_TRAILING_WHITESPACE WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}")
+    string(REPLACE "\n" ";" files "${files}")
+    add_custom_command(OUTPUT ${files} COMMAND ${command} DEPENDS ${generator} ${templates} ${ARGN}
+        WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" COMMENT "Generating records of ${folder}" VERBATIM)
+    set_source_files_properties(${files} PROPERTIES SKIP_AUTOMOC ON)
+    target_sources(${target} PRIVATE ${files})
+endfunction()
+
+# pelk_test(NAME SOURCE... LIBRARIES lib...): a Qt Test program, run by CTest in a scratch home with a watchdog.
+function(pelk_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "LIBRARIES;LABELS" ${ARGN})
+    add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+    pelk_flags(${name})
+    target_link_libraries(${name} PRIVATE Qt5::Test ${arg_LIBRARIES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_test(NAME ${name} COMMAND ${name} -maxwarnings 0)
+    set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
+    file(MAKE_DIRECTORY "${home}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
+        "HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1")
+endfunction()
