@@ -54,10 +54,18 @@ function(pelk_records target macro)
     set(out "${CMAKE_BINARY_DIR}/generated/${folder}")
     file(GLOB templates CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/api/types/generator/*.j2")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${generator} ${templates} ${ARGN})
-    set(command ${Python3_EXECUTABLE} ${generator} --out ${out} --folder ${folder} --macro ${macro} ${ARGN})
-    execute_process(COMMAND ${command} --list OUTPUT_VARIABLE files COMMAND_ERROR_IS_FATAL ANY
+    set(command ${Python3_EXECUTABLE} ${generator} --out ${out} --folder ${folder} --macro ${macro})
+    if(NOT folder STREQUAL "api/types")
+        # Every record may hold records of the type library.
+        file(GLOB known CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/api/types/schema/*.yaml")
+        list(APPEND command --known ${known} --)
+    endif()
+    list(APPEND command ${ARGN})
+    list(INSERT command 2 --list)
+    execute_process(COMMAND ${command} OUTPUT_VARIABLE files COMMAND_ERROR_IS_FATAL ANY
         OUTPUT_STRIP_TRAILING_WHITESPACE WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}")
     string(REPLACE "\n" ";" files "${files}")
+    list(REMOVE_AT command 2)
     add_custom_command(OUTPUT ${files} COMMAND ${command} DEPENDS ${generator} ${templates} ${ARGN}
         WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" COMMENT "Generating records of ${folder}" VERBATIM)
     set_source_files_properties(${files} PROPERTIES SKIP_AUTOMOC ON)

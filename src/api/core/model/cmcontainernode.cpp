@@ -1,0 +1,12 @@
+#include "api/core/model/cmcontainernode.h"
+
+PelkRoles CMContainerNode::roles() const
+{
+    PelkRoles roles = CMUINode::roles();
+    roles.setType(PelkRolesType::Container);
+    roles.setContainerType(m_type);
+    roles.setContainerPlayable(m_playable);
+    if (!m_searchPath.isEmpty())
+        roles.setSearchPath(m_searchPath);
+    return roles;
+}

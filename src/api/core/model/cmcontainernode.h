@@ -1,0 +1,29 @@
+#pragma once
+
+#include "api/core/model/cmuinode.h"
+#include "api/types/pelkrolescontainertype.h"
+
+/// A node that holds rows; which ones, its kind decides.
+class PELK_API_EXPORT CMContainerNode : public CMUINode
+{
+    Q_OBJECT
+
+public:
+    explicit CMContainerNode(const CMPath& path)
+        : CMUINode(path)
+    {
+    }
+
+    void setContainerType(PelkRolesContainerType::Enum type) { m_type = type; }
+    /// Whether the container can be played as a whole; it cannot unless it is said.
+    void setPlayable(bool playable) { m_playable = playable; }
+    /// The container with the entries through which this one is searched.
+    void setSearchPath(const CMPath& path) { m_searchPath = path; }
+
+    PelkRoles roles() const override;
+
+private:
+    PelkRolesContainerType::Enum m_type = PelkRolesContainerType::Folder;
+    bool m_playable = false;
+    CMPath m_searchPath;
+};

@@ -1,0 +1,79 @@
+#include "api/core/model/cmfilestore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+
+namespace {
+
+// A store is a handful of records; whatever is larger was not written here.
+constexpr qint64 maximumSizeBytes = 1024 * 1024;
+
+} // namespace
+
+CMValueStore::~CMValueStore() = default;
+
+CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permissions)
+    : m_fileName(fileName)
+    , m_permissions(permissions)
+{
+    QFile file(fileName);
+    if (!file.exists())
+        return;
+    if (!file.open(QIODevice::ReadOnly)) {
+        m_notice =
+            QStringLiteral("%1 cannot be read (%2), so it starts empty.").arg(fileName, file.errorString());
+        return;
+    }
+    if (file.size() > maximumSizeBytes) {
+        setAside(QStringLiteral("it is larger than 1 MiB"));
+        return;
+    }
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    file.close();
+    if (error.error != QJsonParseError::NoError)
+        setAside(QStringLiteral("%1 at byte %2").arg(error.errorString()).arg(error.offset));
+    else if (!document.isObject())
+        setAside(QStringLiteral("it is no JSON object"));
+    else
+        m_values = document.object().toVariantHash();
+}
+
+void CMFileStore::setAside(const QString& reason)
+{
+    const QString aside = m_fileName + QStringLiteral(".bad");
+    QFile::remove(aside);
+    if (QFile::rename(m_fileName, aside))
+        m_notice = QStringLiteral(
+                       "%1 cannot be understood (%2). It was set aside as %3, and what it held starts empty.")
+                       .arg(m_fileName, reason, aside);
+    else
+        m_notice = QStringLiteral("%1 cannot be understood (%2), so what it held starts empty.")
+                       .arg(m_fileName, reason);
+}
+
+PelkValue CMFileStore::read(const CMPath& path) const
+{
+    return PelkValue(PelkHash(m_values.value(path.toString()).toHash()));
+}
+
+bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* error)
+{
+    QVariantHash values = m_values;
+    values.insert(path.toString(), value.variant());
+    QDir().mkpath(QFileInfo(m_fileName).absolutePath());
+    QSaveFile file(m_fileName);
+    // The permissions are set before anything is in the file, since it may hold a secret.
+    const QByteArray text = QJsonDocument(QJsonObject::fromVariantHash(values)).toJson();
+    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(m_permissions) ||
+        file.write(text) != text.size() || !file.commit()) {
+        *error = QStringLiteral("%1 cannot be written: %2.").arg(m_fileName, file.errorString());
+        return false;
+    }
+    m_values = values;
+    return true;
+}

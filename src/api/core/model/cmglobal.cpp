@@ -1,0 +1,10 @@
+#include "api/core/model/cmglobal.h"
+
+QVariantList CMGlobal::itemRolesToList(const QStringList& roles, const PelkRoles& row)
+{
+    QVariantList values;
+    values.reserve(roles.size());
+    for (const QString& role : roles)
+        values.append(row.value(role));
+    return values;
+}

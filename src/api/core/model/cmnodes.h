@@ -1,0 +1,41 @@
+#pragma once
+
+#include "api/core/export.h"
+#include "api/types/cmpath.h"
+
+#include <QHash>
+
+class CMNode;
+class CMNodesWorker;
+class CMRequest;
+
+/// The registry of a worker's nodes: finds them by path, without parameters, and owns them. Used on the
+/// worker's thread.
+class PELK_API_EXPORT CMNodes
+{
+public:
+    explicit CMNodes(CMNodesWorker* worker)
+        : m_worker(worker)
+    {
+    }
+    ~CMNodes();
+    CMNodes(const CMNodes&) = delete;
+    CMNodes& operator=(const CMNodes&) = delete;
+
+    CMNodesWorker* worker() const { return m_worker; }
+    /// The node at a path, or null. Not owned.
+    CMNode* node(const CMPath& path) const { return m_nodes.value(path.withoutParams()); }
+
+    /// Called by CMNode::setNodes(). A node whose path lies outside the worker's prefix is made known to the
+    /// root worker, which then routes requests for it here.
+    void add(CMNode* node);
+    /// Forgets a node, which is the caller's again.
+    void release(CMNode* node);
+    /// Lets the node at the request's path answer. Where there is none, or it does not answer requests of
+    /// this kind, the reply gets an error that says so.
+    void request(const CMRequest& request) const;
+
+private:
+    CMNodesWorker* m_worker;
+    QHash<CMPath, CMNode*> m_nodes;
+};

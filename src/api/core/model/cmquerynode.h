@@ -1,0 +1,36 @@
+#pragma once
+
+#include "api/core/model/cmuinode.h"
+
+/// An entry for a text: what is entered becomes a parameter of the path with the results.
+///
+/// Its row carries the parameter's name and that path, so that a client can build the path itself; setting
+/// the node's value to the text does the same and replies with the path.
+class PELK_API_EXPORT CMQueryNode : public CMUINode
+{
+    Q_OBJECT
+
+public:
+    /// Makes a node and registers it. Owned by the registry.
+    static CMQueryNode* create(CMNodes* nodes, const CMPath& path);
+
+    void setQueryPath(const CMPath& path) { m_queryPath = path; }
+    /// The name of the parameter that takes the text.
+    void setQuery(const QString& name) { m_query = name; }
+
+    /// The path with the results for a text.
+    CMPath resultPath(const QString& text) const;
+
+    PelkRoles roles() const override;
+    /// Takes a text, plain or as a PelkValue, for the value role. The reply is [the path's text, false].
+    bool setDataRequest(const CMSetDataRequest& request) override;
+
+private:
+    explicit CMQueryNode(const CMPath& path)
+        : CMUINode(path)
+    {
+    }
+
+    CMPath m_queryPath;
+    QString m_query;
+};

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "api/core/export.h"
+#include "api/core/model/cmerror.h"
+
+#include <QExplicitlySharedDataPointer>
+#include <QList>
+#include <QMutex>
+#include <QPair>
+#include <QSharedData>
+#include <QVariant>
+#include <QWaitCondition>
+
+#include <atomic>
+#include <climits>
+#include <functional>
+
+class CMVoidReply;
+
+/// What the handles of one asynchronous answer share.
+///
+/// A reply finishes with a value or with an error. Finishing stores it, wakes the threads that wait, and
+/// then, outside the lock, calls the watchers in the order in which they were added. Nothing here refuses a
+/// second completion: whoever completes replies completes each once. Every operation may be called from any
+/// thread.
+class PELK_API_EXPORT CMReplyAbstractData : public QSharedData
+{
+public:
+    CMReplyAbstractData() = default;
+    virtual ~CMReplyAbstractData();
+    CMReplyAbstractData(const CMReplyAbstractData&) = delete;
+    CMReplyAbstractData& operator=(const CMReplyAbstractData&) = delete;
+
+    /// Waits without limit for the reply to finish; the value, or a default one after an error.
+    virtual QVariant value() const = 0;
+    /// Finishes the reply with a value, converted to the reply's own type.
+    virtual void setValue(const QVariant& value) = 0;
+
+    bool isFinished() const { return m_finished.load(std::memory_order_acquire); }
+    /// Blocks until the reply is finished or `ms` milliseconds are over; the largest number waits without
+    /// limit. True if it is finished. A host thread always sets a limit: a worker that goes away leaves its
+    /// queue unanswered.
+    bool waitForFinished(unsigned long ms = ULONG_MAX) const;
+
+protected:
+    using Watcher = QPair<std::function<void(const CMVoidReply&)>, Qt::ConnectionType>;
+
+    /// Finishes the reply; `store` runs under the lock and puts the outcome where it belongs.
+    void complete(const std::function<void()>& store);
+
+    mutable QMutex m_mutex;
+    mutable QWaitCondition m_condition;
+    std::atomic<bool> m_finished{false};
+    CMError m_error;
+    QList<Watcher> m_watchers;
+
+    friend class CMVoidReply;
+};
+
+/// A shared handle to an asynchronous answer whose type does not matter. Copies share the answer; it goes
+/// with the last of them. On a handle without an answer every operation but isNull() is the assertion "d()".
+class PELK_API_EXPORT CMVoidReply
+{
+public:
+    CMVoidReply() = default;
+    /// Takes its share of `data`, a freshly made object say.
+    explicit CMVoidReply(CMReplyAbstractData* data)
+        : m_d(data)
+    {
+    }
+
+    bool isNull() const { return !m_d; }
+    CMReplyAbstractData* d() const { return m_d.data(); }
+
+    bool isFinished() const;
+    bool waitForFinished(unsigned long ms) const;
+    void setValue(const QVariant& value) const;
+    /// Finishes the reply with an error; its value stays the default one.
+    void setError(const CMError& error) const;
+    /// The error; an empty record while there is none.
+    CMError error() const;
+
+    /// Calls `watcher` when the reply finishes. Automatic: on the thread that adds it, directly when the
+    /// reply finishes there and else queued to that thread's event loop; a thread without an event dispatcher
+    /// has no queue, so there it is called directly by whoever finishes. Direct: always by whoever finishes.
+    /// Queued: always through the queue. A watcher added to a finished reply runs at once, here.
+    void addWatcher(const std::function<void(const CMVoidReply&)>& watcher,
+                    Qt::ConnectionType type = Qt::AutoConnection) const;
+
+private:
+    QExplicitlySharedDataPointer<CMReplyAbstractData> m_d;
+};

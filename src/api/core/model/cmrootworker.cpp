@@ -1,0 +1,237 @@
+#include "api/core/model/cmrootworker.h"
+
+#include "api/core/model/cmglobal.h"
+
+#include <QThread>
+
+#include <atomic>
+
+namespace {
+
+std::atomic<CMRootWorker*> theRoot{nullptr};
+
+CMError errorAt(const char* text, const CMPath& path)
+{
+    return CMError(TrString(TrCharData{"CMRootWorker", text}, {path.toString()}));
+}
+
+/// The rows of the root while the workers are asked for them; the last answer finishes the reply.
+struct OwnRows
+{
+    QMutex mutex;
+    QVariantList rows;
+    int open = 0;
+};
+
+} // namespace
+
+CMRootWorker::CMRootWorker()
+{
+    theRoot = this;
+}
+
+CMRootWorker::~CMRootWorker()
+{
+    theRoot = nullptr;
+}
+
+CMRootWorker* CMRootWorker::instance()
+{
+    return theRoot;
+}
+
+void CMRootWorker::addWorker(CMWorker* worker)
+{
+    const QWriteLocker locker(&m_lock);
+    m_workers.append(worker);
+}
+
+void CMRootWorker::removeWorker(CMWorker* worker)
+{
+    const QWriteLocker locker(&m_lock);
+    m_workers.removeAll(worker);
+    const QList<CMPath> paths = m_registeredPaths.keys(worker);
+    for (const CMPath& path : paths) {
+        m_registeredPaths.remove(path);
+        m_values.remove(path);
+    }
+}
+
+void CMRootWorker::registerPath(const CMPath& path, CMWorker* worker)
+{
+    const QWriteLocker locker(&m_lock);
+    m_registeredPaths.insert(path, worker);
+}
+
+void CMRootWorker::publishNodeValue(const CMPath& path, const PelkValue& value, CMSubscribe* subscribers)
+{
+    {
+        const QWriteLocker locker(&m_lock);
+        m_values.insert(path, value);
+    }
+    subscribers->publish(CMSubscribe::Value, path, value);
+}
+
+void CMRootWorker::keep(const CMPath& path, const std::shared_ptr<CMValueStore>& store)
+{
+    const PelkValue value = store->read(path);
+    const QWriteLocker locker(&m_lock);
+    m_stores.insert(path, store);
+    m_values.insert(path, value);
+}
+
+void CMRootWorker::registerOperation(const CMPath& path, const Operation& operation)
+{
+    const QWriteLocker locker(&m_lock);
+    m_operations.insert(path, operation);
+}
+
+CMWorker* CMRootWorker::workerFor(const CMPath& path) const
+{
+    const QReadLocker locker(&m_lock);
+    CMWorker* const registered = m_registeredPaths.value(path.withoutParams());
+    for (CMWorker* worker : m_workers)
+        if (registered ? worker == registered : worker->name() == path.prefix())
+            return worker;
+    return nullptr;
+}
+
+void CMRootWorker::getRowsRequest(const CMGetRowsRequest& request)
+{
+    if (request.path().withoutParams().isEmpty())
+        answerOwnRows(request);
+    else if (CMWorker* worker = workerFor(request.path()))
+        worker->getRowsRequest(request);
+    else
+        request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+}
+
+void CMRootWorker::getDataRequest(const CMGetDataRequest& request)
+{
+    if (CMWorker* worker = workerFor(request.path()))
+        worker->getDataRequest(request);
+    else
+        request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+}
+
+void CMRootWorker::setDataRequest(const CMSetDataRequest& request)
+{
+    if (CMWorker* worker = workerFor(request.path()))
+        worker->setDataRequest(request);
+    else
+        request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+}
+
+void CMRootWorker::answerOwnRows(const CMGetRowsRequest& request)
+{
+    if (request.from() < 0 || request.to() < 0) {
+        request.reply().setError(
+            errorAt("Rows are counted from 0; the range asked for is not.", request.path()));
+        return;
+    }
+    QList<CMWorker*> workers;
+    {
+        const QReadLocker locker(&m_lock);
+        workers = m_workers;
+    }
+    PelkRowsRoles reply;
+    reply.setRowsCount(workers.size());
+    reply.setRowsVersion(qMax(0, request.rowsVersion()));
+    const int last = qMin(request.to(), workers.size() - 1);
+    workers = workers.mid(request.from(), qMax(0, last - request.from() + 1));
+    const auto state = std::make_shared<OwnRows>();
+    state->open = workers.size();
+    for (int i = 0; i < workers.size(); ++i)
+        state->rows.append(QVariant());
+    if (workers.isEmpty()) {
+        reply.setRows(QVariantList());
+        request.reply().setValue(reply);
+    }
+    for (int i = 0; i < workers.size(); ++i) {
+        const CMGetDataRequest data(workers.at(i)->addPrefix(QString()), request.roles());
+        data.reply().addWatcher(
+            [state, reply, request, path = data.path(), i](const CMVoidReply& answer) mutable {
+                QVariantList row = answer.d()->value().toList();
+                if (answer.error().isSet()) {
+                    PelkRoles roles;
+                    roles.setPath(path);
+                    row = CMGlobal::itemRolesToList(request.roles(), roles);
+                }
+                QMutexLocker locker(&state->mutex);
+                state->rows[i] = row;
+                if (--state->open > 0)
+                    return;
+                reply.setRows(state->rows);
+                locker.unlock();
+                request.reply().setValue(reply);
+            },
+            Qt::DirectConnection);
+        workers.at(i)->getDataRequest(data);
+    }
+}
+
+PelkValue CMRootWorker::getValue(const CMPath& path)
+{
+    const QReadLocker locker(&m_lock);
+    return m_values.value(path);
+}
+
+void CMRootWorker::setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply)
+{
+    bool ofANode = false;
+    {
+        const QWriteLocker locker(&m_lock);
+        ofANode = m_registeredPaths.contains(path);
+        if (!ofANode)
+            m_values.insert(path, value);
+    }
+    QMetaObject::invokeMethod(
+        this,
+        [this, path, value, reply, ofANode] {
+            if (ofANode)
+                reply.setError(errorAt("The value at \"%1\" is set by its own service.", path));
+            else
+                save(path, value, reply);
+        },
+        Qt::QueuedConnection);
+}
+
+void CMRootWorker::save(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply)
+{
+    std::shared_ptr<CMValueStore> store;
+    {
+        const QReadLocker locker(&m_lock);
+        store = m_stores.value(path);
+    }
+    // Told first: whoever waits for the reply may rely on the subscribers' calls being on their way.
+    m_subscribe.publish(CMSubscribe::Value, path, value);
+    QString error;
+    if (store && !store->write(path, value, &error))
+        reply.setError(CMError(TrString(error)));
+    else
+        reply.setValue(value.variant());
+}
+
+void CMRootWorker::invoke(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply)
+{
+    QMetaObject::invokeMethod(
+        this,
+        [this, path, arguments, reply] {
+            Operation operation;
+            {
+                const QReadLocker locker(&m_lock);
+                operation = m_operations.value(path);
+            }
+            if (operation)
+                operation(arguments, reply);
+            else
+                reply.setError(errorAt("There is no operation at \"%1\".", path));
+        },
+        Qt::QueuedConnection);
+}
+
+CMSubscribe* CMRootWorker::subscribe(const CMPath& path)
+{
+    CMWorker* const worker = workerFor(path);
+    return worker ? worker->subscribe(path) : &m_subscribe;
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "api/core/model/cmsubscribe.h"
+#include "api/core/model/cmvaluestore.h"
+#include "api/core/model/cmworker.h"
+
+#include <QHash>
+#include <QList>
+#include <QReadWriteLock>
+
+#include <functional>
+#include <memory>
+
+/// The root of the content model: routes requests to the workers, holds the values that modules and player
+/// share, and calls operations. The player makes one, on its main thread, before it loads a module; every
+/// operation may be called from any thread.
+///
+/// A path leads to the worker that registered a node there, and else to the worker that its prefix names. The
+/// lock in here is never held while something else is called.
+class PELK_API_EXPORT CMRootWorker : public CMAbstractWorker
+{
+    Q_OBJECT
+
+public:
+    using Operation = std::function<void(const PelkHash& arguments, const CMReply<QVariant>& reply)>;
+
+    CMRootWorker();
+    ~CMRootWorker() override;
+    static CMRootWorker* instance();
+
+    /// From now on requests reach the worker, which has to be complete. Not owned.
+    void addWorker(CMWorker* worker);
+    /// Requests reach the worker no longer, and the paths that it registered are free. Called by a worker
+    /// that goes.
+    void removeWorker(CMWorker* worker);
+    /// Leads requests for a path to a worker whose prefix it does not carry. Called by the worker's registry.
+    void registerPath(const CMPath& path, CMWorker* worker);
+    /// Makes a value node's value readable and tells its subscribers. Called by the node.
+    void publishNodeValue(const CMPath& path, const PelkValue& value, CMSubscribe* subscribers);
+
+    /// Keeps the value at a path in a store, and takes what is there now. Root's thread.
+    void keep(const CMPath& path, const std::shared_ptr<CMValueStore>& store);
+    /// Makes an operation known; it is called on the root's thread and finishes its reply.
+    void registerOperation(const CMPath& path, const Operation& operation);
+
+    /// The root's own rows, at the empty path, are the roots of the workers in the order in which they were
+    /// added.
+    void getRowsRequest(const CMGetRowsRequest& request) override;
+    void getDataRequest(const CMGetDataRequest& request) override;
+    void setDataRequest(const CMSetDataRequest& request) override;
+
+    PelkValue getValue(const CMPath& path) override;
+    void setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply) override;
+    void invoke(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply) override;
+    CMSubscribe* subscribe(const CMPath& path) override;
+
+private:
+    CMWorker* workerFor(const CMPath& path) const;
+    void answerOwnRows(const CMGetRowsRequest& request);
+    void save(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply);
+
+    mutable QReadWriteLock m_lock;
+    QList<CMWorker*> m_workers;
+    QHash<CMPath, CMWorker*> m_registeredPaths;
+    QHash<CMPath, PelkValue> m_values;
+    QHash<CMPath, std::shared_ptr<CMValueStore>> m_stores;
+    QHash<CMPath, Operation> m_operations;
+    CMSubscribe m_subscribe;
+};

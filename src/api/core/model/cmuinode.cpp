@@ -1,0 +1,17 @@
+#include "api/core/model/cmuinode.h"
+
+#include "api/core/model/cmglobal.h"
+
+PelkRoles CMUINode::roles() const
+{
+    PelkRoles roles;
+    roles.setTitle(m_title);
+    roles.setPath(path());
+    return roles;
+}
+
+bool CMUINode::getDataRequest(const CMGetDataRequest& request)
+{
+    request.reply().setValue(CMGlobal::itemRolesToList(request.roles(), roles()));
+    return true;
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "api/core/model/cmrequest.h"
+#include "api/play/export.h"
+#include "api/play/pelkplaylogicdata.h"
+#include "api/play/pelkplaylogicstopreason.h"
+
+#include <QObject>
+
+/// The player, as modules see it. Any thread may call its operations.
+///
+/// The player's own class derives from it; while none exists, playerInstance() is one that never plays.
+class PELK_PLAY_EXPORT PlayLogicInterface : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Makes the object playerInstance(), until it goes.
+    explicit PlayLogicInterface(QObject* parent = nullptr);
+    ~PlayLogicInterface() override;
+
+    /// The player; never null. Not owned.
+    static PlayLogicInterface* playerInstance();
+
+    /// A copy of what it is doing.
+    virtual PelkPlayLogicData data() const = 0;
+    /// Stops playing. Returns at once and never calls back into the caller; the reply finishes once the
+    /// player has stopped.
+    virtual CMVoidReply stop(PelkPlayLogicStopReason::Enum reason) = 0;
+
+protected:
+    /// Makes an object that is not the player.
+    struct NotThePlayer
+    {
+    };
+    explicit PlayLogicInterface(NotThePlayer /*tag*/) {}
+};
