@@ -1,0 +1,39 @@
+#pragma once
+
+#include "sandbox/Options.h"
+
+#include <memory>
+#include <string>
+
+namespace sandbox {
+
+/// The stand-in for the music service: a server on loopback with a made-up catalogue. Its web API is found
+/// below /api.json/0.2/ and below / alike, audio below /streams/, pictures below /covers/, and the paths for
+/// tests below /control/.
+class Sandbox
+{
+public:
+    explicit Sandbox(const Options& options);
+    /// Stops.
+    ~Sandbox();
+    Sandbox(const Sandbox&) = delete;
+    Sandbox& operator=(const Sandbox&) = delete;
+
+    /// Listens and answers, on threads of its own. False when the address and port cannot be had.
+    bool start();
+    /// Ends at once, open connections and delayed answers included.
+    void stop();
+
+    /// The port that is listened on; 0 before start().
+    int port() const;
+    /// "http://127.0.0.1:8090", without a slash at the end.
+    std::string siteUrl() const;
+    /// The web API's base, with a slash at the end: what a client is configured with.
+    std::string baseUrl() const;
+
+private:
+    class Private;
+    std::unique_ptr<Private> m_d;
+};
+
+} // namespace sandbox

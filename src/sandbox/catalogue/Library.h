@@ -1,0 +1,42 @@
+#pragma once
+
+namespace sandbox {
+
+class Catalogue;
+
+/// What the demo user has collected: positions (counted from 0) turned into indices of the catalogue.
+/// No record appears twice in one of its lists.
+class Library
+{
+public:
+    static constexpr int favouriteTracks = 1300;
+    static constexpr int favouriteAlbums = 300;
+    static constexpr int favouriteArtists = 120;
+    static constexpr int purchasedAlbums = 75;
+    static constexpr int purchasedTracks = 75;
+    static constexpr int playlists = 40; ///< playlists 0 to 39 of the catalogue
+    static constexpr int ownPlaylists =
+        28;                                ///< of these, the ones that the user owns; the rest are subscribed
+    static constexpr int longPlaylist = 3; ///< the one with exactly longPlaylistTracks tracks
+    static constexpr int longPlaylistTracks = 2000;
+
+    explicit Library(const Catalogue& catalogue)
+        : m_catalogue(catalogue)
+    {
+    }
+
+    int favouriteTrack(int position) const;
+    int favouriteAlbum(int position) const;
+    int favouriteArtist(int position) const;
+    int purchasedAlbum(int position) const;
+    int purchasedTrack(int position) const;
+
+private:
+    const Catalogue& m_catalogue;
+};
+
+/// A walk over 0 to `count` - 1 in steps, which visits each number once before it repeats. `start` says where
+/// it begins.
+int shuffled(int position, int start, int count);
+
+} // namespace sandbox

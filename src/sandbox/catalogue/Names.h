@@ -1,0 +1,41 @@
+#pragma once
+
+#include "sandbox/catalogue/Draw.h"
+
+#include <string>
+
+namespace sandbox {
+
+/// The writing that a name is made in. An artist's albums and tracks are titled in the artist's own.
+enum class Script
+{
+    Latin,
+    Accented,
+    Cyrillic,
+    Greek,
+    Japanese,
+    Arabic,
+    Emoji,
+};
+
+/// Invented names, in UTF-8. All of them are made of syllables and plain words, so that none is anybody's.
+namespace names {
+
+/// A script; most draws give Latin.
+Script script(Draw& draw);
+/// The name of an artist or a person.
+std::string artist(Draw& draw, Script script);
+/// The title of an album, a track or a playlist. Rarely empty, very long, or full of quotes and markup.
+std::string title(Draw& draw, Script script);
+/// A record label.
+std::string label(Draw& draw);
+/// Plain English-looking prose of that many sentences.
+std::string prose(Draw& draw, int sentences);
+/// The name as it stands in a web address: ASCII letters, digits and hyphens, possibly empty.
+std::string slug(const std::string& name);
+/// Letters in lower case, for comparing without case; other bytes stay. Malformed UTF-8 is kept as it is.
+std::string folded(const std::string& text);
+
+} // namespace names
+
+} // namespace sandbox

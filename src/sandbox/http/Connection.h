@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <httplib.h>
+#include <string>
+#include <string_view>
+
+namespace sandbox {
+
+/// What goes wrong with an answer on its way out. The answer itself is complete and right.
+struct WireFault
+{
+    enum class Kind
+    {
+        None,
+        Drop,     ///< the connection closes before the first byte
+        Truncate, ///< it closes in order after `bytes` of the body
+        Reset, ///< it is reset (RST) after `bytes` of the body; before the first byte of all when `bytes` is
+               ///< negative
+        Drip,  ///< the body comes in slices of `bytes`, `intervalMs` apart
+    };
+    Kind kind = Kind::None;
+    std::int64_t bytes = 0;
+    int intervalMs = 0;
+};
+
+/// One accepted connection, used by one thread. Reads whole request heads ahead, so that they can be recorded
+/// as they came, and gathers an answer so that it leaves in one piece, or in the pieces of a fault. Every
+/// wait ends at once when the stop descriptor becomes readable.
+class Connection : public httplib::Stream
+{
+public:
+    /// Takes neither descriptor over.
+    Connection(int socket, int stopFd);
+
+    /// Waits for the head of the next request; false when the client is gone or silent for `idleMs`, or at
+    /// the stop.
+    bool awaitRequest(int idleMs);
+    /// The request line and header fields of the request being answered, up to the empty line.
+    std::string_view head() const { return m_head; }
+
+    void setWireFault(const WireFault& fault) { m_fault = fault; }
+    const WireFault& wireFault() const { return m_fault; }
+    /// Sends what is left of the answer; false when the connection is of no more use.
+    bool finishAnswer();
+    /// Waits without holding anything up at the end; false when the stop came first.
+    bool pause(int ms) const;
+
+    std::uint64_t recordId = 0; ///< of the request being answered, for the recorder's use
+
+    bool is_readable() const override;
+    bool is_writable() const override;
+    ssize_t read(char* bytes, size_t size) override;
+    ssize_t write(const char* bytes, size_t size) override;
+    void get_remote_ip_and_port(std::string& ip, int& port) const override;
+    void get_local_ip_and_port(std::string& ip, int& port) const override;
+    socket_t socket() const override { return m_socket; }
+
+private:
+    bool wait(short events, int timeoutMs) const;
+    bool receive(int timeoutMs);
+    bool send(const char* bytes, std::size_t size, int flags);
+    bool sendFaulty();
+    void resetOnClose() const;
+
+    int m_socket;
+    int m_stopFd;
+    std::string m_head;
+    std::string m_input;
+    std::size_t m_inputUsed = 0;
+    std::string m_output;
+    WireFault m_fault;
+    bool m_broken = false;
+};
+
+} // namespace sandbox

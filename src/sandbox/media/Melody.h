@@ -1,0 +1,45 @@
+#pragma once
+
+#include "sandbox/catalogue/Draw.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace sandbox {
+
+/// A track's music: a short tune that is its own, drawn from the seed. It sounds the same in every encoding.
+/// Produces stereo samples block by block, so that no more than a block is ever in memory.
+class Melody
+{
+public:
+    Melody(std::uint64_t seed, int track, int rateHz, int seconds);
+
+    /// The next frames, left and right interleaved, from -1 to 1. Fills `frames` up to `maxFrames`;
+    /// gives how many there are, 0 at the end.
+    int next(std::vector<float>& frames, int maxFrames);
+
+    std::int64_t totalFrames() const { return m_totalFrames; }
+
+private:
+    /// A sine that is turned on by one multiplication a sample, much cheaper than calling sin().
+    struct Voice
+    {
+        double re, im, stepRe, stepIm, left, right;
+    };
+    void strike();
+
+    Draw m_draw;
+    int m_rateHz;
+    std::int64_t m_totalFrames;
+    std::int64_t m_frame = 0;
+    int m_framesPerNote;
+    int m_noteFrame = 0;
+    double m_rootHz;
+    std::vector<int> m_tune; ///< steps of the scale
+    std::size_t m_note = 0;
+    double m_level = 0; ///< of the note that sounds: rises quickly, then decays
+    double m_decay;
+    Voice m_voices[3] = {};
+};
+
+} // namespace sandbox

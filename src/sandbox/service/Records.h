@@ -1,0 +1,50 @@
+#pragma once
+
+#include "sandbox/catalogue/Catalogue.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace sandbox {
+
+using Json = nlohmann::json;
+
+/// How much of an album stands in an answer.
+enum class AlbumForm
+{
+    Full,    ///< a list's item, about 2 KB
+    Compact, ///< an item of a page so long that full ones would outgrow what clients read, about 0.9 KB
+};
+
+/// The catalogue's records in the shapes of the web API. Some records have a null or an empty value in
+/// places, as real ones do; which ones is drawn from the seed. Pictures are named by address below `siteUrl`,
+/// which ends in no slash.
+class Records
+{
+public:
+    Records(const Catalogue& catalogue, std::string siteUrl);
+
+    Json artist(int artist) const;
+    Json album(int album, AlbumForm form) const;
+    /// A track as an item of its album: without `album`.
+    Json albumTrack(int track) const;
+    /// A track as an item of another list: with a few fields of its album.
+    Json track(int track) const;
+    Json playlist(int playlist) const;
+    Json genre(int genre) const;
+    Json article(int article) const;
+    /// The account's user record.
+    Json user() const;
+
+private:
+    Json label(int label) const;
+    Json person(int artist) const;
+    Json albumImage(int album) const;
+    std::string picture(const char* kind, const std::string& id, int pixels) const;
+
+    const Catalogue& m_catalogue;
+    std::string m_siteUrl;
+};
+
+} // namespace sandbox
