@@ -76,6 +76,9 @@ public:
 
     /// A reply that nobody has finished yet.
     static CMReply create() { return CMReply(new CMReplyData<T>); }
+    /// The handle that a watcher was given, as what it is known to be. A watcher uses this one, since one that held a
+    /// handle of its own would keep the answer alive for ever.
+    static CMReply from(const CMVoidReply& reply) { return CMReply(static_cast<CMReplyData<T>*>(reply.d())); }
 
     CMReplyData<T>* data() const { return static_cast<CMReplyData<T>*>(d()); }
     /// Waits without limit for the reply to finish; the value, or a default one after an error.
@@ -136,7 +139,7 @@ protected:
     template <typename T>
     CMReply<T> typedReply() const
     {
-        return CMReply<T>(static_cast<CMReplyData<T>*>(data()->reply.d()));
+        return CMReply<T>::from(data()->reply);
     }
 
 private:

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "api/core/export.h"
+
+#include <QMetaMethod>
+#include <QObject>
+
+/// Whether every parameter of a signal can cross threads in a queued call, as it must where sender and
+/// receiver live on different ones: each type has to be a registered meta-type, pointers excepted.
+PELK_API_EXPORT bool verifyConnectionSignalParameters(const QObject* sender, const QMetaMethod& signal,
+                                                      const QObject* receiver, Qt::ConnectionType type);
+
+/// A connection that has to succeed: one that cannot be made is a programming error, told by an assertion
+/// instead of a line in a log.
+template <typename Sender, typename Signal, typename Receiver, typename Slot>
+void cmConnect(const Sender* sender, Signal signalFunction, const Receiver* receiver, Slot slot,
+               Qt::ConnectionType type = Qt::AutoConnection)
+{
+    const QMetaMethod signal = QMetaMethod::fromSignal(signalFunction);
+    Q_ASSERT(verifyConnectionSignalParameters(sender, signal, receiver, type));
+    const QMetaObject::Connection connection = QObject::connect(sender, signalFunction, receiver, slot, type);
+    Q_ASSERT(connection);
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "api/core/model/cmrequest.h"
+#include "api/types/pelkqobuzalbum.h"
+#include "api/types/pelkqobuzarticle.h"
+#include "api/types/pelkqobuzartist.h"
+#include "api/types/pelkqobuzimage.h"
+#include "api/types/pelkqobuzplaylist.h"
+#include "api/types/pelkqobuztrack.h"
+#include "api/types/pelkroles.h"
+
+#include <QObject>
+
+class CMSubscribe;
+class QobuzApi;
+
+/// Answers row requests whose rows come from the service: asks the API for the one page that a request wants
+/// and turns its records into rows. Keeps nothing about a request. Used on the worker's thread.
+class QobuzBrowser : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Neither is owned.
+    QobuzBrowser(QobuzApi* api, CMSubscribe* subscribe);
+
+    /// Starts to answer a request. False, and nothing done, for a path that this class builds no rows for.
+    bool browse(const CMGetRowsRequest& request);
+    /// Answers a request with one page of rows, of which the first is row `from` of the list, and the list's
+    /// total.
+    void sendBrowseReply(const QList<PelkRoles>& rows, int total, const CMGetRowsRequest& request);
+
+    // One record as a row. The record is only read.
+    PelkRoles toRole(PelkQobuzTrack& track);
+    PelkRoles toRole(PelkQobuzAlbum& album);
+    PelkRoles toRole(PelkQobuzArticle& article);
+    PelkRoles toRole(PelkQobuzArtist& artist);
+    PelkRoles toRole(PelkQobuzPlaylist& playlist);
+
+    /// The address of the largest picture that is there.
+    QString highestQualityImageUrl(const PelkQobuzImage& image);
+    /// The first picture of the largest size that is there.
+    QString highestQualityImageUrl(const PelkQobuzPlaylist& playlist);
+
+private:
+    template <typename Item, typename List>
+    void sendItems(const List& list, const CMGetRowsRequest& request);
+
+    QobuzApi* m_api;
+    CMSubscribe* m_subscribe;
+};

@@ -1,0 +1,109 @@
+#include "modules/qobuz/QobuzHttpInterface.h"
+
+#include "api/core/log/dbglog.h"
+#include "api/core/model/cmabstractworker.h"
+#include "api/types/qobuzpaths.h"
+
+namespace {
+
+const log4cplus::Logger logger = log4cplus::Logger::getInstance("Qobuz");
+
+constexpr int timeoutMs = 30000;
+constexpr int getReadSizeLimitBytes = 512 * 1024;
+constexpr int postReadSizeLimitBytes = 1024 * 1024;
+constexpr unsigned long cacheSizeBytes = 1024 * 1024;
+
+// Other hosts than those under the service's own domain never become the base URL.
+const QString& domainSuffix()
+{
+    static const QString suffix = QStringLiteral(".qobuz.com");
+    return suffix;
+}
+
+} // namespace
+
+QobuzHttpInterface::QobuzHttpInterface()
+    : m_client(new HttpClient(this, HttpClient::BestVersion, true))
+{
+    const PelkValue settings(
+        PelkHash(QVariant(CMRoot()->getValue(PelkQobuzSettingsPath()).variant()).toHash()));
+    m_connectBaseUrl = PelkUrl::fromEncoded(settings.qobuzSettings().apiUrl().toUtf8());
+    Q_ASSERT(!m_connectBaseUrl.isEmpty());
+    m_client->setCacheSize(cacheSizeBytes);
+}
+
+void QobuzHttpInterface::get(const PelkUrl& url, const HttpClientOptions& options, const Callback& callback)
+{
+    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << url);
+    HttpClientOptions limited(options);
+    limited.setReadSizeLimit(getReadSizeLimitBytes);
+    limited.setTimeoutMs(timeoutMs);
+    send(HttpRequest{url, 0, limited, QString(), callback});
+    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+}
+
+void QobuzHttpInterface::post(const PelkUrl& url, const QString& body, const Callback& callback)
+{
+    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << url);
+    HttpClientOptions options;
+    options.setTimeoutMs(timeoutMs);
+    options.setReadSizeLimit(postReadSizeLimitBytes);
+    send(HttpRequest{url, 1, options, body, callback});
+    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+}
+
+void QobuzHttpInterface::send(const HttpRequest& request)
+{
+    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << request.url);
+    const auto completion = [this, request](const HttpClientResult& result) {
+        httpCallback(request, result);
+    };
+    if (request.method == 0)
+        m_client->get(composeUrl(request.url), request.options, completion);
+    else
+        m_client->post(composeUrl(request.url), request.body.toLatin1(), request.options, completion);
+    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+}
+
+PelkUrl QobuzHttpInterface::composeUrl(const PelkUrl& url)
+{
+    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << url);
+    PelkUrl composed = getBaseUrl();
+    composed.setPath(composed.path() + url.path());
+    composed.setQueryItems(url.queryItems());
+    composed.setFragment(url.fragment());
+    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << composed);
+    return composed;
+}
+
+void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResult& result)
+{
+    LOG4CPLUS_TRACE(logger,
+                    "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": code: " << result.code());
+    // The header's name is spelled so.
+    const PelkUrl effective =
+        PelkUrl::fromEncoded(result.headers().value(QStringLiteral("X-PelkEfectiveUrl"), QString()).toUtf8());
+    if (result.url().host() == m_connectBaseUrl.host() && effective.host() != m_connectBaseUrl.host() &&
+        effective.host().endsWith(domainSuffix())) {
+        PelkUrl base;
+        base.setScheme(effective.scheme());
+        base.setHost(effective.host());
+        base.setPath(QStringLiteral("/"));
+        m_connectBaseUrl = base;
+        LOG4CPLUS_INFO(logger, "Connect url changed to: " << m_connectBaseUrl.toString());
+    }
+    request.callback(result.status(), result.code(), result.body(), result.headers());
+}
+
+void QobuzHttpInterface::cancelRequest(const HttpRequest& request, int code)
+{
+    // The log line is spelled so.
+    LOG4CPLUS_TRACE(logger, "requset url: " << request.url.toString() << " code: " << code);
+    request.callback(0, code, QByteArray(), HttpClientHeaders());
+}
+
+void QobuzHttpInterface::clearCache()
+{
+    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+    m_client->clearCache();
+}
