@@ -1,0 +1,376 @@
+#include "api/http/httpclient.h"
+
+#include "api/http/curlloop.h"
+#include "api/http/exchange.h"
+#include "api/http/responsecache.h"
+
+#include <QPointer>
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int mostRedirects = 10;
+/** Handles kept for later requests. */
+constexpr size_t spareExchanges = 16;
+
+/** The requests under way of all clients, for waitForIdle. */
+struct ProcessCount
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    int requests = 0;
+
+    void add(int difference)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            requests += difference;
+        }
+        changed.notify_all();
+    }
+};
+
+ProcessCount& processCount()
+{
+    // Never destroyed: a thread may still wait while the process ends.
+    static auto* const count = new ProcessCount;
+    return *count;
+}
+
+int portOf(const PelkUrl& url)
+{
+    if (url.port() >= 0)
+        return url.port();
+    return url.scheme() == QLatin1String("https") ? 443 : 80;
+}
+
+bool isSameOrigin(const PelkUrl& a, const PelkUrl& b)
+{
+    return a.scheme() == b.scheme() && a.host().compare(b.host(), Qt::CaseInsensitive) == 0 &&
+           portOf(a) == portOf(b);
+}
+
+bool isHttp(const PelkUrl& url)
+{
+    return (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")) &&
+           !url.host().isEmpty();
+}
+
+} // namespace
+
+class HttpClientPrivate
+{
+public:
+    HttpClientPrivate(HttpClient* client, HttpClient::HttpVersion httpVersion, bool keep);
+    ~HttpClientPrivate();
+
+    /** One request from its start to its callback. */
+    struct Request
+    {
+        PelkUrl url;
+        HttpClientOptions options;
+        HttpClient::Callback callback;
+        Clock::time_point started = Clock::now();
+        Exchange::Request wire;
+        int redirects = 0;
+        QByteArray cacheKey; ///< null: the cache has no part in it
+        ResponseCache::EntryPointer cached;
+    };
+
+    void start(Request request);
+    void send(Request request);
+    void onFinished(CURL* handle, CURLcode code);
+    void onAnswer(Request request, Exchange::Answer answer);
+    QString redirectRefusal(const Request& request, const PelkUrl& to) const;
+    void redirect(Request request, const Exchange::Answer& answer);
+    void useCache(const Request& request, Exchange::Answer& answer);
+    void fail(Request& request, HttpClientResult::Status status, const QString& errorText);
+    void finish(HttpClient::Callback callback, HttpClientResult result);
+    void queueDelivery();
+    void deliver();
+
+    struct Running
+    {
+        std::unique_ptr<Exchange> exchange;
+        Request request;
+    };
+    struct Finished
+    {
+        HttpClient::Callback callback;
+        HttpClientResult result;
+    };
+
+    HttpClient* const q;
+    const long version;
+    const bool keepConnections;
+    CurlLoop loop;
+    bool cacheOn = false;
+    ResponseCache cache;
+    std::vector<std::unique_ptr<Exchange>> spare;
+    std::unordered_map<CURL*, Running> running;
+    std::deque<Finished> finished;
+    bool deliveryQueued = false;
+    int inFlight = 0;
+};
+
+HttpClientPrivate::HttpClientPrivate(HttpClient* client, HttpClient::HttpVersion httpVersion, bool keep)
+    : q(client)
+    , version(httpVersion == HttpClient::Http11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS)
+    , keepConnections(keep)
+    , loop([this](CURL* handle, CURLcode code) { onFinished(handle, code); })
+{
+}
+
+HttpClientPrivate::~HttpClientPrivate()
+{
+    for (const auto& item : running)
+        loop.remove(item.first);
+    processCount().add(-inFlight);
+}
+
+void HttpClientPrivate::start(Request request)
+{
+    ++inFlight;
+    processCount().add(1);
+    if (!isHttp(request.url)) {
+        fail(request, HttpClientResult::InvalidUrl, QStringLiteral("Not an absolute http or https URL"));
+        return;
+    }
+    request.wire.url = request.url.toEncoded();
+    request.wire.headers = request.options.headers();
+    request.wire.readSizeLimit = request.options.readSizeLimit();
+    if (cacheOn && !request.wire.isPost) {
+        request.cacheKey = ResponseCache::key(request.url, request.wire.headers);
+        auto entry = request.cacheKey.isNull() ? nullptr : cache.find(request.cacheKey);
+        const int limit = request.wire.readSizeLimit;
+        // An answer that the limit forbids is asked for anew, and fails as it would without a cache.
+        if (entry && (limit <= 0 || entry->body.size() <= limit)) {
+            if (ResponseCache::isFresh(*entry, request.started)) {
+                finish(std::move(request.callback),
+                       {request.url, HttpClientResult::Complete, 200, entry->body, entry->headers});
+                return;
+            }
+            const HttpClientHeaders conditions = ResponseCache::conditions(*entry);
+            for (const auto& item : conditions.items())
+                request.wire.headers.insert(item.first, item.second);
+            request.cached = std::move(entry);
+        }
+    }
+    send(std::move(request));
+}
+
+void HttpClientPrivate::send(Request request)
+{
+    const int timeoutMs = request.options.timeoutMs();
+    if (timeoutMs > 0) {
+        const auto used =
+            std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - request.started);
+        request.wire.timeoutMs = std::max<qint64>(timeoutMs - used.count(), 1);
+    }
+    std::unique_ptr<Exchange> exchange;
+    if (spare.empty()) {
+        exchange = std::make_unique<Exchange>(version, keepConnections);
+    } else {
+        exchange = std::move(spare.back());
+        spare.pop_back();
+    }
+    exchange->prepare(request.wire);
+    CURL* handle = exchange->handle();
+    if (loop.add(handle))
+        running.emplace(handle, Running{std::move(exchange), std::move(request)});
+    else
+        fail(request, HttpClientResult::Interrupted, QStringLiteral("The transfer could not be started"));
+}
+
+void HttpClientPrivate::onFinished(CURL* handle, CURLcode code)
+{
+    const auto found = running.find(handle);
+    Q_ASSERT(found != running.end());
+    Running ended = std::move(found->second);
+    running.erase(found);
+    Exchange::Answer answer = ended.exchange->take(code);
+    if (spare.size() < spareExchanges)
+        spare.push_back(std::move(ended.exchange));
+    onAnswer(std::move(ended.request), std::move(answer));
+}
+
+void HttpClientPrivate::onAnswer(Request request, Exchange::Answer answer)
+{
+    if (answer.status != HttpClientResult::Complete) {
+        fail(request, answer.status, answer.errorText);
+        return;
+    }
+    // What was read from there before may have changed (RFC 9111, section 4.4).
+    if (request.wire.isPost && answer.code < 400)
+        cache.removeUrl(request.url);
+    if (!answer.redirect.isEmpty()) {
+        redirect(std::move(request), answer);
+        return;
+    }
+    useCache(request, answer);
+    if (request.redirects > 0)
+        answer.headers.insert(QStringLiteral("X-PelkEfectiveUrl"), QString::fromLatin1(request.wire.url));
+    finish(std::move(request.callback), {request.url, HttpClientResult::Complete, answer.code,
+                                         std::move(answer.body), std::move(answer.headers)});
+}
+
+QString HttpClientPrivate::redirectRefusal(const Request& request, const PelkUrl& to) const
+{
+    const PelkUrl from = PelkUrl::fromEncoded(request.wire.url);
+    if (request.redirects >= mostRedirects)
+        return QStringLiteral("More than %1 redirects").arg(mostRedirects);
+    if (!isHttp(to))
+        return QStringLiteral("Redirected to something other than http and https");
+    if (from.scheme() == QLatin1String("https") && to.scheme() == QLatin1String("http"))
+        return QStringLiteral("Redirected from https to http");
+    return {};
+}
+
+void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer)
+{
+    const PelkUrl to = PelkUrl::fromEncoded(answer.redirect);
+    const bool sameOrigin = isSameOrigin(PelkUrl::fromEncoded(request.wire.url), to);
+    const bool repeatsPost = request.wire.isPost && (answer.code == 307 || answer.code == 308);
+    QString refusal = redirectRefusal(request, to);
+    if (refusal.isEmpty() && repeatsPost && !sameOrigin)
+        refusal = QStringLiteral("A POST was redirected to another server");
+    if (!refusal.isEmpty()) {
+        fail(request, HttpClientResult::RedirectRefused, refusal);
+        return;
+    }
+    if (!repeatsPost) {
+        request.wire.isPost = false;
+        request.wire.body.clear();
+    }
+    if (request.cached) {
+        // The conditions were about the answer of the first URL.
+        request.cached.reset();
+        request.wire.headers = request.options.headers();
+    }
+    if (!sameOrigin) {
+        // They may hold a token that is no business of the other server; they stay out for the rest of the
+        // way.
+        request.options.setHeaders({});
+        request.wire.headers = {};
+    }
+    request.cacheKey.clear();
+    request.wire.url = answer.redirect;
+    ++request.redirects;
+    send(std::move(request));
+}
+
+/** Lets the cache learn from the answer, and puts the stored body in place of a 304. */
+void HttpClientPrivate::useCache(const Request& request, Exchange::Answer& answer)
+{
+    if (request.cacheKey.isNull())
+        return;
+    if (request.cached && answer.code == 304) {
+        answer.headers = cache.refresh(request.cacheKey, request.cached, answer.headers, request.started);
+        answer.code = 200;
+        answer.body = request.cached->body;
+    } else if (answer.code == 200) {
+        cache.store(request.cacheKey, answer.headers, answer.body, request.started);
+    } else if (answer.code < 500) {
+        cache.remove(request.cacheKey);
+    }
+}
+
+void HttpClientPrivate::fail(Request& request, HttpClientResult::Status status, const QString& errorText)
+{
+    finish(std::move(request.callback), {request.url, status, 0, {}, {}, errorText});
+}
+
+void HttpClientPrivate::finish(HttpClient::Callback callback, HttpClientResult result)
+{
+    if (finished.empty())
+        QMetaObject::invokeMethod(
+            q, [this] { deliver(); }, Qt::QueuedConnection);
+    finished.push_back({std::move(callback), std::move(result)});
+}
+
+void HttpClientPrivate::deliver()
+{
+    deliveryQueued = false;
+    const QPointer<HttpClient> alive(q);
+    // What callbacks finish in turn, from the cache say, waits for the next round of the event loop.
+    for (size_t count = finished.size(); count > 0 && !finished.empty(); --count) {
+        const Finished next = std::move(finished.front());
+        finished.pop_front();
+        if (next.callback)
+            next.callback(next.result);
+        if (!alive)
+            return;
+        --inFlight;
+        processCount().add(-1);
+    }
+    if (!finished.empty())
+        QMetaObject::invokeMethod(
+            q, [this] { deliver(); }, Qt::QueuedConnection);
+    else if (inFlight == 0)
+        Q_EMIT q->idle();
+}
+
+HttpClient::HttpClient(QObject* parent, HttpVersion version, bool keepConnections)
+    : QObject(parent)
+{
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    Q_ASSERT(ready == CURLE_OK);
+    d = std::make_unique<HttpClientPrivate>(this, version, keepConnections);
+}
+
+HttpClient::~HttpClient() = default;
+
+void HttpClient::get(const PelkUrl& url, const HttpClientOptions& options, Callback callback)
+{
+    HttpClientPrivate::Request request;
+    request.url = url;
+    request.options = options;
+    request.callback = std::move(callback);
+    d->start(std::move(request));
+}
+
+void HttpClient::post(const PelkUrl& url, const QByteArray& body, const HttpClientOptions& options,
+                      Callback callback)
+{
+    HttpClientPrivate::Request request;
+    request.url = url;
+    request.options = options;
+    request.callback = std::move(callback);
+    request.wire.isPost = true;
+    request.wire.body = body;
+    d->start(std::move(request));
+}
+
+void HttpClient::setCacheSize(unsigned long bytes)
+{
+    constexpr auto most = static_cast<unsigned long>(std::numeric_limits<qint64>::max());
+    d->cacheOn = bytes > 0;
+    d->cache.setCapacity(static_cast<qint64>(std::min(bytes, most)));
+}
+
+void HttpClient::clearCache()
+{
+    d->cache.clear();
+}
+
+int HttpClient::inFlight() const
+{
+    return d->inFlight;
+}
+
+bool HttpClient::waitForIdle(int timeoutMs)
+{
+    ProcessCount& count = processCount();
+    std::unique_lock<std::mutex> lock(count.mutex);
+    return count.changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                                  [&count] { return count.requests == 0; });
+}

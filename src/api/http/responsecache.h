@@ -1,0 +1,78 @@
+#pragma once
+
+#include "api/http/httpclientheaders.h"
+#include "api/http/pelkurl.h"
+
+#include <QByteArray>
+#include <QHash>
+
+#include <chrono>
+#include <list>
+#include <memory>
+
+/**
+ * A private cache of answers to GET requests, by RFC 9111, in memory. Internal to the HTTP client, on its
+ * thread.
+ *
+ * An answer is found again only by a request of the same URL and the same headers, so one user's answer never
+ * reaches another and Vary needs no look. Freshness is what the server states (max-age, or Expires with
+ * Date), never guessed; without it, or once it is over, an answer with a validator (ETag, Last-Modified) is
+ * asked about again, and one without is not kept. When the memory is used up, the answer that was used
+ * longest ago goes first.
+ */
+class ResponseCache
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    struct Entry
+    {
+        HttpClientHeaders headers;
+        QByteArray body;
+        std::chrono::seconds lifetime{0}; ///< zero: ask the server before each use
+        Clock::time_point born;           ///< when the answer was made: asked for, less its Age
+    };
+    using EntryPointer = std::shared_ptr<const Entry>;
+
+    /** Bytes that all entries may take together, headers and keys included; 0 keeps nothing. */
+    void setCapacity(qint64 bytes);
+    void clear();
+    qint64 size() const { return m_size; }
+
+    /** The key of a request; null when its headers take it past the cache (a range, conditions or cache
+     * control). */
+    static QByteArray key(const PelkUrl& url, const HttpClientHeaders& requestHeaders);
+    /** The entry of the key, fresh or not, which counts as a use; null when there is none. */
+    EntryPointer find(const QByteArray& key);
+    static bool isFresh(const Entry& entry, Clock::time_point now);
+    /** The conditional headers that ask the server whether the entry still holds. */
+    static HttpClientHeaders conditions(const Entry& entry);
+
+    /** Takes in a complete answer with code 200 instead of an older one, as of the time it was asked for;
+     * drops the older one if it may not stay. */
+    void store(const QByteArray& key, const HttpClientHeaders& headers, const QByteArray& body,
+               Clock::time_point requested);
+    /** Takes in a 304 for the entry, and returns the headers that the entry has by now. */
+    HttpClientHeaders refresh(const QByteArray& key, const EntryPointer& entry,
+                              const HttpClientHeaders& headers, Clock::time_point requested);
+    void remove(const QByteArray& key);
+    /** Drops every entry of the URL, whatever the request headers were. */
+    void removeUrl(const PelkUrl& url);
+
+private:
+    struct Place
+    {
+        QByteArray key;
+        EntryPointer entry;
+        qint64 bytes = 0;
+    };
+    using Places = std::list<Place>;
+
+    void erase(Places::iterator place);
+    void shrink();
+
+    qint64 m_capacity = 0;
+    qint64 m_size = 0;
+    Places m_places; ///< the one used last in front
+    QHash<QByteArray, Places::iterator> m_index;
+};
