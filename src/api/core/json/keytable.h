@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QString>
+
+#include <array>
+#include <string_view>
+
+/**
+ * Makes equal object keys share one QString, since the same few dozen keys come thousands of times. Bounded:
+ * a key takes the place of another one that hashes to the same place, and long keys are not kept. Not
+ * thread-safe.
+ */
+class KeyTable
+{
+public:
+    QString text(std::string_view utf8)
+    {
+        if (utf8.size() > longest)
+            return QString::fromUtf8(utf8.data(), static_cast<int>(utf8.size()));
+        Entry& entry = m_entries[std::hash<std::string_view>()(utf8) % m_entries.size()];
+        if (entry.utf8() != utf8 || entry.text.isNull()) {
+            utf8.copy(entry.bytes.data(), utf8.size());
+            entry.size = static_cast<unsigned char>(utf8.size());
+            entry.text = QString::fromUtf8(entry.bytes.data(), entry.size);
+        }
+        return entry.text;
+    }
+
+private:
+    static constexpr size_t longest = 39;
+
+    struct Entry
+    {
+        std::string_view utf8() const { return {bytes.data(), size}; }
+
+        QString text;
+        std::array<char, longest> bytes = {};
+        unsigned char size = 0;
+    };
+
+    std::array<Entry, 512> m_entries;
+};
