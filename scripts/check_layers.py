@@ -1,0 +1,42 @@
+#!/usr/bin/env python3
+"""Checks that the folders of src/ include only what stands below them; see docs/architecture.md for the picture."""
+import pathlib
+import re
+import sys
+
+ALLOWED = {
+    "api/types": set(),
+    "api/core": {"api/types"},
+    "api/http": {"api/types", "api/core"},
+    "api/play": {"api/types", "api/core"},
+    "modules/qobuz": {"api/types", "api/core", "api/http", "api/play"},
+    "player": {"api/types", "api/core", "api/http", "api/play"},
+    "sandbox": set(),
+}
+INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)
+
+
+def room_of(path):
+    return next((room for room in ALLOWED if path.startswith(room + "/")), None)
+
+
+def main():
+    source = pathlib.Path(__file__).resolve().parent.parent / "src"
+    faults, count = [], 0
+    for file in sorted(p for p in source.rglob("*") if p.suffix in {".h", ".cpp"}):
+        name = file.relative_to(source).as_posix()
+        room = room_of(name)
+        if room is None:
+            faults.append(f"{name}: lies in no room that this check knows; add it to scripts/check_layers.py")
+            continue
+        count += 1
+        for included in INCLUDE.findall(file.read_text(encoding="utf-8")):
+            target = room_of(included)
+            if target and target != room and target not in ALLOWED[room]:
+                faults.append(f"{name}: includes {included}, but {room} stands beside or below {target}")
+    print("\n".join(faults) if faults else f"{count} files include only what stands below them.")
+    return bool(faults)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
