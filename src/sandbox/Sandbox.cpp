@@ -6,8 +6,10 @@
 #include "sandbox/media/MediaPaths.h"
 #include "sandbox/service/StreamUrls.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <thread>
 
@@ -33,17 +35,15 @@ std::string endpointOf(const std::string& path)
 }
 
 /// The target as it may be logged: without the values that give somebody access.
-std::string masked(const RequestRecord& record)
+std::string masked(std::string target)
 {
-    std::string line = record.target.substr(0, record.target.find('?'));
-    char mark = '?';
-    for (const auto& [key, value] : record.query) {
-        const bool secret =
-            key == "password" || key == "request_sig" || key == "signature" || key == "user_auth_token";
-        line += mark + key + "=" + (secret ? "***" : value);
-        mark = '&';
+    for (const char* key : {"password=", "request_sig=", "signature=", "user_auth_token="}) {
+        for (auto at = target.find(key); at != std::string::npos; at = target.find(key, at)) {
+            at += std::strlen(key);
+            target.replace(at, std::min(target.find('&', at), target.size()) - at, "***");
+        }
     }
-    return line;
+    return target;
 }
 
 void send(httplib::Response& response, const Answer& answer)
@@ -68,7 +68,7 @@ public:
 
     void arrived(httplib::Request& request, Connection& connection);
     void respond(const httplib::Request& request, httplib::Response& response);
-    void answered(const httplib::Response& response);
+    void answered(const httplib::Request& request, const httplib::Response& response);
 
     /// What can only be made once the port is known, since addresses name it.
     struct Service
@@ -110,8 +110,6 @@ void Sandbox::Private::arrived(httplib::Request& request, Connection& connection
     record.atMs = std::chrono::duration_cast<std::chrono::milliseconds>(
                       std::chrono::system_clock::now().time_since_epoch())
                       .count();
-    if (options.verbose)
-        std::fprintf(stderr, "%s %s\n", record.method.c_str(), masked(record).c_str());
     connection.recordId = recorder.arrived(std::move(record));
     // Ranges are answered by our own code, and nothing is compressed: on loopback that would only cost time.
     request.ranges.clear();
@@ -144,13 +142,16 @@ void Sandbox::Private::respond(const httplib::Request& request, httplib::Respons
     }
 }
 
-void Sandbox::Private::answered(const httplib::Response& response)
+void Sandbox::Private::answered(const httplib::Request& request, const httplib::Response& response)
 {
     const Connection& connection = WireServer::connection();
     const bool silent =
         connection.wireFault().kind == WireFault::Kind::Drop ||
         (connection.wireFault().kind == WireFault::Kind::Reset && connection.wireFault().bytes < 0);
-    recorder.answered(connection.recordId, silent ? 0 : response.status);
+    const int status = silent ? 0 : response.status;
+    recorder.answered(connection.recordId, status);
+    if (options.verbose)
+        std::fprintf(stderr, "%s %s %d\n", request.method.c_str(), masked(request.target).c_str(), status);
 }
 
 Sandbox::Sandbox(const Options& options)
@@ -173,7 +174,9 @@ Sandbox::Sandbox(const Options& options)
         d->respond(request, response);
     });
     server.set_post_routing_handler(
-        [d = m_d.get()](const httplib::Request&, httplib::Response& response) { d->answered(response); });
+        [d = m_d.get()](const httplib::Request& request, httplib::Response& response) {
+            d->answered(request, response);
+        });
     server.set_exception_handler(
         [](const httplib::Request&, httplib::Response& response, std::exception_ptr error) {
             try {

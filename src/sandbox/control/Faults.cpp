@@ -95,7 +95,7 @@ WireFault Fault::wire() const
     if (kind == "reset")
         return {Kind::Reset, number("bytes", -1), 0};
     if (kind == "drip")
-        return {Kind::Drip, number("bytes", 1), number("interval_ms", 10)};
+        return {Kind::Drip, number("bytes", 1), std::max(number("interval_ms", 10), 0)};
     return {};
 }
 
@@ -166,7 +166,7 @@ bool applyFault(const Fault& fault, const httplib::Request& request, httplib::Re
 {
     connection.setWireFault(fault.wire());
     if (fault.kind == "delay") {
-        connection.pause(fault.number("ms", 0));
+        connection.pause(std::max(fault.number("ms", 0), 0));
         return false;
     }
     if (fault.kind == "header") {

@@ -77,6 +77,7 @@ bool Connection::awaitRequest(int idleMs)
     }
     if (!pause(0))
         return false;
+    recordId = 0;
     m_head = m_input.substr(m_inputUsed, end == std::string::npos ? 0 : end + 2 - m_inputUsed);
     return true;
 }

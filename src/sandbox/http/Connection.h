@@ -46,7 +46,8 @@ public:
     /// Waits without holding anything up at the end; false when the stop came first.
     bool pause(int ms) const;
 
-    std::uint64_t recordId = 0; ///< of the request being answered, for the recorder's use
+    std::uint64_t recordId =
+        0; ///< of the request being answered, for the recorder's use; 0 when it is not recorded
 
     bool is_readable() const override;
     bool is_writable() const override;

@@ -72,12 +72,18 @@ bool WireServer::process_and_close_socket(socket_t socket)
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     Connection connection(socket, m_stopFd);
     current = &connection;
-    const auto arrival = [&](httplib::Request& request) { m_arrival(request, connection); };
+    bool understood = false;
+    const auto arrival = [&](httplib::Request& request) {
+        understood = true;
+        m_arrival(request, connection);
+    };
     bool keep = true;
     while (keep && connection.awaitRequest(idleMs)) {
         bool closed = false;
+        understood = false;
         const bool answered = process_request(connection, false, closed, arrival);
-        keep = connection.finishAnswer() && answered && !closed;
+        // After a request that is none, nobody knows where the next one begins.
+        keep = connection.finishAnswer() && answered && !closed && understood;
     }
     current = nullptr;
     ::close(socket);

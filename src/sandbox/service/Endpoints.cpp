@@ -146,16 +146,15 @@ Json Endpoints::list(const Page& page, int total, Item item)
     return {{"offset", page.offset}, {"limit", page.limit}, {"total", total}, {"items", std::move(items)}};
 }
 
-AlbumForm Endpoints::albumForm(const Page& page, int total) const
+Form Endpoints::formOf(const Page& page, int total)
 {
-    return std::min(page.limit, total - page.offset) > largestFullAlbumPage ? AlbumForm::Compact
-                                                                            : AlbumForm::Full;
+    return std::min(page.limit, total - page.offset) > largestFullPage ? Form::Compact : Form::Full;
 }
 
 Json Endpoints::albums(const Page& page, const std::vector<int>& indices) const
 {
     const int total = static_cast<int>(indices.size());
-    const AlbumForm form = albumForm(page, total);
+    const Form form = formOf(page, total);
     return list(page, total, [&](int at) { return m_records.album(indices[std::size_t(at)], form); });
 }
 
@@ -204,7 +203,7 @@ Answer Endpoints::albumGet(const Call& call) const
     const auto album = m_catalogue.albumOf(call.value("album_id"));
     if (!album)
         return notFound();
-    Json record = m_records.album(*album, AlbumForm::Full);
+    Json record = m_records.album(*album, Form::Full);
     record["tracks"] = list(pageOf(call), m_catalogue.albumTrackCount(*album), [&](int at) {
         return m_records.albumTrack(m_catalogue.albumFirstTrack(*album) + at);
     });
@@ -243,8 +242,7 @@ Answer Endpoints::catalogGetFeatured(const Call& call) const
         });
     }
     if (sandbox::lists(call, "type", "playlists")) {
-        lists["playlists"] = list(page, Catalogue::playlistCount - Library::playlists,
-                                  [&](int at) { return playlistOwner(Library::playlists + at); });
+        lists["playlists"] = playlists(page, Library::playlists, Catalogue::playlistCount);
     }
     if (sandbox::lists(call, "type", "articles"))
         lists["articles"] =
@@ -263,9 +261,9 @@ Answer Endpoints::artistGet(const Call& call) const
     return {200, std::move(record)};
 }
 
-Json Endpoints::playlistOwner(int playlist) const
+Json Endpoints::playlist(int playlist, Form form) const
 {
-    Json record = m_records.playlist(playlist);
+    Json record = m_records.playlist(playlist, form);
     record["owner"] =
         playlist < Library::ownPlaylists
             ? Json{{"id", demo::userId}, {"name", "Demo Listener"}}
@@ -273,12 +271,18 @@ Json Endpoints::playlistOwner(int playlist) const
     return record;
 }
 
+Json Endpoints::playlists(const Page& page, int first, int end) const
+{
+    const Form form = formOf(page, end - first);
+    return list(page, end - first, [&](int at) { return playlist(first + at, form); });
+}
+
 Answer Endpoints::playlistGet(const Call& call) const
 {
     const auto playlist = byId(call, "playlist_id", &Catalogue::playlistOf);
     if (!playlist)
         return notFound();
-    Json record = playlistOwner(*playlist);
+    Json record = this->playlist(*playlist, Form::Full);
     if (call.has("extra") && lists(call, "extra", "tracks")) {
         record["tracks"] = list(pageOf(call), m_catalogue.playlistTrackCount(*playlist), [&](int at) {
             Json track = m_records.track(m_catalogue.playlistTrack(*playlist, at));
@@ -296,10 +300,9 @@ Answer Endpoints::userPlaylists(const Call& call) const
     const std::string& filter = call.value("filter");
     const int first = filter == "subscriber" ? Library::ownPlaylists : 0;
     const int end = filter == "owner" ? Library::ownPlaylists : Library::playlists;
-    return {
-        200,
-        {{"user", {{"id", demo::userId}, {"login", demo::userName}}},
-         {"playlists", list(pageOf(call), end - first, [&](int at) { return playlistOwner(first + at); })}}};
+    return {200,
+            {{"user", {{"id", demo::userId}, {"login", demo::userName}}},
+             {"playlists", playlists(pageOf(call), first, end)}}};
 }
 
 Answer Endpoints::articleGet(const Call& call) const
@@ -317,7 +320,7 @@ Answer Endpoints::userFavorites(const Call& call) const
         return record;
     };
     if (sandbox::lists(call, "type", "albums")) {
-        const AlbumForm form = albumForm(page, Library::favouriteAlbums);
+        const Form form = formOf(page, Library::favouriteAlbums);
         lists["albums"] = list(page, Library::favouriteAlbums, [&](int at) {
             return favourited(m_records.album(m_library.favouriteAlbum(at), form), at);
         });
@@ -345,8 +348,8 @@ Answer Endpoints::userPurchases(const Call& call) const
     return {200,
             {{"albums", list(page, Library::purchasedAlbums,
                              [&](int at) {
-                                 return purchased(
-                                     m_records.album(m_library.purchasedAlbum(at), AlbumForm::Full), at);
+                                 return purchased(m_records.album(m_library.purchasedAlbum(at), Form::Full),
+                                                  at);
                              })},
              {"tracks", list(page, Library::purchasedTracks, [&](int at) {
                   return purchased(m_records.track(m_library.purchasedTrack(at)), at);
@@ -373,7 +376,7 @@ Answer Endpoints::search(const Call& call) const
     else if (kind == "track")
         fill(m_trackTitles, [&](int track) { return m_records.track(track); });
     else
-        fill(m_playlistNames, [&](int playlist) { return playlistOwner(playlist); });
+        fill(m_playlistNames, [&](int playlist) { return this->playlist(playlist, Form::Full); });
     return {200, std::move(lists)};
 }
 
@@ -381,7 +384,8 @@ Answer Endpoints::trackFileUrl(const Call& call) const
 {
     const std::string& requestTs = call.value("request_ts");
     const auto stamp = number(requestTs);
-    if (!stamp || std::abs(nowSeconds() - *stamp) > Access::requestAgeSeconds)
+    if (!stamp || *stamp < nowSeconds() - Access::requestAgeSeconds ||
+        *stamp > nowSeconds() + Access::requestAgeSeconds)
         return refusal(400, "Invalid or expired request timestamp parameter (request_ts)");
     if (call.value("request_sig") != m_access.signature(call.endpoint, call.query, requestTs))
         return refusal(400, "Invalid Request Signature parameter (request_sig)");

@@ -42,8 +42,8 @@ public:
     /// A larger limit is clipped to this.
     static constexpr int largestPage = 500;
     static constexpr int defaultPage = 50;
-    /// Pages with more albums than this carry compact ones.
-    static constexpr int largestFullAlbumPage = 200;
+    /// Pages with more albums or playlists than this carry compact ones.
+    static constexpr int largestFullPage = 200;
 
     Endpoints(const Catalogue& catalogue, Access& access, const StreamUrls& streams,
               const std::string& siteUrl);
@@ -87,9 +87,10 @@ private:
     template <typename Item>
     static Json list(const Page& page, int total, Item item);
     Json albums(const Page& page, const std::vector<int>& indices) const;
-    AlbumForm albumForm(const Page& page, int total) const;
+    static Form formOf(const Page& page, int total);
     std::vector<int> featuredAlbums(const Call& call) const;
-    Json playlistOwner(int playlist) const;
+    Json playlist(int playlist, Form form) const;
+    Json playlists(const Page& page, int first, int end) const;
 
     const Catalogue& m_catalogue;
     Access& m_access;

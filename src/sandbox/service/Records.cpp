@@ -91,7 +91,7 @@ Json Records::albumImage(int album) const
             {"back", nullptr}};
 }
 
-Json Records::album(int album, AlbumForm form) const
+Json Records::album(int album, Form form) const
 {
     Draw draw = m_catalogue.draw(Purpose::Album, album);
     const std::string& id = m_catalogue.albumId(album);
@@ -121,7 +121,7 @@ Json Records::album(int album, AlbumForm form) const
                    {"maximum_bit_depth", quality.bitDepth},
                    {"maximum_sampling_rate", kilohertz(quality.rateHz)},
                    {"maximum_channel_count", 2}};
-    if (form == AlbumForm::Compact)
+    if (form == Form::Compact)
         return record;
 
     const int label = draw.below(Catalogue::labelCount);
@@ -183,7 +183,7 @@ Json Records::album(int album, AlbumForm form) const
     return record;
 }
 
-Json Records::albumTrack(int track) const
+Json Records::commonTrack(int track) const
 {
     Draw draw = m_catalogue.draw(Purpose::Track, track);
     draw.bits(); // the first one is the duration's
@@ -212,6 +212,8 @@ Json Records::albumTrack(int track) const
             {"parental_warning", draw.once(20)},
             {"popularity", twoDigits(draw.fraction())},
             {"hires", hires},
+            {"hires_streamable", hires},
+            {"downloadable", true},
             {"streamable", streamable},
             {"purchasable", true},
             {"displayable", true},
@@ -222,9 +224,31 @@ Json Records::albumTrack(int track) const
             {"maximum_channel_count", 2}};
 }
 
+Json Records::albumTrack(int track) const
+{
+    Json record = commonTrack(track);
+    const int album = m_catalogue.trackAlbum(track);
+    const std::int64_t releasedAt = m_catalogue.albumReleasedAt(album);
+    record["article_ids"] = {{"LLS", 700000 + track}, {"SMR", 1700000 + track}};
+    record["articles"] = Json::array();
+    record["audio_info"]["replaygain_track_peak"] = 0.95;
+    record["created_at"] = 1500000000 + album;
+    record["hires_purchased"] = false;
+    record["is_official"] = true;
+    record["lyrics"] = nullptr;
+    record["maximum_technical_specifications"] = record["hires"] ? "Hi-Res" : "16 bits / 44.1 kHz - Stereo";
+    record["purchasable_at"] = releasedAt;
+    record["release_date_download"] = releasedAt;
+    record["release_date_original"] = releasedAt;
+    record["release_date_stream"] = releasedAt;
+    record["slug"] = names::slug(record["title"].get<std::string>());
+    record["streamable_at"] = releasedAt;
+    return record;
+}
+
 Json Records::track(int track) const
 {
-    Json record = albumTrack(track);
+    Json record = commonTrack(track);
     const int album = m_catalogue.trackAlbum(track);
     Json image = albumImage(album);
     if (image.is_object())
@@ -236,7 +260,7 @@ Json Records::track(int track) const
     return record;
 }
 
-Json Records::playlist(int playlist) const
+Json Records::playlist(int playlist, Form form) const
 {
     Draw draw = m_catalogue.draw(Purpose::Playlist, playlist);
     draw.bits();
@@ -256,28 +280,30 @@ Json Records::playlist(int playlist) const
             images300.push_back(picture("albums", album, 300));
         }
     }
-    Json genres = Json::array();
-    for (int i = 0; i < 2; ++i) {
-        genres.push_back(genre(draw.below(8)));
-        genres.back()["percent"] = i == 0 ? 62.5 : 37.5;
+    Json record = {{"id", Catalogue::playlistId(playlist)},
+                   {"name", name},
+                   {"slug", names::slug(name)},
+                   {"tracks_count", count},
+                   {"users_count", draw.below(5000)},
+                   {"duration", seconds},
+                   {"is_public", !draw.once(5)},
+                   {"is_collaborative", draw.once(9)},
+                   {"is_featured", !draw.once(3)},
+                   {"created_at", 1400000000 + draw.below(200000000)},
+                   {"updated_at", 1650000000 + draw.below(50000000)},
+                   {"public_at", 1650000000},
+                   {"images150", std::move(images150)}};
+    if (form == Form::Compact)
+        return record;
+    record["description"] = draw.once(3) ? Json() : Json(names::prose(draw, 2));
+    record["genres"] = Json::array();
+    for (const double percent : {62.5, 37.5}) {
+        record["genres"].push_back(genre(draw.below(8)));
+        record["genres"].back()["percent"] = percent;
     }
-    return {{"id", Catalogue::playlistId(playlist)},
-            {"name", name},
-            {"slug", names::slug(name)},
-            {"description", draw.once(3) ? Json() : Json(names::prose(draw, 2))},
-            {"tracks_count", count},
-            {"users_count", draw.below(5000)},
-            {"duration", seconds},
-            {"is_public", !draw.once(5)},
-            {"is_collaborative", draw.once(9)},
-            {"is_featured", !draw.once(3)},
-            {"created_at", 1400000000 + draw.below(200000000)},
-            {"updated_at", 1650000000 + draw.below(50000000)},
-            {"public_at", 1650000000},
-            {"genres", std::move(genres)},
-            {"images", std::move(images)},
-            {"images150", std::move(images150)},
-            {"images300", std::move(images300)}};
+    record["images"] = std::move(images);
+    record["images300"] = std::move(images300);
+    return record;
 }
 
 Json Records::article(int article) const

@@ -10,11 +10,11 @@ namespace sandbox {
 
 using Json = nlohmann::json;
 
-/// How much of an album stands in an answer.
-enum class AlbumForm
+/// How much of an album or a playlist stands in an answer.
+enum class Form
 {
-    Full,    ///< a list's item, about 2 KB
-    Compact, ///< an item of a page so long that full ones would outgrow what clients read, about 0.9 KB
+    Full,    ///< about 2 KB for an album, 1.3 KB for a playlist
+    Compact, ///< for pages so long that full records would outgrow the half mebibyte that clients read
 };
 
 /// The catalogue's records in the shapes of the web API. Some records have a null or an empty value in
@@ -26,18 +26,19 @@ public:
     Records(const Catalogue& catalogue, std::string siteUrl);
 
     Json artist(int artist) const;
-    Json album(int album, AlbumForm form) const;
+    Json album(int album, Form form) const;
     /// A track as an item of its album: without `album`.
     Json albumTrack(int track) const;
     /// A track as an item of another list: with a few fields of its album.
     Json track(int track) const;
-    Json playlist(int playlist) const;
+    Json playlist(int playlist, Form form) const;
     Json genre(int genre) const;
     Json article(int article) const;
     /// The account's user record.
     Json user() const;
 
 private:
+    Json commonTrack(int track) const;
     Json label(int label) const;
     Json person(int artist) const;
     Json albumImage(int album) const;
