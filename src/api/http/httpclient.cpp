@@ -2,6 +2,7 @@
 
 #include "api/http/curlloop.h"
 #include "api/http/exchange.h"
+#include "api/http/redirectrules.h"
 #include "api/http/responsecache.h"
 
 #include <QPointer>
@@ -18,7 +19,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int mostRedirects = 10;
 /** Handles kept for later requests. */
 constexpr size_t spareExchanges = 16;
 
@@ -46,25 +46,6 @@ ProcessCount& processCount()
     return *count;
 }
 
-int portOf(const PelkUrl& url)
-{
-    if (url.port() >= 0)
-        return url.port();
-    return url.scheme() == QLatin1String("https") ? 443 : 80;
-}
-
-bool isSameOrigin(const PelkUrl& a, const PelkUrl& b)
-{
-    return a.scheme() == b.scheme() && a.host().compare(b.host(), Qt::CaseInsensitive) == 0 &&
-           portOf(a) == portOf(b);
-}
-
-bool isHttp(const PelkUrl& url)
-{
-    return (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")) &&
-           !url.host().isEmpty();
-}
-
 } // namespace
 
 class HttpClientPrivate
@@ -90,7 +71,6 @@ public:
     void send(Request request);
     void onFinished(CURL* handle, CURLcode code);
     void onAnswer(Request request, Exchange::Answer answer);
-    QString redirectRefusal(const Request& request, const PelkUrl& to) const;
     void redirect(Request request, const Exchange::Answer& answer);
     void useCache(const Request& request, Exchange::Answer& answer);
     void fail(Request& request, HttpClientResult::Status status, const QString& errorText);
@@ -141,7 +121,7 @@ void HttpClientPrivate::start(Request request)
 {
     ++inFlight;
     processCount().add(1);
-    if (!isHttp(request.url)) {
+    if (!RedirectRules::isHttp(request.url)) {
         fail(request, HttpClientResult::InvalidUrl, QStringLiteral("Not an absolute http or https URL"));
         return;
     }
@@ -223,26 +203,12 @@ void HttpClientPrivate::onAnswer(Request request, Exchange::Answer answer)
                                          std::move(answer.body), std::move(answer.headers)});
 }
 
-QString HttpClientPrivate::redirectRefusal(const Request& request, const PelkUrl& to) const
-{
-    const PelkUrl from = PelkUrl::fromEncoded(request.wire.url);
-    if (request.redirects >= mostRedirects)
-        return QStringLiteral("More than %1 redirects").arg(mostRedirects);
-    if (!isHttp(to))
-        return QStringLiteral("Redirected to something other than http and https");
-    if (from.scheme() == QLatin1String("https") && to.scheme() == QLatin1String("http"))
-        return QStringLiteral("Redirected from https to http");
-    return {};
-}
-
 void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer)
 {
+    const PelkUrl from = PelkUrl::fromEncoded(request.wire.url);
     const PelkUrl to = PelkUrl::fromEncoded(answer.redirect);
-    const bool sameOrigin = isSameOrigin(PelkUrl::fromEncoded(request.wire.url), to);
     const bool repeatsPost = request.wire.isPost && (answer.code == 307 || answer.code == 308);
-    QString refusal = redirectRefusal(request, to);
-    if (refusal.isEmpty() && repeatsPost && !sameOrigin)
-        refusal = QStringLiteral("A POST was redirected to another server");
+    const QString refusal = RedirectRules::refusal(from, to, request.redirects, repeatsPost);
     if (!refusal.isEmpty()) {
         fail(request, HttpClientResult::RedirectRefused, refusal);
         return;
@@ -256,7 +222,7 @@ void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer
         request.cached.reset();
         request.wire.headers = request.options.headers();
     }
-    if (!sameOrigin) {
+    if (!RedirectRules::isSameOrigin(from, to)) {
         // They may hold a token that is no business of the other server; they stay out for the rest of the
         // way.
         request.options.setHeaders({});
