@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <string_view>
 
 namespace {
 
@@ -21,14 +22,14 @@ bool isUnreserved(char c)
 }
 
 /** The characters that each part may have beside the unreserved ones (RFC 3986, appendix A). */
-constexpr char subDelims[] = "!$&'()*+,;=";
-constexpr char pathExtra[] = "!$&'()*+,;=:@/";
-constexpr char fragmentExtra[] = "!$&'()*+,;=:@/?";
-constexpr char userInfoExtra[] = "!$&'()*+,;=:";
+constexpr std::string_view subDelims = "!$&'()*+,;=";
+constexpr std::string_view pathExtra = "!$&'()*+,;=:@/";
+constexpr std::string_view fragmentExtra = "!$&'()*+,;=:@/?";
+constexpr std::string_view userInfoExtra = "!$&'()*+,;=:";
 
-bool isOneOf(char c, const char* set)
+bool isOneOf(char c, std::string_view set)
 {
-    return c != 0 && std::find(set, set + qstrlen(set), c) != set + qstrlen(set);
+    return set.find(c) != std::string_view::npos;
 }
 
 void appendEscaped(QByteArray& out, char c)
@@ -80,7 +81,7 @@ QString decoded(const QByteArray& text)
 }
 
 /** Encodes what may not stand in this part, and leaves the percent sequences that the text already has. */
-void appendMended(QByteArray& out, const QString& text, const char* extra)
+void appendMended(QByteArray& out, const QString& text, std::string_view extra)
 {
     const QByteArray bytes = text.toUtf8();
     for (int i = 0; i < bytes.size(); ++i) {

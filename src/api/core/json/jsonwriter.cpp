@@ -23,22 +23,19 @@ void writeText(QByteArray& out, const QString& text)
     for (int i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
         const ushort unit = c.unicode();
+        const bool pair = c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
         if (unit == '"' || unit == '\\') {
             out += '\\';
             out += static_cast<char>(unit);
         } else if (unit == '\n') {
             out += "\\n";
-        } else if (unit < 0x20) {
-            writeEscape(out, unit);
+        } else if (unit < 0x20 || (c.isSurrogate() && !pair)) {
+            writeEscape(out, unit); // a lone half of a pair has no UTF-8
         } else if (unit < 0x80) {
             out += static_cast<char>(unit);
-        } else if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
-            out += text.mid(i, 2).toUtf8();
-            ++i;
-        } else if (c.isSurrogate()) {
-            writeEscape(out, unit); // a lone half has no UTF-8
         } else {
-            out += QString(c).toUtf8();
+            out += text.mid(i, pair ? 2 : 1).toUtf8();
+            i += pair ? 1 : 0;
         }
     }
     out += '"';
