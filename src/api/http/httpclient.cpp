@@ -222,7 +222,7 @@ void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer
         request.cached.reset();
         request.wire.headers = request.options.headers();
     }
-    if (!RedirectRules::isSameOrigin(from, to)) {
+    if (!RedirectRules::mayCarryHeaders(from, to)) {
         // They may hold a token that is no business of the other server; they stay out for the rest of the
         // way.
         request.options.setHeaders({});

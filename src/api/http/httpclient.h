@@ -22,7 +22,7 @@ class HttpClientPrivate;
  *
  * TLS certificates are verified against the system's list. Bodies arrive decompressed. Proxies are taken from
  * the environment (http_proxy and kin). Up to 10 redirects are followed, from http to https but never back;
- * to another scheme, host or port the headers of the options are not sent along. A POST becomes a GET on 301,
+ * see HttpClientOptions for which of them the headers go along with. A POST becomes a GET on 301,
  * 302 and 303; on 307 and 308 it is repeated, but not to another scheme, host or port.
  */
 class PELK_HTTP_EXPORT HttpClient : public QObject

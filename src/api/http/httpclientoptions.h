@@ -6,7 +6,8 @@
 class HttpClientOptions
 {
 public:
-    /** Sent with the request, and with redirects of it that stay with the same scheme, host and port. */
+    /** Sent with the request, and with redirects of it that stay with the same host: its scheme and port are
+     * the same, or go from http to https at their usual ports. */
     void setHeaders(const HttpClientHeaders& headers) { m_headers = headers; }
     const HttpClientHeaders& headers() const { return m_headers; }
 

@@ -25,6 +25,16 @@ bool RedirectRules::isSameOrigin(const PelkUrl& a, const PelkUrl& b)
            portOf(a) == portOf(b);
 }
 
+bool RedirectRules::mayCarryHeaders(const PelkUrl& from, const PelkUrl& to)
+{
+    PelkUrl secured = from;
+    if (from.scheme() == QLatin1String("http") && portOf(from) == 80) {
+        secured.setScheme(QStringLiteral("https"));
+        secured.setPort(-1);
+    }
+    return isSameOrigin(from, to) || isSameOrigin(secured, to);
+}
+
 QString RedirectRules::refusal(const PelkUrl& from, const PelkUrl& to, int followed, bool repeatsPost)
 {
     if (followed >= mostRedirects)

@@ -11,8 +11,12 @@ namespace RedirectRules {
 /** True for an absolute URL of the schemes http and https. */
 bool isHttp(const PelkUrl& url);
 
-/** True when scheme, host (in any letter case) and port are the same: only then may headers go along. */
+/** True when scheme, host (in any letter case) and port are the same. */
 bool isSameOrigin(const PelkUrl& a, const PelkUrl& b);
+
+/** Whether the headers of a request go along: to the same origin, and from http to https of the same host at
+ * their usual ports. */
+bool mayCarryHeaders(const PelkUrl& from, const PelkUrl& to);
 
 /**
  * Why a redirect is not followed, as a sentence; empty when it is. `followed` counts those followed before,

@@ -33,6 +33,31 @@ private Q_SLOTS:
         QCOMPARE(RedirectRules::isSameOrigin(PelkUrl(other), url), same);
     }
 
+    void headersGoAlongToTheSameHostOnly_data()
+    {
+        QTest::addColumn<QString>("from");
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<bool>("carried");
+        const auto row = [](const char* name, const char* from, const char* to, bool carried) {
+            QTest::newRow(name) << QString::fromUtf8(from) << QString::fromUtf8(to) << carried;
+        };
+        row("same origin", "http://a:8080/x", "http://a:8080/y", true);
+        row("upwards at the usual ports", "http://a/", "https://a/", true);
+        row("upwards, ports written out", "http://a:80/", "https://a:443/", true);
+        row("downwards", "https://a/", "http://a/", false);
+        row("upwards to another port", "http://a/", "https://a:8443/", false);
+        row("upwards from another port", "http://a:8080/", "https://a/", false);
+        row("another host", "http://a/", "http://b/", false);
+        row("another host, upwards", "http://a/", "https://b/", false);
+        row("another port", "http://a/", "http://a:81/", false);
+    }
+    void headersGoAlongToTheSameHostOnly()
+    {
+        QFETCH(QString, from);
+        QFETCH(QString, to);
+        QTEST(RedirectRules::mayCarryHeaders(PelkUrl(from), PelkUrl(to)), "carried");
+    }
+
     void aRedirectIsFollowedOrRefused_data()
     {
         QTest::addColumn<QString>("from");
