@@ -150,6 +150,19 @@ private Q_SLOTS:
         QCOMPARE(int(artists.size()), Library::favouriteArtists);
     }
 
+    void aShuffledWalkVisitsEverythingOnce()
+    {
+        for (const int count : {1, 12, 30, 210, 1000}) {
+            for (int start = 0; start < 60; ++start) {
+                std::set<int> seen;
+                for (int position = 0; position < count; ++position)
+                    seen.insert(shuffled(position, start, count));
+                QCOMPARE(int(seen.size()), count);
+                QVERIFY(*seen.begin() == 0 && *seen.rbegin() == count - 1);
+            }
+        }
+    }
+
     void aGenresPathLeadsFromItsRoot()
     {
         const auto deep = Catalogue::genreOf(67);

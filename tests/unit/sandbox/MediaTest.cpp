@@ -283,6 +283,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::newRow("another depth") << QByteArray("16-44100") << QByteArray("24-44100") << 403;
         QTest::newRow("later expiry") << QByteArray("expires=1") << QByteArray("expires=2") << 403;
+        QTest::newRow("longer expiry") << QByteArray("&signature") << QByteArray("0&signature") << 403;
         QTest::newRow("no signature") << QByteArray("signature") << QByteArray("x") << 403;
         QTest::newRow("no file") << QByteArray("/streams/") << QByteArray("/streams/1") << 404;
     }
