@@ -1,0 +1,40 @@
+#pragma once
+
+#include "api/core/model/cmrequest.h"
+#include "api/types/pelkroles.h"
+
+#include <QVector>
+
+/// Rows of a container, as many as were asked for and are there.
+struct RowPage
+{
+    QVector<PelkRoles> rows;
+    int from = 0;
+    int total = 0;
+    int version = 0;
+};
+
+/// Asks the content model and waits for its answer, with the event loop running. Main thread. Each operation
+/// returns false when there was an error or no answer within 35 seconds; `error` is then a sentence.
+class ContentClient
+{
+public:
+    static constexpr int timeoutMs = 35000;
+    /// The most rows that are asked for at once.
+    static constexpr int pageSize = 50;
+
+    /// The roles that a row can carry; every row request here asks for all of them.
+    static QStringList allRoles();
+    /// The rows of a reply to a request for allRoles().
+    static QVector<PelkRoles> rowsOf(const PelkRowsRoles& reply);
+    /// The sentence for a path that did not answer in time.
+    static QString noAnswer(const CMPath& path);
+    /// An error as a sentence.
+    static QString sentence(const CMError& error);
+
+    /// The rows `from` to `to`, both inclusive. Answers may be shorter than asked for, so this asks again
+    /// from where one ended until the range is complete, the list has ended or an answer is empty.
+    static bool rows(const CMPath& path, int from, int to, RowPage* page, QString* error);
+    /// Waits for a reply that comes from this path.
+    static bool wait(const CMVoidReply& reply, const CMPath& path, QString* error);
+};

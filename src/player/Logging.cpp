@@ -1,0 +1,56 @@
+#include "player/Logging.h"
+
+#include "player/LogMask.h"
+
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/initializer.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <memory>
+#include <sstream>
+
+namespace {
+
+class MaskingLayout final : public log4cplus::PatternLayout
+{
+public:
+    MaskingLayout()
+        : PatternLayout(LOG4CPLUS_TEXT("%D{%H:%M:%S.%q} %-5p %c: %m%n"))
+    {
+    }
+
+    void formatAndAppend(log4cplus::tostream& output,
+                         const log4cplus::spi::InternalLoggingEvent& event) override
+    {
+        if (event.getLogLevel() <= log4cplus::TRACE_LOG_LEVEL) {
+            PatternLayout::formatAndAppend(output, event);
+            return;
+        }
+        log4cplus::tostringstream line;
+        PatternLayout::formatAndAppend(line, event);
+        output << maskSecrets(QString::fromStdString(line.str())).toStdString();
+    }
+};
+
+} // namespace
+
+QStringList Logging::levels()
+{
+    return {QStringLiteral("off"),  QStringLiteral("error"), QStringLiteral("warn"),
+            QStringLiteral("info"), QStringLiteral("debug"), QStringLiteral("trace")};
+}
+
+void Logging::setUp(const QString& level)
+{
+    static const log4cplus::Initializer initializer;
+    const log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(true, true));
+    appender->setLayout(std::make_unique<MaskingLayout>());
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    root.removeAllAppenders();
+    root.addAppender(appender);
+    root.setLogLevel(log4cplus::getLogLevelManager().fromString(level == QLatin1String("warn")
+                                                                    ? LOG4CPLUS_STRING_TO_TSTRING("WARN")
+                                                                    : level.toUpper().toStdString()));
+}

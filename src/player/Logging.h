@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// Where log lines go: to standard error. At every level above trace, secrets are masked; trace shows
+/// everything, for whoever looks for a fault in what is sent.
+namespace Logging {
+
+/// The levels, from the quietest to the loudest.
+QStringList levels();
+/// Sends the lines at this level and those more urgent to standard error. Called once, before any thread is
+/// started.
+void setUp(const QString& level);
+
+} // namespace Logging

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <vector>
+
+class CMRootWorker;
+class CMWorker;
+class QThread;
+
+/// Loads modules and runs their workers, each on a thread of its own. Used on the root worker's thread.
+///
+/// A module is a shared library with the C function
+/// `void* worker_create(void* ignored, const QHash<QString, QVariant>& configuration)`, which returns a new
+/// CMWorker that is the loader's from then on. A module is never unloaded, since its code may still be called
+/// after its worker has gone.
+class ModuleLoader
+{
+public:
+    struct Module
+    {
+        QString file;
+        QString name; ///< the worker's name, which is the prefix of its paths
+    };
+
+    explicit ModuleLoader(CMRootWorker* root);
+    /// As stop() with five seconds.
+    ~ModuleLoader();
+
+    /// Loads every lib*.so of a folder, in the order of their names. Returns one sentence, with file and
+    /// cause, for each thing that went wrong; one module's failure does not touch the others. Blocks while
+    /// the workers are made, at most ten seconds each.
+    QStringList loadFolder(const QString& folder);
+    /// Loads one module; an empty text, or the sentence.
+    QString load(const QString& file);
+
+    const QList<Module>& modules() const { return m_modules; }
+
+    /// From now on the root worker leads no request to the workers.
+    void refuseRequests();
+    /// Ends the workers' loops and deletes each worker on its own thread. False when a thread did not end in
+    /// time; it is left to itself then.
+    bool stop(int timeoutMs);
+
+private:
+    struct Running
+    {
+        QThread* thread;
+        CMWorker* worker; // null while its constructor is still at work
+    };
+
+    CMRootWorker* m_root;
+    QList<Module> m_modules;
+    std::vector<Running> m_running;
+};

@@ -1,0 +1,194 @@
+#include "player/PlayEngine.h"
+
+#include "api/core/model/cmabstractworker.h"
+#include "api/play/pelkplaylogicerrorname.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
+#include "api/types/pelkresource.h"
+#include "player/ContentClient.h"
+#include "player/PlayQueue.h"
+#include "player/ReplyLimit.h"
+
+namespace {
+
+constexpr int limitCheckMs = 20;
+// Who counts the listening time drops what is less than a second, and starts to count a little after the
+// sound: a stop on the very tick would be told as a second less.
+constexpr int limitMarginMs = 60;
+constexpr int mostFailuresInARow = 3;
+
+} // namespace
+
+PlayEngine::PlayEngine(AudioOutput* output)
+    : m_stream(output)
+{
+    connect(&m_stream, &StreamPlayer::playing, this, &PlayEngine::onPlaying);
+    connect(&m_stream, &StreamPlayer::paused, this,
+            [this] { m_reporter.change(PelkPlayLogicState::Paused); });
+    connect(&m_stream, &StreamPlayer::ended, this, [this] {
+        m_failuresInARow = 0;
+        endTrack(QString());
+        startNext();
+    });
+    connect(&m_stream, &StreamPlayer::failed, this, [this](const QString& sentence) {
+        fail(m_row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+    });
+    connect(&m_limitTimer, &QTimer::timeout, this, &PlayEngine::checkLimit);
+}
+
+PlayEngine::~PlayEngine()
+{
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
+}
+
+void PlayEngine::play(PlayQueue* queue, int seconds)
+{
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
+    delete m_queue;
+    m_queue = queue;
+    queue->setParent(this);
+    m_earlierMs = 0;
+    m_failuresInARow = 0;
+    m_limitMs = seconds * 1000;
+    if (m_limitMs > 0)
+        m_limitTimer.start(limitCheckMs);
+    startNext();
+}
+
+void PlayEngine::skip()
+{
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+    startNext();
+}
+
+void PlayEngine::stop()
+{
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
+    finish();
+}
+
+CMVoidReply PlayEngine::stop(PelkPlayLogicStopReason::Enum /*reason*/)
+{
+    const CMReply<QVariant> reply = CMReply<QVariant>::create();
+    // Queued even on this thread: the caller may be in the middle of something that a report would need.
+    QMetaObject::invokeMethod(
+        this,
+        [this, reply] {
+            stop();
+            reply.setValue(QVariant());
+        },
+        Qt::QueuedConnection);
+    return reply;
+}
+
+qint64 PlayEngine::heardMs() const
+{
+    return m_earlierMs + m_stream.positionMs();
+}
+
+void PlayEngine::startNext()
+{
+    if (!m_queue)
+        return;
+    const int turn = ++m_turn;
+    m_queue->next([this, turn](const PelkRoles& row, const CMError& error) {
+        if (turn != m_turn)
+            return;
+        if (error.isSet()) {
+            Q_EMIT trackFailed(row, ContentClient::sentence(error));
+            finish();
+        } else if (row.isEmpty()) {
+            finish();
+        } else {
+            resolve(row);
+        }
+    });
+}
+
+void PlayEngine::resolve(const PelkRoles& row)
+{
+    const CMPath path = row.mediaData().metaData().prePlayPath();
+    const CMSetDataRequest request(path, PelkRoles::PrePlay(), row.variant());
+    const int turn = m_turn;
+    whenFinished(this, request.reply(), path, [this, turn, row, request](const CMError& error) {
+        if (turn != m_turn)
+            return;
+        const PelkRoles resolved(error.isSet() ? PelkHash() : PelkHash(request.reply().value().toHash()));
+        const QString failed = PelkPlaylogicErrorName::PelkPlaylogicResolveFailed();
+        if (error.isSet())
+            fail(row, ContentClient::sentence(error), failed);
+        else if (resolved.mediaData().resources().value(0).uri().isEmpty())
+            fail(row, QStringLiteral("The service gave no address to play it from."), failed);
+        else
+            open(resolved);
+    });
+    CMRoot()->setDataRequest(request);
+}
+
+void PlayEngine::open(const PelkRoles& resolved)
+{
+    m_row = resolved;
+    m_started = false;
+    m_reporter.begin(resolved);
+    m_stream.play(resolved.mediaData().resources().first().uri());
+}
+
+void PlayEngine::onPlaying()
+{
+    m_reporter.change(PelkPlayLogicState::Playing);
+    if (m_started)
+        return;
+    m_started = true;
+    Q_EMIT trackStarted(m_row);
+}
+
+void PlayEngine::endTrack(const QString& error)
+{
+    // No answer of this turn counts any longer.
+    ++m_turn;
+    if (m_row.isEmpty())
+        return;
+    const PelkRoles row = m_row;
+    m_row = PelkRoles();
+    m_earlierMs += m_stream.positionMs();
+    m_stream.stop();
+    m_reporter.end(error);
+    Q_EMIT trackEnded(row);
+}
+
+// The row is a copy, since it may be the current one, which ends here.
+void PlayEngine::fail(PelkRoles row, const QString& sentence, const QString& error)
+{
+    endTrack(error);
+    Q_EMIT trackFailed(row, sentence);
+    if (++m_failuresInARow < mostFailuresInARow)
+        startNext();
+    else
+        finish();
+}
+
+void PlayEngine::checkLimit()
+{
+    if (m_row.isEmpty() || data().state() != PelkPlayLogicState::Playing)
+        return;
+    if (heardMs() >= m_limitMs + limitMarginMs)
+        stop();
+}
+
+void PlayEngine::finish()
+{
+    if (!m_queue)
+        return;
+    ++m_turn;
+    m_limitTimer.stop();
+    m_queue->deleteLater();
+    m_queue = nullptr;
+    const CMVoidReply last = m_reporter.lastReply();
+    if (last.isNull()) {
+        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
+        return;
+    }
+    whenFinished(this, last, CMPath(), [this](const CMError&) {
+        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
+    });
+}

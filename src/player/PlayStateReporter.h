@@ -1,0 +1,34 @@
+#pragma once
+
+#include "api/core/model/cmreply.h"
+#include "api/play/pelkplaylogicdata.h"
+#include "api/types/pelkroles.h"
+
+#include <QMutex>
+
+/// Tells each change of a track's play state, once and in order, to the path that its row carries, and keeps
+/// the player's current data. Changes are made on one thread; data() may be called from any.
+class PlayStateReporter
+{
+public:
+    /// A track begins; its row carries the path that its changes are told to. Told as opening.
+    void begin(const PelkRoles& row);
+    /// The current track plays or is paused. Nothing is told when it did so already.
+    void change(PelkPlayLogicState::Enum state);
+    /// The current track stops, with an empty error at its natural end and else an error's name. Nothing is
+    /// told when no track is current.
+    void end(const QString& error);
+
+    PelkPlayLogicData data() const;
+    /// The reply to the last change that was told; null before the first. It finishes once the change was
+    /// dealt with.
+    CMVoidReply lastReply() const { return m_lastReply; }
+
+private:
+    void tell(PelkPlayLogicState::Enum state, const QString& error);
+
+    mutable QMutex m_mutex;
+    PelkPlayLogicData m_data;
+    bool m_current = false; // a track has begun and not ended
+    CMVoidReply m_lastReply;
+};

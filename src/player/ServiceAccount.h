@@ -1,0 +1,48 @@
+#pragma once
+
+#include "api/core/model/cmfilestore.h"
+#include "api/core/model/cmrequest.h"
+
+/// What the player's commands know of the service's account: the form that logs in, what stays of a login,
+/// and the sound quality. Everything here may be called from any thread and does not block, unless it says
+/// so.
+namespace ServiceAccount {
+
+/// The request that logs a user in. Send it through the root worker.
+CMSetDataRequest loginRequest(const QString& userName, const QString& password);
+/// The request that logs out and forgets the account.
+CMSetDataRequest logoutRequest();
+
+/// Whether a module has published that a user is logged in.
+bool isLoggedIn();
+/// The user name of the saved login; empty when there is none.
+QString userName();
+
+/// The sound qualities that can be chosen, as people write them.
+QStringList qualities();
+QString quality();
+/// Chooses one of qualities(). The reply finishes once it is saved.
+CMReply<QVariant> setQuality(const QString& quality);
+
+/// Where the player asks for the stream of a single track that it knows by its path alone; an empty path if
+/// `path` is no track's.
+CMPath prePlayPath(const CMPath& path);
+
+/// Keeps what stays of a login in a file of its owner alone.
+class LoginStore : public CMFileStore
+{
+public:
+    explicit LoginStore(const QString& fileName);
+
+    /// The path whose value is kept here.
+    static CMPath path();
+    /// As CMFileStore, and remembers a failure: the module that writes here does not look at the outcome.
+    bool write(const CMPath& path, const PelkValue& value, QString* error) override;
+    /// Why the last write failed; empty if it did not. Root worker's thread.
+    QString failure() const { return m_failure; }
+
+private:
+    QString m_failure;
+};
+
+} // namespace ServiceAccount

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <atomic>
+
+class AudioOutput;
+using GstElement = struct _GstElement;
+using GstMessage = struct _GstMessage;
+
+/// What a stream is made of, as the decoder found it.
+struct AudioFormat
+{
+    QString codec; ///< "FLAC", "MP3"
+    int bits = 0;
+    int rateHz = 0;
+    int bitRate = 0; ///< bit/s; 0 when the stream does not tell
+
+    /// Whether the codec's own measure is known: bits and rate without loss, else the bit rate.
+    bool isComplete() const { return isLossless() ? bits > 0 && rateHz > 0 : bitRate > 0; }
+    bool isLossless() const;
+    /// For a person: "FLAC 24 bit / 96 kHz", "MP3 320 kbit/s". Empty when nothing is known.
+    QString toString() const;
+};
+
+/// Plays one stream at a time. Lives on one thread, which has an event loop; no operation blocks for longer
+/// than a pipeline takes to change its state. Signals come from the event loop and are about the latest
+/// play() only; after stop() there are none.
+class StreamPlayer : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The output is not owned.
+    explicit StreamPlayer(AudioOutput* output, QObject* parent = nullptr);
+    ~StreamPlayer() override;
+
+    /// Opens a stream and plays it; one that plays is stopped.
+    void play(const QString& uri);
+    void setPaused(bool paused);
+    /// Silence; nothing is under way when this returns.
+    void stop();
+
+    /// How much of the stream was heard.
+    qint64 positionMs() const;
+    AudioFormat format() const;
+
+Q_SIGNALS:
+    /// Sound comes out; again after each pause.
+    void playing();
+    void paused();
+    /// The stream was played to its end.
+    void ended();
+    /// The stream broke off or could not be played; the sentence says why.
+    void failed(const QString& sentence);
+
+private:
+    void handle(GstMessage* message);
+    void fail(const QString& sentence);
+    void applyTarget();
+    void tellState(int state);
+    void readTags(GstMessage* message);
+    static void onBusMessage(GstMessage* message, StreamPlayer* player);
+
+    AudioOutput* m_output;
+    GstElement* m_pipeline = nullptr;
+    GstElement* m_sink = nullptr;
+    std::atomic<int> m_generation{0}; // tells the messages of one stream from those of another
+    bool m_wantsPause = false;
+    bool m_buffering = false;
+    enum
+    {
+        Nothing,
+        Playing,
+        Paused
+    } m_told = Nothing;
+    QString m_codec;
+    int m_bitRate = 0;
+};

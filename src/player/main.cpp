@@ -1,0 +1,71 @@
+#include "player/CommandLine.h"
+#include "player/Commands.h"
+#include "player/ExitCode.h"
+#include "player/Host.h"
+#include "player/Logging.h"
+#include "player/PlayCommand.h"
+#include "player/SignalWatch.h"
+#include "player/Terminal.h"
+
+#include <QCoreApplication>
+
+#include <memory>
+
+namespace {
+
+int run(const CommandLine& line)
+{
+    using Command = CommandLine::Command;
+    // Before the modules start their threads.
+    const auto signalWatch =
+        line.command == Command::Play ? std::make_unique<SignalWatch>() : std::unique_ptr<SignalWatch>();
+    Host host;
+    QString error;
+    if (!host.loadSettings(line.configFile, &error)) {
+        Terminal::error(error);
+        return ExitCode::notSetUp;
+    }
+    if (line.command == Command::Quality)
+        return Commands::quality(line);
+    const QStringList problems = host.loadModules(line.moduleFolder);
+    for (const QString& problem : problems)
+        Terminal::error(problem);
+    if (host.modules().isEmpty())
+        return ExitCode::notSetUp;
+
+    switch (line.command) {
+    case Command::Login:
+        return Commands::login(host, line);
+    case Command::Logout:
+        return Commands::logout(host);
+    case Command::Status:
+        return Commands::status(host);
+    case Command::Rows:
+        return Commands::rows(line);
+    case Command::Search:
+        return Commands::search(line);
+    case Command::Play:
+        return PlayCommand(line).run(signalWatch.get());
+    case Command::Modules:
+        return problems.isEmpty() ? Commands::modules(host) : qMax(Commands::modules(host), ExitCode::failed);
+    case Command::Quality:
+        break;
+    }
+    return ExitCode::ok;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    int code = ExitCode::ok;
+    if (const std::optional<CommandLine> line = CommandLine::parse(argc, argv, &code)) {
+        Logging::setUp(line->logLevel);
+        code = run(*line);
+    }
+    if (Terminal::flushOut())
+        return code;
+    Terminal::error(QStringLiteral("Standard output cannot be written."));
+    return code == ExitCode::ok ? ExitCode::failed : code;
+}
