@@ -9,8 +9,8 @@
 
 #include <QLibrary>
 #include <QtTest>
-#include <malloc.h>
 
+#include <malloc.h>
 #include <memory>
 #include <stdexcept>
 
@@ -350,8 +350,8 @@ private Q_SLOTS:
         QTest::newRow("while the transport is made") << 1 << "no value for settings:qobuz";
         QTest::newRow("while the API client is made") << 2 << "no value for session:qobuz";
         QTest::newRow("while the account node is made") << 3 << "no value for session:qobuz";
-        QTest::newRow("while the sound-quality item is made") << 4
-                                                              << "no value for settings:qobuz/soundQuality";
+        QTest::newRow("while the sound-quality item is made")
+            << 4 << "no value for settings:qobuz/soundQuality";
     }
     void whatTheHostThrowsLeavesTheEntry()
     {
