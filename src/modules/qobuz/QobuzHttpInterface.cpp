@@ -98,7 +98,8 @@ void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResul
 void QobuzHttpInterface::cancelRequest(const HttpRequest& request, int code)
 {
     // The log line is spelled so.
-    LOG4CPLUS_TRACE(logger, "requset url: " << request.url.toString() << " code: " << code);
+    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": requset url: "
+                                     << request.url.toString() << " code: " << code);
     request.callback(0, code, QByteArray(), HttpClientHeaders());
 }
 
