@@ -4,6 +4,8 @@
 #include "api/core/model/cmabstractworker.h"
 #include "api/types/qobuzpaths.h"
 
+#include <string>
+
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance("Qobuz");
@@ -20,6 +22,17 @@ const QString& domainSuffix()
     return suffix;
 }
 
+/// The name of a function of the interface in log lines. In front of the class's own types among the
+/// parameters GCC leaves the class out, Clang does not.
+std::string scopedFunction(const char* signature)
+{
+    static const std::string owner = "QobuzHttpInterface::";
+    std::string text = dbglog_scopedFunction(signature, "Qobuz");
+    for (auto at = text.find(owner, text.find('(')); at != std::string::npos; at = text.find(owner, at))
+        text.erase(at, owner.size());
+    return text;
+}
+
 } // namespace
 
 QobuzHttpInterface::QobuzHttpInterface()
@@ -34,27 +47,27 @@ QobuzHttpInterface::QobuzHttpInterface()
 
 void QobuzHttpInterface::get(const PelkUrl& url, const HttpClientOptions& options, const Callback& callback)
 {
-    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << url);
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": " << url);
     HttpClientOptions limited(options);
     limited.setReadSizeLimit(getReadSizeLimitBytes);
     limited.setTimeoutMs(timeoutMs);
     send(HttpRequest{url, 0, limited, QString(), callback});
-    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+    LOG4CPLUS_TRACE(logger, "Leave " << scopedFunction(Q_FUNC_INFO) << ": ");
 }
 
 void QobuzHttpInterface::post(const PelkUrl& url, const QString& body, const Callback& callback)
 {
-    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << url);
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": " << url);
     HttpClientOptions options;
     options.setTimeoutMs(timeoutMs);
     options.setReadSizeLimit(postReadSizeLimitBytes);
     send(HttpRequest{url, 1, options, body, callback});
-    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+    LOG4CPLUS_TRACE(logger, "Leave " << scopedFunction(Q_FUNC_INFO) << ": ");
 }
 
 void QobuzHttpInterface::send(const HttpRequest& request)
 {
-    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << request.url);
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": " << request.url);
     const auto completion = [this, request](const HttpClientResult& result) {
         httpCallback(request, result);
     };
@@ -62,24 +75,23 @@ void QobuzHttpInterface::send(const HttpRequest& request)
         m_client->get(composeUrl(request.url), request.options, completion);
     else
         m_client->post(composeUrl(request.url), request.body.toLatin1(), request.options, completion);
-    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+    LOG4CPLUS_TRACE(logger, "Leave " << scopedFunction(Q_FUNC_INFO) << ": ");
 }
 
 PelkUrl QobuzHttpInterface::composeUrl(const PelkUrl& url)
 {
-    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << url);
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": " << url);
     PelkUrl composed = getBaseUrl();
     composed.setPath(composed.path() + url.path());
     composed.setQueryItems(url.queryItems());
     composed.setFragment(url.fragment());
-    LOG4CPLUS_TRACE(logger, "Leave " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": " << composed);
+    LOG4CPLUS_TRACE(logger, "Leave " << scopedFunction(Q_FUNC_INFO) << ": " << composed);
     return composed;
 }
 
 void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResult& result)
 {
-    LOG4CPLUS_TRACE(logger,
-                    "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": code: " << result.code());
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": code: " << result.code());
     // The header's name is spelled so.
     const PelkUrl effective =
         PelkUrl::fromEncoded(result.headers().value(QStringLiteral("X-PelkEfectiveUrl"), QString()).toUtf8());
@@ -98,13 +110,13 @@ void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResul
 void QobuzHttpInterface::cancelRequest(const HttpRequest& request, int code)
 {
     // The log line is spelled so.
-    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": requset url: "
-                                     << request.url.toString() << " code: " << code);
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO)
+                                     << ": requset url: " << request.url.toString() << " code: " << code);
     request.callback(0, code, QByteArray(), HttpClientHeaders());
 }
 
 void QobuzHttpInterface::clearCache()
 {
-    LOG4CPLUS_TRACE(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");
+    LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": ");
     m_client->clearCache();
 }
