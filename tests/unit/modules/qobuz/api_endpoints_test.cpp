@@ -11,6 +11,8 @@ namespace {
 using Favourites = QSet<PelkQobuzFavouriteTypes::Enum>;
 using Featured = QSet<PelkQobuzRecommendationTypes::Enum>;
 
+constexpr auto noType = static_cast<PelkQobuzRecommendations::Enum>(-1);
+
 void row(const char* name, const QByteArray& target, bool withToken, const Make& make)
 {
     QTest::newRow(name) << make << "/api/" + target << withToken;
@@ -104,19 +106,18 @@ private Q_SLOTS:
     void featuredAlbumsAreListed_data()
     {
         using Type = PelkQobuzRecommendations;
-        const auto none = static_cast<Type::Enum>(-1);
         addColumns();
         row("only a page", "album/getFeatured?offset=0&limit=20", false,
-            [none](QobuzApi& a) { return a.albumGetFeatured(0, 20, -1, {}, none); });
+            [](QobuzApi& a) { return a.albumGetFeatured(0, 20, -1, {}, noType); });
         row("nothing", "album/getFeatured", false,
-            [none](QobuzApi& a) { return a.albumGetFeatured(-1, -1, -1, {}, none); });
+            [](QobuzApi& a) { return a.albumGetFeatured(-1, -1, -1, {}, noType); });
         row("genres in the order of the list", "album/getFeatured?genre_ids=10%2C2%2C64", false,
-            [none](QobuzApi& a) {
-                return a.albumGetFeatured(-1, -1, -1, {10, 2, 64}, none);
+            [](QobuzApi& a) {
+                return a.albumGetFeatured(-1, -1, -1, {10, 2, 64}, noType);
             });
         row("genres given twice, and negative ones", "album/getFeatured?genre_ids=2%2C2%2C-1", false,
-            [none](QobuzApi& a) {
-                return a.albumGetFeatured(-1, -1, -1, {2, 2, -1}, none);
+            [](QobuzApi& a) {
+                return a.albumGetFeatured(-1, -1, -1, {2, 2, -1}, noType);
             });
         row("everything", "album/getFeatured?offset=1&limit=2&supplier_id=0&genre_ids=7&type=press-awards",
             false, [](QobuzApi& a) { return a.albumGetFeatured(1, 2, 0, {7}, Type::PressAwards); });
