@@ -1,0 +1,44 @@
+#pragma once
+
+#include "api/types/trstring.h"
+
+#include <QStringList>
+#include <QVariant>
+
+/// A variant, taken apart to its leaves: one line a leaf, with its place, its type and its value, in
+/// alphabetic order. Two variants have equal lines only if types are equal too, which QVariant's own
+/// comparison does not ask for; and a comparison of the lists names the first place where they differ.
+inline QStringList variantLines(const QVariant& value, const QString& place = QString())
+{
+    const QString head = place + QStringLiteral(": ") + QLatin1String(value.typeName());
+    QStringList lines;
+    switch (value.userType()) {
+    case QMetaType::QVariantHash: {
+        const QVariantHash hash = value.toHash();
+        if (hash.isEmpty())
+            return {head};
+        for (auto it = hash.begin(); it != hash.end(); ++it)
+            lines += variantLines(it.value(), place + QLatin1Char('/') + it.key());
+        lines.sort();
+        return lines;
+    }
+    case QMetaType::QVariantList: {
+        const QVariantList list = value.toList();
+        lines << head + QStringLiteral(" of ") + QString::number(list.size());
+        for (int i = 0; i < list.size(); ++i)
+            lines += variantLines(list.at(i), place + QLatin1Char('/') + QString::number(i));
+        return lines;
+    }
+    default:
+        break;
+    }
+    if (!value.isValid())
+        return {place + QStringLiteral(": invalid")};
+    if (value.userType() == qMetaTypeId<TrString>()) {
+        const TrString text = value.value<TrString>();
+        return {head + QStringLiteral(" \"") + QString::fromUtf8(text.source()) + QStringLiteral("\" of \"") +
+                QString::fromUtf8(text.context()) + QStringLiteral("\", read as \"") + text.toString() +
+                QLatin1Char('"')};
+    }
+    return {head + QStringLiteral(" \"") + value.toString() + QLatin1Char('"')};
+}
