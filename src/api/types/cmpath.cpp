@@ -24,11 +24,40 @@ int prefixLength(const QString& text)
     return -1;
 }
 
+int hexDigit(QChar c)
+{
+    const ushort u = c.unicode();
+    if (u >= '0' && u <= '9')
+        return u - '0';
+    if (u >= 'A' && u <= 'F')
+        return u - 'A' + 10;
+    return u >= 'a' && u <= 'f' ? u - 'a' + 10 : -1;
+}
+
+bool isPercentSequence(const QString& text, int at)
+{
+    return text.at(at) == QLatin1Char('%') && at + 2 < text.size() && hexDigit(text.at(at + 1)) >= 0 &&
+           hexDigit(text.at(at + 2)) >= 0;
+}
+
 QString decoded(const QString& text)
 {
     if (!text.contains(QLatin1Char('%')))
         return text;
-    return QString::fromUtf8(QByteArray::fromPercentEncoding(text.toUtf8()));
+    // A percent sign that begins no sequence is one, where Qt's function makes up a byte.
+    QByteArray bytes;
+    for (int i = 0; i < text.size();) {
+        if (isPercentSequence(text, i)) {
+            bytes += char(hexDigit(text.at(i + 1)) * 16 + hexDigit(text.at(i + 2)));
+            i += 3;
+            continue;
+        }
+        const int next = text.indexOf(QLatin1Char('%'), i + 1);
+        const int end = next < 0 ? text.size() : next;
+        bytes += text.midRef(i, end - i).toUtf8();
+        i = end;
+    }
+    return QString::fromUtf8(bytes);
 }
 
 /// A parameter's name or value: all but the unreserved characters of RFC 3986 is encoded. Qt's query class
@@ -38,23 +67,20 @@ QString encodedParam(const QString& text)
     return QString::fromLatin1(text.toUtf8().toPercentEncoding());
 }
 
-/// A base keeps its slashes and whatever else tells nothing apart in the text form.
+/// Only what would read as something else is encoded, each character by itself, so that a path whose base
+/// begins with another's begins with it in the text form too.
 QString encodedBase(const QString& base, bool withPrefix)
 {
-    bool plain = true;
+    QString text;
+    text.reserve(base.size());
     for (const QChar c : base) {
         if (c == QLatin1Char('%') || c == QLatin1Char('?') || c == QLatin1Char('#') ||
-            c <= QLatin1Char(' ') || (!withPrefix && c == QLatin1Char(':'))) {
-            plain = false;
-            break;
-        }
+            c <= QLatin1Char(' ') || c == QChar(0x7f) || (!withPrefix && c == QLatin1Char(':')))
+            text += QString::fromLatin1(QByteArray(1, c.toLatin1()).toPercentEncoding());
+        else
+            text += c;
     }
-    if (plain)
-        return base;
-    QByteArray keep = "/!$&'()*+,;=@";
-    if (withPrefix)
-        keep += ':';
-    return QString::fromLatin1(base.toUtf8().toPercentEncoding(keep));
+    return text;
 }
 
 /// A sentence about the first malformed percent sequence or control character, or an empty text.
@@ -68,10 +94,7 @@ QString fault(const QString& text)
                 .replace(QLatin1String("%1"), QString::number(i));
         if (c != QLatin1Char('%'))
             continue;
-        bool ok = false;
-        if (i + 2 < text.size())
-            text.midRef(i + 1, 2).toUInt(&ok, 16);
-        if (!ok)
+        if (!isPercentSequence(text, i))
             return QStringLiteral(
                        "the percent sign at position %1 is not followed by two hexadecimal digits; a percent "
                        "sign itself is written as %25")
