@@ -1,10 +1,60 @@
 #include "api/types/trstring.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 
 namespace {
 
-const bool converterRegistered = QMetaType::registerConverter<TrString, QString>(&TrString::toString);
+// Without a comparator, two variants with equal texts differ unless they share one.
+const bool typeRegistered = QMetaType::registerConverter<TrString, QString>(&TrString::toString) &&
+                            QMetaType::registerEqualsComparator<TrString>();
+
+/// The place of the parenthesis that closes the one at `open`, or -1.
+int closingOf(const QString& text, int open)
+{
+    int depth = 0;
+    for (int i = open; i < text.size(); ++i) {
+        if (text.at(i) == QLatin1Char('('))
+            ++depth;
+        else if (text.at(i) == QLatin1Char(')') && --depth == 0)
+            return i;
+    }
+    return -1;
+}
+
+/// "void (int)" becomes "void(int)"; "void (*)(int)", which both compilers write so, stays.
+void closeFunctionTypes(QString* text)
+{
+    for (int i = text->indexOf(QLatin1String(" (")); i >= 0; i = text->indexOf(QLatin1String(" ("), i + 1)) {
+        const int end = closingOf(*text, i + 1);
+        const QChar next = end >= 0 && end + 1 < text->size() ? text->at(end + 1) : QChar();
+        if (next != QLatin1Char('(') && next != QLatin1Char('['))
+            text->remove(i, 1);
+    }
+}
+
+/// "auto f()::(anonymous class)::operator()(int) const" becomes "f()::<lambda(int)>".
+void nameLambdas(QString* text)
+{
+    const QString lambda = QStringLiteral("::(anonymous class)::operator()");
+    int at = text->indexOf(lambda);
+    if (at < 0)
+        return;
+    if (text->startsWith(QLatin1String("auto ")))
+        text->remove(0, 5);
+    while ((at = text->indexOf(lambda)) >= 0) {
+        text->replace(at, lambda.size(), QStringLiteral("::<lambda"));
+        const int end = closingOf(*text, at + 9);
+        if (end < 0)
+            return;
+        text->insert(end + 1, QLatin1Char('>'));
+        const QStringRef behind = text->midRef(end + 2);
+        if (behind.startsWith(QLatin1String(" const")))
+            text->remove(end + 2, 6);
+        else if (!behind.startsWith(QLatin1String("::")))
+            text->insert(end + 2, QStringLiteral(" mutable"));
+    }
+}
 
 /// Fills %1 ... %99 in one pass.
 QString filled(const QString& pattern, const QList<TrArg>& arguments)
@@ -79,28 +129,26 @@ bool TrString::operator==(const TrString& other) const
 
 QByteArray trExtractContext(const char* signature)
 {
-    QByteArray text(signature);
+    QString text = QString::fromUtf8(signature);
     // What follows is Clang's spelling turned into GCC's; a text that GCC made passes through unchanged.
-    text.replace(" &", "&");
-    for (int i = text.indexOf(" *"); i >= 0; i = text.indexOf(" *", i)) {
-        const char next = i + 2 < text.size() ? text.at(i + 2) : '\0';
-        const bool nameFollows = next == '_' || (next >= 'a' && next <= 'z') || (next >= 'A' && next <= 'Z');
-        text.replace(i, 2, nameFollows ? "* " : "*");
+    text.replace(QLatin1String("(anonymous namespace)"), QLatin1String("{anonymous}"));
+    static const QRegularExpression beforeName(QStringLiteral(" ([*&]+)(?=[A-Za-z_{])"));
+    text.replace(beforeName, QStringLiteral("\\1 "));
+    // Both write the qualifier behind a member function as " &".
+    static const QRegularExpression reference(QStringLiteral("(?<!\\))(?<!\\) const) &"));
+    text.replace(reference, QStringLiteral("&"));
+    text.replace(QLatin1String(" *"), QLatin1String("*"));
+    static const QRegularExpression integer(QStringLiteral(
+        "(?<!long )(?<!short )\\b(unsigned )?(long long|long|short)\\b(?! (?:unsigned|int|double|long))"));
+    text.replace(integer, QStringLiteral("\\2 \\1int"));
+    closeFunctionTypes(&text);
+    const int parameters = text.lastIndexOf(QLatin1String(" ["));
+    if (parameters >= 0 && text.endsWith(QLatin1Char(']')) &&
+        !text.midRef(parameters + 2).startsWith(QLatin1String("with "))) {
+        static const QRegularExpression separator(QStringLiteral(", (?=\\w+ = )"));
+        const QString list = text.mid(parameters + 2).replace(separator, QStringLiteral("; "));
+        text = text.left(parameters) + QStringLiteral(" [with ") + list;
     }
-    text.replace(" (", "(");
-    const int parameters = text.lastIndexOf(" [");
-    if (parameters >= 0 && text.endsWith(']') && !text.mid(parameters + 2).startsWith("with "))
-        text.insert(parameters + 2, "with ");
-    static const QByteArray lambda("::(anonymous class)::operator()");
-    const int at = text.indexOf(lambda);
-    if (at >= 0) {
-        const bool immutable = text.endsWith(" const");
-        if (immutable)
-            text.chop(6);
-        text.replace(at, lambda.size(), "::<lambda");
-        text += immutable ? ">" : "> mutable";
-        if (text.startsWith("auto "))
-            text.remove(0, 5);
-    }
-    return text;
+    nameLambdas(&text);
+    return text.toUtf8();
 }
