@@ -2,7 +2,6 @@
 """Writes C++ classes for the records, enumerations and constants that schema/*.yaml describes.
 
 A schema file has any of these tables; docs/records.md describes every key of them:
-  includes:      folders whose generated headers the fields of this file may name
   enums:         an enumeration: values with number, wire text and meaning
   records:       a record over PelkHash: fields with type, meaning and unit
   values:        a tagged value: a record of which one field at a time is set, told by its type number
@@ -10,6 +9,7 @@ A schema file has any of these tables; docs/records.md describes every key of th
 """
 import argparse
 import pathlib
+import sys
 
 import jinja2
 import yaml
@@ -90,8 +90,78 @@ def header_of(name):
     return name.lower() + ".h"
 
 
+class SchemaError(Exception):
+    """A sentence about what is wrong in a schema, and where."""
+
+
+TABLES = {"enums", "records", "values", "constants"}
+FIELD_KEYS = {"type", "doc", "unit", "getter", "set", "role_only", "tag"}
+
+
 def load(paths):
-    return [(path, yaml.safe_load(path.read_text(encoding="utf-8"))) for path in paths]
+    loaded = []
+    for path in paths:
+        try:
+            tables = yaml.safe_load(path.read_text(encoding="utf-8"))
+        except (OSError, yaml.YAMLError) as error:
+            raise SchemaError(f"{path}: it cannot be read: {error}") from error
+        if not isinstance(tables, dict) or set(tables) - TABLES:
+            raise SchemaError(f"{path}: a schema holds tables named {', '.join(sorted(TABLES))}, and nothing else.")
+        loaded.append((path, tables))
+    return loaded
+
+
+def need(condition, place, sentence):
+    if not condition:
+        raise SchemaError(f"{place}: {sentence}")
+
+
+def need_different(place, what, numbers):
+    seen = {}
+    for name, number in numbers:
+        need(number not in seen, place, f"{seen.get(number)} and {name} have the same {what}, {number}.")
+        seen[number] = name
+
+
+def check_enum(place, spec):
+    need(spec.get("doc"), place, 'it has no "doc", which says what it means.')
+    need(spec.get("values"), place, 'it has no "values".')
+    for name, value in spec["values"].items():
+        need(isinstance(value.get("value"), int), f"{place}.{name}", 'its "value" is no integer.')
+        need("text" in value, f"{place}.{name}", 'it has no "text", which is how it is written.')
+        need(value.get("doc"), f"{place}.{name}", 'it has no "doc", which says what it means.')
+    need_different(place, "value", [(name, value["value"]) for name, value in spec["values"].items()])
+    need_different(place, "text", [(name, value["text"]) for name, value in spec["values"].items()])
+
+
+def check_record(place, spec, is_value, records, enums):
+    need(spec.get("doc"), place, 'it has no "doc", which says what it means.')
+    need(spec.get("fields"), place, 'it has no "fields".')
+    for name, field in spec["fields"].items():
+        here = f"{place}.{name}"
+        need(field.get("doc"), here, 'it has no "doc", which says what it means.')
+        unknown = sorted(set(field) - FIELD_KEYS)
+        need(not unknown, here, f'"{", ".join(unknown)}" is no key of a field; it has {", ".join(sorted(FIELD_KEYS))}.')
+        word = str(field.get("type", ""))
+        item = word[len("list of "):] if word.startswith("list of ") else None
+        known = item in records if item is not None else word in SCALARS or word in enums or word in records
+        need(known, here, f'"{word}" is no type; one is {", ".join(SCALARS)}, an enumeration, a record, or "list of" '
+                          "and a record.")
+        need(not is_value or isinstance(field.get("tag"), int), here, 'its "tag" is no integer.')
+    if is_value:
+        need_different(place, "tag", [(name, field["tag"]) for name, field in spec["fields"].items()])
+
+
+def check(path, tables, records, enums):
+    for name, spec in tables.get("enums", {}).items():
+        check_enum(f"{path}: {name}", spec)
+    for table in ("records", "values"):
+        for name, spec in tables.get(table, {}).items():
+            check_record(f"{path}: {name}", spec, table == "values", records, enums)
+    for constants in tables.get("constants", {}).values():
+        for name, spec in constants.items():
+            need(spec.get("doc"), f"{path}: {name}", 'it has no "doc", which says what it means.')
+            need(("path" in spec) != ("text" in spec), f"{path}: {name}", 'it needs either a "path" or a "text".')
 
 
 def main():
@@ -113,7 +183,9 @@ def main():
             enum_names |= set(tables.get("enums", {}))
             for table in ("enums", "records", "values"):
                 for name in tables.get(table, {}):
-                    home[name] = folder
+                    need(home.setdefault(name, folder) == folder, name, "a library below has this name already.")
+    for path, tables in schemas:
+        check(path, tables, set(home) - enum_names, enum_names)
 
     environment = jinja2.Environment(
         loader=jinja2.FileSystemLoader(pathlib.Path(__file__).parent), trim_blocks=True, lstrip_blocks=True,
@@ -153,4 +225,7 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        main()
+    except SchemaError as error:
+        sys.exit(str(error))
