@@ -44,8 +44,9 @@ bool CMReplyAbstractData::waitForFinished(unsigned long ms) const
 {
     if (isFinished())
         return true;
+    // A number that a deadline cannot hold would count as negative, and so as over.
     const QDeadlineTimer deadline =
-        ms == ULONG_MAX ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(qint64(ms));
+        ms > LONG_MAX ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(qint64(ms));
     const QMutexLocker locker(&m_mutex);
     while (!isFinished())
         if (!m_condition.wait(&m_mutex, deadline))
@@ -61,6 +62,9 @@ void CMReplyAbstractData::complete(const std::function<void()>& store)
     const QList<Watcher> watchers = m_watchers;
     m_condition.wakeAll();
     locker.unlock();
+    // Data that nobody holds yet would go with this handle; it has no watchers either.
+    if (watchers.isEmpty())
+        return;
     const CMVoidReply reply(this);
     for (const Watcher& watcher : watchers)
         watcher.first(reply);

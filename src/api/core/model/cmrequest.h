@@ -76,8 +76,8 @@ public:
 
     /// A reply that nobody has finished yet.
     static CMReply create() { return CMReply(new CMReplyData<T>); }
-    /// The handle that a watcher was given, as what it is known to be. A watcher uses this one, since one that held a
-    /// handle of its own would keep the answer alive for ever.
+    /// The handle that a watcher was given, as what it is known to be. A watcher uses this one, since one
+    /// that held a handle of its own would keep the answer alive for ever.
     static CMReply from(const CMVoidReply& reply) { return CMReply(static_cast<CMReplyData<T>*>(reply.d())); }
 
     CMReplyData<T>* data() const { return static_cast<CMReplyData<T>*>(d()); }
