@@ -7,10 +7,24 @@
 #include <QJsonObject>
 #include <QSaveFile>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 // A store is a handful of records; whatever is larger was not written here.
 constexpr qint64 maximumSizeBytes = 1024 * 1024;
+
+/// A file that replaces another survives a power cut once its folder is on disk too. Not every file system
+/// can be asked; one that cannot is no failure.
+void keepName(const QString& folder)
+{
+    const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return;
+    ::fsync(descriptor);
+    ::close(descriptor);
+}
 
 } // namespace
 
@@ -24,8 +38,7 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
     if (!file.exists())
         return;
     if (!file.open(QIODevice::ReadOnly)) {
-        m_notice =
-            QStringLiteral("%1 cannot be read (%2), so it starts empty.").arg(fileName, file.errorString());
+        setAside(file.errorString()); // the next write would replace it
         return;
     }
     if (file.size() > maximumSizeBytes) {
@@ -48,12 +61,12 @@ void CMFileStore::setAside(const QString& reason)
     const QString aside = m_fileName + QStringLiteral(".bad");
     QFile::remove(aside);
     if (QFile::rename(m_fileName, aside))
-        m_notice = QStringLiteral(
-                       "%1 cannot be understood (%2). It was set aside as %3, and what it held starts empty.")
-                       .arg(m_fileName, reason, aside);
+        m_notice =
+            QStringLiteral("%1 cannot be used (%2). It was set aside as %3, and what it held starts empty.")
+                .arg(m_fileName, reason, aside);
     else
-        m_notice = QStringLiteral("%1 cannot be understood (%2), so what it held starts empty.")
-                       .arg(m_fileName, reason);
+        m_notice =
+            QStringLiteral("%1 cannot be used (%2), so what it held starts empty.").arg(m_fileName, reason);
 }
 
 PelkValue CMFileStore::read(const CMPath& path) const
@@ -74,6 +87,7 @@ bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* err
         *error = QStringLiteral("%1 cannot be written: %2.").arg(m_fileName, file.errorString());
         return false;
     }
+    keepName(QFileInfo(m_fileName).absolutePath());
     m_values = values;
     return true;
 }
