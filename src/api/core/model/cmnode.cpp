@@ -16,6 +16,8 @@ CMNode::~CMNode()
 
 void CMNode::setNodes(CMNodes* nodes)
 {
+    if (m_nodes && m_nodes != nodes)
+        m_nodes->release(this);
     m_nodes = nodes;
     nodes->add(this);
 }

@@ -25,8 +25,11 @@ void CMNodes::add(CMNode* node)
 
 void CMNodes::release(CMNode* node)
 {
-    if (m_nodes.value(node->path()) == node)
-        m_nodes.remove(node->path());
+    if (m_nodes.value(node->path()) != node)
+        return;
+    m_nodes.remove(node->path());
+    if (CMRootWorker* const root = CMRootWorker::instance())
+        root->releasePath(node->path(), m_worker);
 }
 
 void CMNodes::request(const CMRequest& request) const

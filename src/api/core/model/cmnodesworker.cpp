@@ -17,7 +17,8 @@ CMNodesWorker::CMNodesWorker(const QHash<QString, QVariant>& configuration, cons
 
 CMNodesWorker::~CMNodesWorker()
 {
-    CMRootWorker::instance()->removeWorker(this);
+    if (CMRootWorker* const root = CMRootWorker::instance())
+        root->removeWorker(this);
 }
 
 CMSubscribe* CMNodesWorker::subscribe(const CMPath& /*path*/)

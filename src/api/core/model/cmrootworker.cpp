@@ -1,9 +1,11 @@
 #include "api/core/model/cmrootworker.h"
 
 #include "api/core/model/cmglobal.h"
+#include "api/core/model/cmnodesworker.h"
 
 #include <QThread>
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -48,13 +50,26 @@ void CMRootWorker::addWorker(CMWorker* worker)
 
 void CMRootWorker::removeWorker(CMWorker* worker)
 {
-    const QWriteLocker locker(&m_lock);
+    QWriteLocker locker(&m_lock);
     m_workers.removeAll(worker);
     const QList<CMPath> paths = m_registeredPaths.keys(worker);
-    for (const CMPath& path : paths) {
+    for (const CMPath& path : paths)
         m_registeredPaths.remove(path);
+    const QList<CMPath> published = m_nodeValues.keys(worker);
+    for (const CMPath& path : published) {
+        m_nodeValues.remove(path);
         m_values.remove(path);
     }
+    locker.unlock();
+    // A call of this thread, in which a worker ends itself, cannot be waited for.
+    const auto isUnderWay = [&] {
+        return std::any_of(m_calls.cbegin(), m_calls.cend(), [&](const QPair<CMWorker*, Qt::HANDLE>& call) {
+            return call.first == worker && call.second != QThread::currentThreadId();
+        });
+    };
+    const QMutexLocker calls(&m_callMutex);
+    while (isUnderWay())
+        m_callEnded.wait(&m_callMutex);
 }
 
 void CMRootWorker::registerPath(const CMPath& path, CMWorker* worker)
@@ -63,13 +78,27 @@ void CMRootWorker::registerPath(const CMPath& path, CMWorker* worker)
     m_registeredPaths.insert(path, worker);
 }
 
-void CMRootWorker::publishNodeValue(const CMPath& path, const PelkValue& value, CMSubscribe* subscribers)
+void CMRootWorker::releasePath(const CMPath& path, CMWorker* worker)
+{
+    const QWriteLocker locker(&m_lock);
+    if (m_registeredPaths.value(path) == worker)
+        m_registeredPaths.remove(path);
+    if (m_nodeValues.value(path) == worker) {
+        m_nodeValues.remove(path);
+        m_values.remove(path);
+    }
+}
+
+void CMRootWorker::publishNodeValue(const CMPath& path, const PelkValue& value, CMNodesWorker* worker)
 {
     {
         const QWriteLocker locker(&m_lock);
+        m_nodeValues.insert(path, worker);
         m_values.insert(path, value);
     }
-    subscribers->publish(CMSubscribe::Value, path, value);
+    worker->subscribe()->publish(CMSubscribe::Value, path, value);
+    // Whoever subscribed before the worker was known did so at the root.
+    m_subscribe.publish(CMSubscribe::Value, path, value);
 }
 
 void CMRootWorker::keep(const CMPath& path, const std::shared_ptr<CMValueStore>& store)
@@ -88,7 +117,6 @@ void CMRootWorker::registerOperation(const CMPath& path, const Operation& operat
 
 CMWorker* CMRootWorker::workerFor(const CMPath& path) const
 {
-    const QReadLocker locker(&m_lock);
     CMWorker* const registered = m_registeredPaths.value(path.withoutParams());
     for (CMWorker* worker : m_workers)
         if (registered ? worker == registered : worker->name() == path.prefix())
@@ -96,30 +124,57 @@ CMWorker* CMRootWorker::workerFor(const CMPath& path) const
     return nullptr;
 }
 
+template <typename Request>
+void CMRootWorker::forward(void (CMAbstractWorker::*operation)(const Request&), const Request& request)
+{
+    /// A call into a worker, for which removeWorker() waits.
+    struct Call
+    {
+        Call(CMRootWorker* root, CMWorker* callee)
+            : owner(root)
+            , entry(callee, QThread::currentThreadId())
+        {
+            const QMutexLocker locker(&owner->m_callMutex);
+            owner->m_calls.append(entry);
+        }
+        ~Call()
+        {
+            const QMutexLocker locker(&owner->m_callMutex);
+            owner->m_calls.removeOne(entry);
+            owner->m_callEnded.wakeAll();
+        }
+        CMRootWorker* owner;
+        QPair<CMWorker*, Qt::HANDLE> entry;
+    };
+
+    QReadLocker locker(&m_lock);
+    CMWorker* const worker = workerFor(request.path());
+    if (worker) {
+        const Call call(this, worker);
+        locker.unlock();
+        (worker->*operation)(request);
+        return;
+    }
+    locker.unlock();
+    request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+}
+
 void CMRootWorker::getRowsRequest(const CMGetRowsRequest& request)
 {
     if (request.path().withoutParams().isEmpty())
         answerOwnRows(request);
-    else if (CMWorker* worker = workerFor(request.path()))
-        worker->getRowsRequest(request);
     else
-        request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+        forward(&CMAbstractWorker::getRowsRequest, request);
 }
 
 void CMRootWorker::getDataRequest(const CMGetDataRequest& request)
 {
-    if (CMWorker* worker = workerFor(request.path()))
-        worker->getDataRequest(request);
-    else
-        request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+    forward(&CMAbstractWorker::getDataRequest, request);
 }
 
 void CMRootWorker::setDataRequest(const CMSetDataRequest& request)
 {
-    if (CMWorker* worker = workerFor(request.path()))
-        worker->setDataRequest(request);
-    else
-        request.reply().setError(errorAt("No service answers at \"%1\".", request.path()));
+    forward(&CMAbstractWorker::setDataRequest, request);
 }
 
 void CMRootWorker::answerOwnRows(const CMGetRowsRequest& request)
@@ -129,26 +184,27 @@ void CMRootWorker::answerOwnRows(const CMGetRowsRequest& request)
             errorAt("Rows are counted from 0; the range asked for is not.", request.path()));
         return;
     }
-    QList<CMWorker*> workers;
+    QList<CMPath> paths;
     {
         const QReadLocker locker(&m_lock);
-        workers = m_workers;
+        for (const CMWorker* worker : m_workers)
+            paths.append(worker->addPrefix(QString()));
     }
     PelkRowsRoles reply;
-    reply.setRowsCount(workers.size());
+    reply.setRowsCount(paths.size());
     reply.setRowsVersion(qMax(0, request.rowsVersion()));
-    const int last = qMin(request.to(), workers.size() - 1);
-    workers = workers.mid(request.from(), qMax(0, last - request.from() + 1));
+    const int last = qMin(request.to(), paths.size() - 1);
+    paths = paths.mid(request.from(), qMax(0, last - request.from() + 1));
     const auto state = std::make_shared<OwnRows>();
-    state->open = workers.size();
-    for (int i = 0; i < workers.size(); ++i)
+    state->open = paths.size();
+    for (int i = 0; i < paths.size(); ++i)
         state->rows.append(QVariant());
-    if (workers.isEmpty()) {
+    if (paths.isEmpty()) {
         reply.setRows(QVariantList());
         request.reply().setValue(reply);
     }
-    for (int i = 0; i < workers.size(); ++i) {
-        const CMGetDataRequest data(workers.at(i)->addPrefix(QString()), request.roles());
+    for (int i = 0; i < paths.size(); ++i) {
+        const CMGetDataRequest data(paths.at(i), request.roles());
         data.reply().addWatcher(
             [state, reply, request, path = data.path(), i](const CMVoidReply& answer) mutable {
                 QVariantList row = answer.d()->value().toList();
@@ -166,7 +222,7 @@ void CMRootWorker::answerOwnRows(const CMGetRowsRequest& request)
                 request.reply().setValue(reply);
             },
             Qt::DirectConnection);
-        workers.at(i)->getDataRequest(data);
+        getDataRequest(data);
     }
 }
 
@@ -178,13 +234,12 @@ PelkValue CMRootWorker::getValue(const CMPath& path)
 
 void CMRootWorker::setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply)
 {
-    bool ofANode = false;
-    {
-        const QWriteLocker locker(&m_lock);
-        ofANode = m_registeredPaths.contains(path);
-        if (!ofANode)
-            m_values.insert(path, value);
-    }
+    // Queued under the lock, which calls nobody: two threads that set a value have it kept and told in the
+    // order in which it became visible.
+    const QWriteLocker locker(&m_lock);
+    const bool ofANode = m_registeredPaths.contains(path) || m_nodeValues.contains(path);
+    if (!ofANode)
+        m_values.insert(path, value);
     QMetaObject::invokeMethod(
         this,
         [this, path, value, reply, ofANode] {
@@ -232,6 +287,8 @@ void CMRootWorker::invoke(const CMPath& path, const PelkHash& arguments, const C
 
 CMSubscribe* CMRootWorker::subscribe(const CMPath& path)
 {
+    QReadLocker locker(&m_lock);
     CMWorker* const worker = workerFor(path);
+    locker.unlock();
     return worker ? worker->subscribe(path) : &m_subscribe;
 }

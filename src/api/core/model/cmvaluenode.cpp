@@ -20,11 +20,10 @@ CMValueNode* CMValueNode::create(CMNodes* nodes, const CMPath& path, QMutex* mut
 
 void CMValueNode::setValue(const PelkValue& value)
 {
-    {
-        const QMutexLocker locker(m_mutex);
-        m_value = value;
-    }
-    CMRootWorker::instance()->publishNodeValue(path(), value, nodes()->worker()->subscribe());
+    // Published under the lock: two threads that set a value publish in the order in which they stored.
+    const QMutexLocker locker(m_mutex);
+    m_value = value;
+    CMRootWorker::instance()->publishNodeValue(path(), value, nodes()->worker());
 }
 
 PelkValue CMValueNode::value() const
