@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <malloc.h>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define PELK_SANITIZER_ALLOCATOR
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define PELK_SANITIZER_ALLOCATOR
+#endif
+#endif
+
+#ifdef PELK_SANITIZER_ALLOCATOR
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+#endif
+
+/// How many bytes of the heap are in use, in all threads; blocks that the allocator keeps for the next
+/// request may count as used. Sanitizers bring their own allocator, which has to be asked instead.
+inline std::size_t heapInUse()
+{
+#ifdef PELK_SANITIZER_ALLOCATOR
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    return mallinfo2().uordblks;
+#endif
+}
