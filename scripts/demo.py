@@ -115,10 +115,12 @@ class Demo:
         check(streams, "Nobody asked for a stream.")
         reports = self.service_heard("reports")["reports"]
         for report in reports:
-            print("  " + json.dumps(report, sort_keys=True))
-        kinds = [report["kind"] for report in reports]
-        check(kinds == ["start", "end"], f"There should be one start and one end report; there are: {kinds}.")
-        duration = int(reports[1]["duration"])
+            items = report["items"]
+            print(f"{report['endpoint']}: track {items['track_id']}, format {items['format_id']}, {items['duration']} s listened to")
+        endpoints = [report["endpoint"] for report in reports]
+        check(endpoints == ["track/reportStreamingStart", "track/reportStreamingEnd"],
+              f"There should be one start and one end report; there are: {endpoints}.")
+        duration = int(reports[1]["items"]["duration"])
         check(PLAY_SECONDS - 1 <= duration <= took + 1, f"The end report says {duration} s.")
 
 
