@@ -210,6 +210,10 @@ private Q_SLOTS:
         row("qobuz:featured/albums/", "/api/catalog/getFeatured?offset=0&limit=50&type=");
         row("qobuz:favourites/playlists", "/api/favorite/getUserFavorites?offset=0&limit=50&type=");
         row("qobuz:search/articles?query=moon", "/api/?offset=0&query=moon");
+        // In another case a route's text is a text like any other, and stays.
+        row("qobuz:featured/FEATURED/albums", "/api/catalog/getFeatured?offset=0&limit=50&type=");
+        row("qobuz:favourites/Favourites/albums", "/api/favorite/getUserFavorites?offset=0&limit=50&type=");
+        row("qobuz:search/Search/albums?query=moon", "/api/?offset=0&query=moon");
     }
 
     void aKindThatNoListHasIsAskedForAndNeverAnswered()
