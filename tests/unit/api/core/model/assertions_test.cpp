@@ -1,0 +1,148 @@
+#include "api/core/model/cmconnect.h"
+#include "api/core/model/cmrequest.h"
+
+#include <QProcess>
+#include <QThread>
+#include <QtTest>
+
+struct Unregistered
+{
+};
+
+class Sender : public QObject
+{
+    Q_OBJECT
+
+Q_SIGNALS:
+    void plain(int number);
+    void unregistered(const Unregistered& value);
+    void pointer(Unregistered* value);
+};
+
+namespace {
+
+using Crime = void (*)();
+
+template <typename Act>
+void onAnotherThread(Act act)
+{
+    QThread thread;
+    QObject receiver;
+    receiver.moveToThread(&thread);
+    act(&receiver);
+}
+
+/// What a programming error is, by name; each ends the process.
+const QHash<QString, Crime>& crimes()
+{
+    static const QHash<QString, Crime> all = {
+        {QStringLiteral("finished"), [] { CMVoidReply().isFinished(); }},
+        {QStringLiteral("waiting"), [] { CMVoidReply().waitForFinished(0); }},
+        {QStringLiteral("value"), [] { CMVoidReply().setValue(QVariant()); }},
+        {QStringLiteral("error"), [] { CMVoidReply().setError(CMError()); }},
+        {QStringLiteral("read error"), [] { CMVoidReply().error(); }},
+        {QStringLiteral("watcher"), [] { CMVoidReply().addWatcher([](const CMVoidReply&) {}); }},
+        {QStringLiteral("typed value"), [] { CMReply<int>().setValue(1); }},
+        {QStringLiteral("read typed value"), [] { CMReply<int>().value(); }},
+        {QStringLiteral("path"), [] { CMGetRowsRequest().path(); }},
+        {QStringLiteral("from"), [] { CMGetRowsRequest().from(); }},
+        {QStringLiteral("rows reply"), [] { CMGetRowsRequest().reply(); }},
+        {QStringLiteral("roles"), [] { CMGetDataRequest().roles(); }},
+        {QStringLiteral("set value"), [] { CMSetDataRequest().value(); }},
+        {QStringLiteral("connection"),
+         [] {
+             Sender sender;
+             for (int i = 0; i < 2; ++i)
+                 cmConnect(&sender, &Sender::plain, &sender, &QObject::deleteLater, Qt::UniqueConnection);
+         }},
+        {QStringLiteral("parameters"),
+         [] {
+             onAnotherThread([](QObject* receiver) {
+                 Sender sender;
+                 cmConnect(&sender, &Sender::unregistered, receiver, [](const Unregistered&) {});
+             });
+         }},
+        {QStringLiteral("queued parameters"),
+         [] {
+             Sender sender;
+             cmConnect(
+                 &sender, &Sender::unregistered, &sender, [](const Unregistered&) {}, Qt::QueuedConnection);
+         }},
+    };
+    return all;
+}
+
+} // namespace
+
+class AssertionsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aProgrammingErrorEndsTheProcessWithItsAssertion_data()
+    {
+        QTest::addColumn<QString>("assertion");
+        const QString parameters =
+            QStringLiteral("verifyConnectionSignalParameters(sender, signal, receiver, type)");
+        const auto names = crimes().keys();
+        for (const QString& name : names) {
+            QString assertion = QStringLiteral("d()");
+            if (name.endsWith(QLatin1String("parameters")))
+                assertion = parameters;
+            else if (name == QLatin1String("connection"))
+                assertion = name;
+            QTest::newRow(qPrintable(name)) << assertion;
+        }
+    }
+
+    void aProgrammingErrorEndsTheProcessWithItsAssertion()
+    {
+        QFETCH(QString, assertion);
+        QProcess process;
+        process.start(QCoreApplication::applicationFilePath(),
+                      {QStringLiteral("--commit"), QString::fromLatin1(QTest::currentDataTag())});
+        QVERIFY(process.waitForFinished());
+        const QByteArray text = process.readAllStandardError();
+        QCOMPARE(process.exitStatus(), QProcess::CrashExit);
+        QVERIFY2(text.contains("ASSERT: \"" + assertion.toUtf8() + "\" in file"), text.constData());
+    }
+
+    void aConnectionThatSucceedsIsMade()
+    {
+        Sender sender;
+        int received = 0;
+        cmConnect(&sender, &Sender::plain, this, [&](int number) { received = number; });
+        Q_EMIT sender.plain(4);
+        QCOMPARE(received, 4);
+    }
+
+    void pointersAndOneThreadNeedNoRegisteredType()
+    {
+        Sender sender;
+        int calls = 0;
+        cmConnect(&sender, &Sender::unregistered, this, [&](const Unregistered&) { ++calls; });
+        Q_EMIT sender.unregistered(Unregistered());
+        QCOMPARE(calls, 1);
+        onAnotherThread([&](QObject* receiver) {
+            QVERIFY(verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::pointer),
+                                                     receiver, Qt::AutoConnection));
+            QVERIFY(verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::unregistered),
+                                                     receiver, Qt::DirectConnection));
+            QVERIFY(!verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::unregistered),
+                                                      receiver, Qt::AutoConnection));
+        });
+    }
+};
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    if (argc == 3 && qstrcmp(argv[1], "--commit") == 0) {
+        crimes().value(QString::fromLocal8Bit(argv[2]))();
+        return 0;
+    }
+    AssertionsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "assertions_test.moc"
