@@ -10,7 +10,7 @@ class PELK_API_EXPORT CMFileStore : public CMValueStore
 {
 public:
     /// Reads the file; one that is not there holds no values. `permissions`: what the file is written with. A
-    /// file that cannot be understood is set aside with ".bad" behind its name, and notice() says so.
+    /// file that cannot be used is set aside with ".bad" behind its name, and notice() says so.
     CMFileStore(const QString& fileName, QFileDevice::Permissions permissions);
 
     /// A sentence about what went wrong when the file was read; empty if nothing did.
