@@ -218,7 +218,9 @@ private Q_SLOTS:
         auto* data = new CMReplyData<Counted>;
         Counted value;
         value.number = 4;
+        const int alive = Counted::alive();
         data->setValue(value);
+        QCOMPARE(Counted::alive().load(), alive);
         const CMReply<Counted> reply(data);
         QCOMPARE(reply.value().number, 4);
     }

@@ -260,17 +260,23 @@ private Q_SLOTS:
         const CMPath path(text("session:x"));
         const auto store = std::make_shared<ListStore>();
         m_root->keep(path, store);
-        for (int round = 0; round < 100; ++round) {
+        constexpr int count = 3;
+        constexpr int sets = 5;
+        for (int round = 0; round < 300; ++round) {
+            std::atomic<int> ready{0};
             std::vector<std::thread> threads;
-            for (int t = 0; t < 4; ++t)
+            for (int t = 0; t < count; ++t)
                 threads.emplace_back([&, t] {
-                    m_root->setValue(path, value(QString::number(round * 10 + t)),
-                                     CMReply<QVariant>::create());
+                    for (++ready; ready < count;)
+                        std::this_thread::yield();
+                    for (int i = 0; i < sets; ++i)
+                        m_root->setValue(path, value(QString::number(t * 10 + i)),
+                                         CMReply<QVariant>::create());
                 });
             for (std::thread& thread : threads)
                 thread.join();
             QCoreApplication::processEvents();
-            QCOMPARE(store->written.size(), (round + 1) * 4);
+            QCOMPARE(store->written.size(), (round + 1) * count * sets);
             QCOMPARE(store->written.last(), m_root->getValue(path).string_());
         }
     }

@@ -1,5 +1,6 @@
 #include "api/core/model/cmsubscribe.h"
 
+#include <QSemaphore>
 #include <QThread>
 #include <QtTest>
 
@@ -61,6 +62,33 @@ private Q_SLOTS:
         subscribe.publish(CMSubscribe::Value, here, value("after"));
         QCoreApplication::processEvents();
         QCOMPARE(calls, 0);
+    }
+
+    void aSubscriptionThatAnotherThreadEndsTellsNothingThatIsOnItsWay()
+    {
+        CMSubscribe subscribe;
+        QThread thread;
+        thread.start();
+        auto* context = new QObject;
+        context->moveToThread(&thread);
+        std::atomic<int> calls{0};
+        subscribe.add(CMSubscribe::Value, here, context, [&](const PelkValue&) { ++calls; });
+        QSemaphore busy;
+        QSemaphore goOn;
+        QMetaObject::invokeMethod(context, [&] {
+            busy.release();
+            goOn.acquire();
+        });
+        busy.acquire();
+        subscribe.publish(CMSubscribe::Value, here, value("on its way"));
+        subscribe.remove(context);
+        goOn.release();
+        QMetaObject::invokeMethod(
+            context, [] {}, Qt::BlockingQueuedConnection);
+        QCOMPARE(calls.load(), 0);
+        context->deleteLater();
+        thread.quit();
+        QVERIFY(thread.wait(10000));
     }
 
     void aSubscriberMayOutliveWhereItSubscribed()

@@ -141,10 +141,16 @@ private Q_SLOTS:
     {
         auto* node = CMValueNode::create(m_worker->nodes(), statePath, nullptr);
         CMValueItem item(nullptr, statePath);
-        for (int round = 0; round < 100; ++round) {
+        for (int round = 0; round < 300; ++round) {
+            std::atomic<int> ready{0};
             std::vector<std::thread> threads;
             for (int t = 0; t < 3; ++t)
-                threads.emplace_back([&, t] { node->setValue(value(QString::number(round * 10 + t))); });
+                threads.emplace_back([&, t] {
+                    for (++ready; ready < 3;)
+                        std::this_thread::yield();
+                    for (int i = 0; i < 5; ++i)
+                        node->setValue(value(QString::number(t * 10 + i)));
+                });
             for (std::thread& thread : threads)
                 thread.join();
             QCoreApplication::processEvents();
