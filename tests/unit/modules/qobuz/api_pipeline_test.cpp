@@ -328,12 +328,21 @@ private Q_SLOTS:
         ApiFixture f;
         f.server.answer("/api/album/get", TestHttpServer::json("{\"message\":\"100%1 %2 %3\"}", 400));
         LogCapture log(QStringLiteral("Qobuz"));
-        const auto reply = f.api.albumGet(QStringLiteral("\u00a0%3"), -1, -1);
+        const auto reply = f.api.albumGet(QStringLiteral("a/b <%1 %2 %3>"), -1, -1);
         QVERIFY(ModuleHost::wait(reply));
         QCOMPARE(reply.error().message().toString(), QStringLiteral("100%1 %2 %3"));
-        QCOMPARE(log.texts(log4cplus::ERROR_LOG_LEVEL),
-                 QStringList{
-                     QStringLiteral("HTTP call to album/get?album_id=%C2%A0%253 failed (400): 100%1 %2 %3")});
+        // "%2F", "%20" and "%3C" could be taken for place markers.
+        QCOMPARE(
+            log.texts(log4cplus::ERROR_LOG_LEVEL),
+            QStringList{QStringLiteral("HTTP call to album/get?album_id=a%2Fb%20%3C%251%20%252%20%253%3E "
+                                       "failed (400): 100%1 %2 %3")});
+        f.server.answer("/api/album/get", TestHttpServer::text("no JSON", 400));
+        log.clear();
+        QVERIFY(ModuleHost::wait(f.api.albumGet(QStringLiteral("a/b <%1 %2 %3>"), -1, -1)));
+        QCOMPARE(
+            log.texts(log4cplus::ERROR_LOG_LEVEL),
+            QStringList{QStringLiteral("HTTP call to album/get?album_id=a%2Fb%20%3C%251%20%252%20%253%3E "
+                                       "failed (400)")});
     }
 
     void theSettingsAreReadForEveryCall()

@@ -165,6 +165,49 @@ private Q_SLOTS:
                  qPrintable(calls.at(0)));
     }
 
+    void aCallThatIsCancelledOrGetsNoAnswerFailsWithTheCode_data()
+    {
+        using Result = HttpClientResult;
+        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("code");
+        QTest::newRow("cancelled with code 7") << 0 << 7;
+        QTest::newRow("cancelled with code -1") << 0 << -1;
+        QTest::newRow("timed out") << int(Result::TimedOut) << 0;
+        QTest::newRow("too large") << int(Result::TooLarge) << 0;
+        QTest::newRow("unreachable") << int(Result::Unreachable) << 0;
+        QTest::newRow("no secure connection") << int(Result::TlsFailed) << 0;
+        QTest::newRow("interrupted") << int(Result::Interrupted) << 0;
+        QTest::newRow("a redirect refused") << int(Result::RedirectRefused) << 0;
+        QTest::newRow("no URL") << int(Result::InvalidUrl) << 0;
+    }
+    void aCallThatIsCancelledOrGetsNoAnswerFailsWithTheCode()
+    {
+        QFETCH(int, status);
+        QFETCH(int, code);
+        ApiFixture f;
+        LogCapture log(QStringLiteral("Qobuz"));
+        const auto reply = f.api.genreGet(1);
+        QVERIFY(!reply.isFinished());
+        // What a cancelled request's callback is given is what the client's answer would make of it.
+        lastCallback({PelkUrl(), static_cast<HttpClientResult::Status>(status), code, {}, {}});
+        QVERIFY(reply.isFinished());
+        QCOMPARE(reply.error().message().source(), QByteArray("Unknown error"));
+        const QVariantHash data{{QStringLiteral("ErrorCode"), code}};
+        QCOMPARE(reply.error().data(), data);
+        QCOMPARE(log.texts(log4cplus::ERROR_LOG_LEVEL),
+                 QStringList{QStringLiteral("HTTP call to genre/get?genre_id=1 failed (%1)").arg(code)});
+    }
+
+    void onlyTheCodeTellsSuccess()
+    {
+        ApiFixture f;
+        const auto reply = f.api.genreGet(1);
+        lastCallback({PelkUrl(), HttpClientResult::Interrupted, 200, "{\"id\":9}", {}});
+        QVERIFY(reply.isFinished());
+        QVERIFY(!reply.error().isSet());
+        QCOMPARE(reply.value().id(), 9);
+    }
+
     void theCallbackGetsWhatTheClientReports()
     {
         const ModuleHost host(QStringLiteral("http://h/"));
