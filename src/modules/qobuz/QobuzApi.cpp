@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <ctime>
 
+// NOLINTBEGIN(performance-unnecessary-value-param): lists, sets and options are taken by value on purpose
 namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance("Qobuz");
@@ -437,3 +438,4 @@ CMReply<PelkQobuzErrorResponse> QobuzApi::reportStreamingEnd(const int& trackId,
     return reportStreaming(QStringLiteral("track/reportStreamingEnd"), trackId, duration, format, purchase,
                            local);
 }
+// NOLINTEND(performance-unnecessary-value-param)

@@ -89,6 +89,8 @@ PelkUrl QobuzHttpInterface::composeUrl(const PelkUrl& url)
     return composed;
 }
 
+// The request is a copy, so that its callback may end what holds the completion.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResult& result)
 {
     LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": code: " << result.code());
