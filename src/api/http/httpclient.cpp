@@ -257,10 +257,18 @@ void HttpClientPrivate::fail(Request& request, HttpClientResult::Status status, 
 
 void HttpClientPrivate::finish(HttpClient::Callback callback, HttpClientResult result)
 {
-    if (finished.empty())
-        QMetaObject::invokeMethod(
-            q, [this] { deliver(); }, Qt::QueuedConnection);
     finished.push_back({std::move(callback), std::move(result)});
+    queueDelivery();
+}
+
+/** One delivery is queued at a time, so that idle() is told once. */
+void HttpClientPrivate::queueDelivery()
+{
+    if (deliveryQueued)
+        return;
+    deliveryQueued = true;
+    QMetaObject::invokeMethod(
+        q, [this] { deliver(); }, Qt::QueuedConnection);
 }
 
 void HttpClientPrivate::deliver()
@@ -279,8 +287,7 @@ void HttpClientPrivate::deliver()
         processCount().add(-1);
     }
     if (!finished.empty())
-        QMetaObject::invokeMethod(
-            q, [this] { deliver(); }, Qt::QueuedConnection);
+        queueDelivery();
     else if (inFlight == 0)
         Q_EMIT q->idle();
 }

@@ -404,6 +404,19 @@ private Q_SLOTS:
         QCOMPARE(f.client.inFlight(), 0);
     }
 
+    void idleIsToldOnceWhenACallbackAsksForWhatFailsAtOnce()
+    {
+        ClientFixture f;
+        QSignalSpy idle(&f.client, &HttpClient::idle);
+        f.client.get(PelkUrl(QStringLiteral("nonsense")), f.options, [&](const HttpClientResult& result) {
+            f.results.append(result);
+            f.get(QStringLiteral("nonsense"));
+        });
+        QVERIFY(f.waitForResults(2));
+        QCoreApplication::processEvents();
+        QCOMPARE(idle.count(), 1);
+    }
+
     void aCallbackMayDeleteTheClient()
     {
         TestHttpServer server;
