@@ -19,7 +19,7 @@ public:
     /// Answers every request from here on so, and forgets what was received.
     void serve(const QByteArray& body, int status = 200)
     {
-        const TestHttpServer::Response response = TestHttpServer::json(body, status);
+        TestHttpServer::Response response = TestHttpServer::json(body, status);
         server.setHandler([response](const TestHttpServer::Request&) { return response; });
         server.clearRequests();
     }
