@@ -69,5 +69,6 @@ private:
 
     CMRootWorker m_root;
     std::unique_ptr<QThread> m_thread;
+    long m_threadId = 0; // the kernel's number of it
     CMWorker* m_worker = nullptr;
 };
