@@ -14,6 +14,7 @@ namespace {
 constexpr int playAudio = 0x2;
 constexpr int playBuffering = 0x100;
 constexpr int buffered = 100;
+constexpr int openLimitMs = 30000;
 
 /// "Free Lossless Audio Codec (FLAC)" is known to people by what stands in the brackets.
 QString shortName(const QString& codec)
@@ -68,6 +69,11 @@ StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
     : QObject(parent)
     , m_output(output)
 {
+    m_openLimit.setSingleShot(true);
+    m_openLimit.setInterval(openLimitMs);
+    connect(&m_openLimit, &QTimer::timeout, this, [this] {
+        fail(QStringLiteral("The stream did not begin within %1 seconds.").arg(openLimitMs / 1000));
+    });
 }
 
 StreamPlayer::~StreamPlayer()
@@ -79,14 +85,19 @@ void StreamPlayer::play(const QString& uri)
 {
     stop();
     QString error;
-    m_pipeline = gst_element_factory_make("playbin3", nullptr);
+    m_pipeline = gst_element_factory_make("playbin", nullptr);
     m_sink = m_pipeline ? m_output->makeSink(&error) : nullptr;
     if (!m_pipeline)
-        error = QStringLiteral("GStreamer has no element playbin3; install its base plug-ins.");
+        error = QStringLiteral("GStreamer has no element playbin; install its base plug-ins.");
     if (!m_sink) {
         // From the event loop, as every signal.
         QMetaObject::invokeMethod(
-            this, [this, error] { fail(error); }, Qt::QueuedConnection);
+            this,
+            [this, error, generation = m_generation.load()] {
+                if (generation == m_generation)
+                    fail(error);
+            },
+            Qt::QueuedConnection);
         return;
     }
     g_object_set(m_pipeline, "uri", uri.toUtf8().constData(), "audio-sink", m_sink, "flags",
@@ -101,6 +112,7 @@ void StreamPlayer::play(const QString& uri)
         this, nullptr);
     gst_object_unref(bus);
     gst_element_set_state(m_pipeline, GST_STATE_PLAYING);
+    m_openLimit.start();
 }
 
 void StreamPlayer::setPaused(bool paused)
@@ -111,6 +123,7 @@ void StreamPlayer::setPaused(bool paused)
 
 void StreamPlayer::stop()
 {
+    m_openLimit.stop();
     m_wantsPause = m_buffering = false;
     m_told = Nothing;
     m_codec.clear();
@@ -213,6 +226,7 @@ void StreamPlayer::tellState(int state)
     // A pause to gather more of the stream is no pause of the listener's.
     if (state == GST_STATE_PLAYING && m_told != Playing) {
         m_told = Playing;
+        m_openLimit.stop();
         Q_EMIT playing();
     } else if (state == GST_STATE_PAUSED && m_wantsPause && m_told == Playing) {
         m_told = Paused;
@@ -243,6 +257,7 @@ void StreamPlayer::applyTarget()
 
 void StreamPlayer::fail(const QString& sentence)
 {
+    m_openLimit.stop();
     ++m_generation;
     // GStreamer's texts may quote the address, and its query is a permission to fetch it.
     Q_EMIT failed(maskSecrets(sentence));

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <atomic>
 
@@ -36,7 +37,8 @@ public:
     explicit StreamPlayer(AudioOutput* output, QObject* parent = nullptr);
     ~StreamPlayer() override;
 
-    /// Opens a stream and plays it; one that plays is stopped.
+    /// Opens a stream and plays it; one that plays is stopped. A stream that has not begun within 30 seconds
+    /// has failed.
     void play(const QString& uri);
     void setPaused(bool paused);
     /// Silence; nothing is under way when this returns.
@@ -75,6 +77,7 @@ private:
         Playing,
         Paused
     } m_told = Nothing;
+    QTimer m_openLimit;
     QString m_codec;
     int m_bitRate = 0;
 };
