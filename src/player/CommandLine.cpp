@@ -51,8 +51,8 @@ CLI::Validator oneOf(const QStringList& choices)
 }
 
 const char* const footer =
-    "Exit codes: 0 done; 1 the operation failed; 2 wrong usage; 3 not set up: settings or\n"
-    "modules; 4 nobody is logged in; 130 interrupted.";
+    "Exit codes: 0 done; 1 the operation failed; 2 wrong usage; 3 settings or modules\n"
+    "are missing; 4 nobody is logged in; 130 interrupted.";
 
 int wrongUsage(const QString& sentence, const std::string& command)
 {
@@ -84,52 +84,47 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     app.get_formatter()->column_width(28);
     app.add_option("--config", config, "Settings file")->type_name("FILE")->capture_default_str();
     app.add_option("--modules", modules, "Folder with the modules")->type_name("DIR")->capture_default_str();
-    app.add_option("--log-level", level, "Log lines on standard error: off, error, warn, info, debug, trace")
+    app.add_option("--log-level", level, "Log lines: off, error, warn, info, debug, trace")
         ->type_name("LEVEL")
         ->check(oneOf(Logging::levels()))
         ->capture_default_str();
-    const auto add = [&app, &line](const char* name, const char* description, Command command) {
+    const auto add = [&app, &line](const char* name, const char* description, Command which) {
         CLI::App* sub = app.add_subcommand(name, description);
-        sub->callback([&line, command] { line.command = command; });
+        sub->footer(std::string("--config, --modules and --log-level go with every command: pelk --help\n") +
+                    footer);
+        sub->callback([&line, which] { line.command = which; });
         return sub;
     };
 
     CLI::App* login = add("login", "Log in; asks for the password", Command::Login);
     login->add_option("USER", user, "Login name")->required()->type_name("");
-    login->add_flag("--password-stdin", line.passwordStdin,
-                    "Read the password from the first line of standard input");
+    login->add_flag("--password-stdin", line.passwordStdin, "Read the password from standard input");
     add("logout", "Log out and forget the account", Command::Logout);
-    add("status", "Show who is logged in, and the settings in force; exit code 4 when nobody is",
-        Command::Status);
+    add("status", "Show who is logged in; exit code 4: nobody", Command::Status);
 
     CLI::App* rows = add("rows", "Show the rows of a container", Command::Rows);
-    rows->add_option("PATH", path, "The container's path, as a row shows it; without one: the modules' roots")
-        ->type_name("");
+    rows->add_option("PATH", path, "Path of the container; without: the modules' roots")->type_name("");
     rows->add_option("--from", from, "First row, counted from 0")
         ->type_name("N")
         ->check(wholeNumber(0, std::numeric_limits<int>::max()))
         ->capture_default_str();
-    const CLI::Option* toOption = rows->add_option("--to", to, "Last row, itself included; 50 rows without")
+    const CLI::Option* toOption = rows->add_option("--to", to, "Last row, included; without: 50 rows")
                                       ->type_name("N")
                                       ->check(wholeNumber(0, std::numeric_limits<int>::max()));
-    rows->add_flag("--json", line.json, "Print everything that the rows carry, for programs");
+    rows->add_flag("--json", line.json, "Print all that the rows carry, for programs");
 
-    CLI::App* search = add("search", "Search, and show the first rows of each section", Command::Search);
+    CLI::App* search = add("search", "Search, and show the first rows of each kind", Command::Search);
     search->add_option("TEXT", query, "What to look for")->required()->type_name("");
 
-    CLI::App* play = add("play", "Play a track, or the tracks of a container in their order", Command::Play);
-    play->add_option("PATH", path, "Path of the track or container, as a row shows it")
-        ->required()
-        ->type_name("");
+    CLI::App* play = add("play", "Play a track, or the tracks of a container", Command::Play);
+    play->add_option("PATH", path, "Path of the track or container")->required()->type_name("");
     play->add_option("--seconds", line.seconds, "Stop after this much was heard")
         ->type_name("N")
         ->check(wholeNumber(1, longestPlaySeconds));
-    play->add_option("--to", wav, "Write the sound to a WAV file, at the pace at which it would be heard")
-        ->type_name("FILE.wav");
+    play->add_option("--to", wav, "Write a WAV file, at the pace of listening")->type_name("FILE.wav");
 
     CLI::App* qualityCommand = add("quality", "Show or choose the sound quality", Command::Quality);
-    qualityCommand
-        ->add_option("VALUE", quality, "mp3, cd, hires96 or hires192; takes effect from the next track on")
+    qualityCommand->add_option("VALUE", quality, "mp3, cd, hires96 or hires192")
         ->type_name("")
         ->check(oneOf(ServiceAccount::qualities()));
     add("modules", "Show the modules and what went wrong with any", Command::Modules);
