@@ -1,0 +1,103 @@
+#include "tests/support/scriptedplayworker.h"
+
+#include "api/core/model/cmglobal.h"
+#include "api/play/pelkplaylogicdata.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
+#include "api/types/pelkresource.h"
+
+namespace {
+
+CMPath pathWithId(const QString& base, const QString& id)
+{
+    CMPath path(QStringLiteral("test:") + base);
+    path.addParam(QStringLiteral("id"), id);
+    return path;
+}
+
+} // namespace
+
+ScriptedPlayWorker::ScriptedPlayWorker()
+    : CMNodesWorker({}, QStringLiteral("test"))
+{
+}
+
+CMPath ScriptedPlayWorker::listPath()
+{
+    return CMPath(QStringLiteral("test:list"));
+}
+
+PelkRoles ScriptedPlayWorker::row(const QString& id)
+{
+    PelkRoles row;
+    row.setTitle(TrString(QStringLiteral("Track ") + id));
+    row.setPath(pathWithId(QStringLiteral("track"), id));
+    if (id.startsWith(QLatin1Char('-'))) {
+        row.setType(PelkRolesType::Container);
+        return row;
+    }
+    PelkMetaData metaData;
+    metaData.setPrePlayPath(pathWithId(QStringLiteral("preplay"), id));
+    PelkMediaData mediaData;
+    mediaData.setMetaData(metaData);
+    row.setType(PelkRolesType::Audio);
+    row.setMediaData(mediaData);
+    return row;
+}
+
+void ScriptedPlayWorker::getRowsRequest(const CMGetRowsRequest& request)
+{
+    rowRequests << QStringLiteral("%1-%2").arg(request.from()).arg(request.to());
+    if (request.path() != listPath()) {
+        CMNodesWorker::getRowsRequest(request);
+        return;
+    }
+    QVariantList rows;
+    for (int i = request.from(); i <= request.to() && i < list.size() && rows.size() < pageSize; ++i)
+        rows.append(QVariant(CMGlobal::itemRolesToList(request.roles(), row(list.at(i)))));
+    PelkRowsRoles reply;
+    reply.setRows(rows);
+    reply.setRowsCount(list.size());
+    reply.setRowsVersion(7);
+    request.reply().setValue(reply);
+}
+
+void ScriptedPlayWorker::setDataRequest(const CMSetDataRequest& request)
+{
+    if (request.path().base() == QLatin1String("state")) {
+        const PelkPlayLogicData data(PelkHash(request.value().toHash()));
+        states << QStringLiteral("%1 %2 %3")
+                      .arg(data.trackRoles().path().param(QStringLiteral("id")),
+                           PelkPlayLogicState::toString(data.state()), data.error())
+                      .trimmed();
+        request.reply().setValue(QVariant());
+    } else if (request.path().base() == QLatin1String("preplay") && request.role() == PelkRoles::PrePlay()) {
+        if (holdAnswers)
+            held.append(request);
+        else
+            resolve(request);
+    } else {
+        CMNodesWorker::setDataRequest(request);
+    }
+}
+
+void ScriptedPlayWorker::resolve(const CMSetDataRequest& request) const
+{
+    const QString id = request.path().param(QStringLiteral("id"));
+    if (!uris.contains(id)) {
+        request.reply().setError(CMError(TrString(QStringLiteral("no track"))));
+        return;
+    }
+    PelkRoles row(PelkHash(request.value().toHash()));
+    PelkMediaData mediaData = row.mediaData();
+    PelkMetaData metaData = mediaData.metaData();
+    metaData.setContentStateChangePath(pathWithId(QStringLiteral("state"), id));
+    mediaData.setMetaData(metaData);
+    PelkResource resource;
+    resource.setUri(uris.value(id));
+    PelkList<PelkResource> resources;
+    resources.append(resource);
+    mediaData.setResources(resources);
+    row.setMediaData(mediaData);
+    request.reply().setValue(row.variant());
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "api/core/model/cmnodesworker.h"
+#include "api/types/pelkroles.h"
+
+#include <QMap>
+
+/// A worker "test" whose list "test:list" holds tracks that resolve as a test says, and which writes down
+/// each change of a play state as "id state error". Its rows come in short pages. Lives and is used on one
+/// thread.
+class ScriptedPlayWorker final : public CMNodesWorker
+{
+public:
+    ScriptedPlayWorker();
+
+    /// The list, by the tracks' ids; an id may be there twice. One that begins with "-" is a container.
+    QStringList list;
+    int pageSize = 50;
+    /// What a track resolves to; one that is not here resolves to an error that says "no track".
+    QMap<QString, QString> uris;
+    /// When set, pre-play requests are kept here and not answered.
+    bool holdAnswers = false;
+    QList<CMSetDataRequest> held;
+
+    QStringList states;
+    QStringList rowRequests;
+
+    static CMPath listPath();
+    static PelkRoles row(const QString& id);
+
+    void getRowsRequest(const CMGetRowsRequest& request) override;
+    void setDataRequest(const CMSetDataRequest& request) override;
+
+private:
+    void resolve(const CMSetDataRequest& request) const;
+};

@@ -1,0 +1,65 @@
+#include "api/core/model/cmrootworker.h"
+#include "player/ContentClient.h"
+#include "tests/support/scriptedplayworker.h"
+
+#include <QtTest>
+
+#include <limits>
+
+class ContentClientTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aRangeIsCompletedFromShortPages_data()
+    {
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QString>("requests");
+        QTest::newRow("within a page") << 0 << 4 << 5 << QStringLiteral("0-4");
+        QTest::newRow("beyond a page") << 5 << 24 << 20 << QStringLiteral("5-24 15-24");
+        QTest::newRow("to the end") << 100 << 119 << 20 << QStringLiteral("100-119 110-119");
+        QTest::newRow("over the end") << 115 << 1000 << 5 << QStringLiteral("115-164");
+        QTest::newRow("behind the end") << 500 << 600 << 0 << QStringLiteral("500-549");
+        QTest::newRow("the largest number")
+            << 115 << std::numeric_limits<int>::max() << 5 << QStringLiteral("115-164");
+    }
+    void aRangeIsCompletedFromShortPages()
+    {
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(int, rows);
+        QFETCH(QString, requests);
+        CMRootWorker root;
+        ScriptedPlayWorker worker;
+        root.addWorker(&worker);
+        for (int i = 0; i < 120; ++i)
+            worker.list << QString::number(i);
+        worker.pageSize = 10;
+        RowPage page;
+        QString error;
+        QVERIFY2(ContentClient::rows(ScriptedPlayWorker::listPath(), from, to, &page, &error),
+                 qPrintable(error));
+        QCOMPARE(page.rows.size(), rows);
+        QCOMPARE(page.total, 120);
+        QCOMPARE(page.version, 7);
+        QCOMPARE(worker.rowRequests.join(QLatin1Char(' ')), requests);
+        if (rows > 0)
+            QCOMPARE(page.rows.last(), ScriptedPlayWorker::row(QString::number(from + rows - 1)));
+    }
+
+    void anErrorIsASentence()
+    {
+        CMRootWorker root;
+        RowPage page;
+        QString error;
+        QVERIFY(!ContentClient::rows(CMPath(QStringLiteral("none:x")), 0, 9, &page, &error));
+        QCOMPARE(error, QStringLiteral("No service answers at \"none:x\"."));
+        QCOMPARE(ContentClient::sentence(CMError(TrString(QStringLiteral("User is not logged in")))),
+                 QStringLiteral("User is not logged in."));
+    }
+};
+
+QTEST_GUILESS_MAIN(ContentClientTest)
+#include "contentclient_test.moc"

@@ -1,0 +1,201 @@
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/// The program, as a shell sees it.
+class PelkTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_home;
+
+    struct Result
+    {
+        int code = -1;
+        QString out;
+        QString error;
+    };
+
+    Result run(const QStringList& arguments)
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.path());
+        environment.insert(QStringLiteral("XDG_STATE_HOME"), m_home.path());
+        environment.remove(QStringLiteral("COLUMNS"));
+        process.setProcessEnvironment(environment);
+        process.setStandardInputFile(QProcess::nullDevice());
+        process.start(QStringLiteral(PELK_PROGRAM), arguments);
+        if (!process.waitForFinished(60000))
+            return {};
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
+                QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+
+    static QStringList withModules(const QStringList& arguments)
+    {
+        return QStringList{QStringLiteral("--modules"), QStringLiteral(TEST_MODULES "/good")} + arguments;
+    }
+
+    void writeSettings()
+    {
+        QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("pelk")));
+        QFile file(m_home.filePath(QStringLiteral("pelk/pelk.ini")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[qobuz]\napiUrl=http://127.0.0.1:9/\nappId=1\nappSecret=2\n");
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        QDir(m_home.filePath(QStringLiteral("pelk"))).removeRecursively();
+        writeSettings();
+    }
+
+    void wrongUsageIsOneSentenceAndExitCode2_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("sentence");
+        const auto row = [](const char* arguments, const char* sentence) {
+            QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(sentence);
+        };
+        row("frob", "There is no command \"frob\".");
+        row("--frob", "pelk: ");
+        row("rows --from 10 --to 5", "The range is empty: --to 5 comes before --from 10.");
+        row("rows --from -5", "\"-5\" is no whole number from 0");
+        row("rows --to x", "\"x\" is no whole number from 0");
+        row("rows --from 99999999999", "is no whole number from 0 to 2147483647");
+        row("rows test: more", "not expected: more.");
+        row("rows test:%zz", "is not a path");
+        row("play", "PATH is required.");
+        row("play test:%zz", "is not a path");
+        row("play test: --seconds 0", "\"0\" is no whole number from 1");
+        row("play test:first --to /nowhere/a.wav", "/nowhere/a.wav cannot be written");
+        row("search", "TEXT is required.");
+        row("login", "USER is required.");
+        row("login somebody", "use --password-stdin");
+        row("login somebody --password-stdin", "Standard input holds no password");
+        row("quality best", "\"best\" is none of: mp3, cd, hires96, hires192.");
+        row("rows --log-level loud", "\"loud\" is none of: off, error, warn, info, debug, trace.");
+    }
+    void wrongUsageIsOneSentenceAndExitCode2()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(QString, sentence);
+        const Result result = run(withModules(arguments.split(QLatin1Char(' '))));
+        QCOMPARE(result.code, 2);
+        QCOMPARE(result.out, QString());
+        QVERIFY2(result.error.contains(sentence), qPrintable(result.error));
+    }
+
+    void whatIsNotSetUpIsExitCode3()
+    {
+        Result result =
+            run({QStringLiteral("--modules"), QStringLiteral("/nowhere"), QStringLiteral("rows")});
+        QCOMPARE(result.code, 3);
+        QCOMPARE(result.error, QStringLiteral("pelk: The module folder /nowhere does not exist.\n"));
+        result = run(
+            withModules({QStringLiteral("rows"), QStringLiteral("--config"), QStringLiteral("/nowhere")}));
+        QCOMPARE(result.code, 3);
+        QVERIFY(result.error.startsWith(QStringLiteral("pelk: There is no settings file /nowhere.")));
+    }
+
+    void failuresAreExitCode4WhileNobodyIsLoggedIn()
+    {
+        const Result result = run(withModules({QStringLiteral("rows"), QStringLiteral("none:x")}));
+        QCOMPARE(result.code, 4);
+        QVERIFY(result.error.contains(QStringLiteral("No service answers at \"none:x\".")));
+        QCOMPARE(run(withModules({QStringLiteral("status")})).code, 4);
+    }
+
+    void rowsAreATableAndALineAboutTheRange()
+    {
+        QCOMPARE(run(withModules({QStringLiteral("rows"), QStringLiteral("test:")})).out,
+                 QStringLiteral("first   folder  test:first\n"
+                                "second  folder  test:second\n"
+                                "rows 0 to 1 of 2\n"));
+        QCOMPARE(run(withModules({QStringLiteral("rows")})).out,
+                 QStringLiteral("Test  folder  test:\nrows 0 to 0 of 1\n"));
+        QCOMPARE(run(withModules({QStringLiteral("rows"), QStringLiteral("test:"), QStringLiteral("--from"),
+                                  QStringLiteral("5")}))
+                     .out,
+                 QStringLiteral("no rows from 5 on; there are 2\n"));
+        QCOMPARE(run(withModules({QStringLiteral("rows"), QStringLiteral("test:first")})).out,
+                 QStringLiteral("no rows\n"));
+    }
+
+    void rowsAsJsonAreForPrograms()
+    {
+        const Result result =
+            run(withModules({QStringLiteral("rows"), QStringLiteral("test:"), QStringLiteral("--json")}));
+        QCOMPARE(result.code, 0);
+        QCOMPARE(QJsonDocument::fromJson(result.out.toUtf8()).object().value(QStringLiteral("count")).toInt(),
+                 2);
+    }
+
+    void theQualityIsKept()
+    {
+        QCOMPARE(run(withModules({QStringLiteral("quality")})).out, QStringLiteral("cd\n"));
+        QCOMPARE(run(withModules({QStringLiteral("quality"), QStringLiteral("hires96")})).code, 0);
+        QCOMPARE(run(withModules({QStringLiteral("quality")})).out, QStringLiteral("hires96\n"));
+    }
+
+    void aBadModuleIsToldAndTheOthersRun()
+    {
+        QTemporaryDir folder;
+        for (const QString& name : {QStringLiteral("good"), QStringLiteral("throws")})
+            QVERIFY(QFile::link(QStringLiteral(TEST_MODULES "/%1/lib%1.so").arg(name),
+                                folder.filePath(QStringLiteral("lib%1.so").arg(name))));
+        const Result result = run({QStringLiteral("--modules"), folder.path(), QStringLiteral("modules")});
+        QCOMPARE(result.code, 1);
+        QVERIFY(result.out.startsWith(QStringLiteral("test:  ")));
+        QVERIFY(result.error.contains(QStringLiteral("the cable is missing")));
+        QCOMPARE(run({QStringLiteral("--modules"), folder.path(), QStringLiteral("rows")}).code, 0);
+    }
+
+    void aLoginFileThatIsBrokenIsSetAside()
+    {
+        QFile file(m_home.filePath(QStringLiteral("pelk/session.json")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("{");
+        file.close();
+        const Result result = run(withModules({QStringLiteral("rows")}));
+        QCOMPARE(result.code, 0);
+        QVERIFY(result.error.contains(QStringLiteral("session.json.bad")));
+    }
+
+    void aContainerWithoutTracksIsNotPlayed()
+    {
+        const Result result =
+            run(withModules({QStringLiteral("play"), QStringLiteral("test:"), QStringLiteral("--to"),
+                             m_home.filePath(QStringLiteral("a.wav"))}));
+        QCOMPARE(result.code, 1);
+        QVERIFY(result.error.contains(QStringLiteral("\"test:\" holds no track")));
+        QVERIFY(!QFile::exists(m_home.filePath(QStringLiteral("a.wav"))));
+    }
+
+    void helpIsShownForEachCommand_data()
+    {
+        QTest::addColumn<QString>("command");
+        for (const char* command :
+             {"", "login", "logout", "status", "rows", "search", "play", "quality", "modules"})
+            QTest::newRow(*command ? command : "the program") << QString::fromLatin1(command);
+    }
+    void helpIsShownForEachCommand()
+    {
+        QFETCH(QString, command);
+        const Result result = run(
+            QStringList{command, QStringLiteral("--help")}.filter(QRegularExpression(QStringLiteral("."))));
+        QCOMPARE(result.code, 0);
+        QVERIFY(result.out.contains(QStringLiteral("Usage: pelk ") + command));
+        for (const QString& line : result.out.split(QLatin1Char('\n')))
+            if (!line.contains(QStringLiteral("DIR=")) && !line.contains(QStringLiteral("FILE=")))
+                QVERIFY2(line.size() <= 80, qPrintable(line));
+    }
+};
+
+QTEST_GUILESS_MAIN(PelkTest)
+#include "pelk_test.moc"

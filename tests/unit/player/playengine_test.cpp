@@ -1,0 +1,273 @@
+#include "api/core/model/cmrootworker.h"
+#include "player/AudioOutput.h"
+#include "player/PlayEngine.h"
+#include "player/PlayQueue.h"
+#include "tests/support/scriptedplayworker.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QtTest>
+#include <gst/gst.h>
+
+namespace {
+
+constexpr PcmFormat voice{16000, 1, 16};
+
+} // namespace
+
+/// Real sound through the real pipeline, into a file; only the worker is scripted.
+class PlayEngineTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<CMRootWorker> m_root;
+    std::unique_ptr<ScriptedPlayWorker> m_worker;
+    std::unique_ptr<WavWriter> m_writer;
+    std::unique_ptr<WavOutput> m_output;
+    std::unique_ptr<PlayEngine> m_engine;
+
+    /// The address of a sound of so many milliseconds.
+    QString sound(int milliseconds, const PcmFormat& format = voice)
+    {
+        const QString name = m_dir.filePath(QStringLiteral("%1-%2.wav").arg(milliseconds).arg(format.rateHz));
+        WavWriter writer(name);
+        QString error;
+        const QByteArray data(format.rateHz * milliseconds / 1000 * format.frameBytes(), 'u');
+        if (!writer.open(&error) || !writer.write(format, data.constData(), data.size(), &error) ||
+            !writer.finish(&error))
+            qFatal("%s", qPrintable(error));
+        return QStringLiteral("file://") + name;
+    }
+
+    bool playAll(int seconds = 0)
+    {
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_engine->play(new PlayQueue(ScriptedPlayWorker::listPath()), seconds);
+        return finished.wait(20000) && finished.size() == 1;
+    }
+
+    static QStringList stateTexts(const QString& texts) { return texts.split(QStringLiteral(", ")); }
+
+private Q_SLOTS:
+    void initTestCase() { gst_init(nullptr, nullptr); }
+
+    void init()
+    {
+        m_root = std::make_unique<CMRootWorker>();
+        m_worker = std::make_unique<ScriptedPlayWorker>();
+        m_root->addWorker(m_worker.get());
+        m_writer = std::make_unique<WavWriter>(m_dir.filePath(QStringLiteral("out.wav")));
+        QString error;
+        QVERIFY(m_writer->open(&error));
+        m_output = std::make_unique<WavOutput>(m_writer.get());
+        m_engine = std::make_unique<PlayEngine>(m_output.get());
+        m_worker->uris = {{QStringLiteral("1"), sound(100)},
+                          {QStringLiteral("2"), sound(150)},
+                          {QStringLiteral("long"), sound(20000)},
+                          {QStringLiteral("broken"), QStringLiteral("file:///nowhere/a.flac")},
+                          {QStringLiteral("nowhere"), QString()}};
+    }
+
+    void cleanup()
+    {
+        m_engine.reset();
+        m_output.reset();
+        m_writer.reset();
+        m_worker.reset();
+        m_root.reset();
+    }
+
+    void eachTrackTellsItsStatesOnceAndInOrder()
+    {
+        m_worker->list = QStringList{QStringLiteral("1"), QStringLiteral("2")};
+        QVERIFY(playAll());
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("1 opening, 1 playing, 1 stopped, "
+                                                             "2 opening, 2 playing, 2 stopped")));
+        QCOMPARE(m_engine->data().state(), PelkPlayLogicState::Stopped);
+    }
+
+    void theSameTrackAgainIsStoppedBeforeItPlaysAgain()
+    {
+        m_worker->list = QStringList{QStringLiteral("1"), QStringLiteral("1")};
+        QVERIFY(playAll());
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("1 opening, 1 playing, 1 stopped, "
+                                                             "1 opening, 1 playing, 1 stopped")));
+    }
+
+    void aSkipIsTheListenersAndLeadsToTheNextTrack()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
+        connect(m_engine.get(), &PlayEngine::trackStarted, this, [this](const PelkRoles& row) {
+            if (row.path().param(QStringLiteral("id")) == QLatin1String("long"))
+                m_engine->skip();
+        });
+        QVERIFY(playAll());
+        QCOMPARE(m_worker->states,
+                 stateTexts(QStringLiteral("long opening, long playing, long stopped userSkip, "
+                                           "1 opening, 1 playing, 1 stopped")));
+    }
+
+    void aStopIsToldOnceHoweverOftenItIsAskedFor()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
+        connect(m_engine.get(), &PlayEngine::trackStarted, this, [this] {
+            m_engine->stop();
+            m_engine->stop();
+        });
+        QVERIFY(playAll());
+        QCOMPARE(m_worker->states,
+                 stateTexts(QStringLiteral("long opening, long playing, long stopped userStop")));
+    }
+
+    void aPauseAndItsEndAreTold()
+    {
+        m_worker->list = QStringList{QStringLiteral("long")};
+        QSignalSpy started(m_engine.get(), &PlayEngine::trackStarted);
+        m_engine->play(new PlayQueue(ScriptedPlayWorker::listPath()));
+        QVERIFY(started.wait(10000));
+        m_engine->setPaused(true);
+        QTRY_COMPARE(m_worker->states.last(), QStringLiteral("long paused"));
+        m_engine->setPaused(false);
+        QTRY_COMPARE(m_worker->states.last(), QStringLiteral("long playing"));
+        m_engine->stop();
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("long opening, long playing, long paused, "
+                                                             "long playing, long stopped userStop")));
+        QCOMPARE(started.size(), 1);
+    }
+
+    void aStreamThatBreaksFailsAndTheQueueGoesOn()
+    {
+        m_worker->list = QStringList{QStringLiteral("broken"), QStringLiteral("1")};
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        QVERIFY(playAll());
+        QCOMPARE(failed.size(), 1);
+        QVERIFY(!failed.at(0).at(1).toString().isEmpty());
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("broken opening, broken stopped streamFailed, "
+                                                             "1 opening, 1 playing, 1 stopped")));
+    }
+
+    void whatDoesNotResolveFailsWithoutAState_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("sentence");
+        QTest::newRow("refused") << QStringLiteral("unknown") << QStringLiteral("no track.");
+        QTest::newRow("no address") << QStringLiteral("nowhere")
+                                    << QStringLiteral("The service gave no address to play it from.");
+    }
+    void whatDoesNotResolveFailsWithoutAState()
+    {
+        QFETCH(QString, id);
+        QFETCH(QString, sentence);
+        m_worker->list = QStringList{id, QStringLiteral("1")};
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        QVERIFY(playAll());
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(failed.at(0).at(1).toString(), sentence);
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("1 opening, 1 playing, 1 stopped")));
+    }
+
+    void threeFailuresInARowEndTheQueue()
+    {
+        for (int i = 0; i < 10; ++i)
+            m_worker->list << QStringLiteral("unknown");
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        QVERIFY(playAll());
+        QCOMPARE(failed.size(), 3);
+    }
+
+    void rowsThatCannotBeHadEndTheQueue()
+    {
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_engine->play(new PlayQueue(CMPath(QStringLiteral("test:nothing"))));
+        QVERIFY(finished.wait(5000));
+        QCOMPARE(failed.size(), 1);
+    }
+
+    void shortPagesAreAskedForFromWhereTheyEnded()
+    {
+        m_worker->list = QStringList{QStringLiteral("-a"), QStringLiteral("1"), QStringLiteral("-b"),
+                                     QStringLiteral("-c"), QStringLiteral("2")};
+        m_worker->pageSize = 2;
+        QVERIFY(playAll());
+        QCOMPARE(m_worker->rowRequests, stateTexts(QStringLiteral("0-49, 2-51, 4-53")));
+        QCOMPARE(m_worker->states.size(), 6);
+    }
+
+    void anotherThreadsStopReturnsAtOnceAndIsAnswered()
+    {
+        m_worker->list = QStringList{QStringLiteral("long")};
+        QSignalSpy started(m_engine.get(), &PlayEngine::trackStarted);
+        m_engine->play(new PlayQueue(ScriptedPlayWorker::listPath()));
+        QVERIFY(started.wait(10000));
+        CMVoidReply reply;
+        PelkPlayLogicData seen;
+        // Waits for the thread with the engine's own thread standing still: nothing may need it.
+        std::unique_ptr<QThread> thread(QThread::create([&] {
+            seen = PlayLogicInterface::playerInstance()->data();
+            reply = PlayLogicInterface::playerInstance()->stop(PelkPlayLogicStopReason::ContentGone);
+        }));
+        thread->start();
+        QVERIFY(thread->wait(5000));
+        QCOMPARE(seen.state(), PelkPlayLogicState::Playing);
+        QCOMPARE(m_worker->states.last(), QStringLiteral("long playing"));
+        QTRY_VERIFY(reply.isFinished());
+        QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
+    }
+
+    void anAnswerThatComesAfterTheStopPlaysNothing()
+    {
+        m_worker->list = QStringList{QStringLiteral("1")};
+        m_worker->holdAnswers = true;
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_engine->play(new PlayQueue(ScriptedPlayWorker::listPath()));
+        QCOMPARE(m_worker->held.size(), 1);
+        m_engine->stop();
+        QVERIFY(finished.wait(5000));
+        m_worker->holdAnswers = false;
+        m_worker->setDataRequest(m_worker->held.first());
+        QCoreApplication::processEvents();
+        QVERIFY(m_worker->states.isEmpty());
+    }
+
+    void secondsEndThePlayingAsAListenerWould()
+    {
+        m_worker->list = QStringList{QStringLiteral("long")};
+        m_writer->setLimit(1);
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(playAll(1));
+        // The reports' time is the clock's, so the sound may not come faster than it is heard.
+        QVERIFY(timer.elapsed() >= 1000);
+        QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
+        QCOMPARE(m_writer->milliseconds(), 1000);
+    }
+
+    void theTracksOfAContainerStandInOneFileInTheFormOfTheFirst()
+    {
+        m_worker->uris.insert(QStringLiteral("fast"), sound(100, {48000, 2, 24}));
+        m_worker->list = QStringList{QStringLiteral("1"), QStringLiteral("fast"), QStringLiteral("2")};
+        QVERIFY(playAll());
+        QCOMPARE(m_writer->format().rateHz, voice.rateHz);
+        QCOMPARE(m_writer->format().channels, voice.channels);
+        QVERIFY(qAbs(m_writer->milliseconds() - 350) <= 5);
+    }
+
+    void theFormatIsTheStreamsOwn()
+    {
+        m_worker->uris.insert(QStringLiteral("24"), sound(5000, {96000, 2, 24}));
+        m_worker->list = QStringList{QStringLiteral("24")};
+        QString format;
+        connect(m_engine.get(), &PlayEngine::trackStarted, this, [&] {
+            format = m_engine->format().toString();
+            m_engine->stop();
+        });
+        QVERIFY(playAll());
+        QVERIFY2(format.endsWith(QStringLiteral("24 bit / 96 kHz")), qPrintable(format));
+    }
+};
+
+QTEST_GUILESS_MAIN(PlayEngineTest)
+#include "playengine_test.moc"

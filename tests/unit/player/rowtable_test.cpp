@@ -1,0 +1,124 @@
+#include "player/RowTable.h"
+#include "player/TextWidth.h"
+
+#include <QtTest>
+
+namespace {
+
+PelkRoles row(const QString& title, const QString& path)
+{
+    PelkRoles roles;
+    roles.setTitle(TrString(title));
+    roles.setPath(CMPath(path));
+    roles.setType(PelkRolesType::Container);
+    roles.setContainerType(PelkRolesContainerType::Album);
+    return roles;
+}
+
+QStringList lines(const QString& table)
+{
+    return table.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+class RowTableTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void widthsAreThoseOfATerminal_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("columns");
+        QTest::newRow("Latin") << QStringLiteral("abc") << 3;
+        QTest::newRow("Japanese") << QStringLiteral("空のソ") << 6;
+        QTest::newRow("combining") << QStringLiteral("e\u0301a") << 2;
+        QTest::newRow("emoji") << QStringLiteral("🦜") << 2;
+        QTest::newRow("Arabic") << QStringLiteral("رندرمي") << 6;
+    }
+    void widthsAreThoseOfATerminal()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, columns);
+        QCOMPARE(TextWidth::columns(text), columns);
+    }
+
+    void aCutNeverSplitsWhatAReaderSeesAsOne_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<QString>("cut");
+        QTest::newRow("fits") << QStringLiteral("abc") << 3 << QStringLiteral("abc");
+        QTest::newRow("Latin") << QStringLiteral("abcd") << 3 << QStringLiteral("ab…");
+        QTest::newRow("wide, even") << QStringLiteral("空のソ") << 5 << QStringLiteral("空の…");
+        QTest::newRow("wide, odd") << QStringLiteral("空のソ") << 4 << QStringLiteral("空…");
+        QTest::newRow("combining") << QStringLiteral("ae\u0301bc") << 3 << QStringLiteral("ae\u0301…");
+        QTest::newRow("surrogates") << QStringLiteral("🦜🦜🦜") << 5 << QStringLiteral("🦜🦜…");
+        QTest::newRow("blank before the cut") << QStringLiteral("ab cdef") << 4 << QStringLiteral("ab…");
+        QTest::newRow("no room") << QStringLiteral("abc") << 0 << QString();
+    }
+    void aCutNeverSplitsWhatAReaderSeesAsOne()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, limit);
+        QFETCH(QString, cut);
+        QCOMPARE(TextWidth::cut(text, limit), cut);
+    }
+
+    void whatWouldChangeTheTerminalIsTakenOut()
+    {
+        QCOMPARE(TextWidth::printable(QStringLiteral("a\033[31mb\r\nc\u202Ed\u009Be")),
+                 QStringLiteral("a [31mb  c d e"));
+        const QString table = rowTable({row(QStringLiteral("a\nb"), QStringLiteral("t:x"))}, 80);
+        QCOMPARE(lines(table).size(), 1);
+    }
+
+    void everyLineFitsAndNoPathIsCut_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::newRow("80 columns") << 80;
+        QTest::newRow("200 columns") << 200;
+        QTest::newRow("40 columns") << 40;
+    }
+    void everyLineFitsAndNoPathIsCut()
+    {
+        QFETCH(int, width);
+        const QString path = QStringLiteral("qobuz:album?id=0060254735180");
+        const QVector<PelkRoles> rows{row(QString(300, QLatin1Char('x')), path),
+                                      row(QString(300, QChar(0x7A7A)), path),
+                                      row(QStringLiteral("short"), path)};
+        const QStringList table = lines(rowTable(rows, width));
+        QCOMPARE(table.filter(path).size(), 3);
+        for (const QString& line : table)
+            QVERIFY2(TextWidth::columns(line) <= width, qPrintable(line));
+    }
+
+    void columnsLineUpWhateverTheScript()
+    {
+        const QStringList table = lines(rowTable({row(QStringLiteral("空のソ"), QStringLiteral("t:a")),
+                                                  row(QStringLiteral("abcdef"), QStringLiteral("t:b"))},
+                                                 80));
+        QCOMPARE(table,
+                 (QStringList{QStringLiteral("空のソ  album  t:a"), QStringLiteral("abcdef  album  t:b")}));
+    }
+
+    void aPathThatLeavesNoRoomStandsBelowItsTitle()
+    {
+        const QString path = QStringLiteral("t:") + QString(70, QLatin1Char('p'));
+        const QStringList table = lines(rowTable({row(QString(30, QLatin1Char('x')), path)}, 80));
+        QCOMPARE(table, (QStringList{QString(30, QLatin1Char('x')) + QStringLiteral("  album"),
+                                     QStringLiteral("    ") + path}));
+    }
+
+    void withoutALimitNothingIsCut()
+    {
+        const QString title(300, QLatin1Char('x'));
+        QVERIFY(rowTable({row(title, QStringLiteral("t:a"))}, 0).startsWith(title + QLatin1Char(' ')));
+    }
+
+    void noRowsAreNoLines() { QCOMPARE(rowTable({}, 80), QString()); }
+};
+
+QTEST_GUILESS_MAIN(RowTableTest)
+#include "rowtable_test.moc"

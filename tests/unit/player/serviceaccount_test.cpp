@@ -1,0 +1,88 @@
+#include "api/types/qobuzpaths.h"
+#include "player/ServiceAccount.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+using ServiceAccount::LoginStore;
+
+class ServiceAccountTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    static PelkValue login()
+    {
+        PelkQobuzUserSession session;
+        session.setUserName(QStringLiteral("somebody"));
+        session.setUserAuthToken(QStringLiteral("t0ken"));
+        session.setUserId(7);
+        PelkValue value;
+        value.setQobuzUserSession(session);
+        return value;
+    }
+
+private Q_SLOTS:
+    void aLoginIsThereAgainInTheNextRun()
+    {
+        const QString name = m_dir.filePath(QStringLiteral("state/session.json"));
+        QString error;
+        QVERIFY(LoginStore(name).write(LoginStore::path(), login(), &error));
+        const LoginStore next(name);
+        QCOMPARE(next.read(LoginStore::path()).qobuzUserSession().userAuthToken(), QStringLiteral("t0ken"));
+        QVERIFY(next.notice().isEmpty());
+        QCOMPARE(int(QFile::permissions(name) &
+                     (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther)),
+                 0);
+    }
+
+    void aFileThatCannotBeUnderstoodIsSetAsideAndTold_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("cut off") << QByteArray("{\"session:qobuz\": {");
+        QTest::newRow("no object") << QByteArray("[]");
+        QTest::newRow("no text") << QByteArray("\x00\xff\x01", 3);
+    }
+    void aFileThatCannotBeUnderstoodIsSetAsideAndTold()
+    {
+        QFETCH(QByteArray, text);
+        const QString name = m_dir.filePath(QStringLiteral("broken.json"));
+        QFile file(name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        file.close();
+        const LoginStore store(name);
+        QVERIFY(store.read(LoginStore::path()).isEmpty());
+        QVERIFY(store.notice().contains(name + QStringLiteral(".bad")));
+        QVERIFY(QFile::exists(name + QStringLiteral(".bad")));
+    }
+
+    void aLoginThatCannotBeSavedIsRemembered()
+    {
+        LoginStore store(QStringLiteral("/proc/none/session.json"));
+        QString error;
+        QVERIFY(!store.write(LoginStore::path(), login(), &error));
+        QVERIFY(store.failure().contains(QStringLiteral("cannot be written")));
+    }
+
+    void aTracksPathLeadsToItsPrePlayPath_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("prePlay");
+        QTest::newRow("track") << QStringLiteral("qobuz:track?id=5") << QStringLiteral("qobuz:preplay?id=5");
+        QTest::newRow("album") << QStringLiteral("qobuz:album?id=5") << QString();
+        QTest::newRow("another module's") << QStringLiteral("test:track?id=5") << QString();
+        QTest::newRow("longer") << QStringLiteral("qobuz:tracks?id=5") << QString();
+    }
+    void aTracksPathLeadsToItsPrePlayPath()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, prePlay);
+        QCOMPARE(ServiceAccount::prePlayPath(CMPath(path)).toString(), prePlay);
+    }
+};
+
+QTEST_GUILESS_MAIN(ServiceAccountTest)
+#include "serviceaccount_test.moc"

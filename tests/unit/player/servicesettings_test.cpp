@@ -1,0 +1,187 @@
+#include "api/types/playerpaths.h"
+#include "api/types/qobuzpaths.h"
+#include "player/ServiceSettings.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const QByteArray good = "[qobuz]\napiUrl=https://api.example/json/\nappId=1\nappSecret=s3\n";
+
+void write(const QString& name, const QByteArray& text)
+{
+    QFile file(name);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(text);
+}
+
+QByteArray contents(const QString& name)
+{
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+class ServiceSettingsTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_name;
+
+private Q_SLOTS:
+    void init()
+    {
+        m_name = m_dir.filePath(QStringLiteral("pelk.ini"));
+        QFile::remove(m_name);
+    }
+
+    void badInputIsRefusedWithAWordAboutWhatToSet_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("sentence");
+        const auto row = [](const char* name, const QByteArray& text, const char* sentence) {
+            QTest::newRow(name) << text << QString::fromUtf8(sentence);
+        };
+        row("empty file", "", "apiUrl is not set in FILE. Under [qobuz], set it to the base address");
+        row("no apiUrl", "[qobuz]\nappId=1\nappSecret=2\n", "apiUrl is not set in FILE");
+        row("no appId", "[qobuz]\napiUrl=https://h/\nappSecret=2\n", "appId is not set in FILE");
+        row("no appSecret", "[qobuz]\napiUrl=https://h/\nappId=1\n", "appSecret is not set in FILE");
+        row("empty value", "[qobuz]\napiUrl=\nappId=1\nappSecret=2\n", "apiUrl is not set in FILE");
+        row("another section", "[other]\napiUrl=https://h/\nappId=1\nappSecret=2\n", "apiUrl is not set");
+        row("commented out", "[qobuz]\n# apiUrl=https://h/\n", "apiUrl is not set in FILE");
+        row("relative address", "[qobuz]\napiUrl=api/\nappId=1\nappSecret=2\n", "has to begin with https://");
+        row("other scheme", "[qobuz]\napiUrl=ftp://h/\nappId=1\nappSecret=2\n", "has to begin with https://");
+        row("no host", "[qobuz]\napiUrl=https:///a/\nappId=1\nappSecret=2\n", "it names no host");
+        row("no slash", "[qobuz]\napiUrl=https://h/a\nappId=1\nappSecret=2\n", "it has to end in a slash");
+        row("query", "[qobuz]\napiUrl=https://h/?a=/\nappId=1\nappSecret=2\n", "neither a query nor");
+        row("invalid address", "[qobuz]\napiUrl=https://h:port/\nappId=1\nappSecret=2\n", "no valid URL");
+        row("unknown quality", good + "soundQuality=best\n", "set it to one of: mp3, cd, hires96, hires192");
+        row("no line of settings", "[qobuz]\nhello\n", "Line 2 of the settings file FILE is neither");
+        row("no text", QByteArray("\x00\x01\xff", 3), "FILE is not UTF-8 text");
+        row("not UTF-8", "[qobuz]\nappId=\xff\n", "FILE is not UTF-8 text");
+        row("too large", QByteArray(2 << 20, '#'), "FILE is larger than 1 MiB");
+    }
+    void badInputIsRefusedWithAWordAboutWhatToSet()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, sentence);
+        write(m_name, text);
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(!settings.load(&error));
+        sentence.replace(QStringLiteral("FILE"), m_name);
+        QVERIFY2(error.contains(sentence), qPrintable(error));
+        // What is wrong is left for its owner to put right.
+        QCOMPARE(contents(m_name), text);
+    }
+
+    void aMissingFileIsAnsweredWithWhatToWrite()
+    {
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(!settings.load(&error));
+        QVERIFY(error.startsWith(QStringLiteral("There is no settings file %1. Write one").arg(m_name)));
+        QVERIFY(!QFile::exists(m_name));
+    }
+
+    void aFolderIsNoSettingsFile()
+    {
+        ServiceSettings settings(m_dir.path());
+        QString error;
+        QVERIFY(!settings.load(&error));
+        QVERIFY(error.contains(QStringLiteral("is a folder")));
+    }
+
+    void theMemberIdIsMadeOnceAndKept()
+    {
+        write(m_name, good);
+        QString error;
+        ServiceSettings first(m_name);
+        QVERIFY2(first.load(&error), qPrintable(error));
+        const QString id = first.read(PelkSystemMemberIdPath()).string_();
+        QCOMPARE(id.size(), 36);
+        ServiceSettings second(m_name);
+        QVERIFY(second.load(&error));
+        QCOMPARE(second.read(PelkSystemMemberIdPath()).string_(), id);
+    }
+
+    void valuesAreReadUnderTheirPaths()
+    {
+        write(m_name, "; mine\n[qobuz]\n apiUrl = http://127.0.0.1:80/x/ \r\nappId=1=2\nappSecret=ä#;\n"
+                      "soundQuality=hires96\n[system]\nmemberId=m\n");
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        const PelkQobuzSettings values = settings.read(PelkQobuzSettingsPath()).qobuzSettings();
+        QCOMPARE(values.apiUrl(), QStringLiteral("http://127.0.0.1:80/x/"));
+        QCOMPARE(values.appId(), QStringLiteral("1=2"));
+        QCOMPARE(values.appSecret(), QStringLiteral("ä#;"));
+        QCOMPARE(settings.read(PelkQobuzSoundQualityPath()).qobuzSoundQuality(),
+                 PelkQobuzSoundQuality::Hires96);
+        QCOMPARE(settings.read(PelkSystemMemberIdPath()).string_(), QStringLiteral("m"));
+        QVERIFY(settings.read(CMPath(QStringLiteral("settings:other"))).isEmpty());
+    }
+
+    void theQualityIsThatOfACdUnlessItIsSaid()
+    {
+        write(m_name, good);
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(settings.load(&error));
+        QCOMPARE(settings.read(PelkQobuzSoundQualityPath()).qobuzSoundQuality(), PelkQobuzSoundQuality::Cd);
+    }
+
+    void savingKeepsCommentsUnknownKeysAndOrder()
+    {
+        write(m_name, "# mine\n[other]\nx=1\n\n[qobuz]\nappId=1\n; a note\nfuture=yes\napiUrl=https://h/\n"
+                      "appSecret=2\nsoundQuality=cd\n\n[system]\nmemberId=m\nlast=1\n");
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(settings.load(&error));
+        PelkValue value;
+        value.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
+        QVERIFY(settings.write(PelkQobuzSoundQualityPath(), value, &error));
+        QCOMPARE(
+            contents(m_name),
+            QByteArray("# mine\n[other]\nx=1\n\n[qobuz]\nappId=1\n; a note\nfuture=yes\n"
+                       "apiUrl=https://h/\nappSecret=2\nsoundQuality=mp3\n\n[system]\nmemberId=m\nlast=1\n"));
+    }
+
+    void aSavedFileIsItsOwnersAlone()
+    {
+        write(m_name, good);
+        QFile::setPermissions(m_name, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(settings.load(&error));
+        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
+        QVERIFY(!(QFile::permissions(m_name) & others));
+    }
+
+    void whatCannotBeSavedLeavesFileAndValueAlone()
+    {
+        write(m_name, good + "[system]\nmemberId=m\n");
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(settings.load(&error));
+        // The folder goes: nothing can be written beside the file any longer, whoever runs this.
+        const QString away = m_dir.path() + QStringLiteral(".away");
+        QVERIFY(QDir().rename(m_dir.path(), away));
+        write(m_dir.path(), "in the way");
+        PelkValue value;
+        value.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
+        QVERIFY(!settings.write(PelkQobuzSoundQualityPath(), value, &error));
+        QVERIFY2(error.contains(QStringLiteral("cannot be written")), qPrintable(error));
+        QCOMPARE(settings.read(PelkQobuzSoundQualityPath()).qobuzSoundQuality(), PelkQobuzSoundQuality::Cd);
+        QVERIFY(QFile::remove(m_dir.path()));
+        QVERIFY(QDir().rename(away, m_dir.path()));
+        QCOMPARE(contents(m_name), good + "[system]\nmemberId=m\n");
+        QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(ServiceSettingsTest)
+#include "servicesettings_test.moc"
