@@ -94,8 +94,7 @@ private:
     }
     CMSetDataRequest send(const PelkQobuzAccount& account)
     {
-        const CMSetDataRequest request(PelkQobuzConfigureAccountPath(), PelkRoles::Value(),
-                                       accountValue(account));
+        CMSetDataRequest request(PelkQobuzConfigureAccountPath(), PelkRoles::Value(), accountValue(account));
         host().root().setDataRequest(request);
         return request;
     }

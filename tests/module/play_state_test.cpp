@@ -74,7 +74,7 @@ private:
 
     ModuleHost::Data change(const Step& step)
     {
-        const ModuleHost::Data data =
+        ModuleHost::Data data =
             host().setData(QStringLiteral("qobuz:stateChange?") + QString::fromLatin1(step.parameters),
                            PelkRoles::Value(), dataOf(step.state, QString::fromLatin1(step.error)));
         clockAheadMs += step.lastsMs;

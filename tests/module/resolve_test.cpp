@@ -212,7 +212,7 @@ private Q_SLOTS:
         QVERIFY(!data.error.isSet());
         const auto resources = PelkRoles(PelkHash(data.value.toHash())).mediaData().resources();
         QCOMPARE(resources.size(), 1); // whatever the row had before
-        const PelkResource resource = resources.at(0);
+        const PelkResource& resource = resources.at(0);
         QCOMPARE(resource.sampleFrequency(), hertz);
         QCOMPARE(resource.uri(), QStringLiteral("https://s.example/f?a=1&b=%20"));
         QCOMPARE(resource.mimeType(), QStringLiteral("audio/flac"));

@@ -120,6 +120,7 @@ private Q_SLOTS:
         startWith(true);
         std::vector<Tally> tallies(threadCount);
         std::vector<std::thread> threads;
+        threads.reserve(threadCount);
         for (int t = 0; t < threadCount; ++t)
             threads.emplace_back([this, &tally = tallies[std::size_t(t)]] {
                 for (int i = 0; i < requestsPerThread; ++i)

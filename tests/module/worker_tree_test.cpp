@@ -201,7 +201,7 @@ private Q_SLOTS:
         QFETCH(int, row);
         host().start();
         const auto nodes = tree();
-        const Node node = nodes.at(row);
+        const Node& node = nodes.at(row);
         const ModuleHost::Rows rows = host().rows(QString::fromLatin1(node.path), 0, 99, allRoles());
         QVERIFY(rows.finished);
         QVERIFY(!rows.error.isSet());

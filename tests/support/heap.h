@@ -12,7 +12,7 @@
 #endif
 
 #ifdef PELK_SANITIZER_ALLOCATOR
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+#include <sanitizer/allocator_interface.h>
 #endif
 
 /// How many bytes of the heap are in use, in all threads; blocks that the allocator keeps for the next
