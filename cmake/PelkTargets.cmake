@@ -72,6 +72,9 @@ function(pelk_records target macro)
     target_sources(${target} PRIVATE ${files})
 endfunction()
 
+# What every test runs with, beside a home of its own.
+set(PELK_TEST_ENVIRONMENT "LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1")
+
 # pelk_test(NAME SOURCE... LIBRARIES lib...): a Qt Test program, run by CTest in a scratch home with a watchdog.
 function(pelk_test name)
     cmake_parse_arguments(arg "" "TIMEOUT" "LIBRARIES;LABELS" ${ARGN})
@@ -86,5 +89,5 @@ function(pelk_test name)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
     file(MAKE_DIRECTORY "${home}")
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
-        "HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1")
+        "HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;${PELK_TEST_ENVIRONMENT}")
 endfunction()

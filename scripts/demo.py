@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The player's main job, once, against the sandbox: log in, browse, search, play some seconds into a WAV file, and look at
 what the service heard of it. Prints what happens; exit code 0 when all of it holds. Run by ./run --demo."""
+import argparse
 import array
 import json
 import os
@@ -14,7 +15,6 @@ import urllib.request
 import wave
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-BIN = ROOT / "build" / "dev" / "bin"
 PLAY_SECONDS = 4
 ROWS_SHOWN = 5
 
@@ -33,12 +33,13 @@ def heading(text):
 
 
 class Demo:
-    def __init__(self, folder):
+    def __init__(self, folder, programs):
         self.folder = folder
+        self.programs = programs
         home = str(folder)
         self.environment = dict(os.environ, HOME=home, XDG_CONFIG_HOME=home + "/config", XDG_STATE_HOME=home + "/state",
                                 COLUMNS=os.environ.get("COLUMNS", "100"))
-        self.sandbox = subprocess.Popen([BIN / "qobuz-sandbox", "--port", "0"], stdout=subprocess.PIPE, text=True)
+        self.sandbox = subprocess.Popen([self.programs / "qobuz-sandbox", "--port", "0"], stdout=subprocess.PIPE, text=True)
         line = self.sandbox.stdout.readline()
         check(line.startswith("qobuz-sandbox: "), "The sandbox did not start.")
         self.api = line.split(": ", 1)[1].strip()
@@ -52,7 +53,7 @@ class Demo:
     def pelk(self, *arguments, text=None, show=True):
         if show:
             print("$ pelk " + " ".join(arguments), flush=True)
-        result = subprocess.run([BIN / "pelk", *arguments], input=text, env=self.environment, stdout=subprocess.PIPE,
+        result = subprocess.run([self.programs / "pelk", *arguments], input=text, env=self.environment, stdout=subprocess.PIPE,
                                 text=True, timeout=120)
         check(result.returncode == 0, f"'pelk {' '.join(arguments)}' ended with exit code {result.returncode}.")
         return result.stdout
@@ -125,10 +126,13 @@ class Demo:
 
 
 def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "dev" / "bin", help="folder of the programs")
+    programs = parser.parse_args().bin
     with tempfile.TemporaryDirectory(prefix="demo-", dir=ROOT / "build") as folder:
         demo = None
         try:
-            demo = Demo(pathlib.Path(folder))
+            demo = Demo(pathlib.Path(folder), programs)
             demo.run()
         except (Failed, subprocess.SubprocessError, OSError) as fault:
             print(f"\nThe demo failed: {fault}", file=sys.stderr)

@@ -49,6 +49,13 @@ QString ContentClient::sentence(const CMError& error)
     QString text = error.message().toString().trimmed();
     if (text.isEmpty())
         text = error.name();
+    // Modules that speak HTTP put the status code here; 0 stands for an answer that did not come, or not
+    // whole.
+    const QVariant code = error.data().value(QStringLiteral("ErrorCode"));
+    if (code.isValid() && code.toInt() == 0)
+        text = QStringLiteral("The service gave no whole answer; is the network up? (%1)").arg(text);
+    else if (code.isValid())
+        text += QStringLiteral(" (%1)").arg(code.toInt());
     if (!text.endsWith(QLatin1Char('.')) && !text.endsWith(QLatin1Char('!')))
         text += QLatin1Char('.');
     return text;

@@ -50,7 +50,5 @@ void Logging::setUp(const QString& level)
     log4cplus::Logger root = log4cplus::Logger::getRoot();
     root.removeAllAppenders();
     root.addAppender(appender);
-    root.setLogLevel(log4cplus::getLogLevelManager().fromString(level == QLatin1String("warn")
-                                                                    ? LOG4CPLUS_STRING_TO_TSTRING("WARN")
-                                                                    : level.toUpper().toStdString()));
+    root.setLogLevel(log4cplus::getLogLevelManager().fromString(level.toUpper().toStdString()));
 }

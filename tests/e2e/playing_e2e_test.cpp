@@ -1,0 +1,207 @@
+#include "tests/e2e/players.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QtEndian>
+#include <QtTest>
+
+#include <memory>
+
+/// Playing the sandbox's audio with the real programs into WAV files, and what the service hears of it.
+class PlayingE2ETest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<Players> m_players;
+
+    /// The facts of a PCM WAV file (Multimedia Programming Interface and Data Specifications 1.0, 1991).
+    struct Wav
+    {
+        int channels = 0;
+        int rateHz = 0;
+        int bits = 0;
+        double seconds = 0;
+        double loudest = 0; ///< of full scale
+    };
+
+    static Wav readWav(const QString& name)
+    {
+        QFile file(name);
+        Wav wav;
+        if (!file.open(QIODevice::ReadOnly))
+            return wav;
+        const QByteArray bytes = file.readAll();
+        const auto number = [&bytes](int at, int width) {
+            quint32 value = 0;
+            for (int i = 0; i < width; ++i)
+                value |= quint32(quint8(bytes.at(at + i))) << (8 * i);
+            return value;
+        };
+        for (int at = 12; at + 8 <= bytes.size(); at += 8 + int(number(at + 4, 4))) {
+            if (bytes.mid(at, 4) == "fmt ") {
+                wav.channels = int(number(at + 10, 2));
+                wav.rateHz = int(number(at + 12, 4));
+                wav.bits = int(number(at + 22, 2));
+            } else if (bytes.mid(at, 4) == "data") {
+                const int width = wav.bits / 8;
+                const int size = qMin(int(number(at + 4, 4)), bytes.size() - at - 8);
+                wav.seconds = double(size) / (wav.channels * width) / wav.rateHz;
+                for (int i = at + 8; i + width <= at + 8 + size; i += width)
+                    wav.loudest = qMax(wav.loudest, qAbs(double(qint16(number(i + width - 2, 2)))) / 32768.0);
+                break;
+            }
+        }
+        return wav;
+    }
+
+    QJsonArray reports() const
+    {
+        return m_players->controlGet(QStringLiteral("reports")).value(QStringLiteral("reports")).toArray();
+    }
+
+    QJsonObject trackOfKind(const QString& kind) const
+    {
+        return m_players->controlGet(QStringLiteral("tracks?kind=") + kind)
+            .value(kind)
+            .toArray()
+            .first()
+            .toObject();
+    }
+
+    static QString pathOf(const QJsonObject& track)
+    {
+        return QStringLiteral("qobuz:track?id=%1").arg(track.value(QStringLiteral("id")).toInt());
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_players = std::make_unique<Players>();
+        QCOMPARE(m_players->login().exitCode, 0);
+    }
+
+    void aTrackSoundsInTheQualityThatIsAskedFor_data()
+    {
+        QTest::addColumn<QString>("quality");
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QString>("formatId");
+        QTest::addColumn<int>("rateHz");
+        QTest::newRow("mp3") << QStringLiteral("mp3") << QStringLiteral("MP3 320 kbit/s")
+                             << QStringLiteral("5") << 44100;
+        QTest::newRow("cd") << QStringLiteral("cd") << QStringLiteral("FLAC 16 bit / 44.1 kHz")
+                            << QStringLiteral("6") << 44100;
+        QTest::newRow("hires96") << QStringLiteral("hires96") << QStringLiteral("FLAC 24 bit / 96 kHz")
+                                 << QStringLiteral("7") << 96000;
+        QTest::newRow("hires192") << QStringLiteral("hires192") << QStringLiteral("FLAC 24 bit / 192 kHz")
+                                  << QStringLiteral("27") << 192000;
+    }
+    void aTrackSoundsInTheQualityThatIsAskedFor()
+    {
+        QFETCH(QString, quality);
+        QFETCH(QString, format);
+        QFETCH(QString, formatId);
+        QFETCH(int, rateHz);
+        const QJsonObject track = trackOfKind(QStringLiteral("24-192"));
+        QCOMPARE(m_players->pelk({QStringLiteral("quality"), quality}).exitCode, 0);
+        const QString target = m_players->home() + QStringLiteral("/out.wav");
+        const Players::Outcome play =
+            m_players->pelk({QStringLiteral("play"), pathOf(track), QStringLiteral("--seconds"),
+                             QStringLiteral("2"), QStringLiteral("--to"), target});
+        QVERIFY2(play.exitCode == 0, qPrintable(play.errors));
+        QVERIFY2((play.output + play.errors).contains(format), qPrintable(play.output + play.errors));
+        const Wav wav = readWav(target);
+        QCOMPARE(wav.rateHz, rateHz);
+        QVERIFY2(qAbs(wav.seconds - 2.0) < 0.3, qPrintable(QString::number(wav.seconds)));
+        QVERIFY(wav.loudest > 0.01);
+
+        const QJsonArray heard = reports();
+        QCOMPARE(heard.size(), 2);
+        QCOMPARE(heard.at(0).toObject().value(QStringLiteral("endpoint")).toString(),
+                 QStringLiteral("track/reportStreamingStart"));
+        QCOMPARE(heard.at(1).toObject().value(QStringLiteral("endpoint")).toString(),
+                 QStringLiteral("track/reportStreamingEnd"));
+        for (const QJsonValue& report : heard) {
+            const QJsonObject items = report.toObject().value(QStringLiteral("items")).toObject();
+            QCOMPARE(items.value(QStringLiteral("track_id")).toVariant().toInt(),
+                     track.value(QStringLiteral("id")).toInt());
+            QCOMPARE(items.value(QStringLiteral("format_id")).toVariant().toString(), formatId);
+        }
+        const int listened = heard.at(1)
+                                 .toObject()
+                                 .value(QStringLiteral("items"))
+                                 .toObject()
+                                 .value(QStringLiteral("duration"))
+                                 .toVariant()
+                                 .toInt();
+        QVERIFY2(listened >= 1 && listened <= 4, qPrintable(QString::number(listened)));
+    }
+
+    void aTrackThatIsOnlyThereAtALowerQualityIsPlayedAtThat()
+    {
+        QCOMPARE(m_players->pelk({QStringLiteral("quality"), QStringLiteral("hires192")}).exitCode, 0);
+        const Players::Outcome play = m_players->pelk(
+            {QStringLiteral("play"), pathOf(trackOfKind(QStringLiteral("cd"))), QStringLiteral("--seconds"),
+             QStringLiteral("1"), QStringLiteral("--to"), m_players->home() + QStringLiteral("/out.wav")});
+        QCOMPARE(play.exitCode, 0);
+        QVERIFY2((play.output + play.errors).contains(QLatin1String("FLAC 16 bit / 44.1 kHz")),
+                 qPrintable(play.output));
+    }
+
+    void anExcerptIsPlayedWithTheNoticeOfTheRightsHolders()
+    {
+        const Players::Outcome play =
+            m_players->pelk({QStringLiteral("play"), pathOf(trackOfKind(QStringLiteral("restricted-sample"))),
+                             QStringLiteral("--seconds"), QStringLiteral("1"), QStringLiteral("--to"),
+                             m_players->home() + QStringLiteral("/out.wav")});
+        QVERIFY2(play.exitCode == 0, qPrintable(play.errors));
+        QVERIFY2(play.errors.contains(
+                     QLatin1String("The rights-holders have not made the streaming of this track possible")),
+                 qPrintable(play.errors));
+        QCOMPARE(reports().size(), 2);
+    }
+
+    void aTrackWithoutAStreamIsAFailureToPlay()
+    {
+        const Players::Outcome play = m_players->pelk(
+            {QStringLiteral("play"), pathOf(trackOfKind(QStringLiteral("restricted-no-stream"))),
+             QStringLiteral("--to"), m_players->home() + QStringLiteral("/out.wav")});
+        QCOMPARE(play.exitCode, 1);
+        QVERIFY(!play.errors.isEmpty());
+    }
+
+    void theTracksOfAContainerArePlayedInTheirOrder()
+    {
+        // The first track is over well before the time; the second one plays on.
+        const QJsonObject favourites = m_players->rows(QStringLiteral("qobuz:favourites/tracks"), 0, 1);
+        QStringList ids;
+        const QJsonArray rows = favourites.value(QStringLiteral("rows")).toArray();
+        for (const QJsonValue& row : rows)
+            ids << row.toObject().value(QStringLiteral("path")).toString().section(QLatin1Char('='), 1);
+        const QString target = m_players->home() + QStringLiteral("/out.wav");
+        const Players::Outcome play = m_players->pelk(
+            {QStringLiteral("play"), QStringLiteral("qobuz:favourites/tracks"), QStringLiteral("--seconds"),
+             QStringLiteral("44"), QStringLiteral("--to"), target});
+        QVERIFY2(play.exitCode == 0, qPrintable(play.errors));
+        const QJsonArray heard = reports();
+        QVERIFY(heard.size() >= 4);
+        QStringList told;
+        for (int i = 0; i < 4; ++i) {
+            const QJsonObject report = heard.at(i).toObject();
+            told << report.value(QStringLiteral("endpoint")).toString().section(QLatin1Char('/'), 1) +
+                        QLatin1Char(' ') +
+                        report.value(QStringLiteral("items"))
+                            .toObject()
+                            .value(QStringLiteral("track_id"))
+                            .toVariant()
+                            .toString();
+        }
+        QCOMPARE(told, (QStringList{QStringLiteral("reportStreamingStart ") + ids.at(0),
+                                    QStringLiteral("reportStreamingEnd ") + ids.at(0),
+                                    QStringLiteral("reportStreamingStart ") + ids.at(1),
+                                    QStringLiteral("reportStreamingEnd ") + ids.at(1)}));
+        QVERIFY(readWav(target).loudest > 0.01);
+    }
+};
+
+QTEST_GUILESS_MAIN(PlayingE2ETest)
+#include "playing_e2e_test.moc"
