@@ -68,7 +68,8 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     CommandLine line;
     std::string config = Host::defaultConfigFile().toStdString();
     std::string modules = Host::defaultModuleFolder().toStdString();
-    // A command that fails says why in a sentence; the log lines of the same failure would only stand beside it.
+    // A command that fails says why in a sentence; the log lines of the same failure would only stand beside
+    // it.
     std::string level = "off";
     std::string user;
     std::string path;
