@@ -89,7 +89,7 @@ bool ContentClient::wait(const CMVoidReply& reply, const CMPath& path, QString* 
     QEventLoop loop;
     CMError problem;
     bool finished = false;
-    whenFinished(&loop, reply, path, [&](const CMError& outcome) {
+    whenFinished(&loop, reply, path, [&](const CMVoidReply&, const CMError& outcome) {
         problem = outcome;
         finished = true;
         loop.quit();

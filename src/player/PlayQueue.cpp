@@ -39,19 +39,20 @@ void PlayQueue::askForPage(const Callback& callback)
 {
     const CMGetRowsRequest request(m_container, m_nextIndex, m_nextIndex + ContentClient::pageSize - 1,
                                    ContentClient::allRoles());
-    whenFinished(this, request.reply(), m_container, [this, request, callback](const CMError& error) {
-        if (error.isSet()) {
-            callback(PelkRoles(), error);
-            return;
-        }
-        const PelkRowsRoles reply = request.reply().value();
-        const QVector<PelkRoles> rows = ContentClient::rowsOf(reply);
-        m_nextIndex += rows.size();
-        m_complete = rows.isEmpty() || m_nextIndex >= reply.rowsCount();
-        for (const PelkRoles& row : rows)
-            if (isPlayable(row))
-                m_rows.append(row);
-        next(callback);
-    });
+    whenFinished(this, request.reply(), m_container,
+                 [this, callback](const CMVoidReply& finished, const CMError& error) {
+                     if (error.isSet()) {
+                         callback(PelkRoles(), error);
+                         return;
+                     }
+                     const PelkRowsRoles reply = CMReply<PelkRowsRoles>::from(finished).value();
+                     const QVector<PelkRoles> rows = ContentClient::rowsOf(reply);
+                     m_nextIndex += rows.size();
+                     m_complete = rows.isEmpty() || m_nextIndex >= reply.rowsCount();
+                     for (const PelkRoles& row : rows)
+                         if (isPlayable(row))
+                             m_rows.append(row);
+                     next(callback);
+                 });
     CMRoot()->getRowsRequest(request);
 }

@@ -6,14 +6,14 @@
 #include <QTimer>
 
 void whenFinished(QObject* context, const CMVoidReply& reply, const CMPath& path,
-                  const std::function<void(const CMError& error)>& done)
+                  const std::function<void(const CMVoidReply& finished, const CMError& error)>& done)
 {
     // The timer is the token: whoever comes first, answer or time-out, deletes it.
     const QPointer<QTimer> timer(new QTimer(context));
     timer->setSingleShot(true);
     QObject::connect(timer, &QTimer::timeout, context, [timer, path, done] {
         timer->deleteLater();
-        done(CMError(TrString(ContentClient::noAnswer(path))));
+        done(CMVoidReply(), CMError(TrString(ContentClient::noAnswer(path))));
     });
     timer->start(ContentClient::timeoutMs);
     reply.addWatcher([timer, done](const CMVoidReply& finished) {
@@ -21,6 +21,6 @@ void whenFinished(QObject* context, const CMVoidReply& reply, const CMPath& path
             return;
         timer->stop();
         timer->deleteLater();
-        done(finished.error());
+        done(finished, finished.error());
     });
 }
