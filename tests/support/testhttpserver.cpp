@@ -54,7 +54,7 @@ QByteArray reasonOf(int status)
     }
 }
 
-/** Splits a request head; false when it is not HTTP/1.x. */
+/// Splits a request head; false when it is not HTTP/1.x.
 bool parseHead(const QByteArray& head, TestHttpServer::Request& request)
 {
     const int lineEnd = head.indexOf("\r\n");
@@ -225,7 +225,7 @@ TestHttpServer::Response TestHttpServer::Private::answerFor(const Request& reque
     return ask ? ask(request) : text(QByteArrayLiteral("nothing here"), 404);
 }
 
-/** Sends the answer; false when the connection is to be closed. */
+/// Sends the answer; false when the connection is to be closed.
 bool TestHttpServer::Private::respond(int fd, const Request& request, const Response& response,
                                       int releasesBefore)
 {
@@ -290,7 +290,7 @@ bool TestHttpServer::Private::sendAll(int fd, const char* data, int size)
     return true;
 }
 
-/** Waits; false when the server ends meanwhile. */
+/// Waits; false when the server ends meanwhile.
 bool TestHttpServer::Private::pause(int ms)
 {
     std::unique_lock<std::mutex> lock(mutex);

@@ -8,30 +8,28 @@
 #include <functional>
 #include <memory>
 
-/**
- * An HTTP/1.1 server on an ephemeral loopback port, scripted by the test that owns it.
- *
- * It speaks through raw sockets so that it can also misbehave: stall, cut an answer short, reset the
- * connection. Every connection has its own thread and stays open between requests. Answers come, in this
- * order, from the queue of the path (answerOnce), the fixed answer of the path (answer), the handler; without
- * any, 404.
- *
- *     TestHttpServer server;
- *     server.answer("/api/album/get", TestHttpServer::json("{\"id\":\"1\"}"));
- *     client.get(PelkUrl(server.url(QStringLiteral("/api/album/get"))), ...);
- *     QVERIFY(server.waitForRequests(1));
- *     QCOMPARE(server.requests().at(0).header("X-App-Id"), QByteArray("42"));
- *
- * All operations are thread-safe. The destructor ends every connection, held answers included, and joins the
- * threads.
- */
+/// An HTTP/1.1 server on an ephemeral loopback port, scripted by the test that owns it.
+///
+/// It speaks through raw sockets so that it can also misbehave: stall, cut an answer short, reset the
+/// connection. Every connection has its own thread and stays open between requests. Answers come, in this
+/// order, from the queue of the path (answerOnce), the fixed answer of the path (answer), the handler;
+/// without any, 404.
+///
+///     TestHttpServer server;
+///     server.answer("/api/album/get", TestHttpServer::json("{\"id\":\"1\"}"));
+///     client.get(PelkUrl(server.url(QStringLiteral("/api/album/get"))), ...);
+///     QVERIFY(server.waitForRequests(1));
+///     QCOMPARE(server.requests().at(0).header("X-App-Id"), QByteArray("42"));
+///
+/// All operations are thread-safe. The destructor ends every connection, held answers included, and joins the
+/// threads.
 class TestHttpServer
 {
 public:
     using Pair = QPair<QByteArray, QByteArray>;
     using Pairs = QList<Pair>;
 
-    /** A request as it came over the wire. */
+    /// A request as it came over the wire.
     struct Request
     {
         QByteArray method;
@@ -43,15 +41,15 @@ public:
         int connection =
             0; ///< 1 for the first connection accepted, and so on: equal numbers share a connection
 
-        /** Value of the first header of this name in any letter case; null when it was not sent. */
+        /// Value of the first header of this name in any letter case; null when it was not sent.
         QByteArray header(const QByteArray& name) const;
-        /** The query as pairs in order, percent-decoded; a plus sign stays a plus sign. */
+        /// The query as pairs in order, percent-decoded; a plus sign stays a plus sign.
         Pairs queryItems() const;
-        /** Value of the first query item of this name, decoded; null when absent. */
+        /// Value of the first query item of this name, decoded; null when absent.
         QByteArray queryValue(const QByteArray& name) const;
     };
 
-    /** An answer and the faults to produce while it is sent. Content-Length is added unless it is chunked. */
+    /// An answer and the faults to produce while it is sent. Content-Length is added unless it is chunked.
     struct Response
     {
         int status = 200;
@@ -69,43 +67,41 @@ public:
 
     using Handler = std::function<Response(const Request&)>;
 
-    /** Listens from here on; an address of 127.0.0.0/8, such as "127.0.0.2" for a second host. */
+    /// Listens from here on; an address of 127.0.0.0/8, such as "127.0.0.2" for a second host.
     explicit TestHttpServer(const QByteArray& address = QByteArrayLiteral("127.0.0.1"));
     ~TestHttpServer();
     TestHttpServer(const TestHttpServer&) = delete;
     TestHttpServer& operator=(const TestHttpServer&) = delete;
 
     quint16 port() const;
-    /** "http://127.0.0.1:PORT" and the path as given; `host` replaces the address, e.g. "localhost". */
+    /// "http://127.0.0.1:PORT" and the path as given; `host` replaces the address, e.g. "localhost".
     QString url(const QString& path = QStringLiteral("/"), const QString& host = QString()) const;
 
-    /** Answers every request for the path (compared without the query) so. */
+    /// Answers every request for the path (compared without the query) so.
     void answer(const QByteArray& path, const Response& response);
-    /** Answers the next request for the path so; calls add up to a queue. */
+    /// Answers the next request for the path so; calls add up to a queue.
     void answerOnce(const QByteArray& path, const Response& response);
-    /** Asked for every path without an answer of its own, on the connection's thread; may be called
-     * concurrently. */
+    /// Asked for every path without an answer of its own, on the connection's thread; may be called
+    /// concurrently.
     void setHandler(Handler handler);
-    /** Lets the answers go that are held now: those of every request recorded so far. */
+    /// Lets the answers go that are held now: those of every request recorded so far.
     void release();
 
-    /** Everything received so far, in order of arrival (a request counts when it is complete). */
+    /// Everything received so far, in order of arrival (a request counts when it is complete).
     QList<Request> requests() const;
     int requestCount() const;
     void clearRequests();
-    /** Connections accepted so far. */
+    /// Connections accepted so far.
     int connectionCount() const;
 
-    /**
-     * Waits until at least `count` requests have arrived; false when the time is over. Runs the event loop of
-     * the calling thread meanwhile, so that a client on the same thread makes progress.
-     */
+    /// Waits until at least `count` requests have arrived; false when the time is over. Runs the event loop
+    /// of the calling thread meanwhile, so that a client on the same thread makes progress.
     bool waitForRequests(int count, int timeoutMs = 5000) const;
 
     static Response json(const QByteArray& body, int status = 200);
     static Response text(const QByteArray& body, int status = 200);
     static Response redirect(const QString& location, int status = 302);
-    /** A loopback port on which nothing listens. */
+    /// A loopback port on which nothing listens.
     static quint16 unusedPort();
 
 private:

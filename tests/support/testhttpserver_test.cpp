@@ -9,8 +9,7 @@
 
 namespace {
 
-/** A blocking connection to the server: sends text, reads until so many bytes came or the other side closed.
- */
+/// A blocking connection to the server: sends text, reads until so many bytes came or the other side closed.
 class Connection
 {
 public:
@@ -43,7 +42,7 @@ public:
         return all;
     }
 
-    /** Reads what is left; -1 when the connection was reset. */
+    /// Reads what is left; -1 when the connection was reset.
     int drain()
     {
         char byte = 0;

@@ -7,7 +7,7 @@
 
 namespace {
 
-/** Connections kept open when nothing uses them. */
+/// Connections kept open when nothing uses them.
 constexpr long keptConnections = 16;
 
 } // namespace

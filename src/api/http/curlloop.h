@@ -9,25 +9,23 @@
 
 class QSocketNotifier;
 
-/**
- * Runs libcurl transfers on the event loop of the thread that creates it: libcurl names the sockets and the
- * time it waits for, Qt's notifiers and a timer wait for them. Internal to the HTTP client.
- */
+/// Runs libcurl transfers on the event loop of the thread that creates it: libcurl names the sockets and the
+/// time it waits for, Qt's notifiers and a timer wait for them. Internal to the HTTP client.
 class CurlLoop
 {
 public:
-    /** Told of each transfer that ended, when it has left the loop; may add and remove transfers. */
+    /// Told of each transfer that ended, when it has left the loop; may add and remove transfers.
     using Finished = std::function<void(CURL*, CURLcode)>;
 
     explicit CurlLoop(Finished finished);
-    /** Every transfer has to be removed before. */
+    /// Every transfer has to be removed before.
     ~CurlLoop();
     CurlLoop(const CurlLoop&) = delete;
     CurlLoop& operator=(const CurlLoop&) = delete;
 
-    /** Starts a transfer from the event loop, never at once; false when libcurl refuses the handle. */
+    /// Starts a transfer from the event loop, never at once; false when libcurl refuses the handle.
     bool add(CURL* transfer);
-    /** Stops a transfer without a word. */
+    /// Stops a transfer without a word.
     void remove(CURL* transfer);
 
 private:

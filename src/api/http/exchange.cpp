@@ -40,7 +40,7 @@ bool isRedirect(long code)
     return code == 301 || code == 302 || code == 303 || code == 307 || code == 308;
 }
 
-/** Escapes what servers write into a Location although no URL has it: blanks, quotes, raw UTF-8. */
+/// Escapes what servers write into a Location although no URL has it: blanks, quotes, raw UTF-8.
 QByteArray escaped(const char* url)
 {
     QByteArray out;

@@ -6,10 +6,8 @@
 #include <QByteArray>
 #include <curl/curl.h>
 
-/**
- * One HTTP request and its answer on a libcurl handle, redirects not followed. Internal to the HTTP client,
- * on its thread; used again for later requests, since setting up a handle costs more than a request.
- */
+/// One HTTP request and its answer on a libcurl handle, redirects not followed. Internal to the HTTP client,
+/// on its thread; used again for later requests, since setting up a handle costs more than a request.
 class Exchange
 {
 public:
@@ -23,8 +21,7 @@ public:
         int readSizeLimit = 0; ///< 0 or less: no bound
     };
 
-    /** As in HttpClientResult; the redirect is the absolute URL that a redirecting answer names, else empty.
-     */
+    /// As in HttpClientResult; the redirect is the absolute URL that a redirecting answer names, else empty.
     struct Answer
     {
         HttpClientResult::Status status = HttpClientResult::Complete;
@@ -41,9 +38,9 @@ public:
     Exchange& operator=(const Exchange&) = delete;
 
     CURL* handle() const { return m_handle; }
-    /** Makes the handle ready to be started. */
+    /// Makes the handle ready to be started.
     void prepare(const Request& request);
-    /** Takes the answer out, once the handle has ended with this code. */
+    /// Takes the answer out, once the handle has ended with this code.
     Answer take(CURLcode code);
 
 private:

@@ -19,10 +19,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** Handles kept for later requests. */
+/// Handles kept for later requests.
 constexpr size_t spareExchanges = 16;
 
-/** The requests under way of all clients, for waitForIdle. */
+/// The requests under way of all clients, for waitForIdle.
 struct ProcessCount
 {
     std::mutex mutex;
@@ -54,7 +54,7 @@ public:
     HttpClientPrivate(HttpClient* client, HttpClient::HttpVersion httpVersion, bool keep);
     ~HttpClientPrivate();
 
-    /** One request from its start to its callback. */
+    /// One request from its start to its callback.
     struct Request
     {
         PelkUrl url;
@@ -234,7 +234,7 @@ void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer
     send(std::move(request));
 }
 
-/** Lets the cache learn from the answer, and puts the stored body in place of a 304. */
+/// Lets the cache learn from the answer, and puts the stored body in place of a 304.
 void HttpClientPrivate::useCache(const Request& request, Exchange::Answer& answer)
 {
     if (request.cacheKey.isNull())
@@ -261,7 +261,7 @@ void HttpClientPrivate::finish(HttpClient::Callback callback, HttpClientResult r
     queueDelivery();
 }
 
-/** One delivery is queued at a time, so that idle() is told once. */
+/// One delivery is queued at a time, so that idle() is told once.
 void HttpClientPrivate::queueDelivery()
 {
     if (deliveryQueued)

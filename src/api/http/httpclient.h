@@ -12,19 +12,17 @@
 
 class HttpClientPrivate;
 
-/**
- * Asynchronous HTTP on the event loop of the thread that creates it.
- *
- * All operations but waitForIdle belong to that thread and none of them blocks. Each request calls its
- * callback exactly once, on that thread, from the event loop and never from inside get() or post(). A
- * callback may start further requests, and may delete the client. Deleting the client drops the requests
- * under way without a callback.
- *
- * TLS certificates are verified against the system's list. Bodies arrive decompressed. Proxies are taken from
- * the environment (http_proxy and kin). Up to 10 redirects are followed, from http to https but never back;
- * see HttpClientOptions for which of them the headers go along with. A POST becomes a GET on 301,
- * 302 and 303; on 307 and 308 it is repeated, but not to another scheme, host or port.
- */
+/// Asynchronous HTTP on the event loop of the thread that creates it.
+///
+/// All operations but waitForIdle belong to that thread and none of them blocks. Each request calls its
+/// callback exactly once, on that thread, from the event loop and never from inside get() or post(). A
+/// callback may start further requests, and may delete the client. Deleting the client drops the requests
+/// under way without a callback.
+///
+/// TLS certificates are verified against the system's list. Bodies arrive decompressed. Proxies are taken
+/// from the environment (http_proxy and kin). Up to 10 redirects are followed, from http to https but never
+/// back; see HttpClientOptions for which of them the headers go along with. A POST becomes a GET on 301, 302
+/// and 303; on 307 and 308 it is repeated, but not to another scheme, host or port.
 class PELK_HTTP_EXPORT HttpClient : public QObject
 {
     Q_OBJECT
@@ -38,30 +36,28 @@ public:
 
     using Callback = std::function<void(const HttpClientResult&)>;
 
-    /** With keepConnections, connections stay open between requests and are used again. */
+    /// With keepConnections, connections stay open between requests and are used again.
     HttpClient(QObject* parent, HttpVersion version, bool keepConnections);
     ~HttpClient() override;
 
     void get(const PelkUrl& url, const HttpClientOptions& options, Callback callback);
-    /** The body goes as application/x-www-form-urlencoded unless the options carry a Content-Type. */
+    /// The body goes as application/x-www-form-urlencoded unless the options carry a Content-Type.
     void post(const PelkUrl& url, const QByteArray& body, const HttpClientOptions& options,
               Callback callback);
 
-    /** Memory for the response cache of GET requests (RFC 9111, private); 0, the default, is no cache. */
+    /// Memory for the response cache of GET requests (RFC 9111, private); 0, the default, is no cache.
     void setCacheSize(unsigned long bytes);
     void clearCache();
 
-    /** Requests whose callback has not returned yet. */
+    /// Requests whose callback has not returned yet.
     int inFlight() const;
 
-    /**
-     * Blocks until no client of this process has a request under way, or the time is over: false then. For
-     * any thread but those of the clients, whose event loops have to run meanwhile.
-     */
+    /// Blocks until no client of this process has a request under way, or the time is over: false then. For
+    /// any thread but those of the clients, whose event loops have to run meanwhile.
     static bool waitForIdle(int timeoutMs);
 
 Q_SIGNALS:
-    /** The last request under way has called its callback. */
+    /// The last request under way has called its callback.
     void idle();
 
 private:

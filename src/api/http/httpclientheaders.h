@@ -6,26 +6,22 @@
 #include <QPair>
 #include <QString>
 
-/**
- * HTTP header fields in the order of insertion, names compared without regard to case (RFC 9110,
- * section 5.1). A plain value, re-entrant. Texts stand for UTF-8 on the wire.
- */
+/// HTTP header fields in the order of insertion, names compared without regard to case (RFC 9110,
+/// section 5.1). A plain value, re-entrant. Texts stand for UTF-8 on the wire.
 class PELK_HTTP_EXPORT HttpClientHeaders
 {
 public:
     using Items = QList<QPair<QString, QString>>;
 
-    /**
-     * Sets a header, in place of one of the same name. Carriage returns, line feeds and null characters are
-     * removed from the value, so that no value can add a header; a name that is no token (RFC 9110,
-     * section 5.6.2) is ignored.
-     */
+    /// Sets a header, in place of one of the same name. Carriage returns, line feeds and null characters are
+    /// removed from the value, so that no value can add a header; a name that is no token (RFC 9110,
+    /// section 5.6.2) is ignored.
     void insert(const QString& name, const QString& value);
 
     bool contains(const QString& name) const;
     QString value(const QString& name, const QString& defaultValue = QString()) const;
     bool isEmpty() const { return m_items.isEmpty(); }
-    /** Names as inserted, with their values. */
+    /// Names as inserted, with their values.
     const Items& items() const { return m_items; }
 
 private:

@@ -8,12 +8,10 @@
 
 #include <utility>
 
-/**
- * What became of one request. A plain value, re-entrant.
- *
- * Either an HTTP answer arrived in full, whatever its code: status() is Complete. Or it did not: status()
- * names what failed, code() is 0, body and headers are empty, and errorText() has a sentence for logs.
- */
+/// What became of one request. A plain value, re-entrant.
+///
+/// Either an HTTP answer arrived in full, whatever its code: status() is Complete. Or it did not: status()
+/// names what failed, code() is 0, body and headers are empty, and errorText() has a sentence for logs.
 class HttpClientResult
 {
 public:
@@ -41,18 +39,16 @@ public:
     {
     }
 
-    /** The URL that was asked for, before redirects. */
+    /// The URL that was asked for, before redirects.
     const PelkUrl& url() const { return m_url; }
     Status status() const { return m_status; }
-    /** The HTTP status code, 0 without an answer. */
+    /// The HTTP status code, 0 without an answer.
     int code() const { return m_code; }
-    /** The body, decompressed. */
+    /// The body, decompressed.
     const QByteArray& body() const { return m_body; }
-    /**
-     * The header fields of the answer, values of repeated names joined with ", ". When redirects led to
-     * another URL, that URL stands in "X-PelkEfectiveUrl" (spelled so) and replaces a header that the server
-     * may have sent.
-     */
+    /// The header fields of the answer, values of repeated names joined with ", ". When redirects led to
+    /// another URL, that URL stands in "X-PelkEfectiveUrl" (spelled so) and replaces a header that the server
+    /// may have sent.
     const HttpClientHeaders& headers() const { return m_headers; }
     const QString& errorText() const { return m_errorText; }
 

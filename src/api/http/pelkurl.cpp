@@ -21,7 +21,7 @@ bool isUnreserved(char c)
     return isAlpha(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_' || c == '~';
 }
 
-/** The characters that each part may have beside the unreserved ones (RFC 3986, appendix A). */
+/// The characters that each part may have beside the unreserved ones (RFC 3986, appendix A).
 constexpr std::string_view subDelims = "!$&'()*+,;=";
 constexpr std::string_view pathExtra = "!$&'()*+,;=:@/";
 constexpr std::string_view fragmentExtra = "!$&'()*+,;=:@/?";
@@ -41,7 +41,7 @@ void appendEscaped(QByteArray& out, char c)
     out += digits[byte & 15];
 }
 
-/** Encodes text whose percent signs are literal. */
+/// Encodes text whose percent signs are literal.
 void appendEncoded(QByteArray& out, const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
@@ -63,8 +63,8 @@ bool isSequence(const QByteArray& text, int at)
     return text.at(at) == '%' && at + 2 < text.size() && isHex(text.at(at + 1)) && isHex(text.at(at + 2));
 }
 
-/** Decodes the percent sequences; a percent sign that begins none stays (Qt's decoder makes bytes of any
- * two). */
+/// Decodes the percent sequences; a percent sign that begins none stays (Qt's decoder makes bytes of any
+/// two).
 QString decoded(const QByteArray& text)
 {
     QByteArray bytes;
@@ -80,7 +80,7 @@ QString decoded(const QByteArray& text)
     return QString::fromUtf8(bytes);
 }
 
-/** Encodes what may not stand in this part, and leaves the percent sequences that the text already has. */
+/// Encodes what may not stand in this part, and leaves the percent sequences that the text already has.
 void appendMended(QByteArray& out, const QString& text, std::string_view extra)
 {
     const QByteArray bytes = text.toUtf8();
@@ -95,7 +95,7 @@ void appendMended(QByteArray& out, const QString& text, std::string_view extra)
     }
 }
 
-/** The length of the scheme that the text begins with, 0 without one. */
+/// The length of the scheme that the text begins with, 0 without one.
 int schemeLength(const QByteArray& text)
 {
     if (text.isEmpty() || !isAlpha(text.at(0)))

@@ -9,57 +9,53 @@
 
 #include <iosfwd>
 
-/**
- * A URL or relative reference (RFC 3986) in parts: a plain value, re-entrant.
- *
- * Scheme and query items are kept decoded; the scheme in lower case, since its case means nothing. User info,
- * host, path and fragment are kept exactly as written, with the percent sequences they carry: a host in
- * another letter case is another host here, and no slash or dot segment of a path is folded. Setters take any
- * text; what could not stand in its place is encoded when the URL is written out.
- *
- * Reading percent-decodes query keys and values as UTF-8. A plus sign is a plus sign: the services spoken to
- * encode a space as %20. Writing encodes all but the unreserved characters in them, and always writes
- * "key=value".
- */
+/// A URL or relative reference (RFC 3986) in parts: a plain value, re-entrant.
+///
+/// Scheme and query items are kept decoded; the scheme in lower case, since its case means nothing. User
+/// info, host, path and fragment are kept exactly as written, with the percent sequences they carry: a host
+/// in another letter case is another host here, and no slash or dot segment of a path is folded. Setters take
+/// any text; what could not stand in its place is encoded when the URL is written out.
+///
+/// Reading percent-decodes query keys and values as UTF-8. A plus sign is a plus sign: the services spoken to
+/// encode a space as %20. Writing encodes all but the unreserved characters in them, and always writes
+/// "key=value".
 class PELK_HTTP_EXPORT PelkUrl
 {
 public:
     using QueryItems = QList<QPair<QString, QString>>;
 
-    /** An empty URL. */
+    /// An empty URL.
     PelkUrl() = default;
-    /** As fromEncoded with the text's UTF-8. */
+    /// As fromEncoded with the text's UTF-8.
     explicit PelkUrl(const QString& url);
-    /**
-     * Reads a URL. One with control characters, a port that is no number below 65536, or a host with
-     * characters that no host can have, does not parse and gives an empty PelkUrl. Other odd text is a
-     * relative path and has no host.
-     */
+    /// Reads a URL. One with control characters, a port that is no number below 65536, or a host with
+    /// characters that no host can have, does not parse and gives an empty PelkUrl. Other odd text is a
+    /// relative path and has no host.
     static PelkUrl fromEncoded(const QByteArray& url);
 
-    /** True when every part is empty, as from an empty text or from one that does not parse. */
+    /// True when every part is empty, as from an empty text or from one that does not parse.
     bool isEmpty() const;
 
     QString scheme() const { return m_scheme; }
     void setScheme(const QString& scheme) { m_scheme = scheme.toLower(); }
     QString userInfo() const { return m_userInfo; }
     void setUserInfo(const QString& userInfo) { m_userInfo = userInfo; }
-    /** An IPv6 address comes without its brackets. */
+    /// An IPv6 address comes without its brackets.
     QString host() const { return m_host; }
     void setHost(const QString& host) { m_host = host; }
-    /** -1 when none is written. */
+    /// -1 when none is written.
     int port() const { return m_port; }
     void setPort(int port) { m_port = port; }
     QString path() const { return m_path; }
     void setPath(const QString& path) { m_path = path; }
-    /** The query in order, duplicates kept. */
+    /// The query in order, duplicates kept.
     QueryItems queryItems() const { return m_queryItems; }
     void setQueryItems(const QueryItems& items) { m_queryItems = items; }
     void addQueryItem(const QString& key, const QString& value) { m_queryItems.append({key, value}); }
     QString fragment() const { return m_fragment; }
     void setFragment(const QString& fragment) { m_fragment = fragment; }
 
-    /** The URL as ASCII text; reading it again gives an equal URL when it was made by reading one. */
+    /// The URL as ASCII text; reading it again gives an equal URL when it was made by reading one.
     QByteArray toEncoded() const;
     QString toString() const;
 
@@ -78,5 +74,5 @@ private:
     QString m_fragment;
 };
 
-/** Writes toString(), for log lines. */
+/// Writes toString(), for log lines.
 PELK_HTTP_EXPORT std::ostream& operator<<(std::ostream& stream, const PelkUrl& url);

@@ -10,16 +10,14 @@
 #include <list>
 #include <memory>
 
-/**
- * A private cache of answers to GET requests, by RFC 9111, in memory. Internal to the HTTP client, on its
- * thread.
- *
- * An answer is found again only by a request of the same URL and the same headers, so one user's answer never
- * reaches another and Vary needs no look. Freshness is what the server states (max-age, or Expires with
- * Date), never guessed; without it, or once it is over, an answer with a validator (ETag, Last-Modified) is
- * asked about again, and one without is not kept. When the memory is used up, the answer that was used
- * longest ago goes first.
- */
+/// A private cache of answers to GET requests, by RFC 9111, in memory. Internal to the HTTP client, on its
+/// thread.
+///
+/// An answer is found again only by a request of the same URL and the same headers, so one user's answer
+/// never reaches another and Vary needs no look. Freshness is what the server states (max-age, or Expires
+/// with Date), never guessed; without it, or once it is over, an answer with a validator (ETag,
+/// Last-Modified) is asked about again, and one without is not kept. When the memory is used up, the answer
+/// that was used longest ago goes first.
 class ResponseCache
 {
 public:
@@ -34,29 +32,29 @@ public:
     };
     using EntryPointer = std::shared_ptr<const Entry>;
 
-    /** Bytes that all entries may take together, headers and keys included; 0 keeps nothing. */
+    /// Bytes that all entries may take together, headers and keys included; 0 keeps nothing.
     void setCapacity(qint64 bytes);
     void clear();
     qint64 size() const { return m_size; }
 
-    /** The key of a request; null when its headers take it past the cache (a range, conditions or cache
-     * control). */
+    /// The key of a request; null when its headers take it past the cache (a range, conditions or cache
+    /// control).
     static QByteArray key(const PelkUrl& url, const HttpClientHeaders& requestHeaders);
-    /** The entry of the key, fresh or not, which counts as a use; null when there is none. */
+    /// The entry of the key, fresh or not, which counts as a use; null when there is none.
     EntryPointer find(const QByteArray& key);
     static bool isFresh(const Entry& entry, Clock::time_point now);
-    /** The conditional headers that ask the server whether the entry still holds. */
+    /// The conditional headers that ask the server whether the entry still holds.
     static HttpClientHeaders conditions(const Entry& entry);
 
-    /** Takes in a complete answer with code 200 instead of an older one, as of the time it was asked for;
-     * drops the older one if it may not stay. */
+    /// Takes in a complete answer with code 200 instead of an older one, as of the time it was asked for;
+    /// drops the older one if it may not stay.
     void store(const QByteArray& key, const HttpClientHeaders& headers, const QByteArray& body,
                Clock::time_point requested);
-    /** Takes in a 304 for the entry, and returns the headers that the entry has by now. */
+    /// Takes in a 304 for the entry, and returns the headers that the entry has by now.
     HttpClientHeaders refresh(const QByteArray& key, const EntryPointer& entry,
                               const HttpClientHeaders& headers, Clock::time_point requested);
     void remove(const QByteArray& key);
-    /** Drops every entry of the URL, whatever the request headers were. */
+    /// Drops every entry of the URL, whatever the request headers were.
     void removeUrl(const PelkUrl& url);
 
 private:

@@ -5,11 +5,9 @@
 #include <array>
 #include <string_view>
 
-/**
- * Makes equal object keys share one QString, since the same few dozen keys come thousands of times. Bounded:
- * a key takes the place of another one that hashes to the same place, and long keys are not kept. Not
- * thread-safe.
- */
+/// Makes equal object keys share one QString, since the same few dozen keys come thousands of times. Bounded:
+/// a key takes the place of another one that hashes to the same place, and long keys are not kept. Not
+/// thread-safe.
 class KeyTable
 {
 public:

@@ -7,7 +7,7 @@
 #include <iosfwd>
 #include <utility>
 
-/** Why a text could not be read. A plain value, re-entrant; empty as long as nothing went wrong. */
+/// Why a text could not be read. A plain value, re-entrant; empty as long as nothing went wrong.
 class PELK_API_EXPORT PelkError
 {
 public:
@@ -18,7 +18,7 @@ public:
     }
 
     bool isEmpty() const { return m_message.isEmpty(); }
-    /** A sentence for logs, in English. */
+    /// A sentence for logs, in English.
     const QString& message() const { return m_message; }
     QString toString() const { return m_message; }
 
@@ -26,5 +26,5 @@ private:
     QString m_message;
 };
 
-/** Writes the message, for log lines. */
+/// Writes the message, for log lines.
 PELK_API_EXPORT std::ostream& operator<<(std::ostream& stream, const PelkError& error);

@@ -22,10 +22,10 @@ QString textOf(std::string_view utf8)
     return QString::fromUtf8(utf8.data(), static_cast<int>(utf8.size()));
 }
 
-/** What a thread keeps between calls: the parser's memory, a padded copy of the text, and the keys it met. */
+/// What a thread keeps between calls: the parser's memory, a padded copy of the text, and the keys it met.
 struct Workspace
 {
-    /** Memory that a large text needed is given back after it. */
+    /// Memory that a large text needed is given back after it.
     static constexpr size_t keptBytes = 1024 * 1024;
 
     simdjson::dom::parser parser{PelkJson::maxBytes};
@@ -56,7 +56,7 @@ struct Workspace
     }
 };
 
-/** Fills the variant where it stands, in the container that holds it. */
+/// Fills the variant where it stands, in the container that holds it.
 void fill(QVariant& target, const simdjson::dom::element& element, KeyTable& keys)
 {
     using Type = simdjson::dom::element_type;
@@ -102,7 +102,7 @@ void fill(QVariant& target, const simdjson::dom::element& element, KeyTable& key
     }
 }
 
-/** As fill, for what QJsonDocument has read. */
+/// As fill, for what QJsonDocument has read.
 QVariant converted(const QJsonValue& value)
 {
     if (value.isObject()) {
@@ -124,7 +124,7 @@ QVariant converted(const QJsonValue& value)
     return value.isNull() ? QVariant() : value.toVariant();
 }
 
-/** Where the text first nests deeper than allowed; -1 when it does not. */
+/// Where the text first nests deeper than allowed; -1 when it does not.
 int tooDeepAt(const QByteArray& text)
 {
     int depth = 0;
@@ -154,7 +154,7 @@ struct Failure
     QString reason;
 };
 
-/** The second reading, by QJsonDocument: more lenient, and it knows where a text is wrong. */
+/// The second reading, by QJsonDocument: more lenient, and it knows where a text is wrong.
 QVariant readLeniently(const QByteArray& text, Failure& failure)
 {
     const int deep = tooDeepAt(text);

@@ -8,7 +8,7 @@
 #include <QList>
 #include <QTimer>
 
-/** A client whose requests put their results in a list, in the order of their callbacks. */
+/// A client whose requests put their results in a list, in the order of their callbacks.
 struct ClientFixture
 {
     ClientFixture() { options.setTimeoutMs(5000); }
@@ -20,7 +20,7 @@ struct ClientFixture
 
     void get(const QString& url) { client.get(PelkUrl(url), options, collect()); }
 
-    /** Runs the event loop until so many results are there; false when that takes too long. */
+    /// Runs the event loop until so many results are there; false when that takes too long.
     bool waitForResults(int count)
     {
         const QDeadlineTimer deadline(20000);
@@ -31,7 +31,7 @@ struct ClientFixture
         return results.size() == count;
     }
 
-    /** The result of one GET; a default result, with code 0, when none came. */
+    /// The result of one GET; a default result, with code 0, when none came.
     HttpClientResult fetch(const QString& url)
     {
         const int before = results.size();

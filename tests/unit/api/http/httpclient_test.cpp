@@ -14,7 +14,7 @@ namespace {
 
 const QString effectiveUrl = QStringLiteral("X-PelkEfectiveUrl");
 
-/** 100,000 letters "a" as HTTP's "deflate" has them. */
+/// 100,000 letters "a" as HTTP's "deflate" has them.
 QByteArray deflatedLetters()
 {
     // Four bytes of length come before the zlib stream.

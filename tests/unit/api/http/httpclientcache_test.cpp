@@ -13,7 +13,7 @@ TestHttpServer::Response cached(const QByteArray& body, const QByteArray& contro
 
 Q_DECLARE_METATYPE(TestHttpServer::Response)
 
-/** The rules themselves are tested with the cache; this is how the client uses it. */
+/// The rules themselves are tested with the cache; this is how the client uses it.
 class HttpClientCacheTest : public QObject
 {
     Q_OBJECT
