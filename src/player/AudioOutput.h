@@ -4,7 +4,7 @@
 
 #include <QString>
 
-using GstElement = struct _GstElement;
+using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier): GStreamer's own name
 
 /// Where sound goes. Outlives the streams that play into it.
 class AudioOutput

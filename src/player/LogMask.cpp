@@ -12,7 +12,7 @@ struct Rule
 
 Rule rule(const char* pattern, const char* replacement)
 {
-    const Rule made{
+    Rule made{
         QRegularExpression(QString::fromLatin1(pattern), QRegularExpression::DotMatchesEverythingOption),
         QString::fromLatin1(replacement)};
     Q_ASSERT(made.pattern.isValid());

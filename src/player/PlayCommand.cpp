@@ -89,7 +89,7 @@ int PlayCommand::run(SignalWatch* signalWatch)
     }
     if (writer.milliseconds() > 0)
         Terminal::note(QStringLiteral("Wrote %1 seconds of sound to %2.")
-                           .arg(writer.milliseconds() / 1000.0)
+                           .arg(double(writer.milliseconds()) / 1000)
                            .arg(m_line.wavFile));
     return code;
 }

@@ -69,7 +69,7 @@ void PlayEngine::stop()
 
 CMVoidReply PlayEngine::stop(PelkPlayLogicStopReason::Enum /*reason*/)
 {
-    const CMReply<QVariant> reply = CMReply<QVariant>::create();
+    CMReply<QVariant> reply = CMReply<QVariant>::create();
     // Queued even on this thread: the caller may be in the middle of something that a report would need.
     QMetaObject::invokeMethod(
         this,
@@ -158,6 +158,7 @@ void PlayEngine::endTrack(const QString& error)
 }
 
 // The row is a copy, since it may be the current one, which ends here.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void PlayEngine::fail(PelkRoles row, const QString& sentence, const QString& error)
 {
     endTrack(error);

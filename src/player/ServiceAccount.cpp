@@ -60,7 +60,7 @@ CMReply<QVariant> ServiceAccount::setQuality(const QString& quality)
 {
     PelkValue value;
     value.setQobuzSoundQuality(PelkQobuzSoundQuality::fromString(quality));
-    const CMReply<QVariant> reply = CMReply<QVariant>::create();
+    CMReply<QVariant> reply = CMReply<QVariant>::create();
     CMRoot()->setValue(PelkQobuzSoundQualityPath(), value, reply);
     return reply;
 }

@@ -7,8 +7,9 @@
 #include <atomic>
 
 class AudioOutput;
-using GstElement = struct _GstElement;
-using GstMessage = struct _GstMessage;
+// GStreamer's own names, so that only the source needs its headers.
+using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
+using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
 
 /// What a stream is made of, as the decoder found it.
 struct AudioFormat

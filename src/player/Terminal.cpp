@@ -121,7 +121,7 @@ std::optional<QString> Terminal::askPassword(const QString& prompt)
     ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     write(stderr, prompt);
     std::fflush(stderr);
-    const std::optional<QString> line = readLineFrom(STDIN_FILENO);
+    std::optional<QString> line = readLineFrom(STDIN_FILENO);
     ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
     write(stderr, QStringLiteral("\n"));
     ::sigaction(SIGINT, &oldInterrupt, nullptr);
