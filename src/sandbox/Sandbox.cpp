@@ -178,7 +178,7 @@ Sandbox::Sandbox(const Options& options)
             d->answered(request, response);
         });
     server.set_exception_handler(
-        [](const httplib::Request&, httplib::Response& response, std::exception_ptr error) {
+        [](const httplib::Request&, httplib::Response& response, const std::exception_ptr& error) {
             try {
                 std::rethrow_exception(error);
             } catch (const std::exception& problem) {

@@ -90,6 +90,7 @@ bool QobuzAccountNode::setDataRequest(const CMSetDataRequest& request)
     return processSetDataRequest(value.qobuzAccount(), request);
 }
 
+// By value: both live on in the watcher. NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool QobuzAccountNode::processSetDataRequest(PelkQobuzAccount account, CMSetDataRequest request)
 {
     LOG4CPLUS_DEBUG(logger, "Enter " << dbglog_scopedFunction(Q_FUNC_INFO, "Qobuz") << ": ");

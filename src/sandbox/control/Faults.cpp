@@ -48,7 +48,7 @@ void oversize(httplib::Response& response, std::size_t bytes, bool chunked)
     std::string body = head + std::string(padding, 'x') + tail;
     response.status = 200;
     if (!chunked) {
-        response.set_content(std::move(body), "application/json");
+        response.set_content(body, "application/json");
         return;
     }
     response.set_chunked_content_provider("application/json", [body](std::size_t, httplib::DataSink& sink) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <numeric>
 #include <optional>
+#include <set>
 
 namespace sandbox {
 namespace {
@@ -393,7 +394,8 @@ Answer Endpoints::trackFileUrl(const Call& call) const
     if (!track)
         return notFound();
     const auto format = call.has("format_id") ? number(call.value("format_id")) : 5;
-    if (format != 5 && format != 6 && format != 7 && format != 27)
+    static const std::set<std::int64_t> formats{5, 6, 7, 27};
+    if (!format || formats.count(*format) == 0)
         return refusal(400, "Invalid argument: format_id");
     return {200, m_streams.fileUrl(*track, static_cast<int>(*format))};
 }

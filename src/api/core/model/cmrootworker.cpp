@@ -270,19 +270,18 @@ void CMRootWorker::save(const CMPath& path, const PelkValue& value, const CMRepl
 void CMRootWorker::invoke(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply)
 {
     QMetaObject::invokeMethod(
-        this,
-        [this, path, arguments, reply] {
-            Operation operation;
-            {
-                const QReadLocker locker(&m_lock);
-                operation = m_operations.value(path);
-            }
-            if (operation)
-                operation(arguments, reply);
-            else
-                reply.setError(errorAt("There is no operation at \"%1\".", path));
-        },
-        Qt::QueuedConnection);
+        this, [this, path, arguments, reply] { call(path, arguments, reply); }, Qt::QueuedConnection);
+}
+
+void CMRootWorker::call(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply)
+{
+    QReadLocker locker(&m_lock);
+    const Operation operation = m_operations.value(path);
+    locker.unlock();
+    if (operation)
+        operation(arguments, reply);
+    else
+        reply.setError(errorAt("There is no operation at \"%1\".", path));
 }
 
 CMSubscribe* CMRootWorker::subscribe(const CMPath& path)

@@ -69,6 +69,7 @@ private:
     template <typename Request>
     void forward(void (CMAbstractWorker::*operation)(const Request&), const Request& request);
     void answerOwnRows(const CMGetRowsRequest& request);
+    void call(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply);
     void save(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply);
 
     mutable QReadWriteLock m_lock;
