@@ -17,7 +17,7 @@
 class Client
 {
 public:
-    explicit Client(sandbox::Options options = {})
+    explicit Client(const sandbox::Options& options = {})
         : m_options(withFreePort(options))
         , m_sandbox(m_options)
         , m_started(m_sandbox.start())

@@ -23,7 +23,7 @@ PelkQobuzAccount account(const QString& username = QStringLiteral("me"),
     return result;
 }
 
-/// The values that the host was given for the session, in order.
+/// The values that the host was given for the user session, in order.
 class History
 {
 public:

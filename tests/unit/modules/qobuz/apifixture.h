@@ -23,7 +23,7 @@ struct ApiFixture
     {
     }
 
-    /// The session as the host keeps it, in one line.
+    /// The user session as the host keeps it, in one line.
     QString session() { return sessionText(host.session()); }
     static QString sessionText(const PelkQobuzUserSession& session)
     {
