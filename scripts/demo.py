@@ -38,6 +38,7 @@ class Demo:
         self.programs = programs
         home = str(folder)
         self.environment = dict(os.environ, HOME=home, XDG_CONFIG_HOME=home + "/config", XDG_STATE_HOME=home + "/state",
+                                XDG_CACHE_HOME=home + "/cache",
                                 COLUMNS=os.environ.get("COLUMNS", "100"))
         self.sandbox = subprocess.Popen([self.programs / "qobuz-sandbox", "--port", "0"], stdout=subprocess.PIPE, text=True)
         line = self.sandbox.stdout.readline()
