@@ -129,7 +129,7 @@ private Q_SLOTS:
         row("answer cut short", {{kind, QStringLiteral("truncate")}, {QStringLiteral("bytes"), 100}},
             "is the network up?");
         row("too many requests", {{kind, QStringLiteral("rate-limit")}, {QStringLiteral("retry_after"), 3}},
-            "");
+            "Too many requests (429).");
     }
     void aServiceInTroubleIsToldAndTheNextRequestGoesWell()
     {

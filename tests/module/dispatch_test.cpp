@@ -246,12 +246,7 @@ int play(const QString& name)
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv);
-    const QString name = OwnProcess::caseToPlay();
-    if (!name.isEmpty())
-        return play(name);
-    DispatchTest test;
-    return QTest::qExec(&test, argc, argv);
+    return OwnProcess::main<DispatchTest>(argc, argv, play);
 }
 
 #include "dispatch_test.moc"

@@ -427,12 +427,7 @@ int play(const QString& track)
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv);
-    const QString name = OwnProcess::caseToPlay();
-    if (!name.isEmpty())
-        return play(name);
-    PlayStateTest test;
-    return QTest::qExec(&test, argc, argv);
+    return OwnProcess::main<PlayStateTest>(argc, argv, play);
 }
 
 #include "play_state_test.moc"

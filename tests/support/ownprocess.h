@@ -3,25 +3,24 @@
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QProcess>
+#include <QtTest>
 
 /// A process of its own for what ends a process: this test program, run again with a case to play.
-///
-///     int main(int argc, char** argv)
-///     {
-///         QCoreApplication application(argc, argv);
-///         if (const QString name = OwnProcess::caseToPlay(); !name.isEmpty())
-///             return play(name);
-///         ...
 struct OwnProcess
 {
     bool crashed = false; ///< false: it ended by itself, or did not end in time
     QByteArray errors;    ///< what it wrote to standard error
 
-    static QString caseToPlay()
+    /// The main() of such a program: runs the tests, or the case that the program was started again for.
+    template <typename Test>
+    static int main(int argc, char** argv, int (*playCase)(const QString& name))
     {
+        QCoreApplication application(argc, argv);
         const QStringList arguments = QCoreApplication::arguments();
-        return arguments.size() == 3 && arguments.at(1) == QLatin1String("--play") ? arguments.at(2)
-                                                                                   : QString();
+        if (arguments.size() == 3 && arguments.at(1) == QLatin1String("--play"))
+            return playCase(arguments.at(2));
+        Test test;
+        return QTest::qExec(&test, argc, argv);
     }
 
     static OwnProcess play(const QString& name)

@@ -38,9 +38,8 @@ std::string scopedFunction(const char* signature)
 QobuzHttpInterface::QobuzHttpInterface()
     : m_client(new HttpClient(this, HttpClient::BestVersion, true))
 {
-    const PelkValue settings(
-        PelkHash(QVariant(CMRoot()->getValue(PelkQobuzSettingsPath()).variant()).toHash()));
-    m_connectBaseUrl = PelkUrl::fromEncoded(settings.qobuzSettings().apiUrl().toUtf8());
+    const PelkQobuzSettings settings = CMRoot()->getValue(PelkQobuzSettingsPath()).qobuzSettings();
+    m_connectBaseUrl = PelkUrl::fromEncoded(settings.apiUrl().toUtf8());
     Q_ASSERT(!m_connectBaseUrl.isEmpty());
     m_client->setCacheSize(cacheSizeBytes);
 }
