@@ -75,9 +75,11 @@ endfunction()
 # What every test runs with, beside a home of its own.
 set(PELK_TEST_ENVIRONMENT "LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1")
 
-# pelk_test(NAME SOURCE... LIBRARIES lib...): a Qt Test program, run by CTest in a scratch home with a watchdog.
+# pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [LONG_TIMEOUT s]): a Qt Test program, run by
+# CTest in a scratch home with a watchdog. With LONG_TIMEOUT it is registered once more, as NAME_long with the label
+# "long" and PELK_TEST_LONG=1 in its environment: the same test with larger figures.
 function(pelk_test name)
-    cmake_parse_arguments(arg "" "TIMEOUT" "LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(arg "" "TIMEOUT;LONG_TIMEOUT" "LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     pelk_flags(${name})
     target_link_libraries(${name} PRIVATE Qt5::Test ${arg_LIBRARIES})
@@ -85,9 +87,16 @@ function(pelk_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    add_test(NAME ${name} COMMAND ${name} -maxwarnings 0)
-    set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
+    pelk_register_test(${name} ${name} ${arg_TIMEOUT} "" "${arg_LABELS}")
+    if(arg_LONG_TIMEOUT)
+        pelk_register_test(${name}_long ${name} ${arg_LONG_TIMEOUT} "PELK_TEST_LONG=1;" "long")
+    endif()
+endfunction()
+
+function(pelk_register_test test program timeout environment labels)
+    add_test(NAME ${test} COMMAND ${program} -maxwarnings 0)
+    set(home "${CMAKE_BINARY_DIR}/tests/home/${test}")
     file(MAKE_DIRECTORY "${home}")
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
-        "HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;${PELK_TEST_ENVIRONMENT}")
+    set_tests_properties(${test} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}" ENVIRONMENT
+        "${environment}HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;${PELK_TEST_ENVIRONMENT}")
 endfunction()
