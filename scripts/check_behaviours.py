@@ -1,0 +1,134 @@
+#!/usr/bin/env python3
+"""Checks that every test named under "What proves what" in docs/testing.md exists in the build."""
+import argparse
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+SUBJECTS = ["worker", "dispatch", "play state", "account", "reply", "pipeline", "session", "catalogue", "signing",
+            "transport", "browse", "rows"]
+SECTION = "What proves what"
+HEAD = ["behaviour", "proved by"]
+NAME = re.compile(r"([\w-]+): (\w+)(?::(.+))?")
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+class Programs:
+    """The test programs of a folder: each is asked once for its functions and for the tags of their rows."""
+
+    def __init__(self, folder, home):
+        self.folder = folder
+        self.known = {}
+        self.environment = {**os.environ, "HOME": home, "XDG_CONFIG_HOME": home, "XDG_STATE_HOME": home,
+                            "XDG_CACHE_HOME": home}
+
+    def ask(self, program, option):
+        run = subprocess.run([self.folder / program, option], env=self.environment, text=True, errors="replace",
+                             capture_output=True, timeout=60)
+        if run.returncode:
+            raise RuntimeError(f"{program} {option} ends with {run.returncode}: {run.stderr.strip()}")
+        return run.stdout.splitlines()
+
+    def fault(self, program, function, tag):
+        """What is wrong with the name, or None."""
+        if not (self.folder / program).is_file():
+            return f"{program} is not built in {self.folder}"
+        if program not in self.known:
+            functions = {line.removesuffix("()") for line in self.ask(program, "-functions")}
+            # A line is the program's class, the function and, where it has rows, a tag: two spaces may surround it.
+            rows = {tuple(line.split(" ", 2)[1:]) for line in self.ask(program, "-datatags") if line.count(" ") > 1}
+            self.known[program] = functions, {(name, row.strip()) for name, row in rows}
+        functions, rows = self.known[program]
+        if function not in functions:
+            return f"{program} has no function {function}"
+        if tag and (function, tag) not in rows:
+            return f"{program}: {function} has no row with the tag \"{tag}\""
+        return None
+
+
+def tables(text, faults):
+    """The rows of each subject as (line number, behaviour, proofs). Faults of form go into the list."""
+    found, subject, within, started = {}, None, False, False
+    for number, line in enumerate(text.splitlines(), 1):
+        if line.startswith("## "):
+            within, subject = line[3:].strip() == SECTION, None
+            started = started or within
+        elif within and line.startswith("### "):
+            subject = line[4:].strip()
+            if subject not in SUBJECTS:
+                faults.append(f"line {number}: \"{subject}\" is no subject; one is {', '.join(SUBJECTS)}")
+            elif subject in found:
+                faults.append(f"line {number}: the subject \"{subject}\" has a section already")
+            found.setdefault(subject, [])
+        elif within and subject and line.startswith("|"):
+            cells = [cell.strip().replace("\\|", "|") for cell in re.split(r"(?<!\\)\|", line.strip())[1:-1]]
+            if cells == HEAD or all(re.fullmatch(r":?-+:?", cell) for cell in cells):
+                continue
+            if len(cells) != 2:
+                faults.append(f"line {number}: a row has two columns, {' and '.join(HEAD)}; this one has {len(cells)}")
+                continue
+            found[subject].append((number, *cells))
+    if not started:
+        faults.append(f"there is no section \"{SECTION}\"")
+    elif list(found) != SUBJECTS:
+        missing = [name for name in SUBJECTS if name not in found]
+        faults.extend(f"the subject \"{name}\" has no section" for name in missing)
+        if not missing and set(found) == set(SUBJECTS):
+            faults.append(f"the subjects stand in this order: {', '.join(SUBJECTS)}")
+    return found
+
+
+def check(text, programs):
+    """The faults, and what was counted."""
+    faults, seen, tests, behaviours = [], {}, set(), 0
+    found = tables(text, faults)
+    for subject, rows in found.items():
+        for number, behaviour, proofs in rows:
+            behaviours += 1
+            where = f"line {number} ({subject})"
+            if not behaviour:
+                faults.append(f"{where}: a proof without a behaviour")
+            elif (subject, behaviour) in seen:
+                faults.append(f"{where}: \"{behaviour}\" stands in line {seen[subject, behaviour]} already")
+            seen.setdefault((subject, behaviour), number)
+            names = re.findall(r"`([^`]+)`", proofs)
+            if not names:
+                faults.append(f"{where}: no test is named for \"{behaviour}\"")
+            if re.sub(r"`[^`]+`", "", proofs).strip(" ,"):
+                faults.append(f"{where}: beside tests in backticks and commas there is more text: {proofs}")
+            for name in names:
+                parts = NAME.fullmatch(name)
+                fault = programs.fault(*parts.groups()) if parts else \
+                    f"`{name}` names no test; write `program: function` or `program: function:row tag`"
+                if fault:
+                    faults.append(f"{where}: {fault}")
+                tests.add(name)
+    empty = [subject for subject in SUBJECTS if not found.get(subject)]
+    return faults, empty, f"{behaviours} behaviours of {len(SUBJECTS) - len(empty)} subjects are proved by {len(tests)} tests"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--tests", type=pathlib.Path, default=ROOT / "build/dev/tests", help="the built test programs")
+    parser.add_argument("--page", type=pathlib.Path, default=ROOT / "docs/testing.md", help="the page with the tables")
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory() as home:
+        try:
+            text = options.page.read_text(encoding="utf-8")
+            faults, empty, counted = check(text, Programs(options.tests.resolve(), home))
+        except (OSError, RuntimeError, subprocess.TimeoutExpired) as error:
+            print(f"check_behaviours: {error}", file=sys.stderr)
+            return 1
+    for fault in faults:
+        print(f"{options.page.name}: {fault}.", file=sys.stderr)
+    print(f"{counted}." if not faults else f"{counted}, but for {len(faults)} faults.")
+    if empty:
+        print(f"Subjects without a row so far: {', '.join(empty)}.")
+    return bool(faults)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

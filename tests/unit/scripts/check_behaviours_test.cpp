@@ -1,0 +1,138 @@
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/// scripts/check_behaviours.py over pages made here. The tests that they name are this program's own.
+class CheckBehavioursTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_folder.isValid()); }
+
+    void testsThatExistAreCounted()
+    {
+        run(page({QStringLiteral("| a name with a row | `%1: aFaultIsSaidInASentence:no such row`, `%1: "
+                                 "testsThatExistAreCounted` |"),
+                  QStringLiteral("| a name with \\| in it | `%1: aFaultIsSaidInASentence:a \\| b` |"),
+                  QStringLiteral("| the same test again | `%1: testsThatExistAreCounted` |")}));
+        QCOMPARE(m_error, QString());
+        QCOMPARE(m_out.section(QLatin1Char('\n'), 0, 0),
+                 QStringLiteral("3 behaviours of 1 subjects are proved by 3 tests."));
+        QCOMPARE(m_code, 0);
+    }
+
+    void aFaultIsSaidInASentence_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("sentence");
+        const auto row = [](const char* tag, const char* line, const char* sentence) {
+            QTest::newRow(tag) << QString::fromLatin1(line) << QString::fromLatin1(sentence);
+        };
+        row("no such program", "| b | `no_such_test: f` |", "line 7 (worker): no_such_test is not built in ");
+        row("no such function", "| b | `%1: noSuchFunction` |",
+            "line 7 (worker): %1 has no function noSuchFunction.");
+        row("no such row", "| b | `%1: aFaultIsSaidInASentence:gone` |",
+            "line 7 (worker): %1: aFaultIsSaidInASentence has no row with the tag \"gone\".");
+        row("row of a function without rows", "| b | `%1: testsThatExistAreCounted:no such row` |",
+            "line 7 (worker): %1: testsThatExistAreCounted has no row with the tag \"no such row\".");
+        row("second of two wrong", "| b | `%1: testsThatExistAreCounted`, `%1: noSuchFunction` |",
+            "line 7 (worker): %1 has no function noSuchFunction.");
+        row("no name", "| b | |", "line 7 (worker): no test is named for \"b\".");
+        row("name of another form", "| b | `%1` |", "line 7 (worker): `%1` names no test; write ");
+        row("text beside the names", "| b | see `%1: testsThatExistAreCounted` |",
+            "line 7 (worker): beside tests in backticks and commas there is more text: see ");
+        row("no behaviour", "| | `%1: testsThatExistAreCounted` |",
+            "line 7 (worker): a proof without a behaviour.");
+        row("three columns", "| b | `%1: testsThatExistAreCounted` | c |",
+            "line 7: a row has two columns, behaviour and proved by; this one has 3.");
+        row("unknown subject", "### wurker", "line 7: \"wurker\" is no subject; one is worker, ");
+        row("subject twice", "### worker", "line 7: the subject \"worker\" has a section already.");
+        row("a | b", "| b | `%1: aFaultIsSaidInASentence:a \\| c` |",
+            "line 7 (worker): %1: aFaultIsSaidInASentence has no row with the tag \"a | c\".");
+    }
+
+    void aFaultIsSaidInASentence()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, sentence);
+        run(page({line}));
+        QVERIFY2(
+            m_error.contains(QStringLiteral("page.md: ") + sentence.replace(QLatin1String("%1"), name())),
+            qPrintable(m_error));
+        QCOMPARE(m_error.count(QLatin1Char('\n')), 1);
+        QCOMPARE(m_code, 1);
+    }
+
+    void aBehaviourStandsOnce()
+    {
+        const QString line = QStringLiteral("| b | `%1: testsThatExistAreCounted` |");
+        run(page({line, line}));
+        QCOMPARE(m_error, QStringLiteral("page.md: line 8 (worker): \"b\" stands in line 7 already.\n"));
+        QCOMPARE(m_code, 1);
+    }
+
+    void everySubjectHasASectionAndTheyStandInOrder()
+    {
+        const QString text = page({});
+        run(QString(text).remove(QLatin1String("### signing\n")));
+        QCOMPARE(m_error, QStringLiteral("page.md: the subject \"signing\" has no section.\n"));
+        QCOMPARE(m_code, 1);
+        run(QString(text)
+                .replace(QLatin1String("### rows"), QLatin1String("### x"))
+                .replace(QLatin1String("### browse"), QLatin1String("### rows"))
+                .replace(QLatin1String("### x"), QLatin1String("### browse")));
+        QVERIFY2(m_error.startsWith(QLatin1String("page.md: the subjects stand in this order: worker, ")),
+                 qPrintable(m_error));
+        QCOMPARE(m_code, 1);
+    }
+
+    void aPageWithoutTheSectionIsAFault()
+    {
+        run(QStringLiteral("# Page\n"));
+        QCOMPARE(m_error, QStringLiteral("page.md: there is no section \"What proves what\".\n"));
+        QCOMPARE(m_code, 1);
+    }
+
+private:
+    static QString name() { return QFileInfo(QCoreApplication::applicationFilePath()).fileName(); }
+
+    /// A page with all subjects, these lines under the first of them, from line 7 on; %1 in a line becomes
+    /// the name of this program.
+    static QString page(const QStringList& lines)
+    {
+        QString text = QStringLiteral("# Page\n## What proves what\n\n### worker\n| behaviour | proved by |\n"
+                                      "|---|---|\n");
+        for (const QString& line : lines)
+            text += QString(line).replace(QLatin1String("%1"), name()) + QLatin1Char('\n');
+        for (const char* subject : {"dispatch", "play state", "account", "reply", "pipeline", "session",
+                                    "catalogue", "signing", "transport", "browse", "rows"})
+            text += QStringLiteral("### ") + QLatin1String(subject) + QLatin1Char('\n');
+        return text;
+    }
+
+    void run(const QString& text)
+    {
+        m_code = -1;
+        QFile file(m_folder.filePath(QStringLiteral("page.md")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text.toUtf8());
+        file.close();
+        QProcess process;
+        process.start(QStringLiteral(PELK_PYTHON),
+                      {QStringLiteral(PELK_CHECK_BEHAVIOURS), QStringLiteral("--tests"),
+                       QCoreApplication::applicationDirPath(), QStringLiteral("--page"), file.fileName()});
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        m_code = process.exitCode();
+        m_out = QString::fromUtf8(process.readAllStandardOutput());
+        m_error = QString::fromUtf8(process.readAllStandardError());
+    }
+
+    QTemporaryDir m_folder;
+    QString m_out, m_error;
+    int m_code = -1;
+};
+
+QTEST_GUILESS_MAIN(CheckBehavioursTest)
+#include "check_behaviours_test.moc"
