@@ -3,7 +3,9 @@
 #include "api/core/model/cmrootworker.h"
 #include "api/core/model/cmvalueitem.h"
 #include "api/core/model/cmvaluenode.h"
+#include "api/play/pelkplaylogicdata.h"
 #include "api/types/pelkqobuzsettings.h"
+#include "api/types/pelkroles.h"
 #include "api/types/qobuzpaths.h"
 #include "modules/qobuz/QobuzApi.h"
 #include "modules/qobuz/QobuzHttpInterface.h"
@@ -92,6 +94,23 @@ private Q_SLOTS:
         QCOMPARE(request.queryValue("track_id"), QByteArray("0"));
         QCOMPARE(request.queryValue("duration"), QByteArray("0"));
         QCOMPARE(request.queryValue("format_id"), QByteArray("0"));
+    }
+
+    void anEndThatIsReportedKeepsTheTrack()
+    {
+        PelkRoles row;
+        row.setPath(CMPath(QStringLiteral("qobuz:track?id=5")));
+        PelkPlayLogicData data;
+        data.setTrackRoles(row);
+        data.setState(PelkPlayLogicState::Opening);
+        m_worker->on_setData_invoke(CMSetDataRequest(
+            CMPath(QStringLiteral("qobuz:stateChange?id=5&format=6")), PelkRoles::Value(), data.variant()));
+        for (int ends = 1; ends <= 2; ++ends) {
+            m_worker->reportEndOfTrack();
+            QVERIFY(m_server->waitForRequests(ends));
+            QCOMPARE(m_server->requests().last().queryValue("track_id"), QByteArray("5"));
+            QCOMPARE(m_server->requests().last().queryValue("format_id"), QByteArray("6"));
+        }
     }
 };
 
