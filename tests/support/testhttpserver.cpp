@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <unistd.h>
@@ -108,7 +109,8 @@ public:
     QList<Request> received;
     int accepted = 0;
     std::vector<int> open;
-    std::vector<std::thread> workers;
+    std::map<int, std::thread> workers; ///< by the number of their connection
+    std::vector<int> ended;             ///< those whose connection is over
     std::thread acceptor;
 };
 
@@ -132,8 +134,8 @@ TestHttpServer::Private::~Private()
     }
     changed.notify_all();
     acceptor.join();
-    for (std::thread& worker : workers)
-        worker.join();
+    for (auto& worker : workers)
+        worker.second.join();
     close(listener);
 }
 
@@ -149,8 +151,15 @@ void TestHttpServer::Private::acceptLoop()
         }
         if (fd < 0)
             continue;
+        // A thread that is not joined keeps its stack, and there may be thousands of connections.
+        for (const int number : ended) {
+            workers[number].join();
+            workers.erase(number);
+        }
+        ended.clear();
         open.push_back(fd);
-        workers.emplace_back([this, fd, number = ++accepted] { serve(fd, number); });
+        ++accepted;
+        workers[accepted] = std::thread([this, fd, number = accepted] { serve(fd, number); });
     }
 }
 
@@ -174,6 +183,7 @@ void TestHttpServer::Private::serve(int fd, int number)
     }
     const std::lock_guard<std::mutex> lock(mutex);
     open.erase(std::remove(open.begin(), open.end(), fd), open.end());
+    ended.push_back(number);
     close(fd);
 }
 
