@@ -43,7 +43,7 @@ private Q_SLOTS:
     void theEntryIsAllThatItShows()
     {
         const QStringList symbols =
-            linesOf(QStringLiteral("nm"), {QStringLiteral("-D"), QStringLiteral("--defined-only")});
+            linesOf(QStringLiteral(PELK_NM), {QStringLiteral("-D"), QStringLiteral("--defined-only")});
         QCOMPARE(symbols.size(), 1);
         QVERIFY2(
             QRegularExpression(QStringLiteral("^[0-9a-f]+ T worker_create$")).match(symbols.at(0)).hasMatch(),
@@ -72,7 +72,7 @@ private Q_SLOTS:
             QStringLiteral("libQt5Core"),          QStringLiteral("liblog4cplus-2.0")};
         QSet<QString> needed;
         const QRegularExpression entry(QStringLiteral("\\(NEEDED\\).*\\[(.*?)\\.so[.0-9]*\\]"));
-        const QStringList lines = linesOf(QStringLiteral("readelf"), {QStringLiteral("-d")});
+        const QStringList lines = linesOf(QStringLiteral(PELK_READELF), {QStringLiteral("-d")});
         for (const QString& line : lines) {
             const QRegularExpressionMatch match = entry.match(line);
             if (match.hasMatch())
