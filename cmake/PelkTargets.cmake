@@ -74,6 +74,12 @@ endfunction()
 
 # What every test runs with, beside a home of its own.
 set(PELK_TEST_ENVIRONMENT "LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1")
+# How many times longer a test may take here than on the machine that it is built for.
+set(PELK_TEST_SLOWDOWN 1)
+if(CMAKE_CROSSCOMPILING)
+    string(APPEND PELK_TEST_ENVIRONMENT ";PELK_TEST_EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}")
+    set(PELK_TEST_SLOWDOWN 10)
+endif()
 
 # pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [LONG_TIMEOUT s]): a Qt Test program, run by
 # CTest in a scratch home with a watchdog. With LONG_TIMEOUT it is registered once more, as NAME_long with the label
@@ -82,6 +88,7 @@ function(pelk_test name)
     cmake_parse_arguments(arg "" "TIMEOUT;LONG_TIMEOUT" "LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     pelk_flags(${name})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
     target_link_libraries(${name} PRIVATE Qt5::Test ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
     if(NOT arg_TIMEOUT)
@@ -94,6 +101,7 @@ function(pelk_test name)
 endfunction()
 
 function(pelk_register_test test program timeout environment labels)
+    math(EXPR timeout "${timeout} * ${PELK_TEST_SLOWDOWN}")
     add_test(NAME ${test} COMMAND ${program} -maxwarnings 0)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${test}")
     file(MAKE_DIRECTORY "${home}")

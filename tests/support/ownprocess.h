@@ -1,8 +1,9 @@
 #pragma once
 
+#include "tests/support/builtprogram.h"
+
 #include <QByteArray>
 #include <QCoreApplication>
-#include <QProcess>
 #include <QtTest>
 
 /// A process of its own for what ends a process: this test program, run again with a case to play.
@@ -29,7 +30,7 @@ struct OwnProcess
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("QT_LOGGING_TO_CONSOLE"), QStringLiteral("1"));
         process.setProcessEnvironment(environment);
-        process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--play"), name});
+        startBuiltProgram(process, QCoreApplication::applicationFilePath(), {QStringLiteral("--play"), name});
         OwnProcess outcome;
         outcome.crashed = process.waitForFinished(20000) && process.exitStatus() == QProcess::CrashExit;
         outcome.errors = process.readAllStandardError();

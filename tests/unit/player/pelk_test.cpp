@@ -1,6 +1,7 @@
+#include "tests/support/builtprogram.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -27,7 +28,7 @@ class PelkTest : public QObject
         environment.remove(QStringLiteral("COLUMNS"));
         process.setProcessEnvironment(environment);
         process.setStandardInputFile(QProcess::nullDevice());
-        process.start(QStringLiteral(PELK_PROGRAM), arguments);
+        startBuiltProgram(process, QStringLiteral(PELK_PROGRAM), arguments);
         if (!process.waitForFinished(60000))
             return {};
         return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,

@@ -1,3 +1,5 @@
+#include "tests/support/builtprogram.h"
+
 #include <QtTest>
 
 /// The program as a person or a script starts it.
@@ -29,7 +31,7 @@ private Q_SLOTS:
         const QByteArray line = start(first, {});
         const QByteArray port = line.mid(line.lastIndexOf(':') + 1).split('/').first();
         QProcess second;
-        second.start(program(), {QStringLiteral("--port"), QString::fromLatin1(port)});
+        startBuiltProgram(second, program(), {QStringLiteral("--port"), QString::fromLatin1(port)});
         QVERIFY(second.waitForFinished(5000));
         QCOMPARE(second.exitCode(), 2);
         QVERIFY(second.readAllStandardError().contains("cannot listen on 127.0.0.1 port " + port));
@@ -51,7 +53,7 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, options);
         QProcess process;
-        process.start(program(), options);
+        startBuiltProgram(process, program(), options);
         QVERIFY(process.waitForFinished(5000));
         QCOMPARE(process.exitCode(), 2);
         QVERIFY(process.readAllStandardError().contains(options.first().toUtf8()));
@@ -60,7 +62,7 @@ private Q_SLOTS:
     void helpNamesTheDemoAccount()
     {
         QProcess process;
-        process.start(program(), {QStringLiteral("--help")});
+        startBuiltProgram(process, program(), {QStringLiteral("--help")});
         QVERIFY(process.waitForFinished(5000));
         QCOMPARE(process.exitCode(), 0);
         QVERIFY(process.readAllStandardOutput().contains("user name demo@example.com, password demo"));
@@ -73,7 +75,7 @@ private:
     static QByteArray start(QProcess& process, QStringList options)
     {
         options << QStringLiteral("--port") << QStringLiteral("0");
-        process.start(program(), options);
+        startBuiltProgram(process, program(), options);
         while (!process.canReadLine() && process.waitForReadyRead(5000)) {
         }
         return process.readLine();

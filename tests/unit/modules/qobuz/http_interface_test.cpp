@@ -1,6 +1,6 @@
 #include "apifixture.h"
+#include "tests/support/ownprocess.h"
 
-#include <QProcess>
 #include <QtTest>
 
 namespace {
@@ -142,15 +142,10 @@ private Q_SLOTS:
 
     void withoutABaseTheProcessStops()
     {
-        QProcess child;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("WITHOUT_AN_ADDRESS"), QStringLiteral("1"));
-        child.setProcessEnvironment(environment);
-        child.start(QCoreApplication::applicationFilePath(), QStringList());
-        QVERIFY(child.waitForFinished(30000));
-        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
-        const QByteArray output = child.readAllStandardError();
-        QVERIFY2(output.contains("ASSERT: \"!m_connectBaseUrl.isEmpty()\""), output.constData());
+        const OwnProcess outcome = OwnProcess::play(QStringLiteral("an interface without an address"));
+        QVERIFY2(outcome.crashed, outcome.errors.constData());
+        QVERIFY2(outcome.errors.contains("ASSERT: \"!m_connectBaseUrl.isEmpty()\""),
+                 outcome.errors.constData());
     }
 
     void anAnswerReachesTheCallbackWhateverItsCode_data()
@@ -414,11 +409,8 @@ private:
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    if (qEnvironmentVariableIsSet("WITHOUT_AN_ADDRESS"))
-        return makeAnInterfaceWithoutAnAddress();
-    HttpInterfaceTest test;
-    return QTest::qExec(&test, argc, argv);
+    return OwnProcess::main<HttpInterfaceTest>(
+        argc, argv, [](const QString&) { return makeAnInterfaceWithoutAnAddress(); });
 }
 
 #include "http_interface_test.moc"

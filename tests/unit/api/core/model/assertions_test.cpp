@@ -1,7 +1,7 @@
 #include "api/core/model/cmconnect.h"
 #include "api/core/model/cmrequest.h"
+#include "tests/support/ownprocess.h"
 
-#include <QProcess>
 #include <QThread>
 #include <QtTest>
 
@@ -98,13 +98,10 @@ private Q_SLOTS:
     void aProgrammingErrorEndsTheProcessWithItsAssertion()
     {
         QFETCH(QString, assertion);
-        QProcess process;
-        process.start(QCoreApplication::applicationFilePath(),
-                      {QStringLiteral("--commit"), QString::fromLatin1(QTest::currentDataTag())});
-        QVERIFY(process.waitForFinished());
-        const QByteArray text = process.readAllStandardError();
-        QCOMPARE(process.exitStatus(), QProcess::CrashExit);
-        QVERIFY2(text.contains("ASSERT: \"" + assertion.toUtf8() + "\" in file"), text.constData());
+        const OwnProcess outcome = OwnProcess::play(QString::fromLatin1(QTest::currentDataTag()));
+        QVERIFY2(outcome.crashed, outcome.errors.constData());
+        QVERIFY2(outcome.errors.contains("ASSERT: \"" + assertion.toUtf8() + "\" in file"),
+                 outcome.errors.constData());
     }
 
     void aConnectionThatSucceedsIsMade()
@@ -136,13 +133,10 @@ private Q_SLOTS:
 
 int main(int argc, char** argv)
 {
-    const QCoreApplication application(argc, argv);
-    if (argc == 3 && qstrcmp(argv[1], "--commit") == 0) {
-        crimes().value(QString::fromLocal8Bit(argv[2]))();
+    return OwnProcess::main<AssertionsTest>(argc, argv, [](const QString& name) {
+        crimes().value(name)();
         return 0;
-    }
-    AssertionsTest test;
-    return QTest::qExec(&test, argc, argv);
+    });
 }
 
 #include "assertions_test.moc"
