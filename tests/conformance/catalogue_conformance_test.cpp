@@ -50,6 +50,7 @@ private Q_SLOTS:
         const LogCapture log(QStringLiteral("Qobuz"), log4cplus::DEBUG_LOG_LEVEL);
         const ModuleHost::Rows answer = m_fixture->host.rows(path, first, last);
         QVERIFY(answer.finished);
+        QCOMPARE(requestsInAll(m_fixture->server), 1);
         QCOMPARE(m_fixture->targets(), QList<QByteArray>{"/api/" + url});
         QCOMPARE(answer.error.message().toString(), QStringLiteral("Bad argument"));
         QCOMPARE(log.texts(log4cplus::ERROR_LOG_LEVEL),

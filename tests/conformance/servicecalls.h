@@ -1,9 +1,11 @@
 #pragma once
 
+#include "api/http/httpclient.h"
 #include "api/play/pelkplaylogicdata.h"
 #include "tests/module/account_values.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
+#include "tests/support/testhttpserver.h"
 
 #include <QUrl>
 
@@ -134,6 +136,20 @@ inline QStringList linesOf(const LogCapture& log, const QStringList& files)
                                   record.file) +
                          record.text;
     return lines;
+}
+
+/// Waits until the module has no request under way. A module that is stopped before keeps its requests for
+/// ever, and the program is never idle again.
+inline bool isIdle()
+{
+    return HttpClient::waitForIdle(20000);
+}
+
+/// The requests received once the module has none under way any more, so that one sent again would count; -1
+/// if that takes too long.
+inline int requestsInAll(const TestHttpServer& server)
+{
+    return isIdle() ? server.requestCount() : -1;
 }
 
 /// Whether an answer has come back to the module since the capture began; what follows from it has happened

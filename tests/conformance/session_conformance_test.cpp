@@ -49,6 +49,20 @@ private:
     QObject m_context;
 };
 
+/// The root, with something done before the user session is written.
+class ProbeRoot : public CMRootWorker
+{
+public:
+    std::function<void()> beforeSession = [] {};
+
+    void setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply) override
+    {
+        if (path == PelkQobuzUserSessionPath())
+            beforeSession();
+        CMRootWorker::setValue(path, value, reply);
+    }
+};
+
 /// Refuses whatever it is given.
 class BrokenStore : public CMValueStore
 {
@@ -87,6 +101,7 @@ private Q_SLOTS:
     }
     void cleanup()
     {
+        QVERIFY(isIdle());
         m_host.reset();
         m_server.reset();
     }
@@ -208,6 +223,28 @@ private Q_SLOTS:
         QTRY_COMPARE(history.texts, (QStringList{nobody, newUser}));
     }
 
+    void theUserBeforeIsForgottenBeforeTheTransportIsAsked()
+    {
+        ProbeRoot root; // the root from here on
+        root.setValue(PelkQobuzSettingsPath(), m_host->root().getValue(PelkQobuzSettingsPath()),
+                      CMReply<QVariant>::create());
+        m_host->start();
+        root.addWorker(m_host->worker());
+        const LogCapture log(QStringLiteral("Qobuz"));
+        QList<bool> asked;
+        root.beforeSession = [&log, &asked] {
+            asked << !log.texts(log4cplus::TRACE_LOG_LEVEL)
+                          .filter(QStringLiteral("Enter void QobuzHttpInterface::get("))
+                          .isEmpty();
+        };
+        const CMSetDataRequest request(CMPath(accountPath()), PelkRoles::Value(), accountValue(login()));
+        root.setDataRequest(request);
+        QVERIFY(ModuleHost::wait(request.reply()));
+        QVERIFY(!request.reply().error().isSet());
+        QCOMPARE(asked, (QList<bool>{false, true})); // nobody; the new user
+        m_host->stop();
+    }
+
     void theHostSeesNobodyWhenTheLoginArrives()
     {
         m_host->setSession();
@@ -304,7 +341,7 @@ private Q_SLOTS:
         m_host->start();
         const History history(*m_host);
         QCOMPARE(logIn(*m_host).error.message().toString(), message);
-        QCOMPARE(m_server->requestCount(), 1);
+        QCOMPARE(requestsInAll(*m_server), 1);
         QVERIFY(!isLoggedIn());
         QCOMPARE(textOf(m_host->session()), nobody);
         // A second one, which succeeds, shows that nothing more was written before.
@@ -328,9 +365,7 @@ private Q_SLOTS:
                                     {QStringLiteral("deviceId"), 0U}};
         QCOMPARE(variantLines(m_host->session().variant()), variantLines(expected));
         QTRY_COMPARE(history.texts, QStringList{nobody});
-        // The next request is the first one.
-        QVERIFY(!logIn(*m_host).error.isSet());
-        QCOMPARE(m_server->requestCount(), 1);
+        QCOMPARE(requestsInAll(*m_server), 0);
     }
 
     void aLogoutDuringALoginIsOverruledByItsAnswer()

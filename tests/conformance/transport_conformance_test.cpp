@@ -34,6 +34,7 @@ public:
     }
     ~Proxied()
     {
+        isIdle();
         host.stop();
         qputenv("http_proxy", QByteArray());
         qputenv("no_proxy", "*");
@@ -103,9 +104,15 @@ private Q_SLOTS:
         QFETCH(QString, base);
         QFETCH(QByteArray, start);
         Proxied f(base);
+        const LogCapture log(QStringLiteral("Qobuz"));
         QVERIFY(!f.playlists().error.isSet());
         QCOMPARE(f.server.requestCount(), 1);
         QCOMPARE(f.target(0), start + playlistsUrl);
+        // A fragment would not be sent anyway.
+        QVERIFY(
+            log.contains(log4cplus::TRACE_LOG_LEVEL,
+                         QStringLiteral("Leave PelkUrl QobuzHttpInterface::composeUrl(const PelkUrl&): ") +
+                             QString::fromLatin1(start + playlistsUrl)));
     }
 
     void theUserOfTheBaseGoesAlong()
@@ -178,7 +185,7 @@ private Q_SLOTS:
         QVERIFY(answer.finished);
         QCOMPARE(answer.error.isSet(), code != 200);
         QCOMPARE(answer.count, code == 200 ? 3 : 0);
-        QCOMPARE(f.server.requestCount(), 1);
+        QCOMPARE(requestsInAll(f.server), 1);
         QCOMPARE(linesOf(log, {QStringLiteral("QobuzHttpInterface.cpp")}).filter(QStringLiteral(" INFO ")),
                  QStringList{QStringLiteral("Qobuz INFO QobuzHttpInterface.cpp: Connect url changed to: ") +
                              newBase});
