@@ -228,6 +228,15 @@ private Q_SLOTS:
         QCOMPARE(got, (QStringList{QStringLiteral("0 200 x v"), QStringLiteral("1 0  "),
                                    QStringLiteral("2 0  ")}));
     }
+
+    void aCallbackThatHoldsNothingFailsAsAnEmptyFunctionDoes()
+    {
+        const ModuleHost host(QStringLiteral("http://h/"));
+        QobuzHttpInterface http;
+        http.get(PelkUrl(QStringLiteral("a")), {}, nullptr);
+        const HttpClientResult result{PelkUrl(), HttpClientResult::Complete, 200, {}, {}};
+        QVERIFY_EXCEPTION_THROWN(lastCallback(result), std::bad_function_call);
+    }
 };
 
 QTEST_GUILESS_MAIN(HttpOptionsTest)
