@@ -12,6 +12,7 @@
 #include <QtTest>
 
 #include <atomic>
+#include <limits>
 #include <memory>
 
 namespace {
@@ -337,6 +338,8 @@ private Q_SLOTS:
         QTest::newRow("above the half") << QByteArray("44.1009") << 44100;
         QTest::newRow("below one") << QByteArray("0.0009") << 0;
         QTest::newRow("below nothing") << QByteArray("-0.0019") << -1;
+        QTest::newRow("more than a number holds") << QByteArray("1e300") << std::numeric_limits<int>::max();
+        QTest::newRow("less than a number holds") << QByteArray("-1e300") << std::numeric_limits<int>::min();
     }
     void aPartOfAHertzIsCutOff()
     {

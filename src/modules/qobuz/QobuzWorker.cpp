@@ -21,6 +21,7 @@
 #include "modules/qobuz/QobuzBrowser.h"
 #include "modules/qobuz/QobuzHttpInterface.h"
 
+#include <limits>
 #include <memory>
 
 namespace {
@@ -28,6 +29,14 @@ namespace {
 const log4cplus::Logger logger = log4cplus::Logger::getInstance("Qobuz");
 
 constexpr int streamMaxIdleTimeMs = 1800000; // a stream address is good for half an hour
+
+/// Whole hertz of a rate that the service counts in kHz. It may send any number; one that an int cannot hold
+/// would be undefined, and different on every processor.
+int hertz(double kilohertz)
+{
+    using Limits = std::numeric_limits<int>;
+    return int(qBound<double>(Limits::min(), kilohertz * 1000.0, Limits::max()));
+}
 
 } // namespace
 
@@ -216,7 +225,7 @@ void QobuzWorker::trackResolved(const CMReply<PelkQobuzGetFileUrlResponse>& repl
     PelkResource resource;
     resource.setUri(answer.url());
     resource.setMimeType(answer.mime_type());
-    resource.setSampleFrequency(int(answer.sampling_rate() * 1000.0)); // the service counts in kHz
+    resource.setSampleFrequency(hertz(answer.sampling_rate()));
     resource.setBitsPerSample(answer.bit_depth());
     resource.setDuration(answer.duration());
     resource.setMaxIdleTime(streamMaxIdleTimeMs);
