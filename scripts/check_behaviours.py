@@ -22,6 +22,7 @@ class Programs:
     def __init__(self, folder, home):
         self.folder = folder
         self.known = {}
+        self.missing = set()
         self.environment = {**os.environ, "HOME": home, "XDG_CONFIG_HOME": home, "XDG_STATE_HOME": home,
                             "XDG_CACHE_HOME": home}
 
@@ -33,8 +34,11 @@ class Programs:
         return run.stdout.splitlines()
 
     def fault(self, program, function, tag):
-        """What is wrong with the name, or None."""
+        """What is wrong with the name, or None. A program that is not there is told once."""
         if not (self.folder / program).is_file():
+            if program in self.missing:
+                return None
+            self.missing.add(program)
             return f"{program} is not built in {self.folder}"
         if program not in self.known:
             functions = {line.removesuffix("()") for line in self.ask(program, "-functions")}
@@ -106,8 +110,8 @@ def check(text, programs):
                 if fault:
                     faults.append(f"{where}: {fault}")
                 tests.add(name)
-    empty = [subject for subject in SUBJECTS if not found.get(subject)]
-    return faults, empty, f"{behaviours} behaviours of {len(SUBJECTS) - len(empty)} subjects are proved by {len(tests)} tests"
+    faults.extend(f"the subject \"{subject}\" has no rows" for subject, rows in found.items() if not rows)
+    return faults, f"{behaviours} behaviours of {len(SUBJECTS)} subjects are proved by {len(tests)} tests"
 
 
 def main():
@@ -118,15 +122,14 @@ def main():
     with tempfile.TemporaryDirectory() as home:
         try:
             text = options.page.read_text(encoding="utf-8")
-            faults, empty, counted = check(text, Programs(options.tests.resolve(), home))
+            faults, counted = check(text, Programs(options.tests.resolve(), home))
         except (OSError, RuntimeError, subprocess.TimeoutExpired) as error:
             print(f"check_behaviours: {error}", file=sys.stderr)
             return 1
     for fault in faults:
         print(f"{options.page.name}: {fault}.", file=sys.stderr)
-    print(f"{counted}." if not faults else f"{counted}, but for {len(faults)} faults.")
-    if empty:
-        print(f"Subjects without a row so far: {', '.join(empty)}.")
+    if not faults:
+        print(f"{counted}.")
     return bool(faults)
 
 

@@ -17,8 +17,7 @@ private Q_SLOTS:
                   QStringLiteral("| a name with \\| in it | `%1: aFaultIsSaidInASentence:a \\| b` |"),
                   QStringLiteral("| the same test again | `%1: testsThatExistAreCounted` |")}));
         QCOMPARE(m_error, QString());
-        QCOMPARE(m_out.section(QLatin1Char('\n'), 0, 0),
-                 QStringLiteral("3 behaviours of 1 subjects are proved by 3 tests."));
+        QCOMPARE(m_out, QStringLiteral("14 behaviours of 12 subjects are proved by 3 tests.\n"));
         QCOMPARE(m_code, 0);
     }
 
@@ -46,8 +45,6 @@ private Q_SLOTS:
             "line 7 (worker): a proof without a behaviour.");
         row("three columns", "| b | `%1: testsThatExistAreCounted` | c |",
             "line 7: a row has two columns, behaviour and proved by; this one has 3.");
-        row("unknown subject", "### wurker", "line 7: \"wurker\" is no subject; one is worker, ");
-        row("subject twice", "### worker", "line 7: the subject \"worker\" has a section already.");
         row("a | b", "| b | `%1: aFaultIsSaidInASentence:a \\| c` |",
             "line 7 (worker): %1: aFaultIsSaidInASentence has no row with the tag \"a | c\".");
     }
@@ -56,7 +53,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, line);
         QFETCH(QString, sentence);
-        run(page({line}));
+        run(page({line, proof(QStringLiteral("another"))}));
         QVERIFY2(
             m_error.contains(QStringLiteral("page.md: ") + sentence.replace(QLatin1String("%1"), name())),
             qPrintable(m_error));
@@ -66,17 +63,29 @@ private Q_SLOTS:
 
     void aBehaviourStandsOnce()
     {
-        const QString line = QStringLiteral("| b | `%1: testsThatExistAreCounted` |");
-        run(page({line, line}));
+        run(page({proof(), proof()}));
         QCOMPARE(m_error, QStringLiteral("page.md: line 8 (worker): \"b\" stands in line 7 already.\n"));
+        QCOMPARE(m_code, 1);
+    }
+
+    void aProgramThatIsNotBuiltIsToldOnce()
+    {
+        run(page(
+            {QStringLiteral("| one | `no_such_test: f` |"), QStringLiteral("| two | `no_such_test: g` |")}));
+        QCOMPARE(m_error.count(QLatin1Char('\n')), 1);
+        QVERIFY2(m_error.startsWith(QLatin1String("page.md: line 7 (worker): no_such_test is not built in ")),
+                 qPrintable(m_error));
         QCOMPARE(m_code, 1);
     }
 
     void everySubjectHasASectionAndTheyStandInOrder()
     {
-        const QString text = page({});
-        run(QString(text).remove(QLatin1String("### signing\n")));
-        QCOMPARE(m_error, QStringLiteral("page.md: the subject \"signing\" has no section.\n"));
+        const QString text = page({proof()});
+        run(QString(text).replace(QLatin1String("### signing"), QLatin1String("### sining")));
+        QVERIFY2(m_error.contains(QLatin1String(": \"sining\" is no subject; one is worker, dispatch, ")),
+                 qPrintable(m_error));
+        QVERIFY2(m_error.contains(QLatin1String("page.md: the subject \"signing\" has no section.\n")),
+                 qPrintable(m_error));
         QCOMPARE(m_code, 1);
         run(QString(text)
                 .replace(QLatin1String("### rows"), QLatin1String("### x"))
@@ -84,6 +93,17 @@ private Q_SLOTS:
                 .replace(QLatin1String("### x"), QLatin1String("### browse")));
         QVERIFY2(m_error.startsWith(QLatin1String("page.md: the subjects stand in this order: worker, ")),
                  qPrintable(m_error));
+        QCOMPARE(m_code, 1);
+        run(text + QStringLiteral("### rows\n"));
+        QVERIFY2(m_error.endsWith(QLatin1String(": the subject \"rows\" has a section already.\n")),
+                 qPrintable(m_error));
+        QCOMPARE(m_code, 1);
+    }
+
+    void everySubjectHasRows()
+    {
+        run(page({}));
+        QCOMPARE(m_error, QStringLiteral("page.md: the subject \"worker\" has no rows.\n"));
         QCOMPARE(m_code, 1);
     }
 
@@ -97,8 +117,13 @@ private Q_SLOTS:
 private:
     static QString name() { return QFileInfo(QCoreApplication::applicationFilePath()).fileName(); }
 
-    /// A page with all subjects, these lines under the first of them, from line 7 on; %1 in a line becomes
-    /// the name of this program.
+    static QString proof(const QString& behaviour = QStringLiteral("b"))
+    {
+        return QStringLiteral("| %1 | `%2: testsThatExistAreCounted` |").arg(behaviour, name());
+    }
+
+    /// A page with all subjects, these lines under the first of them, from line 7 on, and one under each
+    /// other; %1 in a line becomes the name of this program.
     static QString page(const QStringList& lines)
     {
         QString text = QStringLiteral("# Page\n## What proves what\n\n### worker\n| behaviour | proved by |\n"
@@ -107,7 +132,8 @@ private:
             text += QString(line).replace(QLatin1String("%1"), name()) + QLatin1Char('\n');
         for (const char* subject : {"dispatch", "play state", "account", "reply", "pipeline", "session",
                                     "catalogue", "signing", "transport", "browse", "rows"})
-            text += QStringLiteral("### ") + QLatin1String(subject) + QLatin1Char('\n');
+            text += QStringLiteral("### ") + QLatin1String(subject) + QLatin1Char('\n') + proof() +
+                    QLatin1Char('\n');
         return text;
     }
 
