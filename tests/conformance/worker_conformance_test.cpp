@@ -2,7 +2,6 @@
 
 #include "tests/conformance/bareworker.h"
 #include "tests/module/account_values.h"
-#include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
 #include "tests/support/ownprocess.h"
 #include "tests/support/testhttpserver.h"
@@ -118,23 +117,6 @@ private Q_SLOTS:
         QVERIFY(ModuleHost::wait(request.reply()));
         QCOMPARE(request.reply().value().rows().toList().at(0).toList().at(0).toString(),
                  QStringLiteral("An album"));
-    }
-
-    void aChangeOfTheSoundQualityAfterTheWorkerIsGoneCallsNobody()
-    {
-        BareWorker<> bare(QStringLiteral("http://127.0.0.1:9/"));
-        PelkValue quality;
-        quality.setQobuzSoundQuality(PelkQobuzSoundQuality::Cd);
-        const LogCapture log(QStringLiteral("Qobuz"));
-        bare.root().setValue(PelkQobuzSoundQualityPath(), quality, CMReply<QVariant>::create());
-        QTRY_COMPARE(log.records().size(), 1);
-        bare.deleteWorker();
-        quality.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
-        const CMReply<QVariant> saved = CMReply<QVariant>::create();
-        bare.root().setValue(PelkQobuzSoundQualityPath(), quality, saved);
-        QVERIFY(ModuleHost::wait(saved));
-        QCoreApplication::processEvents();
-        QCOMPARE(log.records().size(), 1);
     }
 };
 
