@@ -26,6 +26,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("rows");
         QTest::addColumn<int>("versionBack");
         QTest::newRow("a full page") << 0 << 49 << 50 << 7 << 50 << 7;
+        QTest::newRow("the first row alone") << 0 << 0 << 1 << 0 << 1 << 0;
         QTest::newRow("a short page") << 10 << 19 << 4 << 0 << 4 << 0;
         QTest::newRow("a page that is longer than asked for") << 10 << 12 << 9 << 1 << 3 << 1;
         QTest::newRow("a range that ends before it begins") << 9 << 2 << 3 << 2 << 0 << 2;

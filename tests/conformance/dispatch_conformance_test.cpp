@@ -9,11 +9,13 @@
 #include "tests/support/testhttpserver.h"
 #include "tests/support/variantlines.h"
 
+#include <QSemaphore>
 #include <QtTest>
 
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -103,6 +105,42 @@ private Q_SLOTS:
                                               Q_ARG(CMSetDataRequest, request)));
             QVERIFY(request.reply().isFinished());
         }
+    }
+
+    void anEntryPointDoesNotWaitForTheWorkersThread_data()
+    {
+        QTest::addColumn<bool>("rows");
+        QTest::newRow("a row request") << true;
+        QTest::newRow("a set-data request") << false;
+    }
+    void anEntryPointDoesNotWaitForTheWorkersThread()
+    {
+        QFETCH(bool, rows);
+        start();
+        QSemaphore busy;
+        QSemaphore goOn;
+        QSemaphore sent;
+        QMetaObject::invokeMethod(host().worker(), [&] {
+            busy.release();
+            goOn.tryAcquire(1, 20000); // bounded, so that a failing test ends
+        });
+        QVERIFY(busy.tryAcquire(1, 10000));
+        const CMGetRowsRequest rowRequest(CMPath(QStringLiteral("qobuz:")), 0, 9, {PelkRoles::Title()});
+        const CMSetDataRequest dataRequest(CMPath(QStringLiteral("qobuz:stateChange")), QString(), 1);
+        std::thread caller([&] {
+            if (rows)
+                host().worker()->getRowsRequest(rowRequest);
+            else
+                host().worker()->setDataRequest(dataRequest);
+            sent.release();
+        });
+        const bool returned = sent.tryAcquire(1, 10000);
+        const bool finished = rowRequest.reply().isFinished() || dataRequest.reply().isFinished();
+        goOn.release();
+        caller.join();
+        QVERIFY(returned);
+        QVERIFY(!finished);
+        QVERIFY(ModuleHost::wait(rows ? CMVoidReply(rowRequest.reply()) : CMVoidReply(dataRequest.reply())));
     }
 
     void aRefusedRowRequestIsToldBeforeItIsLogged()
@@ -250,6 +288,21 @@ private Q_SLOTS:
         QTRY_COMPARE(
             log.texts(log4cplus::DEBUG_LOG_LEVEL),
             QStringList{QStringLiteral("Qobuz track with id '5' was resolved to https://s.example/f?a=1")});
+    }
+
+    void aFailureToResolveIsAllThatComesOfIt()
+    {
+        m_server->answer("/track/getFileUrl", TestHttpServer::json(R"({"message":"No"})", 404));
+        start();
+        const LogCapture log(QStringLiteral("Qobuz"), log4cplus::DEBUG_LOG_LEVEL);
+        const CMSetDataRequest request(CMPath(QStringLiteral("qobuz:preplay?id=5")), PelkRoles::PrePlay(),
+                                       QVariantHash());
+        host().worker()->setDataRequest(request);
+        QVERIFY(ModuleHost::wait(request.reply()));
+        host().settle(); // what else the answer led to has happened
+        QCOMPARE(request.reply().error().message().toString(), QStringLiteral("No"));
+        QVERIFY(request.reply().value().isNull());
+        QVERIFY(log.texts(log4cplus::DEBUG_LOG_LEVEL).isEmpty());
     }
 
     void aResolvedRowIsThisToTheLeaf()

@@ -12,7 +12,54 @@
 
 #include <cstdio>
 
+// Qt's own list of functions that it calls as objects come and go; meant for tools, and so in no public
+// header.
+extern quintptr Q_CORE_EXPORT qtHookData[];
+
 namespace {
+
+/// The objects of this thread that live, from its making on.
+class LivingObjects
+{
+public:
+    LivingObjects()
+    {
+        objects().clear();
+        qtHookData[added] = reinterpret_cast<quintptr>(&add);
+        qtHookData[removed] = reinterpret_cast<quintptr>(&remove);
+    }
+    ~LivingObjects()
+    {
+        qtHookData[added] = 0;
+        qtHookData[removed] = 0;
+    }
+    LivingObjects(const LivingObjects&) = delete;
+    LivingObjects& operator=(const LivingObjects&) = delete;
+
+    /// Those of a class, by its name.
+    static QList<const QObject*> of(const char* className)
+    {
+        QList<const QObject*> found;
+        for (const QObject* object : qAsConst(objects()))
+            if (qstrcmp(object->metaObject()->className(), className) == 0)
+                found << object;
+        return found;
+    }
+
+private:
+    enum Index
+    {
+        added = 3,
+        removed = 4
+    };
+    static QSet<const QObject*>& objects()
+    {
+        static thread_local QSet<const QObject*> set;
+        return set;
+    }
+    static void add(QObject* object) { objects().insert(object); }
+    static void remove(QObject* object) { objects().remove(object); }
+};
 
 const QStringList& roles()
 {
@@ -117,6 +164,19 @@ private Q_SLOTS:
         QVERIFY(ModuleHost::wait(request.reply()));
         QCOMPARE(request.reply().value().rows().toList().at(0).toList().at(0).toString(),
                  QStringLiteral("An album"));
+    }
+
+    void itLeavesTransportApiClientAndBrowserAndNothingElseBehind()
+    {
+        const LivingObjects living;
+        BareWorker<> bare(QStringLiteral("http://127.0.0.1:9/"));
+        for (const char* gone : {"QobuzWorker", "CMValueItem"})
+            QVERIFY2(LivingObjects::of(gone).size() == 1, gone);
+        bare.deleteWorker();
+        for (const char* left : {"QobuzHttpInterface", "QobuzApi", "QobuzBrowser", "HttpClient"})
+            QVERIFY2(LivingObjects::of(left).size() == 1, left);
+        for (const char* gone : {"QobuzWorker", "CMValueItem"})
+            QVERIFY2(LivingObjects::of(gone).isEmpty(), gone);
     }
 };
 
