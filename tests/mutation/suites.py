@@ -1,0 +1,92 @@
+"""The test programs of a build, run as CTest would run them."""
+
+import json
+import os
+import re
+import signal
+import subprocess
+import threading
+
+from weave import VARIABLE
+
+MODULE = ("tests/module/", "tests/conformance/")
+OBJECTS = ("tests/unit/modules/qobuz/",)
+LIMIT_S = 120
+FAILED = re.compile(r"^(?:FAIL!|XPASS)\s*: \w+::(\w+)\((.*?)\)")
+
+
+class Suites:
+    def __init__(self, build):
+        listed = subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"], check=True,
+                                stdout=subprocess.PIPE).stdout
+        listing = json.loads(listed)
+        self.build = build
+        self.folders = {}
+        self.tests = {}
+        for test in listing["tests"]:
+            folder = folder_of(test.get("backtrace"), listing["backtraceGraph"])
+            properties = {entry["name"]: entry["value"] for entry in test.get("properties", [])}
+            if folder and "long" not in properties.get("LABELS", []):
+                self.folders[test["name"]] = folder
+                self.tests[test["name"]] = (test.get("command"), properties)
+
+    def loading_the_module(self):
+        return [name for name, folder in self.folders.items() if folder in MODULE]
+
+    def run(self, name, number=0, case=None, slot=0):
+        """Runs a program with a fault, or a single case of it. What went red first as (text, case); None if all
+        is green. The slot is a number that no other run has at the same time."""
+        command, properties = self.tests[name]
+        environment = dict(os.environ, **{VARIABLE: str(number)})
+        for entry in properties.get("ENVIRONMENT", []):
+            key, value = entry.split("=", 1)
+            environment[key] = value.replace("/tests/home/", f"/tests/home/{slot}/")
+        os.makedirs(environment["HOME"], exist_ok=True)
+        limit = min(LIMIT_S, float(properties.get("TIMEOUT", LIMIT_S)))
+        process = subprocess.Popen([*command, *([case] if case else [])], env=environment, text=True, errors="replace",
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
+                                   cwd=properties.get("WORKING_DIRECTORY", self.build))
+        overdue = threading.Event()
+
+        def stop():
+            overdue.set()
+            end(process)
+
+        timer = threading.Timer(limit, stop)
+        timer.start()
+        last = ""
+        try:
+            for line in process.stdout:
+                failed = FAILED.match(line)
+                if failed:
+                    found = failed[1] + (f":{failed[2]}" if failed[2] else "")
+                    return f"{name}: {found}", found
+                last = line.strip() or last
+            code = process.wait()
+            if overdue.is_set():
+                return f"{name}: not done after {limit:.0f} s; last: {last}", None
+            return (f"{name}: ended with {code}; last: {last}", None) if code else None
+        finally:
+            timer.cancel()
+            end(process)
+
+
+def folder_of(node, graph):
+    """The folder, of those that matter, whose CMakeLists.txt adds a Qt Test program; the target has its name."""
+    while node is not None:
+        entry = graph["nodes"][node]
+        if "command" in entry and graph["commands"][entry["command"]] == "pelk_test":
+            for folder in MODULE + OBJECTS:
+                if graph["files"][entry["file"]].endswith(folder + "CMakeLists.txt"):
+                    return folder
+        node = entry.get("parent")
+    return None
+
+
+def end(process):
+    """Ends a test and whatever it started."""
+    try:
+        os.killpg(process.pid, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
+    process.wait()
