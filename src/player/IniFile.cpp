@@ -76,10 +76,12 @@ bool IniFile::save(QString* error) const
     QDir().mkpath(QFileInfo(m_fileName).absolutePath());
     QSaveFile file(m_fileName);
     const QByteArray text = (m_lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
-    // The permissions are set before anything is in the file, since it holds a secret.
+    // The permissions are set before anything is in the file, since it holds a secret. Flushed before the
+    // commit, which does not look at what comes of its own flush: on a full disk it would put an empty file
+    // in the place of the old one.
     if (!file.open(QIODevice::WriteOnly) ||
         !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
-        file.write(text) != text.size() || !file.commit()) {
+        file.write(text) != text.size() || !file.flush() || !file.commit()) {
         *error =
             QStringLiteral("The settings file %1 cannot be written: %2.").arg(m_fileName, file.errorString());
         return false;

@@ -66,7 +66,7 @@ bool WavWriter::finish(QString* error)
     }
     // Chunks have an even length.
     if ((m_dataBytes % 2 == 0 || m_file.putChar('\0')) && m_file.seek(0) &&
-        m_file.write(header()) == headerBytes && m_file.commit())
+        m_file.write(header()) == headerBytes && m_file.flush() && m_file.commit())
         return true;
     *error = problem();
     return false;

@@ -58,15 +58,29 @@ void Players::writeSettingsFor(const QString& apiUrl) const
                       .arg(apiUrl));
 }
 
-Players::Outcome Players::pelk(const QStringList& arguments, const QByteArray& input) const
+QProcessEnvironment Players::environment() const
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), m_home.path());
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.path() + QStringLiteral("/config"));
     environment.insert(QStringLiteral("XDG_STATE_HOME"), m_home.path() + QStringLiteral("/state"));
     environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_home.path() + QStringLiteral("/cache"));
-    process.setProcessEnvironment(environment);
+    return environment;
+}
+
+std::unique_ptr<QProcess> Players::start(const QStringList& arguments) const
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment());
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->start(QStringLiteral(PELK_BIN_DIR "/pelk"), arguments);
+    return process;
+}
+
+Players::Outcome Players::pelk(const QStringList& arguments, const QByteArray& input) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment());
     process.start(QStringLiteral(PELK_BIN_DIR "/pelk"), arguments);
     process.write(input);
     process.closeWriteChannel();

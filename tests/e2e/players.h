@@ -6,6 +6,9 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QUrl>
+
+#include <memory>
 
 /// The real sandbox and the real player as processes, with a home folder of their own.
 class Players
@@ -30,6 +33,7 @@ public:
     QString loginFile() const { return m_home.path() + QStringLiteral("/state/pelk/session.json"); }
     /// Base address of the sandbox's web API.
     QString apiUrl() const { return m_apiUrl; }
+    quint16 sandboxPort() const { return quint16(QUrl(m_apiUrl).port()); }
 
     void writeSettings(const QString& text) const;
     /// Settings for the sandbox, with this API URL.
@@ -38,6 +42,10 @@ public:
 
     /// Runs a command of the player to its end; `input` goes to its standard input.
     Outcome pelk(const QStringList& arguments, const QByteArray& input = QByteArray()) const;
+    /// Starts a command of the player, with an empty standard input.
+    std::unique_ptr<QProcess> start(const QStringList& arguments) const;
+    /// What the player's processes run with.
+    QProcessEnvironment environment() const;
     /// Logs the demo account in.
     Outcome login() const;
     /// Rows of a path as the reply's JSON.

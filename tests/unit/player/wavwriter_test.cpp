@@ -3,6 +3,9 @@
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QtTest>
+#include <sys/resource.h>
+
+#include <csignal>
 
 namespace {
 
@@ -13,6 +16,25 @@ QByteArray contents(const QString& name)
     QFile file(name);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
+
+/// As if the disk were full, for as long as it lives: files of this process cannot grow.
+class FullDisk
+{
+public:
+    FullDisk()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit none = {0, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit m_before = {};
+};
 
 } // namespace
 
@@ -86,6 +108,25 @@ private Q_SLOTS:
         }
         QCOMPARE(contents(m_name), QByteArray("dear"));
         QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    void aDiskThatIsFullAtTheEndIsToldAndWhatWasThereStays()
+    {
+        QFile file(m_name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("dear");
+        file.close();
+        bool finished = true;
+        {
+            WavWriter writer(m_name);
+            QVERIFY(writer.open(&m_error));
+            QVERIFY(writer.write(cd, "four", 4, &m_error));
+            const FullDisk full;
+            finished = writer.finish(&m_error);
+        }
+        QVERIFY(!finished);
+        QCOMPARE(m_error, QStringLiteral("%1 cannot be written: File too large.").arg(m_name));
+        QCOMPARE(contents(m_name), QByteArray("dear"));
     }
 
     void aPlaceThatCannotBeWrittenIsTold()

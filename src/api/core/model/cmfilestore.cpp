@@ -82,8 +82,10 @@ bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* err
     QSaveFile file(m_fileName);
     // The permissions are set before anything is in the file, since it may hold a secret.
     const QByteArray text = QJsonDocument(QJsonObject::fromVariantHash(values)).toJson();
+    // Flushed before the commit, which does not look at what comes of its own flush: on a full disk it would
+    // put an empty file in the place of the old one.
     if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(m_permissions) ||
-        file.write(text) != text.size() || !file.commit()) {
+        file.write(text) != text.size() || !file.flush() || !file.commit()) {
         *error = QStringLiteral("%1 cannot be written: %2.").arg(m_fileName, file.errorString());
         return false;
     }
