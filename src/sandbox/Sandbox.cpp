@@ -138,7 +138,8 @@ void Sandbox::Private::respond(const httplib::Request& request, httplib::Respons
         service->media.cover(request, response);
     } else {
         send(response, service->endpoints.answer({endpoint, query, request.get_header_value("X-App-Id"),
-                                                  request.get_header_value("X-User-Auth-Token")}));
+                                                  request.get_header_value("X-User-Auth-Token"),
+                                                  request.get_header_value("Host")}));
     }
 }
 

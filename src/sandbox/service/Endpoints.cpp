@@ -397,7 +397,7 @@ Answer Endpoints::trackFileUrl(const Call& call) const
     static const std::set<std::int64_t> formats{5, 6, 7, 27};
     if (!format || formats.count(*format) == 0)
         return refusal(400, "Invalid argument: format_id");
-    return {200, m_streams.fileUrl(*track, static_cast<int>(*format))};
+    return {200, m_streams.fileUrl(*track, static_cast<int>(*format), call.hostHeader)};
 }
 
 Answer Endpoints::reportStreaming(const Call& call) const

@@ -55,7 +55,7 @@ std::string StreamUrls::sign(const std::string& path, const std::string& expiry)
     return hmacHex(m_key, path + "?" + expiry);
 }
 
-Json StreamUrls::fileUrl(int track, int formatId) const
+Json StreamUrls::fileUrl(int track, int formatId, const std::string& host) const
 {
     const Restriction restriction = Catalogue::trackRestriction(track);
     const StreamFile file = choose(track, formatId);
@@ -79,7 +79,8 @@ Json StreamUrls::fileUrl(int track, int formatId) const
                              std::to_string(file.rateHz) + "-" + std::to_string(file.seconds) +
                              (file.isMp3() ? ".mp3" : ".flac");
     const std::string expiry = std::to_string(std::time(nullptr) + m_ttlSeconds);
-    answer["url"] = m_siteUrl + path + "?expires=" + expiry + "&signature=" + sign(path, expiry);
+    const std::string site = host.empty() ? m_siteUrl : "http://" + host;
+    answer["url"] = site + path + "?expires=" + expiry + "&signature=" + sign(path, expiry);
     return answer;
 }
 

@@ -33,8 +33,9 @@ public:
     StreamUrls(const Catalogue& catalogue, std::string siteUrl, int ttlSeconds);
 
     /// The answer about a track in the asked format: the format that is really served, its address, and why
-    /// it is not the asked one. `formatId` is 5, 6, 7 or 27.
-    Json fileUrl(int track, int formatId) const;
+    /// it is not the asked one. `formatId` is 5, 6, 7 or 27. The address is at `host`, the host and port that
+    /// the client asked, so that it leads through a forwarded port, too; at the site's own where it is empty.
+    Json fileUrl(int track, int formatId, const std::string& host = {}) const;
 
     enum class Verdict
     {

@@ -276,6 +276,18 @@ private Q_SLOTS:
         QVERIFY(head->body.empty());
     }
 
+    void anAddressLeadsToTheHostThatWasAsked()
+    {
+        httplib::Headers headers = m_client.headers();
+        headers.emplace("Host", "forwarded.example:1234");
+        const Json json = Client::json(m_client.http().Get(
+            "/api.json/0.2/" + m_client.signedCall(m_client.trackOfKind("cd"), 6), headers));
+        const std::string site = "http://forwarded.example:1234";
+        const std::string url = json["url"];
+        QCOMPARE(url.substr(0, site.size()), site);
+        QCOMPARE(m_client.http().Get(url.substr(site.size()))->status, 200);
+    }
+
     void addressesCannotBeForged_data()
     {
         QTest::addColumn<QByteArray>("from");
