@@ -116,6 +116,9 @@ int PlayCommand::play(AudioOutput* output, PlayQueue* queue, SignalWatch* signal
         m_showing = false;
     });
     connect(&engine, &PlayEngine::trackFailed, this, &PlayCommand::onFailed);
+    connect(&engine, &PlayEngine::trackBrokeOff, this, &PlayCommand::onBrokeOff);
+    connect(&engine, &PlayEngine::trackStalled, this, &PlayCommand::onStalled);
+    connect(&engine, &PlayEngine::trackResumed, this, [this] { m_stalled = false; });
     connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
     connect(signalWatch, &SignalWatch::caught, &engine, [&engine] { engine.stop(); });
     progress.start(progressMs);
@@ -137,6 +140,7 @@ void PlayCommand::onStarted(const PelkRoles& row)
 {
     m_anyStarted = true;
     m_showing = true;
+    m_stalled = false;
     m_title = titleOf(row);
     m_durationSeconds = row.mediaData().resources().value(0).duration();
 }
@@ -151,6 +155,19 @@ void PlayCommand::onFailed(const PelkRoles& row, const QString& sentence)
                         : QStringLiteral("%1 cannot be played: %2").arg(titleOf(row), sentence) + login);
 }
 
+void PlayCommand::onBrokeOff(const PelkRoles& row, const QString& sentence)
+{
+    m_anyFailed = true;
+    Terminal::error(QStringLiteral("%1 broke off: %2").arg(titleOf(row), sentence));
+}
+
+void PlayCommand::onStalled()
+{
+    m_stalled = true;
+    if (!Terminal::errorIsTerminal())
+        Terminal::note(QStringLiteral("Waiting for more of %1").arg(m_title));
+}
+
 void PlayCommand::showProgress(const PlayEngine& engine)
 {
     if (!m_showing)
@@ -158,5 +175,6 @@ void PlayCommand::showProgress(const PlayEngine& engine)
     QString line = clock(engine.positionMs() / 1000);
     if (m_durationSeconds > 0)
         line += QStringLiteral(" / %1").arg(clock(m_durationSeconds));
-    Terminal::progress(QStringLiteral("%1  %2  %3").arg(line, engine.format().toString(), m_title));
+    const QString what = m_stalled ? QStringLiteral("waiting for more") : engine.format().toString();
+    Terminal::progress(QStringLiteral("%1  %2  %3").arg(line, what, m_title));
 }

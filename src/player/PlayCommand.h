@@ -22,12 +22,15 @@ private:
     int play(AudioOutput* output, PlayQueue* queue, SignalWatch* signalWatch);
     void onStarted(const PelkRoles& row);
     void onFailed(const PelkRoles& row, const QString& sentence);
+    void onBrokeOff(const PelkRoles& row, const QString& sentence);
+    void onStalled();
     void showProgress(const PlayEngine& engine);
 
     const CommandLine& m_line;
     QString m_title;
     qint64 m_durationSeconds = 0;
     bool m_showing = false;
+    bool m_stalled = false;
     bool m_anyStarted = false;
     bool m_anyFailed = false;
 };

@@ -30,9 +30,8 @@ PlayEngine::PlayEngine(AudioOutput* output)
         endTrack(QString());
         startNext();
     });
-    connect(&m_stream, &StreamPlayer::failed, this, [this](const QString& sentence) {
-        fail(m_row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
-    });
+    connect(&m_stream, &StreamPlayer::stalled, this, &PlayEngine::onStalled);
+    connect(&m_stream, &StreamPlayer::failed, this, &PlayEngine::onStreamFailed);
     connect(&m_limitTimer, &QTimer::timeout, this, &PlayEngine::checkLimit);
 }
 
@@ -129,7 +128,7 @@ void PlayEngine::resolve(const PelkRoles& row)
 void PlayEngine::open(const PelkRoles& resolved)
 {
     m_row = resolved;
-    m_started = false;
+    m_started = m_stalled = false;
     m_reporter.begin(resolved);
     m_stream.play(resolved.mediaData().resources().first().uri());
 }
@@ -137,10 +136,34 @@ void PlayEngine::open(const PelkRoles& resolved)
 void PlayEngine::onPlaying()
 {
     m_reporter.change(PelkPlayLogicState::Playing);
-    if (m_started)
-        return;
+    if (!m_started)
+        Q_EMIT trackStarted(m_row);
+    else if (m_stalled)
+        Q_EMIT trackResumed(m_row);
     m_started = true;
-    Q_EMIT trackStarted(m_row);
+    m_stalled = false;
+}
+
+void PlayEngine::onStalled()
+{
+    // Who counts the time of listening is not to count the silence.
+    m_reporter.change(PelkPlayLogicState::Paused);
+    m_stalled = true;
+    Q_EMIT trackStalled(m_row);
+}
+
+void PlayEngine::onStreamFailed(const QString& sentence)
+{
+    if (!m_started) {
+        fail(m_row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+        return;
+    }
+    // What was heard was listened to: a service acts upon a stop without an error, or with a listener's, and
+    // would else never hear of the end.
+    const PelkRoles row = m_row;
+    endTrack(QString());
+    Q_EMIT trackBrokeOff(row, sentence);
+    goOnAfterFailure();
 }
 
 void PlayEngine::endTrack(const QString& error)
@@ -163,6 +186,11 @@ void PlayEngine::fail(PelkRoles row, const QString& sentence, const QString& err
 {
     endTrack(error);
     Q_EMIT trackFailed(row, sentence);
+    goOnAfterFailure();
+}
+
+void PlayEngine::goOnAfterFailure()
+{
     if (++m_failuresInARow < mostFailuresInARow)
         startNext();
     else

@@ -43,6 +43,12 @@ Q_SIGNALS:
     void trackStarted(const PelkRoles& row);
     /// The current track is over, whether it was heard to its end or not.
     void trackEnded(const PelkRoles& row);
+    /// The current track is silent until more of its stream has come, or is heard again.
+    void trackStalled(const PelkRoles& row);
+    void trackResumed(const PelkRoles& row);
+    /// The current track, which was heard, broke off; the sentence says why. It has ended; otherwise as
+    /// trackFailed.
+    void trackBrokeOff(const PelkRoles& row, const QString& sentence);
     /// A track could not be played, or rows not be had; the sentence says why. The queue goes on, unless
     /// it failed three times in a row.
     void trackFailed(const PelkRoles& row, const QString& sentence);
@@ -54,6 +60,9 @@ private:
     void resolve(const PelkRoles& row);
     void open(const PelkRoles& resolved);
     void onPlaying();
+    void onStalled();
+    void onStreamFailed(const QString& sentence);
+    void goOnAfterFailure();
     void endTrack(const QString& error);
     void fail(PelkRoles row, const QString& sentence, const QString& error);
     void checkLimit();
@@ -65,6 +74,7 @@ private:
     PelkRoles m_row;        // the current track, once it is resolved
     int m_turn = 0;         // tells an answer for this turn from one that comes too late
     bool m_started = false; // whether the current track was heard
+    bool m_stalled = false; // whether it waits for more of its stream
     int m_failuresInARow = 0;
     qint64 m_earlierMs = 0; // heard of the tracks before the current one
     int m_limitMs = 0;

@@ -15,6 +15,11 @@ constexpr int playAudio = 0x2;
 constexpr int playBuffering = 0x100;
 constexpr int buffered = 100;
 constexpr int openLimitMs = 30000;
+constexpr int stallLimitMs = 120000;
+// How long a source of the network waits for an answer before it asks again from where it was: longer than the
+// first limit, since the first time it gives up instead, and often enough to outlast the second.
+constexpr int sourceTimeoutSeconds = openLimitMs / 1000 + 5;
+constexpr int sourceRetries = stallLimitMs / 1000 / sourceTimeoutSeconds;
 
 /// "Free Lossless Audio Codec (FLAC)" is known to people by what stands in the brackets.
 QString shortName(const QString& codec)
@@ -35,6 +40,15 @@ int averageBitRate(GstElement* pipeline)
     const double kilobits = double(bytes) * 8 / (double(duration) / GST_MSECOND);
     // Headers and tags count too; the rates that codecs choose from are multiples of 8.
     return qRound(kilobits / 8) * 8000;
+}
+
+void setUpSource(GstElement* /*pipeline*/, GstElement* source, gpointer /*unused*/)
+{
+    GObjectClass* properties = G_OBJECT_GET_CLASS(source);
+    if (!g_object_class_find_property(properties, "retries") ||
+        !g_object_class_find_property(properties, "timeout"))
+        return; // no source of the network
+    g_object_set(source, "retries", sourceRetries, "timeout", guint(sourceTimeoutSeconds), nullptr);
 }
 
 /// The bits of a sample format such as S16LE or S24_32LE.
@@ -74,6 +88,12 @@ StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
     connect(&m_openLimit, &QTimer::timeout, this, [this] {
         fail(QStringLiteral("The stream did not begin within %1 seconds.").arg(openLimitMs / 1000));
     });
+    m_stallLimit.setSingleShot(true);
+    m_stallLimit.setInterval(stallLimitMs);
+    connect(&m_stallLimit, &QTimer::timeout, this, [this] {
+        fail(QStringLiteral("Nothing came of the stream for %1 seconds; is the network up?")
+                 .arg(stallLimitMs / 1000));
+    });
 }
 
 StreamPlayer::~StreamPlayer()
@@ -102,6 +122,7 @@ void StreamPlayer::play(const QString& uri)
     }
     g_object_set(m_pipeline, "uri", uri.toUtf8().constData(), "audio-sink", m_sink, "flags",
                  playAudio | playBuffering, nullptr);
+    g_signal_connect(m_pipeline, "source-setup", G_CALLBACK(setUpSource), nullptr);
     GstBus* bus = gst_element_get_bus(m_pipeline);
     gst_bus_set_sync_handler(
         bus,
@@ -119,11 +140,15 @@ void StreamPlayer::setPaused(bool paused)
 {
     m_wantsPause = paused;
     applyTarget();
+    // Whose silence it is changes without a change of the pipeline's state.
+    if (m_buffering && m_told != Nothing && m_told != Playing)
+        setSilent(paused ? Paused : Stalled);
 }
 
 void StreamPlayer::stop()
 {
     m_openLimit.stop();
+    m_stallLimit.stop();
     m_wantsPause = m_buffering = false;
     m_told = Nothing;
     m_codec.clear();
@@ -223,15 +248,27 @@ void StreamPlayer::handle(GstMessage* message)
 
 void StreamPlayer::tellState(int state)
 {
-    // A pause to gather more of the stream is no pause of the listener's.
     if (state == GST_STATE_PLAYING && m_told != Playing) {
         m_told = Playing;
         m_openLimit.stop();
+        m_stallLimit.stop();
         Q_EMIT playing();
-    } else if (state == GST_STATE_PAUSED && m_wantsPause && m_told == Playing) {
-        m_told = Paused;
-        Q_EMIT paused();
+    } else if (state == GST_STATE_PAUSED && m_told == Playing && (m_wantsPause || m_buffering)) {
+        setSilent(m_wantsPause ? Paused : Stalled);
+        if (m_wantsPause)
+            Q_EMIT paused();
+        else
+            Q_EMIT stalled();
     }
+}
+
+void StreamPlayer::setSilent(Told told)
+{
+    m_told = told;
+    if (told == Stalled)
+        m_stallLimit.start();
+    else
+        m_stallLimit.stop();
 }
 
 void StreamPlayer::readTags(GstMessage* message)
@@ -258,6 +295,7 @@ void StreamPlayer::applyTarget()
 void StreamPlayer::fail(const QString& sentence)
 {
     m_openLimit.stop();
+    m_stallLimit.stop();
     ++m_generation;
     // GStreamer's texts may quote the address, and its query is a permission to fetch it.
     Q_EMIT failed(maskSecrets(sentence));

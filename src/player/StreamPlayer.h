@@ -39,7 +39,7 @@ public:
     ~StreamPlayer() override;
 
     /// Opens a stream and plays it; one that plays is stopped. A stream that has not begun within 30 seconds
-    /// has failed.
+    /// has failed, and so has one that stalls for two minutes.
     void play(const QString& uri);
     void setPaused(bool paused);
     /// Silence; nothing is under way when this returns.
@@ -50,9 +50,11 @@ public:
     AudioFormat format() const;
 
 Q_SIGNALS:
-    /// Sound comes out; again after each pause.
+    /// Sound comes out; again after each pause and each stall.
     void playing();
     void paused();
+    /// There is no sound until more of the stream has come.
+    void stalled();
     /// The stream was played to its end.
     void ended();
     /// The stream broke off or could not be played; the sentence says why.
@@ -72,13 +74,17 @@ private:
     std::atomic<int> m_generation{0}; // tells the messages of one stream from those of another
     bool m_wantsPause = false;
     bool m_buffering = false;
-    enum
+    enum Told
     {
         Nothing,
         Playing,
-        Paused
-    } m_told = Nothing;
+        Paused,
+        Stalled
+    };
+    void setSilent(Told told);
+    Told m_told = Nothing;
     QTimer m_openLimit;
+    QTimer m_stallLimit;
     QString m_codec;
     int m_bitRate = 0;
 };
