@@ -43,17 +43,21 @@ Host::Host()
 
 Host::~Host()
 {
+    if (!end())
+        std::_Exit(EXIT_FAILURE);
+}
+
+bool Host::end()
+{
+    if (m_ended)
+        return true;
     m_loader.refuseRequests();
     HttpClient::waitForIdle(httpLimitMs);
     const bool ended = m_loader.stop(workerLimitMs);
     // Saves of values are queued to this thread; after this the workers can queue no more.
     QCoreApplication::sendPostedEvents();
-    if (ended)
-        return;
-    // A module that does not end would run on while the libraries under it are taken down.
-    Terminal::error(QStringLiteral("A module did not end in time; it was left behind."));
-    Terminal::flushOut();
-    std::_Exit(EXIT_FAILURE);
+    m_ended = ended;
+    return ended;
 }
 
 bool Host::loadSettings(const QString& configFile, QString* error)

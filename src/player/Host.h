@@ -14,8 +14,7 @@ class Host
 {
 public:
     Host();
-    /// The end: no request is taken any longer, what the HTTP clients have under way may finish (three
-    /// seconds), values are saved, and the workers go, each on its thread. Blocks meanwhile.
+    /// As end(). Where that fails there is no way but to leave the process without it.
     ~Host();
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
@@ -25,6 +24,12 @@ public:
     bool loadSettings(const QString& configFile, QString* error);
     /// Loads the modules of a folder; a sentence for each thing that went wrong.
     QStringList loadModules(const QString& folder) { return m_loader.loadFolder(folder); }
+
+    /// The end: no request is taken any longer, what the HTTP clients have under way may finish (three
+    /// seconds), values are saved, and the workers go, each on its thread (five seconds). Blocks meanwhile.
+    /// False when a module did not end in time: it runs on, so the process has to be left at once, by _Exit,
+    /// before anything that the module uses is taken down.
+    bool end();
 
     const QList<ModuleLoader::Module>& modules() const { return m_loader.modules(); }
     QString configFile() const;
@@ -42,4 +47,5 @@ private:
     std::shared_ptr<ServiceSettings> m_settings;
     std::shared_ptr<ServiceAccount::LoginStore> m_login;
     QString m_loginFile;
+    bool m_ended = false;
 };

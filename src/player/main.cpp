@@ -9,17 +9,15 @@
 
 #include <QCoreApplication>
 
+#include <cstdlib>
 #include <memory>
+#include <optional>
 
 namespace {
 
-int run(const CommandLine& line)
+int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
 {
     using Command = CommandLine::Command;
-    // Before the modules start their threads.
-    const auto signalWatch =
-        line.command == Command::Play ? std::make_unique<SignalWatch>() : std::unique_ptr<SignalWatch>();
-    Host host;
     QString error;
     if (!host.loadSettings(line.configFile, &error)) {
         Terminal::error(error);
@@ -45,7 +43,7 @@ int run(const CommandLine& line)
     case Command::Search:
         return Commands::search(line);
     case Command::Play:
-        return PlayCommand(line).run(signalWatch.get());
+        return PlayCommand(line).run(signalWatch);
     case Command::Modules:
         return problems.isEmpty() ? Commands::modules(host) : qMax(Commands::modules(host), ExitCode::failed);
     case Command::Quality:
@@ -60,12 +58,25 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     int code = ExitCode::ok;
+    std::unique_ptr<SignalWatch> signalWatch;
+    std::optional<Host> host;
+    bool ended = true;
     if (const std::optional<CommandLine> line = CommandLine::parse(argc, argv, &code)) {
         Logging::setUp(line->logLevel);
-        code = run(*line);
+        // Before the modules start their threads.
+        if (line->command == CommandLine::Command::Play)
+            signalWatch = std::make_unique<SignalWatch>();
+        host.emplace();
+        code = run(*host, signalWatch.get(), *line);
+        ended = host->end();
+        if (!ended)
+            Terminal::error(QStringLiteral("A module did not end in time; it was left behind."));
     }
-    if (Terminal::flushOut())
-        return code;
-    Terminal::error(QStringLiteral("Standard output cannot be written."));
-    return code == ExitCode::ok ? ExitCode::failed : code;
+    if (!Terminal::flushOut()) {
+        Terminal::error(QStringLiteral("Standard output cannot be written."));
+        code = code == ExitCode::ok ? ExitCode::failed : code;
+    }
+    if (!ended)
+        std::_Exit(code);
+    return code;
 }
