@@ -190,9 +190,12 @@ private Q_SLOTS:
     {
         m_link = std::make_unique<BadLink>(TestHttpServer::unusedPort());
         m_client.connectToHost(QHostAddress(QHostAddress::LocalHost), m_link->port());
-        QVERIFY(m_client.waitForConnected(limitMs));
+        // The reset may come before or after the client has seen that it is connected.
         QTRY_COMPARE_WITH_TIMEOUT(m_client.state(), QAbstractSocket::UnconnectedState, limitMs);
-        QCOMPARE(m_client.error(), QAbstractSocket::RemoteHostClosedError);
+        QVERIFY2(m_client.error() == QAbstractSocket::RemoteHostClosedError ||
+                     m_client.error() == QAbstractSocket::ConnectionRefusedError ||
+                     m_client.error() == QAbstractSocket::NetworkError,
+                 qPrintable(m_client.errorString()));
     }
 };
 
