@@ -82,6 +82,8 @@ QString Host::configFile() const
 
 QString Host::loginSaveFailure() const
 {
+    // Saves are queued to this thread, and the answer to what led to one may be seen before its turn.
+    QCoreApplication::sendPostedEvents();
     return m_login ? m_login->failure() : QString();
 }
 
