@@ -16,8 +16,8 @@ constexpr int playBuffering = 0x100;
 constexpr int buffered = 100;
 constexpr int openLimitMs = 30000;
 constexpr int stallLimitMs = 120000;
-// How long a source of the network waits for an answer before it asks again from where it was: longer than the
-// first limit, since the first time it gives up instead, and often enough to outlast the second.
+// How long a source of the network waits for an answer before it asks again from where it was: longer than
+// the first limit, since the first time it gives up instead, and often enough to outlast the second.
 constexpr int sourceTimeoutSeconds = openLimitMs / 1000 + 5;
 constexpr int sourceRetries = stallLimitMs / 1000 / sourceTimeoutSeconds;
 
