@@ -1,5 +1,7 @@
 #include "api/http/pelkurl.h"
 
+#include "api/types/utf8.h"
+
 #include <algorithm>
 #include <ostream>
 #include <string_view>
@@ -77,7 +79,7 @@ QString decoded(const QByteArray& text)
             bytes += text.at(i);
         }
     }
-    return QString::fromUtf8(bytes);
+    return textOfUtf8(bytes);
 }
 
 /// Encodes what may not stand in this part, and leaves the percent sequences that the text already has.
@@ -137,7 +139,7 @@ PelkUrl PelkUrl::fromEncoded(const QByteArray& url)
     QByteArray rest = url;
     const int hash = rest.indexOf('#');
     if (hash >= 0) {
-        result.m_fragment = QString::fromUtf8(rest.mid(hash + 1));
+        result.m_fragment = textOfUtf8(rest.mid(hash + 1));
         rest.truncate(hash);
     }
     const int mark = rest.indexOf('?');
@@ -165,7 +167,7 @@ PelkUrl PelkUrl::fromEncoded(const QByteArray& url)
             return {};
         rest.remove(0, end);
     }
-    result.m_path = QString::fromUtf8(rest);
+    result.m_path = textOfUtf8(rest);
     return result;
 }
 
@@ -173,7 +175,7 @@ bool PelkUrl::parseAuthority(const QByteArray& authority)
 {
     const int at = authority.lastIndexOf('@');
     if (at >= 0)
-        m_userInfo = QString::fromUtf8(authority.left(at));
+        m_userInfo = textOfUtf8(authority.left(at));
     QByteArray host = authority.mid(at + 1);
     QByteArray port;
     const bool bracketed = host.startsWith('[');
@@ -199,7 +201,7 @@ bool PelkUrl::parseAuthority(const QByteArray& authority)
         if (!fits)
             return false;
     }
-    m_host = QString::fromUtf8(host);
+    m_host = textOfUtf8(host);
     return true;
 }
 

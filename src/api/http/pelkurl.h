@@ -55,7 +55,8 @@ public:
     QString fragment() const { return m_fragment; }
     void setFragment(const QString& fragment) { m_fragment = fragment; }
 
-    /// The URL as ASCII text; reading it again gives an equal URL when it was made by reading one.
+    /// The URL as ASCII text. Reading it again gives a URL that is written the same way, and an equal one
+    /// where nothing had to be encoded.
     QByteArray toEncoded() const;
     QString toString() const;
 

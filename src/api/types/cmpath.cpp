@@ -1,5 +1,7 @@
 #include "api/types/cmpath.h"
 
+#include "api/types/utf8.h"
+
 #include <QByteArray>
 #include <QHash>
 
@@ -57,7 +59,7 @@ QString decoded(const QString& text)
         bytes += text.midRef(i, end - i).toUtf8();
         i = end;
     }
-    return QString::fromUtf8(bytes);
+    return textOfUtf8(bytes);
 }
 
 /// A parameter's name or value: all but the unreserved characters of RFC 3986 is encoded. Qt's query class

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "api/types/utf8.h"
+
 #include <QString>
 
 #include <array>
@@ -14,12 +16,12 @@ public:
     QString text(std::string_view utf8)
     {
         if (utf8.size() > longest)
-            return QString::fromUtf8(utf8.data(), static_cast<int>(utf8.size()));
+            return textOfUtf8(utf8.data(), static_cast<int>(utf8.size()));
         Entry& entry = m_entries[std::hash<std::string_view>()(utf8) % m_entries.size()];
         if (entry.utf8() != utf8 || entry.text.isNull()) {
             utf8.copy(entry.bytes.data(), utf8.size());
             entry.size = static_cast<unsigned char>(utf8.size());
-            entry.text = QString::fromUtf8(entry.bytes.data(), entry.size);
+            entry.text = textOfUtf8(entry.bytes.data(), entry.size);
         }
         return entry.text;
     }

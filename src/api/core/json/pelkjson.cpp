@@ -1,10 +1,9 @@
 #include "api/core/json/pelkjson.h"
 
 #include "api/core/json/keytable.h"
+#include "api/core/json/lenientjson.h"
+#include "api/types/utf8.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QVariantHash>
 #include <QVariantList>
 
@@ -19,7 +18,7 @@ constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
 
 QString textOf(std::string_view utf8)
 {
-    return QString::fromUtf8(utf8.data(), static_cast<int>(utf8.size()));
+    return textOfUtf8(utf8.data(), static_cast<int>(utf8.size()));
 }
 
 /// What a thread keeps between calls: the parser's memory, a padded copy of the text, and the keys it met.
@@ -102,86 +101,11 @@ void fill(QVariant& target, const simdjson::dom::element& element, KeyTable& key
     }
 }
 
-/// As fill, for what QJsonDocument has read.
-QVariant converted(const QJsonValue& value)
-{
-    if (value.isObject()) {
-        const QJsonObject object = value.toObject();
-        QVariantHash hash;
-        hash.reserve(object.size());
-        for (auto field = object.begin(); field != object.end(); ++field)
-            hash.insert(field.key(), converted(field.value()));
-        return hash;
-    }
-    if (value.isArray()) {
-        const QJsonArray array = value.toArray();
-        QVariantList list;
-        list.reserve(array.size());
-        for (const QJsonValue& item : array)
-            list.append(converted(item));
-        return list;
-    }
-    return value.isNull() ? QVariant() : value.toVariant();
-}
-
-/// Where the text first nests deeper than allowed; -1 when it does not.
-int tooDeepAt(const QByteArray& text)
-{
-    int depth = 0;
-    bool inString = false;
-    for (int i = 0; i < text.size(); ++i) {
-        const char c = text.at(i);
-        if (inString) {
-            if (c == '\\')
-                ++i;
-            else if (c == '"')
-                inString = false;
-        } else if (c == '"') {
-            inString = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > PelkJson::maxDepth)
-                return i;
-        } else if (c == ']' || c == '}') {
-            --depth;
-        }
-    }
-    return -1;
-}
-
 struct Failure
 {
     int offset = 0;
     QString reason;
 };
-
-/// The second reading, by QJsonDocument: more lenient, and it knows where a text is wrong.
-QVariant readLeniently(const QByteArray& text, Failure& failure)
-{
-    const int deep = tooDeepAt(text);
-    if (deep >= 0) {
-        failure = {deep, QStringLiteral("nested deeper than %1").arg(PelkJson::maxDepth)};
-        return {};
-    }
-    const QByteArray trimmed = text.trimmed();
-    if (trimmed.isEmpty()) {
-        failure = {text.size(), QStringLiteral("no JSON value")};
-        return {};
-    }
-    // QJsonDocument takes no bare text or number: it gets them inside an array.
-    const bool bare = !trimmed.startsWith('{') && !trimmed.startsWith('[');
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(bare ? '[' + text + ']' : text, &error);
-    const bool several = bare && document.array().size() > 1;
-    if (error.error != QJsonParseError::NoError || several) {
-        const int offset = several ? text.indexOf(',') : error.offset - (bare ? 1 : 0);
-        failure = {qBound(0, offset, text.size()),
-                   several ? QStringLiteral("garbage at the end of the document") : error.errorString()};
-        return {};
-    }
-    return bare
-               ? converted(document.array().at(0))
-               : converted(document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object()));
-}
 
 QVariant read(const QByteArray& body, Failure& failure)
 {
@@ -210,8 +134,9 @@ QVariant read(const QByteArray& body, Failure& failure)
         workspace.trim();
     }
     if (!done) {
-        result = readLeniently(start > 0 ? body.mid(start) : body, failure);
-        failure.offset += start;
+        LenientJson again(start > 0 ? body.mid(start) : body);
+        result = again.read();
+        failure = {again.offset() + start, again.reason()};
     }
     return result;
 }

@@ -20,8 +20,9 @@ public:
     /// Integers become qlonglong, those above its range qulonglong, and larger ones, like fractions, double.
     /// null becomes an invalid QVariant, so that it reads like an absent key.
     ///
-    /// Three things that no standard allows but encoders send are read too: a byte order mark in front, a
-    /// lone half of a surrogate pair, a raw control character in a string.
+    /// Four things that no standard allows but encoders send are read too: a byte order mark in front, a
+    /// lone half of a surrogate pair, a raw control character in a string, an escaped character that needs
+    /// none.
     ///
     /// On failure, an empty text included, the result is invalid, the error has a message that names the
     /// offset in bytes, and `offset`, if given, receives it. On success the error is left as it is and

@@ -1,5 +1,7 @@
 #include "api/core/model/cmfilestore.h"
 
+#include "api/core/json/pelkjson.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -45,15 +47,15 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
         setAside(QStringLiteral("it is larger than 1 MiB"));
         return;
     }
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    PelkError error;
+    const QVariant values = PelkJson::parse(file.readAll(), error);
     file.close();
-    if (error.error != QJsonParseError::NoError)
-        setAside(QStringLiteral("%1 at byte %2").arg(error.errorString()).arg(error.offset));
-    else if (!document.isObject())
+    if (!error.isEmpty())
+        setAside(error.message());
+    else if (values.userType() != QMetaType::QVariantHash)
         setAside(QStringLiteral("it is no JSON object"));
     else
-        m_values = document.object().toVariantHash();
+        m_values = values.toHash();
 }
 
 void CMFileStore::setAside(const QString& reason)

@@ -230,6 +230,15 @@ private Q_SLOTS:
         QVERIFY(!fragment.isEmpty());
     }
 
+    void noCharacterOfAQueryIsLost()
+    {
+        for (const QString& value : {QString(QChar(0)) + QLatin1Char('a'), QString(2, QChar(0xfeff))}) {
+            PelkUrl url(QStringLiteral("http://h/"));
+            url.addQueryItem(QStringLiteral("k"), value);
+            QCOMPARE(PelkUrl(url.toString()), url);
+        }
+    }
+
     void aUrlIsWrittenToStreamsAsItsText()
     {
         std::ostringstream stream;

@@ -259,6 +259,16 @@ private Q_SLOTS:
         QCOMPARE(CMPath(text("qobuz:?a=b")).base(), QString());
     }
 
+    void noCharacterOfAValueIsLost()
+    {
+        for (const QString& value : {QString(QChar(0)) + text("a"), text("a") + QChar(0) + text("b"),
+                                     QString(2, QChar(0xfeff)) + text("a"), QString(QChar(0xffff))}) {
+            CMPath path(text("qobuz:album"));
+            path.addParam(text("id"), value);
+            QCOMPARE(CMPath(path.toString()).param(text("id")), value);
+        }
+    }
+
     void withoutParametersEverythingElseStays()
     {
         QCOMPARE(CMPath(text("qobuz:a/?x=1")).withoutParams(), CMPath(text("qobuz:a/")));

@@ -1,4 +1,6 @@
 #include "api/core/json/pelkjson.h"
+#include "tests/support/heap.h"
+#include "tests/support/variantlines.h"
 
 #include <QThread>
 #include <QtTest>
@@ -106,6 +108,81 @@ private Q_SLOTS:
         QCOMPARE(hash.value(QStringLiteral("c")), QVariant(QVariantList({1.5})));
         QCOMPARE(PelkJson::parse("\"\\udc00\"", error).toString(), QString(QChar(0xdc00)));
         QVERIFY(error.isEmpty());
+    }
+
+    void bothReadingsGiveTheSameValues_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        for (const char* json :
+             {"[]", "{}", "null", "[true,false,null]", "[0,-0,-1,12]", "9223372036854775808",
+              "18446744073709551615", "[18446744073709551616,-9223372036854775809]",
+              "[1.0,0.1e1,1E+2,1e-300,44.1]", "\"\\\"\\\\\\/\\b\\f\\n\\r\\t\\u00e9\\ud83c\\udfb5\"",
+              "{\"a\" : { \"b\" :\n[ 1 , 2 ] } }", "{\"\xC3\xA9\":1,\"a\":2,\"b\":3,\"a\":4,\"\xC3\xA9\":5}"})
+            QTest::newRow(json) << QByteArray(json);
+    }
+    void bothReadingsGiveTheSameValues()
+    {
+        QFETCH(QByteArray, json);
+        PelkError error;
+        const QVariant first = PelkJson::parse(json, error);
+        const QVariantList second = PelkJson::parse("[" + json + ",\"\\ud800\"]", error).toList();
+        QVERIFY2(error.isEmpty(), qPrintable(error.message()));
+        QCOMPARE(variantLines(second.value(0)), variantLines(first));
+    }
+
+    void whatIsWrongInANumberOrAnEscapeIsNotRead_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        for (const char* json : {"[1.]", "[.5]", "[+1]", "[-]", "[01]", "[1e]", "[1e+]", "[1e400]", "[0x1]",
+                                 "[NaN]", "[\"\\u12\"]", "[\"\\u 12f\"]", "[\"\\", "[\"\\u00"})
+            QTest::newRow(json) << QByteArray(json);
+    }
+    void whatIsWrongInANumberOrAnEscapeIsNotRead()
+    {
+        QFETCH(QByteArray, json);
+        PelkError error;
+        QVERIFY(!PelkJson::parse(json, error).isValid());
+        QVERIFY(!error.isEmpty());
+    }
+
+    void aTextThatIsWrongLeavesNoMemoryBehind_data()
+    {
+        QTest::addColumn<QByteArray>("behind");
+        QTest::newRow("equal keys") << QByteArray("],\"b\":[2]}} x");
+        QTest::newRow("something behind it") << QByteArray("]}} x");
+        QTest::newRow("cut short") << QByteArray("");
+        QTest::newRow("too deep") << QByteArray(",") + QByteArray(1000, '[');
+        QTest::newRow("bad text") << QByteArray(",\"\xff");
+    }
+    void aTextThatIsWrongLeavesNoMemoryBehind()
+    {
+        QFETCH(QByteArray, behind);
+        const QByteArray json = "{\"a\":{\"b\":[1,{\"c\":\"" + QByteArray(5000, 'x') + "\"}" + behind;
+        const auto readSometimes = [&json] {
+            for (int i = 0; i < 200; ++i) {
+                PelkError error;
+                PelkJson::parse(json, error);
+                if (error.isEmpty())
+                    return false;
+            }
+            return true;
+        };
+        QVERIFY(readSometimes());
+        const std::size_t before = heapInUse();
+        QVERIFY(readSometimes());
+        QVERIFY2(heapInUse() < before + 100000, qPrintable(QString::number(heapInUse() - before)));
+    }
+
+    void aByteOrderMarkInsideATextStays()
+    {
+        const QByteArray mark = "\xEF\xBB\xBF";
+        PelkError error;
+        const QVariantHash hash =
+            PelkJson::parse("{\"" + mark + "a\":\"" + mark + mark + "b\"}", error).toHash();
+        const QString markText(QChar(0xfeff));
+        QCOMPARE(hash.value(markText + QStringLiteral("a")).toString(),
+                 markText + markText + QStringLiteral("b"));
+        QCOMPARE(PelkJson::parse("\"a\\u0000b\"", error).toString().size(), 3);
     }
 
     void nullReadsLikeAnAbsentKey()

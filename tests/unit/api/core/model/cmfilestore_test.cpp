@@ -79,8 +79,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("reason");
-        QTest::newRow("corrupt") << QByteArray("{\"a\": ") << QStringLiteral(" at byte ");
-        QTest::newRow("empty") << QByteArray() << QStringLiteral(" at byte ");
+        QTest::newRow("corrupt") << QByteArray("{\"a\": ") << QStringLiteral(" at offset ");
+        QTest::newRow("empty") << QByteArray() << QStringLiteral(" at offset ");
         QTest::newRow("no object") << QByteArray("[1]") << QStringLiteral("it is no JSON object");
         QTest::newRow("oversize") << QByteArray("{}") + QByteArray(1024 * 1024, ' ')
                                   << QStringLiteral("it is larger than 1 MiB");
