@@ -1,6 +1,7 @@
 #include "player/Logging.h"
 
 #include "player/LogMask.h"
+#include "player/TextWidth.h"
 
 #include <log4cplus/consoleappender.h>
 #include <log4cplus/initializer.h>
@@ -24,13 +25,15 @@ public:
     void formatAndAppend(log4cplus::tostream& output,
                          const log4cplus::spi::InternalLoggingEvent& event) override
     {
-        if (event.getLogLevel() <= log4cplus::TRACE_LOG_LEVEL) {
-            PatternLayout::formatAndAppend(output, event);
-            return;
-        }
-        log4cplus::tostringstream line;
-        PatternLayout::formatAndAppend(line, event);
-        output << maskSecrets(QString::fromStdString(line.str())).toStdString();
+        log4cplus::tostringstream stream;
+        PatternLayout::formatAndAppend(stream, event);
+        QString line = QString::fromStdString(stream.str());
+        if (event.getLogLevel() > log4cplus::TRACE_LOG_LEVEL)
+            line = maskSecrets(line);
+        // What a service says stands in some records: it gets no line of its own, and no say over the
+        // terminal.
+        line.chop(1);
+        output << TextWidth::printable(line).toStdString() << '\n';
     }
 };
 

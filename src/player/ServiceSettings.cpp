@@ -4,6 +4,7 @@
 #include "api/types/qobuzpaths.h"
 #include "player/ServiceAccount.h"
 
+#include <QRegularExpression>
 #include <QUrl>
 #include <QUuid>
 
@@ -32,6 +33,18 @@ QString whatIsWrongWith(const QString& address)
     if (!address.endsWith(QLatin1Char('/')))
         return QStringLiteral("it has to end in a slash");
     return QString();
+}
+
+/// An address as it may be shown: without who asks and without its query, where people put passwords and
+/// keys.
+QString shown(const QString& address)
+{
+    QString text = address;
+    const int end = text.indexOf(QRegularExpression(QStringLiteral("[?#]")));
+    if (end >= 0)
+        text = text.left(end + 1) + QStringLiteral("***");
+    const int at = text.lastIndexOf(QLatin1Char('@'));
+    return at < 0 ? text : QStringLiteral("***") + text.mid(at);
 }
 
 } // namespace
@@ -73,7 +86,7 @@ bool ServiceSettings::check(QString* error) const
     const QString wrong = whatIsWrongWith(address);
     if (!wrong.isEmpty()) {
         *error = QStringLiteral("%1 under [%2] in %3 is \"%4\", but %5.")
-                     .arg(apiUrl, service, fileName(), address, wrong);
+                     .arg(apiUrl, service, fileName(), shown(address), wrong);
         return false;
     }
     const QString quality = m_file.value(service, soundQuality);

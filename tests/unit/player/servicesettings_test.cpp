@@ -57,6 +57,10 @@ private Q_SLOTS:
         row("no host", "[qobuz]\napiUrl=https:///a/\nappId=1\nappSecret=2\n", "it names no host");
         row("no slash", "[qobuz]\napiUrl=https://h/a\nappId=1\nappSecret=2\n", "it has to end in a slash");
         row("query", "[qobuz]\napiUrl=https://h/?a=/\nappId=1\nappSecret=2\n", "neither a query nor");
+        row("password in the address", "[qobuz]\napiUrl=https://me:pw@h/a\nappId=1\nappSecret=2\n",
+            "is \"***@h/a\", but it has to end in a slash");
+        row("key in the address", "[qobuz]\napiUrl=https://h/a/?key=s3/\nappId=1\nappSecret=2\n",
+            "is \"https://h/a/?***\", but");
         row("invalid address", "[qobuz]\napiUrl=https://h:port/\nappId=1\nappSecret=2\n", "no valid URL");
         row("unknown quality", good + "soundQuality=best\n", "set it to one of: mp3, cd, hires96, hires192");
         row("no line of settings", "[qobuz]\nhello\n", "Line 2 of the settings file FILE is neither");
