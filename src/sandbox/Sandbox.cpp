@@ -148,6 +148,7 @@ void Sandbox::Private::answered(const httplib::Request& request, const httplib::
     const Connection& connection = WireServer::connection();
     const bool silent =
         connection.wireFault().kind == WireFault::Kind::Drop ||
+        connection.wireFault().kind == WireFault::Kind::Garbage ||
         (connection.wireFault().kind == WireFault::Kind::Reset && connection.wireFault().bytes < 0);
     const int status = silent ? 0 : response.status;
     recorder.answered(connection.recordId, status);

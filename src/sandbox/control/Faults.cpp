@@ -19,9 +19,11 @@ constexpr KindHelp kinds[] = {
     {"drop", "the connection closes without an answer"},
     {"reset", "bytes: the connection is reset after that much of the body; without bytes, before the answer"},
     {"drip", "bytes, interval_ms: the body comes in slices"},
+    {"stall", "bytes: nothing follows that much of the body, and the connection stays open"},
+    {"garbage", "what comes is no HTTP answer"},
     {"oversize", "bytes, chunked (true: without a length): a JSON answer with a body of that size"},
     {"not-json", "an answer with status 200 that is no JSON"},
-    {"body", "body (text, or any JSON), content_type: an answer with status 200 and that body"},
+    {"body", "body (text, or any JSON), content_type, status (200 unless given): an answer with that body"},
     {"redirect", "location, or host (the same target there), or neither: to itself, for ever; status"},
     {"rate-limit", "retry_after: status 429, with that many seconds in Retry-After"},
     {"expired-token", "status 401, as for a token that has expired"},
@@ -96,6 +98,10 @@ WireFault Fault::wire() const
         return {Kind::Reset, number("bytes", -1), 0};
     if (kind == "drip")
         return {Kind::Drip, number("bytes", 1), std::max(number("interval_ms", 10), 0)};
+    if (kind == "stall")
+        return {Kind::Stall, number("bytes", 0), 0};
+    if (kind == "garbage")
+        return {Kind::Garbage, 0, 0};
     return {};
 }
 
@@ -194,7 +200,8 @@ bool applyFault(const Fault& fault, const httplib::Request& request, httplib::Re
     }
     if (fault.kind == "body") {
         const Json body = fault.parameters.value("body", Json());
-        answer(response, 200, body.is_string() ? body.get<std::string>() : body.dump(),
+        answer(response, fault.number("status", 200),
+               body.is_string() ? body.get<std::string>() : body.dump(),
                fault.text("content_type", "application/json").c_str());
         return true;
     }

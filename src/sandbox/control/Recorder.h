@@ -21,7 +21,7 @@ struct RequestRecord
     std::vector<std::pair<std::string, std::string>> query;   ///< decoded, in the received order
     std::vector<std::pair<std::string, std::string>> headers; ///< in the received order
     std::int64_t atMs = 0;                                    ///< since the epoch
-    int status = 0; ///< 0 while unanswered, and when the connection was dropped instead
+    int status = 0; ///< 0 while unanswered, and when no HTTP answer was sent
 };
 
 /// Keeps the latest requests. Safe to use from any thread.

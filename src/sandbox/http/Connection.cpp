@@ -15,6 +15,7 @@ constexpr int transferTimeoutMs = 30000;
 constexpr std::size_t largestHeadBytes = 64 * 1024;
 /// Answers up to this size leave with their head in one send.
 constexpr std::size_t gatheredBytes = 64 * 1024;
+constexpr std::string_view garbage = "220 mail.example is ready\r\n";
 
 void describe(const sockaddr_in& address, std::string& ip, int& port)
 {
@@ -155,6 +156,13 @@ bool Connection::sendFaulty()
         if (m_fault.bytes >= 0)
             send(m_output.data(), headBytes + allowed, 0);
         resetOnClose();
+        return false;
+    case WireFault::Kind::Stall:
+        send(m_output.data(), headBytes + allowed, 0);
+        wait(POLLIN, -1);
+        return false;
+    case WireFault::Kind::Garbage:
+        send(garbage.data(), garbage.size(), 0);
         return false;
     case WireFault::Kind::Drip:
         break;

@@ -18,6 +18,9 @@ struct WireFault
         Reset, ///< it is reset (RST) after `bytes` of the body; before the first byte of all when `bytes` is
                ///< negative
         Drip,  ///< the body comes in slices of `bytes`, `intervalMs` apart
+        Stall, ///< nothing follows `bytes` of the body, and the connection stays open until the client has
+               ///< had enough
+        Garbage, ///< what comes instead is no HTTP answer
     };
     Kind kind = Kind::None;
     std::int64_t bytes = 0;

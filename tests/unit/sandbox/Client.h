@@ -127,6 +127,13 @@ public:
 
     bool connected() const { return m_connected; }
     void send(const std::string& bytes) { ::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    /// What comes next, at least a byte; empty at the end of the connection.
+    std::string receiveSome()
+    {
+        char block[4096];
+        const ssize_t got = ::recv(m_socket, block, sizeof block, 0);
+        return std::string(block, got > 0 ? std::size_t(got) : 0);
+    }
     /// Reads to the end of the connection.
     RawAnswer receive()
     {

@@ -96,6 +96,31 @@ private Q_SLOTS:
         QVERIFY(announcedBytes(answer) > 77);
     }
 
+    void stallSendsAPartAndKeepsTheConnectionOpen()
+    {
+        QCOMPARE(arm({{"kind", "stall"}, {"bytes", 20}}), 200);
+        RawClient client(m_client.port());
+        client.send(genreList);
+        RawAnswer answer;
+        std::string some;
+        while (answer.body().size() < 20 && !(some = client.receiveSome()).empty())
+            answer.bytes += some;
+        QCOMPARE(answer.body().size(), std::size_t(20));
+        QVERIFY(announcedBytes(answer) > 20);
+        // What the client says next is not answered: it ends the connection.
+        client.send(genreList);
+        QVERIFY(client.receive().bytes.empty());
+    }
+
+    void garbageIsNoHttp()
+    {
+        QCOMPARE(arm({{"kind", "garbage"}}), 200);
+        const RawAnswer answer = raw();
+        QVERIFY(!answer.bytes.empty());
+        QVERIFY(answer.bytes.find("HTTP/") == std::string::npos);
+        QVERIFY(!m_client.api("genre/list?limit=1")->body.empty());
+    }
+
     void dripSendsTheWholeBodyInPieces()
     {
         const std::string whole = m_client.api("genre/list")->body;
@@ -179,6 +204,10 @@ private Q_SLOTS:
         QCOMPARE(m_client.api("genre/list")->body, std::string("{\"genres\":null}"));
         QCOMPARE(arm({{"kind", "body"}, {"body", "\xEF\xBB\xBF[1"}}), 200);
         QCOMPARE(m_client.api("genre/list")->body, std::string("\xEF\xBB\xBF[1"));
+        QCOMPARE(arm({{"kind", "body"}, {"body", {1, 2}}, {"status", 503}}), 200);
+        const auto failed = m_client.api("genre/list");
+        QCOMPARE(failed->status, 503);
+        QCOMPARE(failed->body, std::string("[1,2]"));
     }
 
     void redirectNamesItsTarget_data()
