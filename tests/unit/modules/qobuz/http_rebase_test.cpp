@@ -135,6 +135,8 @@ private Q_SLOTS:
         QTest::newRow("a trailing dot") << QByteArray("http://www2.qobuz.com./");
         QTest::newRow("the suffix in the path") << QByteArray("http://www.example/www2.qobuz.com");
         QTest::newRow("the suffix in the user") << QByteArray("http://www2.qobuz.com@www.example/");
+        QTest::newRow("an address with the suffix for a zone")
+            << QByteArray("http://[2001:db8::1%25.qobuz.com]/");
         QTest::newRow("the current host") << QByteArray("http://api.qobuz.com/elsewhere/");
         QTest::newRow("the current host with another port") << QByteArray("https://api.qobuz.com:1/");
         QTest::newRow("a path") << QByteArray("/www2.qobuz.com");
