@@ -185,6 +185,8 @@ bool PelkUrl::parseAuthority(const QByteArray& authority)
             return false;
         port = host.mid(close + 2);
         host = host.mid(1, close - 1);
+        if (!host.contains(':')) // without, it would be another host once it is written out again
+            return false;
     } else {
         const int colon = host.indexOf(':');
         if (colon >= 0) {

@@ -87,6 +87,7 @@ private Q_SLOTS:
         QTest::newRow("angle bracket in the host") << QByteArray("http://<host>/");
         QTest::newRow("backslash in the host") << QByteArray("http://good.example\\.evil.example/");
         QTest::newRow("open bracket") << QByteArray("http://[::1/");
+        QTest::newRow("a name in brackets") << QByteArray("http://[v1.example]/");
         QTest::newRow("text after the bracket") << QByteArray("http://[::1]x/");
         QTest::newRow("two colons") << QByteArray("http://a:1:2/");
         QTest::newRow("line feed") << QByteArray("http://host/\nX: y");
