@@ -355,7 +355,7 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         client->sandbox().stop();
-        QVERIFY(timer.elapsed() < 1000);
+        QVERIFY(timer.elapsed() < 30000); // half of the delay
         idle.receive();
     }
 
