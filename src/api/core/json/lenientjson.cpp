@@ -169,9 +169,11 @@ bool LenientJson::readEscape(QString* text)
         m_at += 5;
         return true;
     }
-    const char* const known = letter == '\0' ? nullptr : std::strchr(letters, letter);
-    if (atEnd() || static_cast<unsigned char>(letter) >= 0x80)
+    if (atEnd())
         return fail("illegal escape sequence");
+    if (static_cast<unsigned char>(letter) >= 0x80)
+        return true; // read with what follows
+    const char* const known = letter == '\0' ? nullptr : std::strchr(letters, letter);
     *text += QLatin1Char(known ? meanings[known - letters] : letter);
     ++m_at;
     return true;

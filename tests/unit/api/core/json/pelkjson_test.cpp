@@ -75,6 +75,7 @@ private Q_SLOTS:
         row("\xEF\xBB\xBF{\"a\":1}", object({{"a", 1LL}}));
         row("\xEF\xBB\xBF[9223372036854775808]", QVariantList({QVariant::fromValue(9223372036854775808ULL)}));
         row("[\"a\nb\"]", QVariantList({text("a\nb")}));
+        row("[\"a\\'\\\xC3\xA9\\q\"]", QVariantList({text("a'éq")}));
     }
 
     void aValidTextIsRead()
