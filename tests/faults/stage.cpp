@@ -128,7 +128,7 @@ bool Stage::disarm()
 
 Json Stage::control(const char* path)
 {
-    const auto answer = m_http->Get((std::string("/control/") + path).c_str());
+    const auto answer = m_http->Get(std::string("/control/") + path);
     return answer ? Json::parse(answer->body, nullptr, false) : Json();
 }
 
