@@ -6,6 +6,8 @@
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
+
 namespace {
 
 QString module(const char* name)
@@ -90,13 +92,13 @@ private Q_SLOTS:
         ModuleLoader loader(&root);
         QCOMPARE(loader.load(module("good")), QString());
         const CMGetRowsRequest request(CMPath(QStringLiteral("test:")), 0, 9, {PelkRoles::Title()});
-        QThread* answering = nullptr;
+        std::atomic<QThread*> answering{nullptr}; // told to watchers after those who wait
         request.reply().addWatcher([&](const CMVoidReply&) { answering = QThread::currentThread(); },
                                    Qt::DirectConnection);
         root.getRowsRequest(request);
         QVERIFY(request.reply().waitForFinished(5000));
         QCOMPARE(request.reply().value().rowsCount(), 2);
-        QTRY_VERIFY(answering);
+        QTRY_VERIFY(answering.load());
         QVERIFY(answering != QThread::currentThread());
     }
 
