@@ -63,8 +63,6 @@ public:
         return found;
     }
 
-    TestHttpServer server;
-
 private:
     struct Held
     {
@@ -104,6 +102,9 @@ private:
     std::mutex m_mutex;
     std::map<QByteArray, int> m_counts;
     std::map<QByteArray, Held> m_held;
+
+public:
+    TestHttpServer server; // the last, so that its threads end before what they use
 };
 
 struct Asked
