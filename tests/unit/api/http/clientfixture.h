@@ -11,7 +11,7 @@
 /// A client whose requests put their results in a list, in the order of their callbacks.
 struct ClientFixture
 {
-    ClientFixture() { options.setTimeoutMs(5000); }
+    ClientFixture() { options.setTimeoutMs(15000); }
 
     HttpClient::Callback collect()
     {
