@@ -17,6 +17,9 @@ add_link_options(-Wl,--as-needed)
 if(PELK_SANITIZE)
     add_compile_options(-fsanitize=${PELK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${PELK_SANITIZE})
+    if(PELK_SANITIZE MATCHES thread)
+        add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-include${CMAKE_SOURCE_DIR}/tests/support/qtraces/sharedcount.h>")
+    endif()
 else()
     # Under a sanitizer, shared libraries leave its run time to the program that loads them.
     add_link_options(-Wl,--no-undefined)
@@ -73,13 +76,16 @@ function(pelk_records target macro)
 endfunction()
 
 # What every test runs with, beside a home of its own.
-set(PELK_TEST_ENVIRONMENT "LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1")
+set(PELK_TEST_ENVIRONMENT "LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1:history_size=4:io_sync=0")
 # How many times longer a test may take here than on the machine that it is built for.
 set(PELK_TEST_SLOWDOWN 1)
 if(CMAKE_CROSSCOMPILING)
     string(APPEND PELK_TEST_ENVIRONMENT ";PELK_TEST_EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}")
     set(PELK_TEST_SLOWDOWN 10)
 endif()
+
+# Builds the tests with the label "threads": those that are run under ThreadSanitizer.
+add_custom_target(threads)
 
 # pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [LONG_TIMEOUT s]): a Qt Test program, run by
 # CTest in a scratch home with a watchdog. With LONG_TIMEOUT it is registered once more, as NAME_long with the label
@@ -89,8 +95,15 @@ function(pelk_test name)
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     pelk_flags(${name})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
+    if(PELK_SANITIZE MATCHES thread)
+        target_link_libraries(${name} PRIVATE -Wl,--no-as-needed pelk_qtraces -Wl,--as-needed)
+    endif()
     target_link_libraries(${name} PRIVATE Qt5::Test ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    list(APPEND arg_LABELS ${PELK_TEST_LABELS}) # of all tests of the folder
+    if("threads" IN_LIST arg_LABELS)
+        add_dependencies(threads ${name})
+    endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()

@@ -26,7 +26,11 @@ constexpr int rounds = 10;
 // Idle connections that the HTTP client holds on to, and a pair of libcurl's own.
 constexpr int keptSockets = 16 + 2;
 
-#ifdef PELK_SANITIZER_ALLOCATOR
+#ifdef __SANITIZE_THREAD__
+constexpr bool memoryIsBounded = false;
+constexpr int shortCount = 2000; // for races, which take one meeting and not many
+constexpr int shortestWarmUp = 500;
+#elif defined(PELK_SANITIZER_ALLOCATOR)
 constexpr bool memoryIsBounded = false;
 constexpr int shortCount = 10000; // all takes several times the time
 constexpr int shortestWarmUp = 2000;

@@ -12,7 +12,8 @@
 #endif
 
 #ifdef PELK_SANITIZER_ALLOCATOR
-#include <sanitizer/allocator_interface.h>
+// GCC installs no header for it.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // NOLINT(bugprone-reserved-identifier)
 #endif
 
 /// How many bytes of the heap are in use, in all threads; blocks that the allocator keeps for the next
