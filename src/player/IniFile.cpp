@@ -1,8 +1,8 @@
 #include "player/IniFile.h"
 
-#include <QDir>
+#include "api/core/model/cmsavefile.h"
+
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTextCodec>
 
 namespace {
@@ -73,17 +73,10 @@ bool IniFile::load(QString* error)
 
 bool IniFile::save(QString* error) const
 {
-    QDir().mkpath(QFileInfo(m_fileName).absolutePath());
-    QSaveFile file(m_fileName);
     const QByteArray text = (m_lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
-    // The permissions are set before anything is in the file, since it holds a secret. Flushed before the
-    // commit, which does not look at what comes of its own flush: on a full disk it would put an empty file
-    // in the place of the old one.
-    if (!file.open(QIODevice::WriteOnly) ||
-        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
-        file.write(text) != text.size() || !file.flush() || !file.commit()) {
-        *error =
-            QStringLiteral("The settings file %1 cannot be written: %2.").arg(m_fileName, file.errorString());
+    QString reason;
+    if (!cmSaveFile(m_fileName, text, QFileDevice::ReadOwner | QFileDevice::WriteOwner, &reason)) {
+        *error = QStringLiteral("The settings file %1 cannot be written: %2.").arg(m_fileName, reason);
         return false;
     }
     return true;

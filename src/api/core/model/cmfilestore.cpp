@@ -1,32 +1,16 @@
 #include "api/core/model/cmfilestore.h"
 
 #include "api/core/json/pelkjson.h"
+#include "api/core/model/cmsavefile.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
 // A store is a handful of records; whatever is larger was not written here.
 constexpr qint64 maximumSizeBytes = 1024 * 1024;
-
-/// A file that replaces another survives a power cut once its folder is on disk too. Not every file system
-/// can be asked; one that cannot is no failure.
-void keepName(const QString& folder)
-{
-    const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return;
-    ::fsync(descriptor);
-    ::close(descriptor);
-}
 
 } // namespace
 
@@ -80,18 +64,12 @@ bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* err
 {
     QVariantHash values = m_values;
     values.insert(path.toString(), value.variant());
-    QDir().mkpath(QFileInfo(m_fileName).absolutePath());
-    QSaveFile file(m_fileName);
-    // The permissions are set before anything is in the file, since it may hold a secret.
+    QString reason;
     const QByteArray text = QJsonDocument(QJsonObject::fromVariantHash(values)).toJson();
-    // Flushed before the commit, which does not look at what comes of its own flush: on a full disk it would
-    // put an empty file in the place of the old one.
-    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(m_permissions) ||
-        file.write(text) != text.size() || !file.flush() || !file.commit()) {
-        *error = QStringLiteral("%1 cannot be written: %2.").arg(m_fileName, file.errorString());
+    if (!cmSaveFile(m_fileName, text, m_permissions, &reason)) {
+        *error = QStringLiteral("%1 cannot be written: %2.").arg(m_fileName, reason);
         return false;
     }
-    keepName(QFileInfo(m_fileName).absolutePath());
     m_values = values;
     return true;
 }
