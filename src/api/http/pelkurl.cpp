@@ -2,6 +2,8 @@
 
 #include "api/types/utf8.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <ostream>
 #include <string_view>
@@ -114,11 +116,11 @@ int schemeLength(const QByteArray& text)
     return 0;
 }
 
-bool isHostText(const QByteArray& host, bool bracketed)
+bool isHostText(const QByteArray& host)
 {
-    return std::all_of(host.begin(), host.end(), [bracketed](char c) {
+    return std::all_of(host.begin(), host.end(), [](char c) {
         const bool foreign = static_cast<unsigned char>(c) >= 0x80;
-        return isUnreserved(c) || foreign || c == '%' || isOneOf(c, subDelims) || (bracketed && c == ':');
+        return isUnreserved(c) || foreign || c == '%' || isOneOf(c, subDelims);
     });
 }
 
@@ -131,7 +133,7 @@ PelkUrl::PelkUrl(const QString& url)
 
 PelkUrl PelkUrl::fromEncoded(const QByteArray& url)
 {
-    const auto isControl = [](char c) { return (c >= 0 && c < 0x20) || c == 0x7f; };
+    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
     if (std::any_of(url.begin(), url.end(), isControl))
         return {};
 
@@ -185,7 +187,8 @@ bool PelkUrl::parseAuthority(const QByteArray& authority)
             return false;
         port = host.mid(close + 2);
         host = host.mid(1, close - 1);
-        if (!host.contains(':')) // without, it would be another host once it is written out again
+        in6_addr address;
+        if (inet_pton(AF_INET6, host.constData(), &address) != 1)
             return false;
     } else {
         const int colon = host.indexOf(':');
@@ -195,7 +198,7 @@ bool PelkUrl::parseAuthority(const QByteArray& authority)
         }
     }
     const bool digits = std::all_of(port.begin(), port.end(), [](char c) { return c >= '0' && c <= '9'; });
-    if (!digits || !isHostText(host, bracketed))
+    if (!digits || (!bracketed && !isHostText(host)))
         return false;
     if (!port.isEmpty()) {
         bool fits = false;

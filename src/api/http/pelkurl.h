@@ -28,9 +28,10 @@ public:
     PelkUrl() = default;
     /// As fromEncoded with the text's UTF-8.
     explicit PelkUrl(const QString& url);
-    /// Reads a URL. One with control characters, a port that is no number below 65536, or a host with
-    /// characters that no host can have, does not parse and gives an empty PelkUrl. Other odd text is a
-    /// relative path and has no host.
+    /// Reads a URL. One with control characters, a port that is no number below 65536, a host with characters
+    /// that no host can have, or brackets around anything but an IPv6 address (RFC 3986; no zone, which is
+    /// any text), does not parse and gives an empty PelkUrl. Other odd text is a relative path and has no
+    /// host.
     static PelkUrl fromEncoded(const QByteArray& url);
 
     /// True when every part is empty, as from an empty text or from one that does not parse.

@@ -22,13 +22,6 @@ const QString& domainSuffix()
     return suffix;
 }
 
-/// A name below the service's own domain. An address in brackets is none, though its zone may be any text and
-/// so may end like one.
-bool isServiceHost(const QString& host)
-{
-    return host.endsWith(domainSuffix()) && !host.contains(QLatin1Char(':'));
-}
-
 /// The name of a function of the interface in log lines. In front of the class's own types among the
 /// parameters GCC leaves the class out, Clang does not.
 std::string scopedFunction(const char* signature)
@@ -104,7 +97,7 @@ void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResul
     const PelkUrl effective =
         PelkUrl::fromEncoded(result.headers().value(QStringLiteral("X-PelkEfectiveUrl"), QString()).toUtf8());
     if (result.url().host() == m_connectBaseUrl.host() && effective.host() != m_connectBaseUrl.host() &&
-        isServiceHost(effective.host())) {
+        effective.host().endsWith(domainSuffix())) {
         PelkUrl base;
         base.setScheme(effective.scheme());
         base.setHost(effective.host());

@@ -99,15 +99,15 @@ private Q_SLOTS:
         QCOMPARE(PelkUrl(result.headers().value(effectiveUrl)).host(), QStringLiteral("LocalHost"));
     }
 
-    void aRedirectToAnotherSchemeIsRefused_data()
+    void aRedirectToWhatIsNoHttpUrlIsRefused_data()
     {
         QTest::addColumn<QString>("location");
-        for (const char* location :
-             {"file:///etc/passwd", "ftp://127.0.0.1/x", "javascript:alert(1)", "http://"})
+        for (const char* location : {"file:///etc/passwd", "ftp://127.0.0.1/x", "javascript:alert(1)",
+                                     "http://", "http://[fe80::1%25.example.com]/"})
             QTest::newRow(location) << QString::fromUtf8(location);
     }
 
-    void aRedirectToAnotherSchemeIsRefused()
+    void aRedirectToWhatIsNoHttpUrlIsRefused()
     {
         QFETCH(QString, location);
         TestHttpServer server;

@@ -40,7 +40,7 @@ private Q_SLOTS:
         row("http://u:p%40@h:8080/x?a=1#f?/", "http", "u:p%40", "h", 8080, "/x", {item("a", "1")}, "f?/");
         row("http://a@b@c/", "http", "a@b", "c", -1, "/", none, "");
         row("http://[::1]:80/", "http", "", "::1", 80, "/", none, "");
-        row("http://[FE80::1%25eth0]", "http", "", "FE80::1%25eth0", -1, "", none, "");
+        row("http://[FE80::1]", "http", "", "FE80::1", -1, "", none, "");
         row("http://h:/", "http", "", "h", -1, "/", none, "");
         row("http://h:65535/", "http", "", "h", 65535, "/", none, "");
         row("http://höst/", "http", "", "höst", -1, "/", none, "");
@@ -88,6 +88,8 @@ private Q_SLOTS:
         QTest::newRow("backslash in the host") << QByteArray("http://good.example\\.evil.example/");
         QTest::newRow("open bracket") << QByteArray("http://[::1/");
         QTest::newRow("a name in brackets") << QByteArray("http://[v1.example]/");
+        QTest::newRow("an address with a zone") << QByteArray("http://[fe80::1%25eth0]/");
+        QTest::newRow("an address of version 4 in brackets") << QByteArray("http://[127.0.0.1]/");
         QTest::newRow("text after the bracket") << QByteArray("http://[::1]x/");
         QTest::newRow("two colons") << QByteArray("http://a:1:2/");
         QTest::newRow("line feed") << QByteArray("http://host/\nX: y");
