@@ -15,7 +15,7 @@ inline QString textOfUtf8(const char* bytes, int size)
         bytes += 3;
         size -= 3;
     }
-    return marks + QString::fromUtf8(bytes, size);
+    return marks + QString::fromUtf8(bytes, qMax(size, 0)); // Qt would take -1 for a text that ends in a null
 }
 
 inline QString textOfUtf8(const QByteArray& bytes)
