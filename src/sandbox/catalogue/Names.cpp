@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cwctype>
+#include <initializer_list>
 
 namespace sandbox::names {
 namespace {
@@ -40,6 +41,16 @@ std::string join(Draw& draw, const char* const (&syllables)[N], int count)
     return word;
 }
 
+/// The parts in one text. They are drawn in the order in which they are written down, as the elements of an
+/// initialiser list are; the operands of a plus sign have no order, and every compiler takes its own.
+std::string text(std::initializer_list<std::string> parts)
+{
+    std::string all;
+    for (const std::string& part : parts)
+        all += part;
+    return all;
+}
+
 /// An invented word in the script. Latin words start with a capital.
 std::string word(Draw& draw, Script script)
 {
@@ -66,23 +77,23 @@ std::string word(Draw& draw, Script script)
 std::string plainTitle(Draw& draw, Script script)
 {
     if (script != Script::Latin && script != Script::Emoji)
-        return word(draw, script) + (draw.once(2) ? " " + word(draw, script) : std::string());
+        return text({word(draw, script), draw.once(2) ? " " + word(draw, script) : std::string()});
     std::string title;
     switch (draw.below(6)) {
     case 0:
-        title = std::string(draw.of(adjectives)) + " " + draw.of(nouns);
+        title = text({draw.of(adjectives), " ", draw.of(nouns)});
         break;
     case 1:
-        title = std::string(draw.of(nouns)) + " of " + word(draw, script);
+        title = text({draw.of(nouns), " of ", word(draw, script)});
         break;
     case 2:
-        title = "The " + std::string(draw.of(adjectives)) + " " + word(draw, script);
+        title = text({"The ", draw.of(adjectives), " ", word(draw, script)});
         break;
     case 3:
-        title = word(draw, script) + " " + draw.of(verbs);
+        title = text({word(draw, script), " ", draw.of(verbs)});
         break;
     case 4:
-        title = word(draw, script) + ", " + draw.of(nouns);
+        title = text({word(draw, script), ", ", draw.of(nouns)});
         break;
     default:
         title = word(draw, script);
@@ -163,7 +174,7 @@ std::string artist(Draw& draw, Script script)
     const std::string first = word(draw, script);
     const std::string second = word(draw, script);
     if (script == Script::Emoji)
-        return draw.of(emoji) + (" " + first + " ") + draw.of(emoji);
+        return text({draw.of(emoji), " ", first, " ", draw.of(emoji)});
     if (script == Script::Japanese)
         return first + "・" + second;
     if (script == Script::Latin && draw.once(5))
@@ -183,25 +194,23 @@ std::string title(Draw& draw, Script script)
         return title;
     }
     if (rare < 6)
-        return "\"" + plainTitle(draw, script) + "\" <b>&amp; 100% + \\" + word(draw, script) + "/#?=";
+        return text({"\"", plainTitle(draw, script), "\" <b>&amp; 100% + \\", word(draw, script), "/#?="});
     return plainTitle(draw, script);
 }
 
 std::string label(Draw& draw)
 {
-    return word(draw, Script::Latin) + (draw.once(2) ? " Records" : " Editions");
+    return text({word(draw, Script::Latin), draw.once(2) ? " Records" : " Editions"});
 }
 
 std::string prose(Draw& draw, int sentences)
 {
-    std::string text;
-    for (int i = 0; i < sentences; ++i) {
-        text += i == 0 ? "The " : " The ";
-        text += names::folded(draw.of(adjectives));
-        text += " " + names::folded(draw.of(nouns)) + " " + draw.of(verbs) + " the ";
-        text += names::folded(draw.of(nouns)) + " of " + word(draw, Script::Latin) + ".";
-    }
-    return text;
+    std::string all;
+    for (int i = 0; i < sentences; ++i)
+        all +=
+            text({i == 0 ? "The " : " The ", folded(draw.of(adjectives)), " ", folded(draw.of(nouns)), " ",
+                  draw.of(verbs), " the ", folded(draw.of(nouns)), " of ", word(draw, Script::Latin), "."});
+    return all;
 }
 
 std::string slug(const std::string& name)

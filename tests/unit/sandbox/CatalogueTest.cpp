@@ -3,6 +3,7 @@
 #include "sandbox/catalogue/Library.h"
 #include "sandbox/catalogue/Search.h"
 
+#include <QCryptographicHash>
 #include <QtTest>
 
 #include <set>
@@ -34,6 +35,22 @@ private Q_SLOTS:
             equal += other.artistName(i) == m_catalogue.artistName(i);
         QVERIFY(equal < 50);
         QVERIFY(other.albumId(0) != m_catalogue.albumId(0));
+    }
+
+    void isTheSameWithEveryCompilerAndOnEveryMachine()
+    {
+        QCryptographicHash names(QCryptographicHash::Md5);
+        const auto add = [&names](const std::string& text) { names.addData(QByteArray::fromStdString(text)); };
+        for (int i = 0; i < Catalogue::artistCount; ++i)
+            add(m_catalogue.artistName(i));
+        for (int i = 0; i < Catalogue::albumCount; ++i)
+            add(m_catalogue.albumTitle(i));
+        for (int i = 0; i < Catalogue::playlistCount; ++i)
+            add(m_catalogue.playlistName(i));
+        Draw draw(1, Purpose::Album, 1);
+        add(names::label(draw));
+        add(names::prose(draw, 100));
+        QCOMPARE(names.result().toHex(), QByteArray("b74f50d90588b72c47ea7c7b7e46a596"));
     }
 
     void isAsLargeAsPromised()
