@@ -25,6 +25,9 @@ public:
     {
         m_http.set_keep_alive(true);
         m_http.set_tcp_nodelay(true);
+        // Audio is encoded when it is first asked for, which takes its time on a busy machine or under an
+        // emulator.
+        m_http.set_read_timeout(60);
     }
 
     bool started() const { return m_started; }

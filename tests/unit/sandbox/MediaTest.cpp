@@ -168,6 +168,7 @@ private Q_SLOTS:
         QFETCH(int, format);
         const Json json = fileUrl(m_client.trackOfKind(kind.toStdString()), format);
         const auto file = m_client.http().Get(m_client.local(json["url"]));
+        QVERIFY2(file, httplib::to_string(file.error()).c_str());
         QCOMPARE(file->status, 200);
         QCOMPARE(file->get_header_value("Content-Type"), json["mime_type"].get<std::string>());
         QCOMPARE(file->get_header_value("Content-Length"), std::to_string(file->body.size()));
