@@ -90,7 +90,7 @@ public:
     void acceptLoop();
     void serve(int fd, int number);
     bool receive(int fd, QByteArray& buffer, Request& request);
-    Response answerFor(const Request& request);
+    Handler answerFor(const QByteArray& path);
     bool respond(int fd, const Request& request, const Response& response, int releasesBefore);
     bool sendAll(int fd, const char* data, int size);
     bool pause(int ms);
@@ -170,13 +170,17 @@ void TestHttpServer::Private::serve(int fd, int number)
     request.connection = number;
     while (receive(fd, buffer, request)) {
         int releasesBefore = 0;
+        Handler answer;
         {
+            // Who has seen the request come knows that it has its answer, and that the next one gets the
+            // next.
             const std::lock_guard<std::mutex> lock(mutex);
             received.append(request);
             releasesBefore = releases;
+            answer = answerFor(request.path);
         }
         changed.notify_all();
-        if (!respond(fd, request, answerFor(request), releasesBefore))
+        if (!respond(fd, request, answer(request), releasesBefore))
             break;
         request = Request();
         request.connection = number;
@@ -219,20 +223,19 @@ bool TestHttpServer::Private::receive(int fd, QByteArray& buffer, Request& reque
     }
 }
 
-TestHttpServer::Response TestHttpServer::Private::answerFor(const Request& request)
+/// How a request for the path is answered. Called under the lock; what it gives is called without.
+TestHttpServer::Handler TestHttpServer::Private::answerFor(const QByteArray& path)
 {
-    Handler ask;
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        const auto queue = queued.find(request.path);
-        if (queue != queued.end() && !queue->isEmpty())
-            return queue->takeFirst();
-        const auto found = fixed.constFind(request.path);
-        if (found != fixed.constEnd())
-            return *found;
-        ask = handler;
-    }
-    return ask ? ask(request) : text(QByteArrayLiteral("nothing here"), 404);
+    const auto always = [](const Response& response) {
+        return [response](const Request&) { return response; };
+    };
+    const auto queue = queued.find(path);
+    if (queue != queued.end() && !queue->isEmpty())
+        return always(queue->takeFirst());
+    const auto found = fixed.constFind(path);
+    if (found != fixed.constEnd())
+        return always(*found);
+    return handler ? handler : always(text(QByteArrayLiteral("nothing here"), 404));
 }
 
 /// Sends the answer; false when the connection is to be closed.
