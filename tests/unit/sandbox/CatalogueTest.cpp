@@ -40,7 +40,9 @@ private Q_SLOTS:
     void isTheSameWithEveryCompilerAndOnEveryMachine()
     {
         QCryptographicHash names(QCryptographicHash::Md5);
-        const auto add = [&names](const std::string& text) { names.addData(QByteArray::fromStdString(text)); };
+        const auto add = [&names](const std::string& text) {
+            names.addData(QByteArray::fromStdString(text));
+        };
         for (int i = 0; i < Catalogue::artistCount; ++i)
             add(m_catalogue.artistName(i));
         for (int i = 0; i < Catalogue::albumCount; ++i)
