@@ -44,10 +44,9 @@ void goesWhereItSays(const PelkUrl& url)
     CURLU* reading = curl_url();
     if (curl_url_set(reading, CURLUPART_URL, url.toEncoded().constData(), CURLU_PATH_AS_IS) == CURLUE_OK) {
         const QByteArray host = part(reading, CURLUPART_HOST);
-        require(!isName(host) ||
-                    QByteArray::fromPercentEncoding(url.host().toUtf8()).toLower() == host.toLower() ||
-                    QByteArray::fromPercentEncoding(host) ==
-                        QByteArray::fromPercentEncoding(url.host().toUtf8()),
+        const QByteArray written = PelkUrl::fromEncoded(url.toEncoded()).host().toUtf8();
+        const QByteArray meant = QByteArray::fromPercentEncoding(written);
+        require(!isName(host) || meant == host || meant == QByteArray::fromPercentEncoding(host),
                 "The host that is connected to is the URL's.", QString::fromUtf8(host));
         const QByteArray port = part(reading, CURLUPART_PORT);
         require(port.isEmpty() ? url.port() <= 0 : port.toInt() == url.port(), "So is the port.",

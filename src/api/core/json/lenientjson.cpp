@@ -213,8 +213,12 @@ bool LenientJson::readNumber(QVariant* value)
         if (!fits)
             *value = text.toULongLong(&fits);
     }
-    if (!fits)
-        *value = text.toDouble(&fits);
+    if (!fits) {
+        // What is closer to nought than any number counts as nought.
+        const double number = text.toDouble(&fits);
+        fits = fits || number == 0.0;
+        *value = number;
+    }
     return fits || fail("illegal number");
 }
 
