@@ -8,7 +8,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSet>
 
 #ifdef PELK_SANITIZER_ALLOCATOR
 #include <sanitizer/lsan_interface.h>
@@ -39,12 +38,16 @@ bool isSame(const QVariant& value, const QJsonValue& other)
     default: {
         const QVariantHash hash = value.toHash();
         const QJsonObject object = other.toObject();
-        QSet<QString> keys;
-        for (auto field = object.begin(); field != object.end(); ++field)
-            keys.insert(field.key());
-        if (keys.size() !=
-            object.size()) // QJsonDocument overlooks some equal keys beside ones that are not ASCII
-            return hash.size() == keys.size();
+        // Beside a key that is not ASCII it overlooks equal keys, and takes different ones for equal.
+        bool mixed = false;
+        bool known = true;
+        for (auto field = object.begin(); field != object.end(); ++field) {
+            const QString key = field.key();
+            mixed = mixed || QString::fromLatin1(key.toLatin1()) != key || key.toUtf8().size() != key.size();
+            known = known && hash.contains(key);
+        }
+        if (mixed)
+            return known;
         bool same = value.userType() == QMetaType::QVariantHash && hash.size() == object.size();
         for (auto field = object.begin(); same && field != object.end(); ++field)
             same = hash.contains(field.key()) && isSame(hash.value(field.key()), field.value());
