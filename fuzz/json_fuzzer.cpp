@@ -43,7 +43,7 @@ bool isSame(const QVariant& value, const QJsonValue& other)
         bool known = true;
         for (auto field = object.begin(); field != object.end(); ++field) {
             const QString key = field.key();
-            mixed = mixed || QString::fromLatin1(key.toLatin1()) != key || key.toUtf8().size() != key.size();
+            mixed = mixed || key.toUtf8().size() != key.size();
             known = known && hash.contains(key);
         }
         if (mixed)
