@@ -1,15 +1,12 @@
 // Texts that a service sends and a person reads: as arguments of a translated text, in a terminal, and as
 // JSON.
 
+#include "api/core/json/pelkjson.h"
 #include "api/types/trstring.h"
 #include "fuzz/input.h"
 #include "player/RowJson.h"
 #include "player/RowTable.h"
 #include "player/TextWidth.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace {
 
@@ -56,10 +53,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     RowPage page;
     page.rows = {row, row};
-    const QJsonArray rows =
-        QJsonDocument::fromJson(rowsToJson(page)).object().value(QStringLiteral("rows")).toArray();
+    PelkError error;
+    const QVariantList rows =
+        PelkJson::parse(rowsToJson(page), error).toHash().value(QStringLiteral("rows")).toList();
     require(rows.size() == 2, "Rows are JSON, whatever they hold.");
-    require(!isWellFormed(title) || rows.at(0).toObject().value(QStringLiteral("title")).toString() == title,
+    require(!isWellFormed(title) || rows.at(0).toHash().value(QStringLiteral("title")).toString() == title,
             "A title comes back from JSON.");
     return 0;
 }
