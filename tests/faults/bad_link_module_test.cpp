@@ -1,12 +1,12 @@
 #include "api/http/httpclient.h"
 #include "tests/module/browsefixture.h"
 #include "tests/support/badlink.h"
+#include "tests/support/figures.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QtTest>
 
-#include <cstdio>
 #include <memory>
 
 /// The real module with a bad link between it and its service. PELK_TEST_LONG makes the outage a minute long,
@@ -167,10 +167,10 @@ private Q_SLOTS:
         QVERIFY2(withRows >= requests - 2, qPrintable(QString::number(withRows)));
         QTRY_VERIFY(nothingIsOpen());
         const BadLink::Counters counters = m_link->counters();
-        std::printf("%s: %d of %d requests had their rows within %.1f s (%d connections, %lld segments, %lld "
-                    "lost)\n",
-                    QTest::currentDataTag(), withRows, requests, double(elapsedMs) / 1000,
-                    counters.connections, qlonglong(counters.segments), qlonglong(counters.lost));
+        printFigures("%s: %d of %d requests had their rows within %.1f s (%d connections, %lld segments, "
+                     "%lld lost)",
+                     QTest::currentDataTag(), withRows, requests, double(elapsedMs) / 1000,
+                     counters.connections, qlonglong(counters.segments), qlonglong(counters.lost));
         m_link->setLoss(0);
         m_link->setLatencyMs(0);
         askOnceMore();
@@ -190,8 +190,8 @@ private Q_SLOTS:
         if (m_long) {
             QTRY_VERIFY_WITH_TIMEOUT(allAnswered(), answerLimitMs);
             QVERIFY(timer.elapsed() >= requestLimitMs - 1000);
-            std::printf("an outage of a minute: all requests were answered after %.1f s\n",
-                        double(timer.elapsed()) / 1000);
+            printFigures("an outage of a minute: all requests were answered after %.1f s",
+                         double(timer.elapsed()) / 1000);
         }
         // Nothing is waited for here: this is how long the link is away.
         QTest::qWait(int(qMax<qint64>(0, outageMs - timer.elapsed())));
@@ -204,8 +204,8 @@ private Q_SLOTS:
         QTRY_VERIFY(nothingIsOpen());
         timer.restart();
         askOnceMore();
-        std::printf("an outage of %d s: usable %.2f s after the link was back\n", outageMs / 1000,
-                    double(timer.elapsed()) / 1000);
+        printFigures("an outage of %d s: usable %.2f s after the link was back", outageMs / 1000,
+                     double(timer.elapsed()) / 1000);
     }
 
     void outagesLeaveNothingOpen()

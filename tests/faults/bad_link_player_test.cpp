@@ -1,11 +1,11 @@
 #include "tests/e2e/players.h"
 #include "tests/support/badlink.h"
+#include "tests/support/figures.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QtTest>
 
-#include <cstdio>
 #include <memory>
 
 /// The real player and the real sandbox with a bad link between them. PELK_TEST_LONG makes the outages a
@@ -34,9 +34,9 @@ class BadLinkPlayerTest : public QObject
     void print(const QString& text, qint64 elapsedMs) const
     {
         const BadLink::Counters counters = m_link->counters();
-        std::printf("%s: %s (%.1f s, %d connections, %lld segments, %lld lost)\n", QTest::currentDataTag(),
-                    qPrintable(text), double(elapsedMs) / 1000, counters.connections,
-                    qlonglong(counters.segments), qlonglong(counters.lost));
+        printFigures("%s: %s (%.1f s, %d connections, %lld segments, %lld lost)", QTest::currentDataTag(),
+                     qPrintable(text), double(elapsedMs) / 1000, counters.connections,
+                     qlonglong(counters.segments), qlonglong(counters.lost));
     }
 
     QStringList playFor(int seconds) const
@@ -160,8 +160,8 @@ private Q_SLOTS:
                      QByteArray("pelk: The service gave no whole answer; is the network up? (Unknown "
                                 "error).\n"));
             QCOMPARE(asking->exitCode(), 1);
-            std::printf("an outage of a minute while rows are asked for: told after %.1f s\n",
-                        double(timer.elapsed()) / 1000);
+            printFigures("an outage of a minute while rows are asked for: told after %.1f s",
+                         double(timer.elapsed()) / 1000);
         }
         // Nothing is waited for here: this is how long the link is away.
         QTest::qWait(int(qMax<qint64>(0, outageMs - timer.elapsed())));
@@ -172,8 +172,8 @@ private Q_SLOTS:
             QVERIFY(asking->waitForFinished(processLimitMs));
             QCOMPARE(asking->exitCode(), 0);
             QCOMPARE(QString::fromUtf8(asking->readAllStandardOutput()), onAGoodLink.output);
-            std::printf("an outage of %d s while rows are asked for: they are there %.1f s after its end\n",
-                        outageMs / 1000, double(timer.elapsed()) / 1000);
+            printFigures("an outage of %d s while rows are asked for: they are there %.1f s after its end",
+                         outageMs / 1000, double(timer.elapsed()) / 1000);
         }
         QCOMPARE(m_players->pelk(rows).output, onAGoodLink.output);
     }
@@ -242,7 +242,7 @@ private Q_SLOTS:
         QVERIFY(play->waitForFinished(processLimitMs));
         QCOMPARE(play->exitCode(), 1);
         const QString errors = QString::fromUtf8(play->readAllStandardError());
-        std::printf("a stream that breaks off: %s\n", qPrintable(errors.simplified()));
+        printFigures("a stream that breaks off: %s", qPrintable(errors.simplified()));
         QVERIFY2(errors.contains(QLatin1String(" broke off: ")), qPrintable(errors));
         QCOMPARE(errors.count(QLatin1String("pelk: ")), 1);
         const QRegularExpressionMatch wrote =

@@ -1,4 +1,5 @@
 #include "tests/faults/faulttable.h"
+#include "tests/support/figures.h"
 #include "tests/support/testhttpserver.h"
 
 #include <QSet>
@@ -71,8 +72,8 @@ private Q_SLOTS:
             QCOMPARE(int(*pending.answers), 1);
         QCOMPARE(m_elsewhere.requestCount(), endpoints().size());
         m_stage.reset();
-        qInfo("%d combinations of %d endpoints and %d faults", m_combinations, endpoints().size(),
-              m_faults.size());
+        printFigures("%d combinations of %d endpoints and %d faults", m_combinations, endpoints().size(),
+                     m_faults.size());
         QVERIFY(m_combinations >= 300);
     }
 

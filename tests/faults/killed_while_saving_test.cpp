@@ -1,6 +1,7 @@
 #include "api/types/playerpaths.h"
 #include "api/types/qobuzpaths.h"
 #include "player/Host.h"
+#include "tests/support/figures.h"
 #include "tests/support/ownprocess.h"
 
 #include <QJsonDocument>
@@ -10,7 +11,6 @@
 #include <QtTest>
 #include <sys/stat.h>
 
-#include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -243,11 +243,10 @@ private Q_SLOTS:
         if (hasUnnamedFiles())
             QVERIFY2(leftOver <= mostLeftOver, qPrintable(QString::number(leftOver)));
         else
-            std::printf(
-                "This file system has no files without a name, so that killing leaves some behind.\n");
-        std::printf("killed %d times while saving (seed %u): %d saves were acknowledged, none was lost; %d "
-                    "unfinished files were left\n",
-                    rounds, seed, saves, leftOver);
+            printFigures("This file system has no files without a name, so that killing leaves some behind.");
+        printFigures("killed %d times while saving (seed %u): %d saves were acknowledged, none was lost; %d "
+                     "unfinished files were left",
+                     rounds, seed, saves, leftOver);
     }
 };
 

@@ -1,11 +1,11 @@
 #include "tests/e2e/players.h"
 #include "tests/support/badlink.h"
+#include "tests/support/figures.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QtTest>
 
-#include <cstdio>
 #include <map>
 #include <memory>
 
@@ -160,7 +160,7 @@ private Q_SLOTS:
         QFETCH(QStringList, sentences);
         const Run& ended = *m_runs.at(run);
         QTRY_VERIFY_WITH_TIMEOUT(ended.endedAfterMs >= 0, processLimitMs);
-        std::printf("%s: ended after %.1f s\n", QTest::currentDataTag(), double(ended.endedAfterMs) / 1000);
+        printFigures("%s: ended after %.1f s", QTest::currentDataTag(), double(ended.endedAfterMs) / 1000);
         QCOMPARE(ended.process.exitStatus(), QProcess::NormalExit);
         // The sentences, each on a line, and nothing else.
         QStringList lines = ended.errors.split(QLatin1Char('\n'), Qt::SkipEmptyParts);

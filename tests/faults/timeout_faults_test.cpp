@@ -1,5 +1,6 @@
 #include "api/http/httpclient.h"
 #include "tests/faults/faulttable.h"
+#include "tests/support/figures.h"
 #include "tests/support/testhttpserver.h"
 
 #include <QtTest>
@@ -100,7 +101,8 @@ private Q_SLOTS:
         }
         for (const Sent& one : qAsConst(all))
             QCOMPARE(int(*one.pending.answers), 1);
-        qInfo("%d combinations of %d endpoints and %d faults", all.size(), endpoints().size(), faults.size());
+        printFigures("%d combinations of %d endpoints and %d faults", all.size(), endpoints().size(),
+                     faults.size());
     }
 
 private:

@@ -5,6 +5,7 @@
 #include "tests/load/hostthread.h"
 #include "tests/load/loadserver.h"
 #include "tests/load/resourceuse.h"
+#include "tests/support/figures.h"
 #include "tests/support/heap.h" // for PELK_SANITIZER_ALLOCATOR
 #include "tests/support/modulehost.h"
 #include "tests/support/ownprocess.h"
@@ -151,7 +152,7 @@ private Q_SLOTS:
                            << " sockets, " << use.otherDescriptors << " + " << use.sockets
                            << "; threads: " << before.threads << ", " << use.threads
                            << "; requests/s: " << qint64(count) * 1000 / std::max<qint64>(elapsedMs, 1);
-        qInfo("%s", qPrintable(line));
+        printFigures("%s", qPrintable(line));
         QCOMPARE(rows, count);
         QCOMPARE(sum(&HostThread::answeredOnce) + sum(&HostThread::openOnPurpose),
                  sum(&HostThread::rowsSent) + sum(&HostThread::othersSent));
