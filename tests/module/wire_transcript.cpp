@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <httplib.h>
 
 namespace {
@@ -231,7 +232,7 @@ void play(Transcript& transcript)
 } // namespace
 
 int main(int argc, char** argv)
-{
+try {
     const QCoreApplication application(argc, argv);
     Transcript transcript;
     if (!transcript.started()) {
@@ -250,4 +251,7 @@ int main(int argc, char** argv)
                        accountValue(account(PelkQobuzAccountOperation::Remove)));
     transcript.rows(QStringLiteral("qobuz:featured/albums"));
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
 }
