@@ -130,7 +130,7 @@ QString sessionText(const PelkQobuzUserSession& session)
 
 const QString nobody = QStringLiteral("  0 0 0");
 
-/// The session that the n-th login gives.
+/// The user session that the n-th login gives.
 QString sessionOf(const QString& user, int n)
 {
     return QStringLiteral("%1 login-%2 %2 1%2 2%2").arg(user).arg(n);
@@ -459,7 +459,7 @@ private:
         QCOMPARE(one.reply.error().message().source(), QByteArray("User is not logged in"));
         QCOMPARE(one.reply.error().message().context(), QByteArray(context));
     }
-    /// Rows are asked for with the token of the session, or not at all.
+    /// Rows are asked for with the token of the user session, or not at all.
     void checkWhoBrowses(const QString& sessionNow)
     {
         const Asked rows = askRows();
