@@ -4,7 +4,9 @@
 
 namespace {
 
-const bool kindRegistered = qRegisterMetaType<CMSubscribe::Kind>("CMSubscribe::Kind") != 0;
+// What the signals carry to receivers on other threads is found by its type's name.
+const bool argumentsRegistered =
+    qRegisterMetaType<CMSubscribe::Kind>("CMSubscribe::Kind") && qRegisterMetaType<CMPath>();
 
 } // namespace
 

@@ -125,6 +125,19 @@ private Q_SLOTS:
         QCOMPARE(told.last(), QStringLiteral("last 2 p:here"));
     }
 
+    void theFirstSubscriberIsToldAcrossThreads()
+    {
+        CMSubscribe subscribe;
+        QString told;
+        connect(&subscribe, &CMSubscribe::subscribed, this,
+                [&](CMSubscribe::Kind, const CMPath& path) { told = path.toString(); });
+        QObject context;
+        std::thread([&] {
+            subscribe.add(CMSubscribe::Rows, here, &context, [](const PelkValue&) {});
+        }).join();
+        QTRY_COMPARE(told, QStringLiteral("p:here"));
+    }
+
     void whatSeveralThreadsPublishArrivesInOneOrderForAll()
     {
         CMSubscribe subscribe;
