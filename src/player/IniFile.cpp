@@ -109,9 +109,14 @@ QString IniFile::value(const QString& section, const QString& key) const
     return line.mid(line.indexOf(QLatin1Char('=')) + 1).trimmed();
 }
 
-void IniFile::setValue(const QString& section, const QString& key, const QString& value)
+bool IniFile::setValue(const QString& section, const QString& key, const QString& value, QString* error)
 {
-    Q_ASSERT(!value.contains(QLatin1Char('\n')));
+    if (value.contains(QLatin1Char('\n')) || value.contains(QChar::Null) || value != value.trimmed()) {
+        *error = QStringLiteral("%1 cannot be kept in the settings file %2: a value is one line of text "
+                                "without white space around it.")
+                     .arg(key, m_fileName);
+        return false;
+    }
     const QString line = key + QLatin1Char('=') + value;
     int sectionEnd = -1;
     const int at = find(section, key, &sectionEnd);
@@ -121,4 +126,5 @@ void IniFile::setValue(const QString& section, const QString& key, const QString
         m_lines.insert(sectionEnd, line);
     else
         m_lines << QLatin1Char('[') + section + QLatin1Char(']') << line;
+    return true;
 }

@@ -24,8 +24,9 @@ public:
     bool exists() const { return m_exists; }
     /// The value of the first such key; a null text where there is none.
     QString value(const QString& section, const QString& key) const;
-    /// Sets or adds a value, which is one line of text.
-    void setValue(const QString& section, const QString& key, const QString& value);
+    /// Sets or adds a value. False, with nothing changed and a sentence in `error`, when the value would not
+    /// be read back as it is: it has a line break or a null character, or white space at an end.
+    bool setValue(const QString& section, const QString& key, const QString& value, QString* error);
 
 private:
     int find(const QString& section, const QString& key, int* sectionEnd) const;

@@ -55,8 +55,8 @@ bool ServiceSettings::load(QString* error)
         return false;
     if (!m_file.value(systemSection, memberId).isEmpty())
         return true;
-    m_file.setValue(systemSection, memberId, QUuid::createUuid().toString(QUuid::WithoutBraces));
-    return m_file.save(error);
+    const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    return m_file.setValue(systemSection, memberId, id, error) && m_file.save(error);
 }
 
 bool ServiceSettings::check(QString* error) const
@@ -125,18 +125,24 @@ PelkValue ServiceSettings::read(const CMPath& path) const
 
 bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString* error)
 {
-    IniFile changed = m_file;
+    ServiceSettings changed(fileName());
+    changed.m_file = m_file;
+    const auto set = [&changed, error](const QString& section, const QString& key, const QString& text) {
+        return changed.m_file.setValue(section, key, text, error);
+    };
+    bool done = true;
     if (path == PelkQobuzSettingsPath()) {
-        changed.setValue(service, apiUrl, value.qobuzSettings().apiUrl());
-        changed.setValue(service, appId, value.qobuzSettings().appId());
-        changed.setValue(service, appSecret, value.qobuzSettings().appSecret());
+        const PelkQobuzSettings settings = value.qobuzSettings();
+        done = set(service, apiUrl, settings.apiUrl()) && set(service, appId, settings.appId()) &&
+               set(service, appSecret, settings.appSecret());
     } else if (path == PelkQobuzSoundQualityPath()) {
-        changed.setValue(service, soundQuality, PelkQobuzSoundQuality::toString(value.qobuzSoundQuality()));
+        done = set(service, soundQuality, PelkQobuzSoundQuality::toString(value.qobuzSoundQuality()));
     } else if (path == PelkSystemMemberIdPath()) {
-        changed.setValue(systemSection, memberId, value.string_());
+        done = set(systemSection, memberId, value.string_());
     }
-    if (!changed.save(error))
+    // What the next start of the player would refuse is refused now.
+    if (!done || !changed.check(error) || !changed.m_file.save(error))
         return false;
-    m_file = changed;
+    m_file = changed.m_file;
     return true;
 }

@@ -154,6 +154,45 @@ private Q_SLOTS:
                        "apiUrl=https://h/\nappSecret=2\nsoundQuality=mp3\n\n[system]\nmemberId=m\nlast=1\n"));
     }
 
+    void whatTheNextStartWouldRefuseIsNotWritten_data()
+    {
+        QTest::addColumn<QString>("apiUrl");
+        QTest::addColumn<QString>("appSecret");
+        QTest::addColumn<QString>("sentence");
+        const QString url = QStringLiteral("https://h/");
+        const QString oneLine =
+            QStringLiteral("appSecret cannot be kept in the settings file FILE: a value is one "
+                           "line of text without white space around it.");
+        QTest::newRow("line break") << url << QStringLiteral("a\nmemberId=b") << oneLine;
+        QTest::newRow("null") << url << QString(QChar::Null) << oneLine;
+        QTest::newRow("space in front") << url << QStringLiteral(" a") << oneLine;
+        QTest::newRow("tab behind") << url << QStringLiteral("a\t") << oneLine;
+        QTest::newRow("no secret") << url << QString() << QStringLiteral("appSecret is not set in FILE.");
+        QTest::newRow("no address") << QStringLiteral("h") << QStringLiteral("a")
+                                    << QStringLiteral("has to begin with https://");
+    }
+    void whatTheNextStartWouldRefuseIsNotWritten()
+    {
+        QFETCH(QString, apiUrl);
+        QFETCH(QString, appSecret);
+        QFETCH(QString, sentence);
+        const QByteArray text = good + "[system]\nmemberId=m\n";
+        write(m_name, text);
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        PelkQobuzSettings values = settings.read(PelkQobuzSettingsPath()).qobuzSettings();
+        values.setApiUrl(apiUrl);
+        values.setAppId(QStringLiteral("2"));
+        values.setAppSecret(appSecret);
+        PelkValue value;
+        value.setQobuzSettings(values);
+        QVERIFY(!settings.write(PelkQobuzSettingsPath(), value, &error));
+        QVERIFY2(error.contains(sentence.replace(QStringLiteral("FILE"), m_name)), qPrintable(error));
+        QCOMPARE(contents(m_name), text);
+        QCOMPARE(settings.read(PelkQobuzSettingsPath()).qobuzSettings().appId(), QStringLiteral("1"));
+    }
+
     void aSavedFileIsItsOwnersAlone()
     {
         write(m_name, good);
