@@ -6,6 +6,7 @@
 #include "api/types/qobuzpaths.h"
 #include "tests/conformance/servicecalls.h"
 #include "tests/module/browsefixture.h"
+#include "tests/support/usersession.h"
 #include "tests/support/variantlines.h"
 
 #include <QMutex>
@@ -24,58 +25,6 @@ const QByteArray loginAnswer = R"({"user_auth_token":"token-2","user":{"id":4711
 const QString nobody = QStringLiteral("||0|0|0");
 const QString savedUser = QStringLiteral("user@example.com|token-1|77|88|99");
 const QString newUser = QStringLiteral("user@example.com|token-2|4711|12|13");
-
-QString textOf(const PelkQobuzUserSession& session)
-{
-    return QStringLiteral("%1|%2|%3|%4|%5")
-        .arg(session.userName(), session.userAuthToken(), QString::number(session.userId()),
-             QString::number(session.credentialId()), QString::number(session.deviceId()));
-}
-
-/// The values that the host is given for the user session, in order.
-class History
-{
-public:
-    explicit History(ModuleHost& host)
-    {
-        const CMPath path = PelkQobuzUserSessionPath();
-        host.root().subscribe(path)->add(
-            CMSubscribe::Value, path, &m_context,
-            [this](const PelkValue& value) { texts.append(textOf(value.qobuzUserSession())); });
-    }
-    QStringList texts;
-
-private:
-    QObject m_context;
-};
-
-/// The root, with something done before the user session is written.
-class ProbeRoot : public CMRootWorker
-{
-public:
-    std::function<void()> beforeSession = [] {};
-
-    void setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply) override
-    {
-        if (path == PelkQobuzUserSessionPath())
-            beforeSession();
-        CMRootWorker::setValue(path, value, reply);
-    }
-};
-
-/// Refuses whatever it is given.
-class BrokenStore : public CMValueStore
-{
-public:
-    PelkValue read(const CMPath& /*path*/) const override { return {}; }
-    bool write(const CMPath& /*path*/, const PelkValue& /*value*/, QString* error) override
-    {
-        ++writes;
-        *error = QStringLiteral("disk full");
-        return false;
-    }
-    int writes = 0;
-};
 
 Response held(const QByteArray& body)
 {
@@ -207,7 +156,7 @@ private Q_SLOTS:
     {
         m_host->setSession();
         m_host->start();
-        const History history(*m_host);
+        const SessionHistory history(m_host->root());
         m_server->answerOnce("/api/user/login", held(loginAnswer));
         const CMSetDataRequest request(CMPath(accountPath()), PelkRoles::Value(), accountValue(login()));
         m_host->root().setDataRequest(request);
@@ -225,7 +174,7 @@ private Q_SLOTS:
 
     void theUserBeforeIsForgottenBeforeTheTransportIsAsked()
     {
-        ProbeRoot root; // the root from here on
+        SessionProbeRoot root; // the root from here on
         root.setValue(PelkQobuzSettingsPath(), m_host->root().getValue(PelkQobuzSettingsPath()),
                       CMReply<QVariant>::create());
         m_host->start();
@@ -253,13 +202,13 @@ private Q_SLOTS:
         QStringList atArrival;
         m_server->setHandler([&](const TestHttpServer::Request&) {
             const QMutexLocker locker(&mutex);
-            atArrival << textOf(m_host->session());
+            atArrival << sessionText(m_host->session());
             return TestHttpServer::json(loginAnswer);
         });
         QVERIFY(!logIn(*m_host).error.isSet());
         const QMutexLocker locker(&mutex);
         QCOMPARE(atArrival, QStringList{nobody});
-        QCOMPARE(textOf(m_host->session()), newUser);
+        QCOMPARE(sessionText(m_host->session()), newUser);
     }
 
     void aLoginThatSucceedsIsInForceWithTheNameThatWasTyped()
@@ -310,9 +259,9 @@ private Q_SLOTS:
         m_server->answer("/api/user/login", TestHttpServer::json(body));
         m_host->setSession();
         m_host->start();
-        const History history(*m_host);
+        const SessionHistory history(m_host->root());
         QVERIFY(!logIn(*m_host).error.isSet());
-        QCOMPARE(textOf(m_host->session()), session);
+        QCOMPARE(sessionText(m_host->session()), session);
         QCOMPARE(isLoggedIn(), loggedIn);
         QTRY_COMPARE(history.texts, (QStringList{nobody, session}));
     }
@@ -339,11 +288,11 @@ private Q_SLOTS:
         m_server->answer("/api/user/login", response);
         m_host->setSession();
         m_host->start();
-        const History history(*m_host);
+        const SessionHistory history(m_host->root());
         QCOMPARE(logIn(*m_host).error.message().toString(), message);
         QCOMPARE(requestsInAll(*m_server), 1);
         QVERIFY(!isLoggedIn());
-        QCOMPARE(textOf(m_host->session()), nobody);
+        QCOMPARE(sessionText(m_host->session()), nobody);
         // A second one, which succeeds, shows that nothing more was written before.
         m_server->answer("/api/user/login", TestHttpServer::json(loginAnswer));
         QVERIFY(!logIn(*m_host).error.isSet());
@@ -354,8 +303,8 @@ private Q_SLOTS:
     {
         m_host->setSession();
         m_host->start();
-        QCOMPARE(textOf(m_host->session()), savedUser);
-        const History history(*m_host);
+        QCOMPARE(sessionText(m_host->session()), savedUser);
+        const SessionHistory history(m_host->root());
         QVERIFY(logIn(*m_host, account(PelkQobuzAccountOperation::Remove)).finished);
         QVERIFY(!isLoggedIn());
         const QVariantHash expected{{QStringLiteral("userName"), QString()},
@@ -380,7 +329,7 @@ private Q_SLOTS:
         m_server->release();
         QVERIFY(ModuleHost::wait(request.reply()));
         QVERIFY(isLoggedIn());
-        QCOMPARE(textOf(m_host->session()), newUser);
+        QCOMPARE(sessionText(m_host->session()), newUser);
     }
 
     void aHostThatCannotKeepTheLoginIsNoHindrance()

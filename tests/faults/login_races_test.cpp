@@ -7,6 +7,7 @@
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
 #include "tests/support/testhttpserver.h"
+#include "tests/support/usersession.h"
 
 #include <QSemaphore>
 #include <QtTest>
@@ -121,19 +122,12 @@ Asked asked(const Request& request)
     return one;
 }
 
-QString sessionText(const PelkQobuzUserSession& session)
-{
-    return QStringLiteral("%1 %2 %3 %4 %5")
-        .arg(session.userName(), session.userAuthToken(), QString::number(session.userId()),
-             QString::number(session.credentialId()), QString::number(session.deviceId()));
-}
-
-const QString nobody = QStringLiteral("  0 0 0");
+const QString nobody = QStringLiteral("||0|0|0");
 
 /// The user session that the n-th login gives.
 QString sessionOf(const QString& user, int n)
 {
-    return QStringLiteral("%1 login-%2 %2 1%2 2%2").arg(user).arg(n);
+    return QStringLiteral("%1|login-%2|%2|1%2|2%2").arg(user).arg(n);
 }
 
 } // namespace
@@ -473,7 +467,7 @@ private:
         QVERIFY(!rows.reply.error().isSet());
         QCOMPARE(calls.size(), 1);
         QCOMPARE(QString::fromLatin1(calls.at(0).header("X-User-Auth-Token")),
-                 sessionNow.section(QLatin1Char(' '), 1, 1));
+                 sessionNow.section(QLatin1Char('|'), 1, 1));
     }
 
     std::unique_ptr<Service> m_service;

@@ -23,51 +23,6 @@ PelkQobuzAccount account(const QString& username = QStringLiteral("me"),
     return result;
 }
 
-/// The values that the host was given for the user session, in order.
-class History
-{
-public:
-    explicit History(ModuleHost& host)
-    {
-        const CMPath path = PelkQobuzUserSessionPath();
-        host.root().subscribe(path)->add(CMSubscribe::Value, path, &m_context,
-                                         [this](const PelkValue& value) {
-                                             texts.append(ApiFixture::sessionText(value.qobuzUserSession()));
-                                         });
-    }
-    QStringList texts;
-
-private:
-    QObject m_context;
-};
-
-/// The root, with something done while a session is written.
-class ProbeRoot : public CMRootWorker
-{
-public:
-    std::function<void()> whileSet;
-
-    void setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply) override
-    {
-        whileSet();
-        CMRootWorker::setValue(path, value, reply);
-    }
-};
-
-/// Refuses whatever it is given.
-class BrokenStore : public CMValueStore
-{
-public:
-    PelkValue read(const CMPath& /*path*/) const override { return {}; }
-    bool write(const CMPath& /*path*/, const PelkValue& /*value*/, QString* error) override
-    {
-        ++writes;
-        *error = QStringLiteral("disk full");
-        return false;
-    }
-    int writes = 0;
-};
-
 } // namespace
 
 class ApiSessionTest : public QObject
@@ -136,7 +91,7 @@ private Q_SLOTS:
     void aLogoutForgetsTheUserAndTellsTheHostButNotTheService()
     {
         ApiFixture f;
-        const History history(f.host);
+        const SessionHistory history(f.host.root());
         f.api.logout();
         QVERIFY(!f.api.isLoggedIn());
         QCOMPARE(f.session(), loggedOut);
@@ -195,7 +150,7 @@ private Q_SLOTS:
     void aLoginForgetsTheUserBeforeTheRequestGoes()
     {
         ApiFixture f;
-        const History history(f.host);
+        const SessionHistory history(f.host.root());
         TestHttpServer::Response answer = TestHttpServer::json(loginAnswer);
         answer.hold = true;
         f.server.answer("/api/user/login", answer);
@@ -252,7 +207,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, body);
         QFETCH(QString, message);
         ApiFixture f;
-        const History history(f.host);
+        const SessionHistory history(f.host.root());
         f.server.answer("/api/user/login", TestHttpServer::json(body, code));
         const auto reply = f.api.login(account());
         QVERIFY(ModuleHost::wait(reply));
@@ -289,10 +244,10 @@ private Q_SLOTS:
     void theLoginStateCannotBeReadWhileItIsWritten()
     {
         ApiFixture f;
-        ProbeRoot root; // the root from here on
+        SessionProbeRoot root; // the root from here on
         std::future<bool> answer;
         bool blocked = false;
-        root.whileSet = [&] {
+        root.beforeSession = [&] {
             std::promise<void> started;
             answer = std::async(std::launch::async, [&] {
                 started.set_value();

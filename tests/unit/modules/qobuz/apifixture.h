@@ -5,6 +5,7 @@
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
 #include "tests/support/testhttpserver.h"
+#include "tests/support/usersession.h"
 
 #include <functional>
 
@@ -25,12 +26,6 @@ struct ApiFixture
 
     /// The user session as the host keeps it, in one line.
     QString session() { return sessionText(host.session()); }
-    static QString sessionText(const PelkQobuzUserSession& session)
-    {
-        return QStringLiteral("%1|%2|%3|%4|%5")
-            .arg(session.userName(), session.userAuthToken(), QString::number(session.userId()),
-                 QString::number(session.credentialId()), QString::number(session.deviceId()));
-    }
 
     TestHttpServer server;
     ModuleHost host; // for its values: the worker is not started
