@@ -254,6 +254,10 @@ bool TestHttpServer::Private::respond(int fd, const Request& request, const Resp
         return false;
     }
     QByteArray body = response.body;
+    if (response.bare) {
+        sendAll(fd, body.constData(), body.size());
+        return false;
+    }
     QByteArray head =
         "HTTP/1.1 " + QByteArray::number(response.status) + ' ' + reasonOf(response.status) + "\r\n";
     for (const Pair& header : response.headers)

@@ -60,6 +60,7 @@ public:
         bool chunked = false;   ///< Transfer-Encoding: chunked, 1000 bytes a chunk
         int truncateAfter = -1; ///< close the connection after so many bytes of the body
         bool reset = false;     ///< no answer at all: reset the connection
+        bool bare = false;      ///< the bytes of the body alone, which need not be HTTP
         int dripBytes = 0;      ///< send the body so many bytes at a time ...
         int dripPauseMs = 10;   ///< ... with this pause after each
         bool close = false;     ///< Connection: close, and close it

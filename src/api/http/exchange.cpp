@@ -28,7 +28,6 @@ HttpClientResult::Status statusOf(CURLcode code)
     case CURLE_SSL_ENGINE_INITFAILED:
         return HttpClientResult::TlsFailed;
     case CURLE_URL_MALFORMAT:
-    case CURLE_UNSUPPORTED_PROTOCOL:
         return HttpClientResult::InvalidUrl;
     default:
         return HttpClientResult::Interrupted;

@@ -252,6 +252,12 @@ private Q_SLOTS:
         TestHttpServer::Response reset;
         reset.reset = true;
         QTest::newRow("connection reset") << reset;
+        TestHttpServer::Response bare;
+        bare.bare = true;
+        bare.body = "\x15\x03\x01 no HTTP at all\r\n\r\n";
+        QTest::newRow("no HTTP") << bare;
+        bare.body.clear();
+        QTest::newRow("nothing") << bare;
         QTest::newRow("garbage for gzip")
             << withHeader(TestHttpServer::text("xyz"), "Content-Encoding", "gzip");
         QTest::newRow("unknown compression")
