@@ -180,6 +180,8 @@ def main():
     lines, failed = report.compare_counts(stored, key, counts)
     text = "\n".join([*report.table(rows), "", f"Instructions from a page's body to its reply ({key}):", *lines])
     (bench.results / "table.md").write_text(text + "\n")
+    (bench.results / "table.json").write_text(json.dumps({"rows": [vars(row) for row in rows], "key": key, "instructions": counts},
+                                                         indent=2, ensure_ascii=False) + "\n")
     print(text)
     return 1 if failed and not arguments.smoke else 0
 
