@@ -45,10 +45,10 @@ template <typename Item, typename List>
 void sendItems(const List& list, const CMGetRowsRequest& request)
 {
     QList<PelkRoles> rows;
-    const QVariantList items = list.items();
+    const PelkList<PelkHash> items = list.items();
     rows.reserve(items.size());
-    for (const QVariant& item : items) {
-        Item record(PelkHash(item.toHash()));
+    for (const PelkHash& item : items) {
+        Item record(item);
         rows.append(service().browser.toRole(record));
     }
     service().browser.sendBrowseReply(rows, list.total(), request);

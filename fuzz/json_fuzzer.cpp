@@ -2,6 +2,7 @@
 // can be written and read again; a failure says where; nothing deeper than allowed is taken.
 
 #include "api/core/json/pelkjson.h"
+#include "api/types/pelkhash.h"
 #include "fuzz/input.h"
 
 #include <nlohmann/json.hpp>
@@ -9,6 +10,25 @@
 namespace {
 
 using Other = nlohmann::json;
+
+bool isRecord(const QVariant& value)
+{
+    return value.userType() == QMetaType::QVariantHash || value.userType() == qMetaTypeId<PelkHash>();
+}
+
+/// Whether what a record reads one by one is what another parser made of the same text.
+bool isSameRecord(const PelkHash& record, const Other& other)
+{
+    bool same = record.isEmpty() == other.empty();
+    for (auto field = other.begin(); same && field != other.end(); ++field) {
+        const QString key = textOfUtf8(QByteArray::fromStdString(field.key()));
+        same = record.contains(key) &&
+               record.records(key).size() == (field->is_array() ? int(field->size()) : 0);
+        if (same && field->is_object())
+            same = isSameRecord(record.record(key), *field);
+    }
+    return same;
+}
 
 /// Whether a value is what another parser made of the same text.
 bool isSame(const QVariant& value, const Other& other)
@@ -35,11 +55,14 @@ bool isSame(const QVariant& value, const Other& other)
         return same;
     }
     default: {
-        const QVariantHash hash = value.toHash();
-        bool same = value.userType() == QMetaType::QVariantHash && size_t(hash.size()) == other.size();
+        const PelkHash record = PelkHash::fromVariant(value);
+        const QVariantHash whole = record.hash();
+        bool same =
+            isRecord(value) && size_t(whole.size()) == other.size() && record.isEmpty() == other.empty();
         for (auto field = other.begin(); same && field != other.end(); ++field) {
             const QString key = textOfUtf8(QByteArray::fromStdString(field.key()));
-            same = hash.contains(key) && isSame(hash.value(key), field.value());
+            same = record.contains(key) && isSame(whole.value(key), field.value()) &&
+                   (!field->is_object() || isSameRecord(record.record(key), *field));
         }
         return same;
     }
@@ -53,8 +76,7 @@ int depthOf(const QVariant& value)
         depth = qMax(depth, depthOf(item));
     for (const QVariant& item : value.toHash())
         depth = qMax(depth, depthOf(item));
-    const bool nests =
-        value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QVariantHash;
+    const bool nests = value.userType() == QMetaType::QVariantList || isRecord(value);
     return depth + (nests ? 1 : 0);
 }
 

@@ -26,7 +26,7 @@ QString xdgFolder(const char* variable, const char* fallback)
 
 void showNotice(const PelkHash& arguments, const CMReply<QVariant>& reply)
 {
-    const PelkValue value(PelkHash(arguments.value(QStringLiteral("value")).toHash()));
+    const PelkValue value(PelkHash::fromVariant(arguments.value(QStringLiteral("value"))));
     const PelkNotificationDisplayItem item = value.notificationDisplayItem();
     Terminal::note(TextWidth::printable(
         QStringLiteral("%1: %2").arg(item.title().toString(), item.message().toString())));

@@ -109,19 +109,20 @@ void PlayEngine::resolve(const PelkRoles& row)
     const CMPath path = row.mediaData().metaData().prePlayPath();
     const CMSetDataRequest request(path, PelkRoles::PrePlay(), row.variant());
     const int turn = m_turn;
-    whenFinished(
-        this, request.reply(), path, [this, turn, row](const CMVoidReply& finished, const CMError& error) {
-            if (turn != m_turn)
-                return;
-            const PelkRoles resolved(error.isSet() ? PelkHash() : PelkHash(finished.d()->value().toHash()));
-            const QString failed = PelkPlaylogicErrorName::PelkPlaylogicResolveFailed();
-            if (error.isSet())
-                fail(row, ContentClient::sentence(error), failed);
-            else if (resolved.mediaData().resources().value(0).uri().isEmpty())
-                fail(row, QStringLiteral("The service gave no address to play it from."), failed);
-            else
-                open(resolved);
-        });
+    whenFinished(this, request.reply(), path,
+                 [this, turn, row](const CMVoidReply& finished, const CMError& error) {
+                     if (turn != m_turn)
+                         return;
+                     const PelkRoles resolved(error.isSet() ? PelkHash()
+                                                            : PelkHash::fromVariant(finished.d()->value()));
+                     const QString failed = PelkPlaylogicErrorName::PelkPlaylogicResolveFailed();
+                     if (error.isSet())
+                         fail(row, ContentClient::sentence(error), failed);
+                     else if (resolved.mediaData().resources().value(0).uri().isEmpty())
+                         fail(row, QStringLiteral("The service gave no address to play it from."), failed);
+                     else
+                         open(resolved);
+                 });
     CMRoot()->setDataRequest(request);
 }
 

@@ -10,6 +10,8 @@ QJsonValue toJson(const QVariant& value)
 {
     if (value.userType() == qMetaTypeId<TrString>())
         return value.value<TrString>().toString();
+    if (value.userType() == qMetaTypeId<PelkHash>())
+        return toJson(value.toHash());
     switch (value.userType()) {
     case QMetaType::QVariantHash:
     case QMetaType::QVariantMap: {
@@ -36,7 +38,7 @@ QJsonValue toJson(const QVariant& value)
 
 QJsonObject rowToJson(const PelkRoles& row)
 {
-    QJsonObject object = toJson(row.variant()).toObject();
+    QJsonObject object = toJson(row.hash()).toObject();
     // A number in the model; a word says more.
     if (row.contains(PelkRoles::Type()))
         object.insert(PelkRoles::Type(), PelkRolesType::toString(row.type()));

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QHash>
 
+#include <algorithm>
+
 namespace {
 
 bool isPrefixChar(QChar c, bool first)
@@ -24,6 +26,14 @@ int prefixLength(const QString& text)
             return -1;
     }
     return -1;
+}
+
+/// What RFC 3986 leaves as it is everywhere.
+bool isUnreserved(QChar c)
+{
+    const ushort u = c.unicode();
+    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '-' ||
+           u == '.' || u == '_' || u == '~';
 }
 
 int hexDigit(QChar c)
@@ -66,6 +76,8 @@ QString decoded(const QString& text)
 /// leaves plus signs and decodes what must stay, so this is not left to it.
 QString encodedParam(const QString& text)
 {
+    if (std::all_of(text.begin(), text.end(), isUnreserved))
+        return text; // as nearly all are
     return QString::fromLatin1(text.toUtf8().toPercentEncoding());
 }
 
@@ -73,11 +85,16 @@ QString encodedParam(const QString& text)
 /// begins with another's begins with it in the text form too.
 QString encodedBase(const QString& base, bool withPrefix)
 {
+    const auto readsAsSomethingElse = [withPrefix](QChar c) {
+        return c == QLatin1Char('%') || c == QLatin1Char('?') || c == QLatin1Char('#') ||
+               c <= QLatin1Char(' ') || c == QChar(0x7f) || (!withPrefix && c == QLatin1Char(':'));
+    };
+    if (std::none_of(base.begin(), base.end(), readsAsSomethingElse))
+        return base;
     QString text;
     text.reserve(base.size());
     for (const QChar c : base) {
-        if (c == QLatin1Char('%') || c == QLatin1Char('?') || c == QLatin1Char('#') ||
-            c <= QLatin1Char(' ') || c == QChar(0x7f) || (!withPrefix && c == QLatin1Char(':')))
+        if (readsAsSomethingElse(c))
             text += QString::fromLatin1(QByteArray(1, c.toLatin1()).toPercentEncoding());
         else
             text += c;
@@ -197,13 +214,18 @@ bool CMPath::startsWith(const CMPath& start, QString* rest) const
 
 QString CMPath::toString() const
 {
+    int size = m_prefix.size() + 1 + m_base.size();
+    for (const auto& pair : m_params)
+        size += pair.first.size() + pair.second.size() + 2;
     QString text;
+    text.reserve(size);
     if (!m_prefix.isEmpty())
-        text = m_prefix + QLatin1Char(':');
+        (text += m_prefix) += QLatin1Char(':');
     text += encodedBase(m_base, !m_prefix.isEmpty());
     QChar separator = QLatin1Char('?');
     for (const auto& pair : m_params) {
-        text += separator + encodedParam(pair.first) + QLatin1Char('=') + encodedParam(pair.second);
+        (text += separator) += encodedParam(pair.first);
+        (text += QLatin1Char('=')) += encodedParam(pair.second);
         separator = QLatin1Char('&');
     }
     return text;

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "api/types/export.h"
+#include "api/types/pelkhashdata.h"
 
 #include <QHash>
+#include <QList>
 #include <QMetaType>
 #include <QString>
 #include <QVariant>
@@ -10,38 +12,53 @@
 /// A string-to-variant hash: what every record of the content model and of a service is made of.
 ///
 /// A value with implicit sharing; like every such value it may be read by several threads at once and is
-/// changed by one. A key that is absent or null reads as an invalid variant.
+/// changed by one. A key that is absent or null reads as an invalid variant. A record may read from a text
+/// that nobody has made a hash of yet: it reads the same, and costs what is read of it.
 class PELK_TYPES_EXPORT PelkHash
 {
 public:
     PelkHash() = default;
-    PelkHash(const QHash<QString, QVariant>& hash)
-        : m_hash(hash)
+    PelkHash(const QHash<QString, QVariant>& hash); // NOLINT: a hash is a record without a name
+    /// A record that reads from elsewhere; takes part in owning it.
+    explicit PelkHash(const PelkHashData* data)
+        : m_data(data)
     {
-    } // NOLINT: a hash is a record without a name
+    }
+    /// The record inside a variant, be it a hash or a record; empty where there is none.
+    static PelkHash fromVariant(const QVariant& value);
 
-    bool isEmpty() const { return m_hash.isEmpty(); }
-    bool contains(const QString& key) const { return m_hash.contains(key); }
-    QVariant value(const QString& key) const { return m_hash.value(key); }
-    void insert(const QString& key, const QVariant& value) { m_hash.insert(key, value); }
-    void remove(const QString& key) { m_hash.remove(key); }
+    bool isEmpty() const { return !m_data || m_data->isEmpty(); }
+    bool contains(const QString& key) const { return read(key, nullptr); }
+    QVariant value(const QString& key) const;
+    /// False where the key is absent; else its value goes to `value`, if that is given.
+    bool read(const QString& key, QVariant* value) const { return m_data && m_data->read(key, value); }
+    /// The value of a key as QVariant::toString() gives it.
+    QString text(const QString& key) const;
+    /// The record at a key; empty where there is none. Unlike value() it makes no hash of it.
+    PelkHash record(const QString& key) const;
+    /// The list at a key, with an empty record for each item that is none.
+    QList<PelkHash> records(const QString& key) const;
 
-    /// The wrapped hash.
-    const QHash<QString, QVariant>& hash() const { return m_hash; }
+    void insert(const QString& key, const QVariant& value);
+    void remove(const QString& key);
+
+    /// The wrapped hash: a QVariantHash at every depth. Made anew with each call.
+    QHash<QString, QVariant> hash() const { return m_data ? m_data->hash() : QHash<QString, QVariant>(); }
     /// The wrapped hash as one variant, the way a record stands inside another one.
-    QVariant variant() const { return m_hash; }
+    QVariant variant() const { return hash(); }
     /// A text for logs: the keys in alphabetic order with their values, nested records included. Nothing is
     /// masked.
     QString toString() const;
 
-    bool operator==(const PelkHash& other) const { return m_hash == other.m_hash; }
+    bool operator==(const PelkHash& other) const;
     bool operator!=(const PelkHash& other) const { return !(*this == other); }
 
 private:
-    QHash<QString, QVariant> m_hash;
+    QExplicitlySharedDataPointer<const PelkHashData> m_data; // changed only where nobody shares it
 };
 
 /// A variant as text for logs, in the form of PelkHash::toString().
 PELK_TYPES_EXPORT QString pelkToString(const QVariant& value);
 
+Q_DECLARE_TYPEINFO(PelkHash, Q_MOVABLE_TYPE);
 Q_DECLARE_METATYPE(PelkHash)

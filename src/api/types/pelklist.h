@@ -11,14 +11,13 @@ class PelkList : public QList<T>
 public:
     using QList<T>::QList;
 
-    /// Reads the list out of a record's field; anything that is not a list reads as empty.
-    static PelkList fromVariant(const QVariant& value)
+    /// Makes records of the type of these.
+    static PelkList fromRecords(const QList<PelkHash>& records)
     {
         PelkList list;
-        const QVariantList items = value.toList();
-        list.reserve(items.size());
-        for (const QVariant& item : items)
-            list.append(T(PelkHash(item.toHash())));
+        list.reserve(records.size());
+        for (const PelkHash& record : records)
+            list.append(T(record));
         return list;
     }
 

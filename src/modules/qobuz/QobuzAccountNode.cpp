@@ -77,7 +77,7 @@ bool QobuzAccountNode::setDataRequest(const CMSetDataRequest& request)
         LOG4CPLUS_ERROR(logger, "Expected value role!");
         return CMNode::setDataRequest(request);
     }
-    const PelkValue value(PelkHash(request.value().toHash()));
+    const PelkValue value(PelkHash::fromVariant(request.value()));
     if (value.type() != PelkValue::QobuzAccountType) {
         LOG4CPLUS_ERROR(logger, "Expected qobuz account value type!");
         request.reply().setError(accountError("Invalid value type for account operation.",

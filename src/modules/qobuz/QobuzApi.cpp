@@ -124,7 +124,7 @@ CMReply<T> QobuzApi::get(const PelkUrl& url, HttpClientOptions options, std::fun
             return;
         }
         PelkError error;
-        T record(PelkHash(PelkJson::parse(body, error).toHash()));
+        T record(PelkHash::fromVariant(PelkJson::parse(body, error)));
         if (error.isEmpty()) {
             if (callback)
                 callback(record);
@@ -143,7 +143,7 @@ template <typename T>
 bool QobuzApi::handleHttpError(const PelkUrl& url, CMReply<T>& reply, int code, const QByteArray& body)
 {
     PelkError parseError;
-    const PelkQobuzErrorResponse answer(PelkHash(PelkJson::parse(body, parseError).toHash()));
+    const PelkQobuzErrorResponse answer(PelkHash::fromVariant(PelkJson::parse(body, parseError)));
     // The arguments are filled in one call, since a URL contains percent signs.
     if (parseError.isEmpty())
         LOG4CPLUS_ERROR(logger, QStringLiteral("HTTP call to %1 failed (%2): %3")

@@ -177,9 +177,9 @@ bool QobuzBrowser::browse(const CMGetRowsRequest& request)
                 const auto album = record<PelkQobuzAlbum>(reply);
                 const PelkQobuzTracks tracks = album.tracks();
                 QList<PelkRoles> rows;
-                const QVariantList items = tracks.items();
-                for (const QVariant& item : items) {
-                    PelkQobuzTrack track(PelkHash(item.toHash()));
+                const PelkList<PelkHash> items = tracks.items();
+                for (const PelkHash& item : items) {
+                    PelkQobuzTrack track(item);
                     track.setAlbum(album); // the service leaves it out here
                     rows.append(toRole(track));
                 }
@@ -212,10 +212,10 @@ template <typename Item, typename List>
 void QobuzBrowser::sendItems(const List& list, const CMGetRowsRequest& request)
 {
     QList<PelkRoles> rows;
-    const QVariantList items = list.items();
+    const PelkList<PelkHash> items = list.items();
     rows.reserve(items.size());
-    for (const QVariant& item : items) {
-        Item itemRecord(PelkHash(item.toHash()));
+    for (const PelkHash& item : items) {
+        Item itemRecord(item);
         rows.append(toRole(itemRecord));
     }
     sendBrowseReply(rows, list.total(), request);
@@ -345,9 +345,12 @@ PelkRoles QobuzBrowser::toRole(PelkQobuzPlaylist& playlist)
 
 QString QobuzBrowser::highestQualityImageUrl(const PelkQobuzImage& image)
 {
-    for (const QString& url : {image.extralarge(), image.large(), image.medium(), image.small()})
+    for (const auto size : {&PelkQobuzImage::extralarge, &PelkQobuzImage::large, &PelkQobuzImage::medium,
+                            &PelkQobuzImage::small}) {
+        const QString url = (image.*size)();
         if (!url.isEmpty())
             return url;
+    }
     return image.thumbnail();
 }
 

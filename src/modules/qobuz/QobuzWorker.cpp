@@ -207,7 +207,7 @@ void QobuzWorker::trackResolved(const CMReply<PelkQobuzGetFileUrlResponse>& repl
     const PelkQobuzGetFileUrlResponse answer = reply.value();
     LOG4CPLUS_DEBUG(logger, "Qobuz track with id '" << trackId << "' was resolved to " << answer.url());
 
-    PelkRoles row(PelkHash(request.value().toHash()));
+    PelkRoles row(PelkHash::fromVariant(request.value()));
     PelkMediaData mediaData = row.mediaData();
     PelkMetaData metaData = mediaData.metaData();
     metaData.setStartTime(metaData.prePlayTimeOffset());
@@ -238,7 +238,7 @@ void QobuzWorker::trackResolved(const CMReply<PelkQobuzGetFileUrlResponse>& repl
 
 void QobuzWorker::handlePlayStateChange(const CMSetDataRequest& request)
 {
-    const PelkPlayLogicData data(PelkHash(request.value().toHash()));
+    const PelkPlayLogicData data(PelkHash::fromVariant(request.value()));
     if (data.trackRoles().path().startsWith(PelkQobuzBrowsePath(), nullptr)) {
         const CMPath& path = request.path();
         int id = 0;

@@ -1,4 +1,5 @@
 #include "api/core/json/pelkjson.h"
+#include "api/types/pelkhash.h"
 
 #include <QLocale>
 #include <QStringList>
@@ -71,6 +72,8 @@ void writeArray(QByteArray& out, const QVariantList& list)
 
 void write(QByteArray& out, const QVariant& value)
 {
+    if (value.userType() == qMetaTypeId<PelkHash>())
+        return write(out, value.toHash());
     switch (static_cast<QMetaType::Type>(value.userType())) {
     case QMetaType::QVariantHash: {
         QVariantMap sorted;

@@ -1,27 +1,19 @@
 #include "api/core/json/pelkjson.h"
 
-#include "api/core/json/keytable.h"
+#include "api/core/json/jsonobject.h"
 #include "api/core/json/lenientjson.h"
-#include "api/types/utf8.h"
-
-#include <QVariantHash>
-#include <QVariantList>
+#include "api/types/pelkhash.h"
 
 #include <cstring>
 #include <memory>
 #include <simdjson.h>
-#include <string_view>
 
 namespace {
 
 constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
 
-QString textOf(std::string_view utf8)
-{
-    return textOfUtf8(utf8.data(), static_cast<int>(utf8.size()));
-}
-
-/// What a thread keeps between calls: the parser's memory, a padded copy of the text, and the keys it met.
+/// What a thread keeps between calls: the parser's memory, a padded copy of the text, and the last parsed
+/// text, whose place the next one takes when nobody reads it any more.
 struct Workspace
 {
     /// Memory that a large text needed is given back after it.
@@ -30,7 +22,7 @@ struct Workspace
     simdjson::dom::parser parser{PelkJson::maxBytes};
     std::unique_ptr<char[]> text;
     size_t capacity = 0;
-    KeyTable keys;
+    QExplicitlySharedDataPointer<JsonDocument> document;
 
     const char* padded(const char* data, size_t size)
     {
@@ -45,61 +37,23 @@ struct Workspace
         return text.get();
     }
 
+    JsonDocument& freeDocument()
+    {
+        if (!document || document->ref.loadAcquire() != 1)
+            document = new JsonDocument;
+        return *document;
+    }
+
     void trim()
     {
         if (capacity <= keptBytes)
             return;
         text.reset();
         capacity = 0;
+        document.reset();
         parser = simdjson::dom::parser(PelkJson::maxBytes);
     }
 };
-
-/// Fills the variant where it stands, in the container that holds it.
-void fill(QVariant& target, const simdjson::dom::element& element, KeyTable& keys)
-{
-    using Type = simdjson::dom::element_type;
-    switch (element.type()) {
-    case Type::OBJECT: {
-        const simdjson::dom::object object = element.get_object().value_unsafe();
-        target = QVariant(QVariant::Hash);
-        auto& hash = *static_cast<QVariantHash*>(target.data());
-        hash.reserve(static_cast<int>(object.size()));
-        for (const simdjson::dom::key_value_pair field : object)
-            fill(hash[keys.text(field.key)], field.value, keys);
-        break;
-    }
-    case Type::ARRAY: {
-        const simdjson::dom::array array = element.get_array().value_unsafe();
-        target = QVariant(QVariant::List);
-        auto& list = *static_cast<QVariantList*>(target.data());
-        list.reserve(static_cast<int>(array.size()));
-        for (const simdjson::dom::element item : array) {
-            list.append(QVariant());
-            fill(list.last(), item, keys);
-        }
-        break;
-    }
-    case Type::STRING:
-        target = textOf(element.get_string().value_unsafe());
-        break;
-    case Type::INT64:
-        target = static_cast<qlonglong>(element.get_int64().value_unsafe());
-        break;
-    case Type::UINT64:
-        target = static_cast<qulonglong>(element.get_uint64().value_unsafe());
-        break;
-    case Type::DOUBLE:
-        target = element.get_double().value_unsafe();
-        break;
-    case Type::BOOL:
-        target = element.get_bool().value_unsafe();
-        break;
-    case Type::NULL_VALUE:
-        target = QVariant();
-        break;
-    }
-}
 
 struct Failure
 {
@@ -124,11 +78,14 @@ QVariant read(const QByteArray& body, Failure& failure)
         auto error =
             workspace.parser.allocate(std::max(size, workspace.parser.capacity()), PelkJson::maxDepth);
         simdjson::dom::element root;
+        JsonDocument& document = workspace.freeDocument();
         if (!error)
-            error = workspace.parser.parse(workspace.padded(body.constData() + start, size), size, false)
+            error = workspace.parser
+                        .parse_into_document(document.document,
+                                             workspace.padded(body.constData() + start, size), size, false)
                         .get(root);
         if (!error) {
-            fill(result, root, workspace.keys);
+            result = JsonObject::value(JsonDocumentPointer(&document), root);
             done = true;
         }
         workspace.trim();
@@ -136,6 +93,8 @@ QVariant read(const QByteArray& body, Failure& failure)
     if (!done) {
         LenientJson again(start > 0 ? body.mid(start) : body);
         result = again.read();
+        if (result.userType() == QMetaType::QVariantHash)
+            result = QVariant::fromValue(PelkHash(result.toHash()));
         failure = {again.offset() + start, again.reason()};
     }
     return result;

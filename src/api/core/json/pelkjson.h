@@ -16,7 +16,9 @@ public:
 
     /// Reads one JSON value, of any kind, from UTF-8.
     ///
-    /// Objects become QVariantHash and arrays QVariantList at every depth; of equal keys the last one counts.
+    /// Objects become PelkHash and arrays QVariantList; of equal keys the last one counts. A PelkHash keeps
+    /// the text's parts and reads them as it is asked, so that a key nobody asks for costs nothing;
+    /// QVariant::toHash() makes a QVariantHash of it, at every depth.
     /// Integers become qlonglong, those above its range qulonglong, and larger ones, like fractions, double.
     /// null becomes an invalid QVariant, so that it reads like an absent key.
     ///

@@ -36,7 +36,7 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
     file.close();
     if (!error.isEmpty())
         setAside(error.message());
-    else if (values.userType() != QMetaType::QVariantHash)
+    else if (values.userType() != qMetaTypeId<PelkHash>())
         setAside(QStringLiteral("it is no JSON object"));
     else
         m_values = values.toHash();
@@ -57,13 +57,13 @@ void CMFileStore::setAside(const QString& reason)
 
 PelkValue CMFileStore::read(const CMPath& path) const
 {
-    return PelkValue(PelkHash(m_values.value(path.toString()).toHash()));
+    return PelkValue(PelkHash::fromVariant(m_values.value(path.toString())));
 }
 
 bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* error)
 {
     QVariantHash values = m_values;
-    values.insert(path.toString(), value.variant());
+    values.insert(path.toString(), value.hash());
     QString reason;
     const QByteArray text = QJsonDocument(QJsonObject::fromVariantHash(values)).toJson();
     if (!cmSaveFile(m_fileName, text, m_permissions, &reason)) {

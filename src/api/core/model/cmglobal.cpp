@@ -4,7 +4,9 @@ QVariantList CMGlobal::itemRolesToList(const QStringList& roles, const PelkRoles
 {
     QVariantList values;
     values.reserve(roles.size());
-    for (const QString& role : roles)
-        values.append(row.value(role));
+    for (const QString& role : roles) {
+        values.append(QVariant());
+        row.read(role, &values.last());
+    }
     return values;
 }

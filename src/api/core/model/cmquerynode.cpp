@@ -30,8 +30,8 @@ bool CMQueryNode::setDataRequest(const CMSetDataRequest& request)
     if (request.role() != PelkRoles::Value())
         return CMUINode::setDataRequest(request);
     const QVariant& value = request.value();
-    const QString text =
-        value.canConvert<QVariantHash>() ? PelkValue(PelkHash(value.toHash())).string_() : value.toString();
+    const QString text = value.canConvert<QVariantHash>() ? PelkValue(PelkHash::fromVariant(value)).string_()
+                                                          : value.toString();
     request.reply().setValue(QVariantList{resultPath(text).toString(), false});
     return true;
 }

@@ -14,20 +14,21 @@ import sys
 import jinja2
 import yaml
 
-# type word of a field -> (C++ type, how a variant `v` is read, how an argument `value` is stored)
+# type word of a field -> (C++ type, how the value at a KEY is read, how an argument `value` is stored)
 SCALARS = {
-    "string": ("QString", "v.toString()", "value", "const QString&"),
-    "int": ("int", "v.toInt()", "value", "int"),
-    "uint": ("unsigned int", "v.toUInt()", "value", "unsigned int"),
-    "int64": ("long long", "v.toLongLong()", "value", "long long"),
-    "double": ("double", "v.toDouble()", "value", "double"),
-    "bool": ("bool", "v.toBool()", "value", "bool"),
-    "list": ("QVariantList", "v.toList()", "value", "const QVariantList&"),
-    "variant": ("QVariant", "v", "value", "const QVariant&"),
-    "path": ("CMPath", "CMPath(v.toString())", "value.toString()", "const CMPath&"),
-    "text": ("TrString", "TrString::fromVariant(v)", "value", "const TrString&"),
+    "string": ("QString", "text(KEY)", "value", "const QString&"),
+    "int": ("int", "value(KEY).toInt()", "value", "int"),
+    "uint": ("unsigned int", "value(KEY).toUInt()", "value", "unsigned int"),
+    "int64": ("long long", "value(KEY).toLongLong()", "value", "long long"),
+    "double": ("double", "value(KEY).toDouble()", "value", "double"),
+    "bool": ("bool", "value(KEY).toBool()", "value", "bool"),
+    "hashes": ("PelkList<PelkHash>", "PelkList<PelkHash>::fromRecords(records(KEY))", "value.variant()", "const PelkList<PelkHash>&"),
+    "list": ("QVariantList", "value(KEY).toList()", "value", "const QVariantList&"),
+    "variant": ("QVariant", "value(KEY)", "value", "const QVariant&"),
+    "path": ("CMPath", "CMPath(text(KEY))", "value.toString()", "const CMPath&"),
+    "text": ("TrString", "TrString::fromVariant(value(KEY))", "value", "const TrString&"),
 }
-SCALAR_HEADERS = {"path": "api/types/cmpath.h", "text": "api/types/trstring.h"}
+SCALAR_HEADERS = {"hashes": "api/types/pelklist.h", "path": "api/types/cmpath.h", "text": "api/types/trstring.h"}
 
 
 def upper_first(name):
@@ -53,16 +54,16 @@ class Field:
         if word.startswith("list of "):
             record = word[len("list of "):]
             self.cpp = f"PelkList<{record}>"
-            self.read, self.write = f"{self.cpp}::fromVariant(v)", "value.variant()"
+            self.read, self.write = f"{self.cpp}::fromRecords(records(KEY))", "value.variant()"
             self.argument = f"const {self.cpp}&"
             return "list", record
         if word in owner["enums"]:
             self.cpp = f"{word}::Enum"
-            self.read, self.write = f"static_cast<{self.cpp}>(v.toInt())", "int(value)"
+            self.read, self.write = f"static_cast<{self.cpp}>(value(KEY).toInt())", "int(value)"
             self.argument = self.cpp
             return "enum", word
         self.cpp = word
-        self.read, self.write = f"{word}(PelkHash(v.toHash()))", "value.variant()"
+        self.read, self.write = f"{word}(record(KEY))", "value.variant()"
         self.argument = f"const {word}&"
         return "record", word
 

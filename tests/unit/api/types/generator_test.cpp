@@ -58,7 +58,8 @@ private Q_SLOTS:
             QTest::newRow(name) << QByteArray(schema) << QString::fromLatin1(sentence);
         };
         row("unknown type", "records:\n  R:\n    doc: D.\n    fields:\n      f: {type: strnig, doc: D.}\n",
-            "schema.yaml: R.f: \"strnig\" is no type; one is string, int, uint, int64, double, bool, list, "
+            "schema.yaml: R.f: \"strnig\" is no type; one is string, int, uint, int64, double, bool, hashes, "
+            "list, "
             "variant, path, text, an enumeration, a record, or \"list of\" and a record.");
         row("list of an unknown record",
             "records:\n  R:\n    doc: D.\n    fields:\n      f: {type: list of string, doc: D.}\n",

@@ -1,10 +1,12 @@
 #include "api/core/json/pelkjson.h"
+#include "api/types/pelkhash.h"
 #include "tests/support/heap.h"
 #include "tests/support/variantlines.h"
 
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
 #include <limits>
 #include <sstream>
 #include <thread>
@@ -28,6 +30,17 @@ QVariantHash object(std::initializer_list<std::pair<const char*, QVariant>> fiel
 QVariant text(const char* utf8)
 {
     return QString::fromUtf8(utf8);
+}
+
+QString string(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+/// A value with a QVariantHash for each record in it.
+QVariant whole(const QVariant& value)
+{
+    return value.userType() == qMetaTypeId<PelkHash>() ? QVariant(value.toHash()) : value;
 }
 
 } // namespace
@@ -88,7 +101,77 @@ private Q_SLOTS:
         QVERIFY2(error.isEmpty(), qPrintable(error.message()));
         QCOMPARE(offset, 0U);
         QCOMPARE(result, value);
-        QCOMPARE(result.userType(), value.userType());
+        QCOMPARE(variantLines(whole(result)), variantLines(value));
+    }
+
+    void anObjectIsARecordThatReadsAsItIsAsked()
+    {
+        PelkError error;
+        PelkHash inner;
+        {
+            const QVariant all =
+                PelkJson::parse(R"({"a":{"b":[{"c":1,"c":2,"é":"ü"},3]},"n":null,"":0})", error);
+            QCOMPARE(all.userType(), qMetaTypeId<PelkHash>());
+            const PelkHash record = PelkHash::fromVariant(all);
+            QVERIFY(record.contains(string("n")) && !record.value(string("n")).isValid());
+            QVERIFY(!record.contains(string("x")) && !record.value(string("x")).isValid());
+            QVERIFY(record.contains(QString()));
+            const PelkHash a = record.record(string("a"));
+            QVERIFY(record.record(string("n")).isEmpty() && record.record(string("x")).isEmpty());
+            const QList<PelkHash> b = a.records(string("b"));
+            QCOMPARE(b.size(), 2);
+            QVERIFY(b.at(1).isEmpty());
+            QVERIFY(record.records(string("a")).isEmpty() && record.records(string("x")).isEmpty());
+            inner = b.at(0);
+            // value() and hash() have no such record in them, at any depth.
+            QCOMPARE(variantLines(record.value(string("a"))),
+                     (QStringList{string("/b/0/c: qlonglong \"2\""), string("/b/0/é: QString \"ü\""),
+                                  string("/b/1: qlonglong \"3\""), string("/b: QVariantList of 2")}));
+            QCOMPARE(variantLines(all.toHash().value(string("a"))), variantLines(record.value(string("a"))));
+        }
+        // A part keeps the whole text.
+        QCOMPARE(inner.value(string("c")), QVariant(2LL));
+        QCOMPARE(inner.value(string("é")), QVariant(string("ü")));
+        QCOMPARE(inner, PelkHash({{string("c"), 2LL}, {string("é"), string("ü")}}));
+    }
+
+    void aTextIsWhatTheVariantSays_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        for (const char* json : {"\"x\"", "\"\"", "\"\u0000y\"", "5", "-1", "18446744073709551615", "1.5",
+                                 "1e300", "true", "false", "null", "[]", "[1]", "{}", "{\"a\":1}"})
+            QTest::newRow(json) << QByteArray(json);
+    }
+    void aTextIsWhatTheVariantSays()
+    {
+        QFETCH(QByteArray, json);
+        PelkError error;
+        const PelkHash record = PelkHash::fromVariant(PelkJson::parse("{\"k\":" + json + "}", error));
+        QCOMPARE(record.text(string("k")), record.value(string("k")).toString());
+        QCOMPARE(PelkHash(record.hash()).text(string("k")), record.value(string("k")).toString());
+        QCOMPARE(record.text(string("x")), QString());
+    }
+
+    void oneRecordIsReadByManyThreads()
+    {
+        PelkError error;
+        const PelkHash record =
+            PelkHash::fromVariant(PelkJson::parse(R"({"a":{"b":[{"c":1}]},"d":"e"})", error));
+        std::vector<std::thread> threads;
+        std::atomic<int> right{0};
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] {
+                for (int n = 0; n < 200; ++n) {
+                    const PelkHash a = record.record(string("a"));
+                    PelkHash own = record;
+                    own.insert(string("d"), n);
+                    right += int(a.records(string("b")).size() == 1 && own.value(string("d")) == n &&
+                                 record.value(string("d")) == string("e") && record.hash().size() == 2);
+                }
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        QCOMPARE(right.load(), 800);
     }
 
     void loneSurrogatesAreReadWithEverythingAroundThem()
@@ -130,7 +213,7 @@ private Q_SLOTS:
         const QVariant first = PelkJson::parse(json, error);
         const QVariantList second = PelkJson::parse("[" + json + ",\"\\ud800\"]", error).toList();
         QVERIFY2(error.isEmpty(), qPrintable(error.message()));
-        QCOMPARE(variantLines(second.value(0)), variantLines(first));
+        QCOMPARE(variantLines(whole(second.value(0))), variantLines(whole(first)));
     }
 
     void whatIsWrongInANumberOrAnEscapeIsNotRead_data()

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "api/core/json/keytable.h"
+#include "api/types/pelkhashdata.h"
+
+#include <QSharedData>
+
+#include <simdjson.h>
+
+/// A parsed text. It is shared by the records that read from it and does not change as long as there are any.
+struct JsonDocument : QSharedData
+{
+    simdjson::dom::document document;
+};
+using JsonDocumentPointer = QExplicitlySharedDataPointer<const JsonDocument>;
+
+/// An object of a parsed text: knows where its fields are and reads them as they are asked for. A key is
+/// found by its size first, which few keys of an object share.
+class JsonObject final : public PelkHashData
+{
+public:
+    JsonObject(const JsonDocumentPointer& document, const simdjson::dom::object& object)
+        : m_document(document)
+        , m_object(object)
+    {
+    }
+
+    bool isEmpty() const override { return m_object.begin() == m_object.end(); }
+    bool read(const QString& key, QVariant* value) const override;
+    QString text(const QString& key) const override;
+    PelkHash record(const QString& key) const override;
+    QList<PelkHash> records(const QString& key) const override;
+    QHash<QString, QVariant> hash() const override;
+
+    /// Any value of a parsed text as a whole, but an object itself as a PelkHash.
+    static QVariant value(const JsonDocumentPointer& document, const simdjson::dom::element& element);
+
+private:
+    bool find(const QString& key, simdjson::dom::element* value) const;
+
+    JsonDocumentPointer m_document;
+    simdjson::dom::object m_object;
+};
