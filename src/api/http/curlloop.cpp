@@ -7,8 +7,9 @@
 
 namespace {
 
-/// Connections kept open when nothing uses them.
-constexpr long keptConnections = 16;
+/// Connections kept open. Those in use count too: with more requests at once than this, each would open its
+/// own.
+constexpr long keptConnections = 64;
 
 } // namespace
 

@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -92,7 +93,8 @@ public:
     HttpClient* const q;
     const long version;
     const bool keepConnections;
-    CurlLoop loop;
+    CurlLoop& curlLoop();
+    std::optional<CurlLoop> loop; ///< with the first request, since libcurl's TLS takes memory and time
     bool cacheOn = false;
     ResponseCache cache;
     std::vector<std::unique_ptr<Exchange>> spare;
@@ -106,14 +108,22 @@ HttpClientPrivate::HttpClientPrivate(HttpClient* client, HttpClient::HttpVersion
     : q(client)
     , version(httpVersion == HttpClient::Http11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS)
     , keepConnections(keep)
-    , loop([this](CURL* handle, CURLcode code) { onFinished(handle, code); })
 {
+}
+
+CurlLoop& HttpClientPrivate::curlLoop()
+{
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    Q_ASSERT(ready == CURLE_OK);
+    if (!loop)
+        loop.emplace([this](CURL* handle, CURLcode code) { onFinished(handle, code); });
+    return *loop;
 }
 
 HttpClientPrivate::~HttpClientPrivate()
 {
     for (const auto& item : running)
-        loop.remove(item.first);
+        loop->remove(item.first);
     processCount().add(-inFlight);
 }
 
@@ -156,6 +166,7 @@ void HttpClientPrivate::send(Request request)
             std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - request.started);
         request.wire.timeoutMs = std::max<qint64>(timeoutMs - used.count(), 1);
     }
+    CurlLoop& transfers = curlLoop();
     std::unique_ptr<Exchange> exchange;
     if (spare.empty()) {
         exchange = std::make_unique<Exchange>(version, keepConnections);
@@ -165,7 +176,7 @@ void HttpClientPrivate::send(Request request)
     }
     exchange->prepare(request.wire);
     CURL* handle = exchange->handle();
-    if (loop.add(handle))
+    if (transfers.add(handle))
         running.emplace(handle, Running{std::move(exchange), std::move(request)});
     else
         fail(request, HttpClientResult::Interrupted, QStringLiteral("The transfer could not be started"));
@@ -295,8 +306,6 @@ void HttpClientPrivate::deliver()
 HttpClient::HttpClient(QObject* parent, HttpVersion version, bool keepConnections)
     : QObject(parent)
 {
-    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
-    Q_ASSERT(ready == CURLE_OK);
     d = std::make_unique<HttpClientPrivate>(this, version, keepConnections);
 }
 

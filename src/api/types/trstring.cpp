@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QRegularExpression>
 
+#include <cstring>
+
 namespace {
 
 // Without a comparator, two variants with equal texts differ unless they share one.
@@ -80,6 +82,15 @@ QString filled(const QString& pattern, const QList<TrArg>& arguments)
     return text;
 }
 
+/// Whether a signature has anything that the compilers spell in their own ways.
+bool mayBeSpelledAnotherWay(const char* signature)
+{
+    for (const char* mark : {" *", " &", " (", " [", "(anonymous", "(lambda", "long", "short"})
+        if (std::strstr(signature, mark))
+            return true;
+    return false;
+}
+
 } // namespace
 
 TrString::TrString(const TrCharData& data, const QList<TrArg>& arguments)
@@ -129,6 +140,9 @@ bool TrString::operator==(const TrString& other) const
 
 QByteArray trExtractContext(const char* signature)
 {
+    // Most signatures are spelled alike, and the first regular expression of a process takes half a megabyte.
+    if (!mayBeSpelledAnotherWay(signature))
+        return signature;
     QString text = QString::fromUtf8(signature);
     // What follows is Clang's spelling turned into GCC's; a text that GCC made passes through unchanged.
     text.replace(QLatin1String("(anonymous namespace)"), QLatin1String("{anonymous}"));

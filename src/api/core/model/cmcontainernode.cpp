@@ -1,8 +1,8 @@
 #include "api/core/model/cmcontainernode.h"
 
-PelkRoles CMContainerNode::roles() const
+PelkRoles CMContainerNode::makeRoles() const
 {
-    PelkRoles roles = CMUINode::roles();
+    PelkRoles roles = CMUINode::makeRoles();
     roles.setType(PelkRolesType::Container);
     roles.setContainerType(m_type);
     roles.setContainerPlayable(m_playable);

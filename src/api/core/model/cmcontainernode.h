@@ -14,13 +14,26 @@ public:
     {
     }
 
-    void setContainerType(PelkRolesContainerType::Enum type) { m_type = type; }
+    void setContainerType(PelkRolesContainerType::Enum type)
+    {
+        m_type = type;
+        rolesChanged();
+    }
     /// Whether the container can be played as a whole; it cannot unless it is said.
-    void setPlayable(bool playable) { m_playable = playable; }
+    void setPlayable(bool playable)
+    {
+        m_playable = playable;
+        rolesChanged();
+    }
     /// The container with the entries through which this one is searched.
-    void setSearchPath(const CMPath& path) { m_searchPath = path; }
+    void setSearchPath(const CMPath& path)
+    {
+        m_searchPath = path;
+        rolesChanged();
+    }
 
-    PelkRoles roles() const override;
+protected:
+    PelkRoles makeRoles() const override;
 
 private:
     PelkRolesContainerType::Enum m_type = PelkRolesContainerType::Folder;

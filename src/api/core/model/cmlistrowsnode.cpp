@@ -26,7 +26,8 @@ bool CMListRowsNode::getRowsRequest(const CMGetRowsRequest& request)
         if (m_copyPathParams)
             for (const auto& param : request.path().params())
                 path.addParam(param.first, param.second);
-        roles.setPath(path);
+        if (!node || node->path() != path)
+            roles.setPath(path);
         rows.append(QVariant(CMGlobal::itemRolesToList(request.roles(), roles)));
     }
     PelkRowsRoles reply;

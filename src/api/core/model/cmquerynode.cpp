@@ -16,9 +16,9 @@ CMPath CMQueryNode::resultPath(const QString& text) const
     return path;
 }
 
-PelkRoles CMQueryNode::roles() const
+PelkRoles CMQueryNode::makeRoles() const
 {
-    PelkRoles roles = CMUINode::roles();
+    PelkRoles roles = CMUINode::makeRoles();
     roles.setType(PelkRolesType::Query);
     roles.setQuery(m_query);
     roles.setQueryPath(m_queryPath);

@@ -14,16 +14,26 @@ public:
     /// Makes a node and registers it. Owned by the registry.
     static CMQueryNode* create(CMNodes* nodes, const CMPath& path);
 
-    void setQueryPath(const CMPath& path) { m_queryPath = path; }
+    void setQueryPath(const CMPath& path)
+    {
+        m_queryPath = path;
+        rolesChanged();
+    }
     /// The name of the parameter that takes the text.
-    void setQuery(const QString& name) { m_query = name; }
+    void setQuery(const QString& name)
+    {
+        m_query = name;
+        rolesChanged();
+    }
 
     /// The path with the results for a text.
     CMPath resultPath(const QString& text) const;
 
-    PelkRoles roles() const override;
     /// Takes a text, plain or as a PelkValue, for the value role. The reply is [the path's text, false].
     bool setDataRequest(const CMSetDataRequest& request) override;
+
+protected:
+    PelkRoles makeRoles() const override;
 
 private:
     explicit CMQueryNode(const CMPath& path)

@@ -4,6 +4,13 @@
 
 PelkRoles CMUINode::roles() const
 {
+    if (m_roles.isEmpty())
+        m_roles = makeRoles();
+    return m_roles;
+}
+
+PelkRoles CMUINode::makeRoles() const
+{
     PelkRoles roles;
     roles.setTitle(m_title);
     roles.setPath(path());

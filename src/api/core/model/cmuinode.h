@@ -15,13 +15,24 @@ public:
     }
 
     TrString title() const { return m_title; }
-    void setTitle(const TrString& title) { m_title = title; }
+    void setTitle(const TrString& title)
+    {
+        m_title = title;
+        rolesChanged();
+    }
 
-    /// The node as a row: what of it a list shows.
-    virtual PelkRoles roles() const;
+    /// The node as a row: what of it a list shows. Made once and kept until the node changes.
+    PelkRoles roles() const;
     /// The values of roles() that the request asks for.
     bool getDataRequest(const CMGetDataRequest& request) override;
 
+protected:
+    /// Makes what roles() gives; a kind of node adds its own.
+    virtual PelkRoles makeRoles() const;
+    /// To be called by whatever changes what makeRoles() gives.
+    void rolesChanged() { m_roles = PelkRoles(); }
+
 private:
     TrString m_title;
+    mutable PelkRoles m_roles; // empty: not made since the last change
 };
