@@ -25,7 +25,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         m_players = std::make_unique<Players>();
-        QCOMPARE(m_players->login().exitCode, 0);
+        QCOMPARE(m_players->login().fault(), QString());
     }
 
     void theMenuHasFiveRows()

@@ -92,6 +92,12 @@ Players::Outcome Players::pelk(const QStringList& arguments, const QByteArray& i
     return outcome;
 }
 
+QString Players::Outcome::fault() const
+{
+    return exitCode == 0 ? QString()
+                         : QStringLiteral("exit code %1: %2").arg(QString::number(exitCode), errors);
+}
+
 Players::Outcome Players::login() const
 {
     return pelk(

@@ -20,6 +20,8 @@ public:
         QString output; ///< standard output
         QString errors; ///< standard error
         QJsonObject json() const;
+        /// Exit code and standard error; empty after a success.
+        QString fault() const;
     };
 
     /// Starts the sandbox and writes settings for it.

@@ -77,7 +77,7 @@ private Q_SLOTS:
     void init()
     {
         m_players = std::make_unique<Players>();
-        QCOMPARE(m_players->login().exitCode, 0);
+        QCOMPARE(m_players->login().fault(), QString());
     }
 
     void aTrackSoundsInTheQualityThatIsAskedFor_data()

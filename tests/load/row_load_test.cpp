@@ -24,8 +24,9 @@ namespace {
 
 constexpr int threadCount = 8;
 constexpr int rounds = 10;
-// Idle connections that the HTTP client holds on to, and a pair of libcurl's own.
-constexpr int keptSockets = 16 + 2;
+// Connections that the HTTP client holds on to, no more than there can be requests at once, and a pair of
+// libcurl's own.
+constexpr int keptSockets = threadCount * 4 + 2;
 
 #ifdef __SANITIZE_THREAD__
 constexpr bool memoryIsBounded = false;
