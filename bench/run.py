@@ -149,7 +149,7 @@ def memory_row(bench):
 
 
 def main():
-    parser = argparse.ArgumentParser(usage=__doc__)
+    parser = argparse.ArgumentParser(usage=__doc__.replace("%", "%%"))
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "dev")
     parser.add_argument("--smoke", action="store_true")
     parser.add_argument("--store", action="store_true")
