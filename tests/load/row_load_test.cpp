@@ -26,7 +26,7 @@ constexpr int threadCount = 8;
 constexpr int rounds = 10;
 // Connections that the HTTP client holds on to, no more than there can be requests at once, and a pair of
 // libcurl's own.
-constexpr int keptSockets = threadCount * 4 + 2;
+constexpr int keptSockets = threadCount * HostThread::mostUnanswered + 2;
 
 #ifdef __SANITIZE_THREAD__
 constexpr bool memoryIsBounded = false;

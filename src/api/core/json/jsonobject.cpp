@@ -1,5 +1,6 @@
 #include "api/core/json/jsonobject.h"
 
+#include "api/core/json/keytable.h"
 #include "api/types/pelkhash.h"
 
 #include <QVarLengthArray>
@@ -7,7 +8,6 @@
 #include <QVariantList>
 
 #include <algorithm>
-#include <cstring>
 
 namespace {
 

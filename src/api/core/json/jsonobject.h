@@ -1,6 +1,5 @@
 #pragma once
 
-#include "api/core/json/keytable.h"
 #include "api/types/pelkhashdata.h"
 
 #include <QSharedData>
@@ -14,8 +13,8 @@ struct JsonDocument : QSharedData
 };
 using JsonDocumentPointer = QExplicitlySharedDataPointer<const JsonDocument>;
 
-/// An object of a parsed text: knows where its fields are and reads them as they are asked for. A key is
-/// found by its size first, which few keys of an object share.
+/// An object of a parsed text. Reading a key looks through the object's keys and makes a variant of the one
+/// value, so that what nobody asks for costs nothing.
 class JsonObject final : public PelkHashData
 {
 public:
