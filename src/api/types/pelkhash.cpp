@@ -138,7 +138,7 @@ void PelkHash::insert(const QString& key, const QVariant& value)
         m_data = own;
     else
         own = const_cast<WrittenHash*>(written); // nobody else reads it
-    own->write(key, value);
+    own->write(key, value.userType() == qMetaTypeId<PelkHash>() ? QVariant(value.toHash()) : value);
 }
 
 void PelkHash::remove(const QString& key)

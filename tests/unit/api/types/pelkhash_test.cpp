@@ -128,6 +128,9 @@ private Q_SLOTS:
         over.insert(a, PelkHash().variant());
         QVERIFY(over.contains(a) && over.record(a).isEmpty());
         QCOMPARE(over.value(a), QVariant(QVariantHash()));
+        over.insert(a, asVariant(inner)); // as itself
+        QCOMPARE(over.value(a).userType(), int(QMetaType::QVariantHash));
+        QCOMPARE(over.record(a), inner);
         over.insert(a, 7);
         QCOMPARE(over.value(a), QVariant(7));
         QVERIFY(over.record(a).isEmpty());

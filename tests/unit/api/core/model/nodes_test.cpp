@@ -159,6 +159,27 @@ private Q_SLOTS:
         QCOMPARE(data.reply().value().toList(), expected);
     }
 
+    void aRowFollowsEveryChangeOfItsNode()
+    {
+        auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
+        list->setTitle(TrString(text("First")));
+        QCOMPARE(list->roles().title().toString(), text("First"));
+        list->setTitle(TrString(text("Second")));
+        QCOMPARE(list->roles().title().toString(), text("Second"));
+        list->setPlayable(true);
+        QCOMPARE(list->roles().containerPlayable(), true);
+        list->setContainerType(PelkRolesContainerType::Album);
+        QCOMPARE(int(list->roles().containerType()), int(PelkRolesContainerType::Album));
+        list->setSearchPath(path("qobuz:search"));
+        QCOMPARE(list->roles().searchPath(), path("qobuz:search"));
+        auto* query = CMQueryNode::create(m_worker->nodes(), path("qobuz:query"));
+        QVERIFY(query->roles().query().isEmpty());
+        query->setQuery(text("words"));
+        QCOMPARE(query->roles().query(), text("words"));
+        query->setQueryPath(path("qobuz:results"));
+        QCOMPARE(query->roles().queryPath(), path("qobuz:results"));
+    }
+
     void aContainerIsAFolderThatDoesNotPlayUnlessItIsSaid()
     {
         auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
