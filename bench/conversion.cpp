@@ -4,7 +4,7 @@
 #include "api/types/pelkqobuzalbums.h"
 #include "api/types/pelkqobuztracks.h"
 #include "api/types/qobuzpaths.h"
-#include "player/ContentClient.h"
+#include "player/content/ContentClient.h"
 #include "tests/support/memoryservice.h"
 
 #include <QJsonArray>

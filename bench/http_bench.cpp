@@ -7,7 +7,7 @@
 #include "api/types/qobuzpaths.h"
 #include "bench/benchserver.h"
 #include "bench/curlclient.h"
-#include "player/ContentClient.h"
+#include "player/content/ContentClient.h"
 #include "tests/support/modulehost.h"
 
 #include <QCoreApplication>

@@ -7,7 +7,7 @@
 #include "api/types/pelkqobuzsettings.h"
 #include "api/types/pelkqobuzusersession.h"
 #include "fuzz/input.h"
-#include "player/LogMask.h"
+#include "player/host/LogMask.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "api/types/pelkqobuzusersession.h"
 #include "fuzz/scratchfile.h"
-#include "player/ServiceAccount.h"
+#include "player/host/ServiceAccount.h"
 
 #include <QFile>
 

@@ -4,7 +4,7 @@
 #include "api/types/playerpaths.h"
 #include "api/types/qobuzpaths.h"
 #include "fuzz/scratchfile.h"
-#include "player/ServiceSettings.h"
+#include "player/host/ServiceSettings.h"
 
 namespace {
 

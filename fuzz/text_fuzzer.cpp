@@ -4,9 +4,9 @@
 #include "api/core/json/pelkjson.h"
 #include "api/types/trstring.h"
 #include "fuzz/input.h"
-#include "player/RowJson.h"
-#include "player/RowTable.h"
-#include "player/TextWidth.h"
+#include "player/cli/RowTable.h"
+#include "player/cli/TextWidth.h"
+#include "player/content/RowJson.h"
 
 namespace {
 

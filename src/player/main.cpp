@@ -1,11 +1,11 @@
-#include "player/CommandLine.h"
-#include "player/Commands.h"
-#include "player/ExitCode.h"
-#include "player/Host.h"
-#include "player/Logging.h"
-#include "player/PlayCommand.h"
-#include "player/SignalWatch.h"
-#include "player/Terminal.h"
+#include "player/cli/CommandLine.h"
+#include "player/cli/Commands.h"
+#include "player/cli/ExitCode.h"
+#include "player/cli/PlayCommand.h"
+#include "player/cli/SignalWatch.h"
+#include "player/cli/Terminal.h"
+#include "player/host/Host.h"
+#include "player/host/Logging.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
 #include "api/types/playerpaths.h"
 #include "api/types/qobuzpaths.h"
-#include "player/Host.h"
+#include "player/host/Host.h"
 #include "tests/support/figures.h"
 #include "tests/support/ownprocess.h"
 

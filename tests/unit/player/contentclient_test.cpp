@@ -1,5 +1,5 @@
 #include "api/core/model/cmrootworker.h"
-#include "player/ContentClient.h"
+#include "player/content/ContentClient.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QtTest>

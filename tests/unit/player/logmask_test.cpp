@@ -1,6 +1,6 @@
 #include "api/types/pelkvalue.h"
-#include "player/LogMask.h"
-#include "player/Logging.h"
+#include "player/host/LogMask.h"
+#include "player/host/Logging.h"
 
 #include <QtTest>
 #include <log4cplus/loggingmacros.h>

@@ -1,6 +1,6 @@
 #include "api/core/model/cmrootworker.h"
 #include "api/types/pelkroles.h"
-#include "player/ModuleLoader.h"
+#include "player/host/ModuleLoader.h"
 
 #include <QTemporaryDir>
 #include <QThread>

@@ -1,7 +1,7 @@
 #include "api/core/model/cmrootworker.h"
-#include "player/AudioOutput.h"
-#include "player/PlayEngine.h"
-#include "player/PlayQueue.h"
+#include "player/play/AudioOutput.h"
+#include "player/play/PlayEngine.h"
+#include "player/play/PlayQueue.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QSignalSpy>

@@ -1,7 +1,7 @@
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
 #include "api/types/pelkresource.h"
-#include "player/RowJson.h"
+#include "player/content/RowJson.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,5 +1,5 @@
-#include "player/RowTable.h"
-#include "player/TextWidth.h"
+#include "player/cli/RowTable.h"
+#include "player/cli/TextWidth.h"
 
 #include <QtTest>
 

@@ -1,5 +1,5 @@
 #include "api/types/qobuzpaths.h"
-#include "player/ServiceAccount.h"
+#include "player/host/ServiceAccount.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

@@ -1,6 +1,6 @@
 #include "api/types/playerpaths.h"
 #include "api/types/qobuzpaths.h"
-#include "player/ServiceSettings.h"
+#include "player/host/ServiceSettings.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

@@ -1,4 +1,4 @@
-#include "player/WavWriter.h"
+#include "player/play/WavWriter.h"
 
 #include <QTemporaryDir>
 #include <QtEndian>

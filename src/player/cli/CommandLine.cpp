@@ -1,0 +1,180 @@
+#include "player/cli/CommandLine.h"
+
+#include "player/cli/ExitCode.h"
+#include "player/cli/Terminal.h"
+#include "player/host/Host.h"
+#include "player/host/Logging.h"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+
+namespace {
+
+constexpr int defaultRows = 50;
+constexpr int longestPlaySeconds = 24 * 3600;
+
+QString decoded(const std::string& bytes)
+{
+    return QString::fromUtf8(bytes.c_str(), int(bytes.size()));
+}
+
+/// A check for a whole number, with a sentence for people.
+CLI::Validator wholeNumber(int least, int most)
+{
+    return CLI::Validator(
+        [least, most](const std::string& word) {
+            bool isNumber = false;
+            const int number = decoded(word).toInt(&isNumber);
+            if (isNumber && number >= least && number <= most)
+                return std::string();
+            return QStringLiteral("\"%1\" is no whole number from %2 to %3")
+                .arg(decoded(word))
+                .arg(least)
+                .arg(most)
+                .toStdString();
+        },
+        "");
+}
+
+CLI::Validator oneOf(const QStringList& choices)
+{
+    return CLI::Validator(
+        [choices](const std::string& word) {
+            if (choices.contains(decoded(word)))
+                return std::string();
+            return QStringLiteral("\"%1\" is none of: %2")
+                .arg(decoded(word), choices.join(QLatin1String(", ")))
+                .toStdString();
+        },
+        "");
+}
+
+const char* const footer =
+    "Exit codes: 0 done; 1 the operation failed; 2 wrong usage; 3 settings or modules\n"
+    "are missing; 4 nobody is logged in; 130 interrupted.";
+
+int wrongUsage(const QString& sentence, const std::string& command)
+{
+    Terminal::error(sentence);
+    Terminal::note(QStringLiteral("Try: pelk %1--help").arg(decoded(command.empty() ? "" : command + " ")));
+    return ExitCode::usage;
+}
+
+} // namespace
+
+std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCode)
+{
+    CommandLine line;
+    std::string config = Host::defaultConfigFile().toStdString();
+    std::string modules = Host::defaultModuleFolder().toStdString();
+    // A command that fails says why in a sentence; the log lines of the same failure would only stand beside
+    // it.
+    std::string level = "off";
+    std::string user;
+    std::string path;
+    std::string query;
+    std::string wav;
+    std::string quality;
+    int from = 0;
+    int to = -1;
+
+    CLI::App app("Browses and plays what the modules offer.", "pelk");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer(footer);
+    app.get_formatter()->column_width(28);
+    app.add_option("--config", config, "Settings file")->type_name("FILE")->capture_default_str();
+    app.add_option("--modules", modules, "Folder with the modules")->type_name("DIR")->capture_default_str();
+    app.add_option("--log-level", level, "Log lines: off, error, warn, info, debug, trace")
+        ->type_name("LEVEL")
+        ->check(oneOf(Logging::levels()))
+        ->capture_default_str();
+    const auto add = [&app, &line](const char* name, const char* description, Command which) {
+        CLI::App* sub = app.add_subcommand(name, description);
+        sub->footer(std::string("--config, --modules and --log-level go with every command: pelk --help\n") +
+                    footer);
+        sub->callback([&line, which] { line.command = which; });
+        return sub;
+    };
+
+    CLI::App* login = add("login", "Log in; asks for the password", Command::Login);
+    login->add_option("USER", user, "Login name")->required()->type_name("");
+    login->add_flag("--password-stdin", line.passwordStdin, "Read the password from standard input");
+    add("logout", "Log out and forget the account", Command::Logout);
+    add("status", "Show who is logged in; exit code 4: nobody", Command::Status);
+
+    CLI::App* rows = add("rows", "Show the rows of a container", Command::Rows);
+    rows->add_option("PATH", path, "Path of the container; without: the modules' roots")->type_name("");
+    rows->add_option("--from", from, "First row, counted from 0")
+        ->type_name("N")
+        ->check(wholeNumber(0, std::numeric_limits<int>::max()))
+        ->capture_default_str();
+    const CLI::Option* toOption = rows->add_option("--to", to, "Last row, included; without: 50 rows")
+                                      ->type_name("N")
+                                      ->check(wholeNumber(0, std::numeric_limits<int>::max()));
+    rows->add_flag("--json", line.json, "Print all that the rows carry, for programs");
+
+    CLI::App* search = add("search", "Search, and show the first rows of each kind", Command::Search);
+    search->add_option("TEXT", query, "What to look for")->required()->type_name("");
+
+    CLI::App* play = add("play", "Play a track, or the tracks of a container", Command::Play);
+    play->add_option("PATH", path, "Path of the track or container")->required()->type_name("");
+    play->add_option("--seconds", line.seconds, "Stop after this much was heard")
+        ->type_name("N")
+        ->check(wholeNumber(1, longestPlaySeconds));
+    play->add_option("--to", wav, "Write a WAV file, at the pace of listening")->type_name("FILE.wav");
+
+    CLI::App* qualityCommand = add("quality", "Show or choose the sound quality", Command::Quality);
+    qualityCommand->add_option("VALUE", quality, "mp3, cd, hires96 or hires192")
+        ->type_name("")
+        ->check(oneOf(ServiceAccount::qualities()));
+    add("modules", "Show the modules and what went wrong with any", Command::Modules);
+
+    std::string current;
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        *exitCode = app.exit(help);
+        return std::nullopt;
+    } catch (const CLI::ParseError& problem) {
+        if (argc == 1) {
+            Terminal::note(decoded(app.help()));
+            *exitCode = ExitCode::usage;
+            return std::nullopt;
+        }
+        QString sentence = decoded(problem.what()) + QLatin1Char('.');
+        for (const CLI::App* sub : app.get_subcommands())
+            current = sub->get_name();
+        // Else the library only says that a command is missing.
+        const QString word = app.remaining().empty() ? QString() : decoded(app.remaining().front());
+        if (current.empty() && !word.isEmpty() && !word.startsWith(QLatin1Char('-')))
+            sentence = QStringLiteral("There is no command \"%1\".").arg(word);
+        *exitCode = wrongUsage(sentence, current);
+        return std::nullopt;
+    }
+    current = app.get_subcommands().front()->get_name();
+    line.configFile = decoded(config);
+    line.moduleFolder = decoded(modules);
+    line.logLevel = decoded(level);
+    line.userName = decoded(user);
+    line.path = decoded(path);
+    line.text = decoded(query).trimmed();
+    line.wavFile = decoded(wav);
+    line.quality = decoded(quality);
+    line.from = from;
+    line.to =
+        toOption->count() > 0 ? to : from + qMin(defaultRows - 1, std::numeric_limits<int>::max() - from);
+    QString wrong;
+    if (line.command == Command::Rows && line.to < line.from)
+        wrong =
+            QStringLiteral("The range is empty: --to %1 comes before --from %2.").arg(line.to).arg(line.from);
+    else if (line.command == Command::Search && line.text.isEmpty())
+        wrong = QStringLiteral("The text to look for is empty.");
+    else if (line.command == Command::Login && line.userName.isEmpty())
+        wrong = QStringLiteral("The login name is empty.");
+    if (wrong.isEmpty())
+        return line;
+    *exitCode = wrongUsage(wrong, current);
+    return std::nullopt;
+}

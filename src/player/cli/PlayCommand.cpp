@@ -1,0 +1,180 @@
+#include "player/cli/PlayCommand.h"
+
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
+#include "api/types/pelkresource.h"
+#include "player/cli/CommandLine.h"
+#include "player/cli/ExitCode.h"
+#include "player/cli/SignalWatch.h"
+#include "player/cli/Terminal.h"
+#include "player/cli/TextWidth.h"
+#include "player/host/ServiceAccount.h"
+#include "player/play/AudioOutput.h"
+#include "player/play/PlayQueue.h"
+
+#include <QEventLoop>
+#include <gst/gst.h>
+
+#include <memory>
+
+namespace {
+
+constexpr int progressMs = 250;
+
+QString clock(qint64 seconds)
+{
+    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+/// "Title, Artist", or the path of a row that tells neither.
+QString titleOf(const PelkRoles& row)
+{
+    QString title = row.title().toString();
+    if (title.isEmpty())
+        title = row.path().toString();
+    const QString artist = row.mediaData().metaData().artist();
+    return TextWidth::printable(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
+}
+
+PlayQueue* makeQueue(const CMPath& path)
+{
+    const CMPath prePlay = ServiceAccount::prePlayPath(path);
+    if (prePlay.isEmpty())
+        return new PlayQueue(path);
+    // A track has no rows that could be asked for; where its stream is asked for is all that it takes.
+    PelkMetaData metaData;
+    metaData.setPrePlayPath(prePlay);
+    PelkMediaData mediaData;
+    mediaData.setMetaData(metaData);
+    PelkRoles row;
+    row.setPath(path);
+    row.setType(PelkRolesType::Audio);
+    row.setMediaData(mediaData);
+    return new PlayQueue(row);
+}
+
+} // namespace
+
+PlayCommand::PlayCommand(const CommandLine& line)
+    : m_line(line)
+{
+}
+
+int PlayCommand::run(SignalWatch* signalWatch)
+{
+    CMPath path;
+    QString error;
+    if (!CMPath::parse(m_line.path, &path, &error)) {
+        Terminal::error(error);
+        return ExitCode::usage;
+    }
+    gst_init(nullptr, nullptr);
+    if (m_line.wavFile.isEmpty()) {
+        DeviceOutput output;
+        if (!output.notice().isEmpty())
+            Terminal::note(output.notice());
+        return play(&output, makeQueue(path), signalWatch);
+    }
+    WavWriter writer(m_line.wavFile);
+    writer.setLimit(m_line.seconds);
+    if (!writer.open(&error)) {
+        Terminal::error(error);
+        return ExitCode::usage;
+    }
+    WavOutput output(&writer);
+    const int code = play(&output, makeQueue(path), signalWatch);
+    if (!writer.finish(&error)) {
+        Terminal::error(error);
+        return ExitCode::failed;
+    }
+    if (writer.milliseconds() > 0)
+        Terminal::note(QStringLiteral("Wrote %1 seconds of sound to %2.")
+                           .arg(double(writer.milliseconds()) / 1000)
+                           .arg(m_line.wavFile));
+    return code;
+}
+
+int PlayCommand::play(AudioOutput* output, PlayQueue* queue, SignalWatch* signalWatch)
+{
+    PlayEngine engine(output);
+    QEventLoop loop;
+    QTimer progress;
+    connect(&progress, &QTimer::timeout, this, [&] { showProgress(engine); });
+    connect(&engine, &PlayEngine::trackStarted, this, [&](const PelkRoles& row) {
+        onStarted(row);
+        const QString format = engine.format().toString();
+        if (Terminal::errorIsTerminal())
+            showProgress(engine);
+        else
+            Terminal::note(
+                QStringLiteral("Playing %1%2")
+                    .arg(m_title, format.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(format)));
+    });
+    connect(&engine, &PlayEngine::trackEnded, this, [&](const PelkRoles&) {
+        if (m_showing)
+            Terminal::note(QStringLiteral("Played %1").arg(m_title));
+        m_showing = false;
+    });
+    connect(&engine, &PlayEngine::trackFailed, this, &PlayCommand::onFailed);
+    connect(&engine, &PlayEngine::trackBrokeOff, this, &PlayCommand::onBrokeOff);
+    connect(&engine, &PlayEngine::trackStalled, this, &PlayCommand::onStalled);
+    connect(&engine, &PlayEngine::trackResumed, this, [this] { m_stalled = false; });
+    connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
+    connect(signalWatch, &SignalWatch::caught, &engine, [&engine] { engine.stop(); });
+    progress.start(progressMs);
+    engine.play(queue, m_line.seconds);
+    loop.exec();
+    if (signalWatch->number() != 0)
+        return ExitCode::signalBase + signalWatch->number();
+    if (!m_anyStarted && !m_anyFailed) {
+        Terminal::error(
+            QStringLiteral("\"%1\" holds no track; show its rows and play one of those.").arg(m_line.path));
+        return ExitCode::failed;
+    }
+    if (!m_anyFailed)
+        return ExitCode::ok;
+    return ServiceAccount::isLoggedIn() ? ExitCode::failed : ExitCode::notLoggedIn;
+}
+
+void PlayCommand::onStarted(const PelkRoles& row)
+{
+    m_anyStarted = true;
+    m_showing = true;
+    m_stalled = false;
+    m_title = titleOf(row);
+    m_durationSeconds = row.mediaData().resources().value(0).duration();
+}
+
+void PlayCommand::onFailed(const PelkRoles& row, const QString& sentence)
+{
+    m_anyFailed = true;
+    const QString login =
+        ServiceAccount::isLoggedIn() ? QString() : QStringLiteral(" Log in with: pelk login USER");
+    Terminal::error(row.isEmpty()
+                        ? sentence + login
+                        : QStringLiteral("%1 cannot be played: %2").arg(titleOf(row), sentence) + login);
+}
+
+void PlayCommand::onBrokeOff(const PelkRoles& row, const QString& sentence)
+{
+    m_anyFailed = true;
+    Terminal::error(QStringLiteral("%1 broke off: %2").arg(titleOf(row), sentence));
+}
+
+void PlayCommand::onStalled()
+{
+    m_stalled = true;
+    if (!Terminal::errorIsTerminal())
+        Terminal::note(QStringLiteral("Waiting for more of %1").arg(m_title));
+}
+
+void PlayCommand::showProgress(const PlayEngine& engine)
+{
+    if (!m_showing)
+        return;
+    QString line = clock(engine.positionMs() / 1000);
+    if (m_durationSeconds > 0)
+        line += QStringLiteral(" / %1").arg(clock(m_durationSeconds));
+    const QString what = m_stalled ? QStringLiteral("waiting for more") : engine.format().toString();
+    Terminal::progress(QStringLiteral("%1  %2  %3").arg(line, what, m_title));
+}

@@ -1,0 +1,103 @@
+#include "player/content/ContentClient.h"
+
+#include "api/core/model/cmabstractworker.h"
+#include "player/content/ReplyLimit.h"
+
+#include <QEventLoop>
+
+QStringList ContentClient::allRoles()
+{
+    return {PelkRoles::Title(),
+            PelkRoles::Path(),
+            PelkRoles::Type(),
+            PelkRoles::ContainerType(),
+            PelkRoles::ContainerPlayable(),
+            PelkRoles::AudioType(),
+            PelkRoles::Icon(),
+            PelkRoles::MediaData(),
+            PelkRoles::SearchPath(),
+            PelkRoles::Query(),
+            PelkRoles::QueryPath()};
+}
+
+QVector<PelkRoles> ContentClient::rowsOf(const PelkRowsRoles& reply)
+{
+    const QStringList roles = allRoles();
+    QVector<PelkRoles> rows;
+    const QVariantList list = reply.rows().toList();
+    rows.reserve(list.size());
+    for (const QVariant& item : list) {
+        const QVariantList values = item.toList();
+        PelkRoles row;
+        for (int i = 0; i < values.size() && i < roles.size(); ++i)
+            if (values.at(i).isValid())
+                row.insert(roles.at(i), values.at(i));
+        rows.append(row);
+    }
+    return rows;
+}
+
+QString ContentClient::noAnswer(const CMPath& path)
+{
+    return QStringLiteral("\"%1\" gave no answer within %2 seconds.")
+        .arg(path.toString())
+        .arg(timeoutMs / 1000);
+}
+
+QString ContentClient::sentence(const CMError& error)
+{
+    QString text = error.message().toString().trimmed();
+    if (text.isEmpty())
+        text = error.name();
+    // Modules that speak HTTP put the status code here; 0 stands for an answer that did not come, or not
+    // whole.
+    const QVariant code = error.data().value(QStringLiteral("ErrorCode"));
+    if (code.isValid() && code.toInt() == 0)
+        text = QStringLiteral("The service gave no whole answer; is the network up? (%1)").arg(text);
+    else if (code.isValid())
+        text += QStringLiteral(" (%1)").arg(code.toInt());
+    if (!text.endsWith(QLatin1Char('.')) && !text.endsWith(QLatin1Char('!')))
+        text += QLatin1Char('.');
+    return text;
+}
+
+bool ContentClient::rows(const CMPath& path, int from, int to, RowPage* page, QString* error)
+{
+    *page = RowPage();
+    page->from = from;
+    for (int next = from; next <= to;) {
+        // Not next + pageSize - 1, which may not fit.
+        const CMGetRowsRequest request(path, next, to - next < pageSize ? to : next + pageSize - 1,
+                                       allRoles(), page->version);
+        CMRoot()->getRowsRequest(request);
+        if (!wait(request.reply(), path, error))
+            return false;
+        const PelkRowsRoles reply = request.reply().value();
+        const QVector<PelkRoles> rows = rowsOf(reply);
+        page->rows += rows;
+        page->total = reply.rowsCount();
+        page->version = reply.rowsVersion();
+        if (rows.isEmpty() || rows.size() >= page->total - next)
+            break;
+        next += rows.size();
+    }
+    return true;
+}
+
+bool ContentClient::wait(const CMVoidReply& reply, const CMPath& path, QString* error)
+{
+    QEventLoop loop;
+    CMError problem;
+    bool finished = false;
+    whenFinished(&loop, reply, path, [&](const CMVoidReply&, const CMError& outcome) {
+        problem = outcome;
+        finished = true;
+        loop.quit();
+    });
+    if (!finished)
+        loop.exec();
+    if (!problem.isSet())
+        return true;
+    *error = sentence(problem);
+    return false;
+}

@@ -1,0 +1,26 @@
+#include "player/content/ReplyLimit.h"
+
+#include "player/content/ContentClient.h"
+
+#include <QPointer>
+#include <QTimer>
+
+void whenFinished(QObject* context, const CMVoidReply& reply, const CMPath& path,
+                  const std::function<void(const CMVoidReply& finished, const CMError& error)>& done)
+{
+    // The timer is the token: whoever comes first, answer or time-out, deletes it.
+    const QPointer<QTimer> timer(new QTimer(context));
+    timer->setSingleShot(true);
+    QObject::connect(timer, &QTimer::timeout, context, [timer, path, done] {
+        timer->deleteLater();
+        done(CMVoidReply(), CMError(TrString(ContentClient::noAnswer(path))));
+    });
+    timer->start(ContentClient::timeoutMs);
+    reply.addWatcher([timer, done](const CMVoidReply& finished) {
+        if (!timer || !timer->isActive())
+            return;
+        timer->stop();
+        timer->deleteLater();
+        done(finished, finished.error());
+    });
+}

@@ -1,0 +1,98 @@
+#include "player/host/Host.h"
+
+#include "api/http/httpclient.h"
+#include "api/types/playerpaths.h"
+#include "player/cli/Terminal.h"
+#include "player/cli/TextWidth.h"
+#include "player/host/ServiceSettings.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QStandardPaths>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr int httpLimitMs = 3000;
+constexpr int workerLimitMs = 5000;
+
+/// A folder of the XDG base directories; relative ones are to be ignored.
+QString xdgFolder(const char* variable, const char* fallback)
+{
+    const QString folder = qEnvironmentVariable(variable);
+    return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + QLatin1String(fallback);
+}
+
+void showNotice(const PelkHash& arguments, const CMReply<QVariant>& reply)
+{
+    const PelkValue value(PelkHash::fromVariant(arguments.value(QStringLiteral("value"))));
+    const PelkNotificationDisplayItem item = value.notificationDisplayItem();
+    Terminal::note(TextWidth::printable(
+        QStringLiteral("%1: %2").arg(item.title().toString(), item.message().toString())));
+    reply.setValue(QVariant());
+}
+
+} // namespace
+
+Host::Host()
+    : m_loader(&m_root)
+{
+    m_root.registerOperation(PelkNotificationDisplayOpenPath(), showNotice);
+}
+
+Host::~Host()
+{
+    if (!end())
+        std::_Exit(EXIT_FAILURE);
+}
+
+bool Host::end()
+{
+    if (m_ended)
+        return true;
+    m_loader.refuseRequests();
+    HttpClient::waitForIdle(httpLimitMs);
+    const bool ended = m_loader.stop(workerLimitMs);
+    // Saves of values are queued to this thread; after this the workers can queue no more.
+    QCoreApplication::sendPostedEvents();
+    m_ended = ended;
+    return ended;
+}
+
+bool Host::loadSettings(const QString& configFile, QString* error)
+{
+    m_settings = std::make_shared<ServiceSettings>(configFile);
+    if (!m_settings->load(error))
+        return false;
+    for (const CMPath& path : ServiceSettings::paths())
+        m_root.keep(path, m_settings);
+    m_loginFile = xdgFolder("XDG_STATE_HOME", "/.local/state") + QStringLiteral("/pelk/session.json");
+    m_login = std::make_shared<ServiceAccount::LoginStore>(m_loginFile);
+    if (!m_login->notice().isEmpty())
+        Terminal::error(m_login->notice());
+    m_root.keep(ServiceAccount::LoginStore::path(), m_login);
+    return true;
+}
+
+QString Host::configFile() const
+{
+    return m_settings ? m_settings->fileName() : QString();
+}
+
+QString Host::loginSaveFailure() const
+{
+    // Saves are queued to this thread, and the answer to what led to one may be seen before its turn.
+    QCoreApplication::sendPostedEvents();
+    return m_login ? m_login->failure() : QString();
+}
+
+QString Host::defaultConfigFile()
+{
+    return xdgFolder("XDG_CONFIG_HOME", "/.config") + QStringLiteral("/pelk/pelk.ini");
+}
+
+QString Host::defaultModuleFolder()
+{
+    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../lib/modules"));
+}

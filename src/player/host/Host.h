@@ -1,0 +1,51 @@
+#pragma once
+
+#include "api/core/model/cmrootworker.h"
+#include "player/host/ModuleLoader.h"
+#include "player/host/ServiceAccount.h"
+
+#include <memory>
+
+class ServiceSettings;
+
+/// The process that modules live in: the root of the content model with its values, the modules, and the
+/// notices that they show. Made on the main thread.
+class Host
+{
+public:
+    Host();
+    /// As end(). Where that fails there is no way but to leave the process without it.
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Reads the settings and the saved login. False, with a sentence, when the settings do not do. Comes
+    /// before everything else.
+    bool loadSettings(const QString& configFile, QString* error);
+    /// Loads the modules of a folder; a sentence for each thing that went wrong.
+    QStringList loadModules(const QString& folder) { return m_loader.loadFolder(folder); }
+
+    /// The end: no request is taken any longer, what the HTTP clients have under way may finish (three
+    /// seconds), values are saved, and the workers go, each on its thread (five seconds). Blocks meanwhile.
+    /// False when a module did not end in time: it runs on, so the process has to be left at once, by _Exit,
+    /// before anything that the module uses is taken down.
+    bool end();
+
+    const QList<ModuleLoader::Module>& modules() const { return m_loader.modules(); }
+    QString configFile() const;
+    QString loginFile() const { return m_loginFile; }
+    /// Why the login could not be saved; empty if it was.
+    QString loginSaveFailure() const;
+
+    /// Where things are unless the command line says otherwise.
+    static QString defaultConfigFile();
+    static QString defaultModuleFolder();
+
+private:
+    CMRootWorker m_root;
+    ModuleLoader m_loader;
+    std::shared_ptr<ServiceSettings> m_settings;
+    std::shared_ptr<ServiceAccount::LoginStore> m_login;
+    QString m_loginFile;
+    bool m_ended = false;
+};

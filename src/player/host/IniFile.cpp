@@ -1,0 +1,130 @@
+#include "player/host/IniFile.h"
+
+#include "api/core/model/cmsavefile.h"
+
+#include <QFileInfo>
+#include <QTextCodec>
+
+namespace {
+
+constexpr qint64 maximumSizeBytes = 1024 * 1024;
+
+bool isComment(const QString& line)
+{
+    return line.isEmpty() || line.startsWith(QLatin1Char('#')) || line.startsWith(QLatin1Char(';'));
+}
+
+bool isSection(const QString& line)
+{
+    return line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'));
+}
+
+QString sectionName(const QString& line)
+{
+    return line.mid(1, line.size() - 2).trimmed();
+}
+
+} // namespace
+
+bool IniFile::load(QString* error)
+{
+    QFile file(m_fileName);
+    m_lines.clear();
+    m_exists = file.exists();
+    if (!m_exists)
+        return true;
+    // A folder opens for reading on some systems and then has no text; it is refused by name.
+    if (QFileInfo(file).isDir()) {
+        *error = QStringLiteral("The settings file %1 is a folder; give the name of a file.").arg(m_fileName);
+        return false;
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error =
+            QStringLiteral("The settings file %1 cannot be read: %2.").arg(m_fileName, file.errorString());
+        return false;
+    }
+    const QByteArray bytes = file.read(maximumSizeBytes + 1);
+    if (bytes.size() > maximumSizeBytes) {
+        *error = QStringLiteral("The settings file %1 is larger than 1 MiB, so it is no settings file.")
+                     .arg(m_fileName);
+        return false;
+    }
+    QTextCodec::ConverterState state;
+    const QString text =
+        QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
+    if (state.invalidChars > 0 || state.remainingChars > 0 || text.contains(QChar::Null)) {
+        *error = QStringLiteral("The settings file %1 is not UTF-8 text.").arg(m_fileName);
+        return false;
+    }
+    m_lines = text.split(QLatin1Char('\n'));
+    if (m_lines.last().isEmpty())
+        m_lines.removeLast();
+    for (int i = 0; i < m_lines.size(); ++i) {
+        const QString line = m_lines.at(i).trimmed();
+        if (isComment(line) || isSection(line) || line.indexOf(QLatin1Char('=')) > 0)
+            continue;
+        *error = QStringLiteral("Line %1 of the settings file %2 is neither a [section] nor key=value.")
+                     .arg(i + 1)
+                     .arg(m_fileName);
+        return false;
+    }
+    return true;
+}
+
+bool IniFile::save(QString* error) const
+{
+    const QByteArray text = (m_lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
+    QString reason;
+    if (!cmSaveFile(m_fileName, text, QFileDevice::ReadOwner | QFileDevice::WriteOwner, &reason)) {
+        *error = QStringLiteral("The settings file %1 cannot be written: %2.").arg(m_fileName, reason);
+        return false;
+    }
+    return true;
+}
+
+int IniFile::find(const QString& section, const QString& key, int* sectionEnd) const
+{
+    QString current;
+    *sectionEnd = -1;
+    for (int i = 0; i < m_lines.size(); ++i) {
+        const QString line = m_lines.at(i).trimmed();
+        if (isSection(line))
+            current = sectionName(line);
+        if (current != section || isComment(line))
+            continue;
+        *sectionEnd = i + 1;
+        if (!isSection(line) && line.left(line.indexOf(QLatin1Char('='))).trimmed() == key)
+            return i;
+    }
+    return -1;
+}
+
+QString IniFile::value(const QString& section, const QString& key) const
+{
+    int sectionEnd = -1;
+    const int at = find(section, key, &sectionEnd);
+    if (at < 0)
+        return QString();
+    const QString& line = m_lines.at(at);
+    return line.mid(line.indexOf(QLatin1Char('=')) + 1).trimmed();
+}
+
+bool IniFile::setValue(const QString& section, const QString& key, const QString& value, QString* error)
+{
+    if (value.contains(QLatin1Char('\n')) || value.contains(QChar::Null) || value != value.trimmed()) {
+        *error = QStringLiteral("%1 cannot be kept in the settings file %2: a value is one line of text "
+                                "without white space around it.")
+                     .arg(key, m_fileName);
+        return false;
+    }
+    const QString line = key + QLatin1Char('=') + value;
+    int sectionEnd = -1;
+    const int at = find(section, key, &sectionEnd);
+    if (at >= 0)
+        m_lines[at] = line;
+    else if (sectionEnd >= 0)
+        m_lines.insert(sectionEnd, line);
+    else
+        m_lines << QLatin1Char('[') + section + QLatin1Char(']') << line;
+    return true;
+}

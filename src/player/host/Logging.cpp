@@ -1,0 +1,57 @@
+#include "player/host/Logging.h"
+
+#include "player/cli/TextWidth.h"
+#include "player/host/LogMask.h"
+
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/initializer.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <memory>
+#include <sstream>
+
+namespace {
+
+class MaskingLayout final : public log4cplus::PatternLayout
+{
+public:
+    MaskingLayout()
+        : PatternLayout(LOG4CPLUS_TEXT("%D{%H:%M:%S.%q} %-5p %c: %m%n"))
+    {
+    }
+
+    void formatAndAppend(log4cplus::tostream& output,
+                         const log4cplus::spi::InternalLoggingEvent& event) override
+    {
+        log4cplus::tostringstream stream;
+        PatternLayout::formatAndAppend(stream, event);
+        QString line = QString::fromStdString(stream.str());
+        if (event.getLogLevel() > log4cplus::TRACE_LOG_LEVEL)
+            line = maskSecrets(line);
+        // What a service says stands in some records: it gets no line of its own, and no say over the
+        // terminal.
+        line.chop(1);
+        output << TextWidth::printable(line).toStdString() << '\n';
+    }
+};
+
+} // namespace
+
+QStringList Logging::levels()
+{
+    return {QStringLiteral("off"),  QStringLiteral("error"), QStringLiteral("warn"),
+            QStringLiteral("info"), QStringLiteral("debug"), QStringLiteral("trace")};
+}
+
+void Logging::setUp(const QString& level)
+{
+    static const log4cplus::Initializer initializer;
+    const log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(true, true));
+    appender->setLayout(std::make_unique<MaskingLayout>());
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    root.removeAllAppenders();
+    root.addAppender(appender);
+    root.setLogLevel(log4cplus::getLogLevelManager().fromString(level.toUpper().toStdString()));
+}

@@ -1,0 +1,148 @@
+#include "player/host/ServiceSettings.h"
+
+#include "api/types/playerpaths.h"
+#include "api/types/qobuzpaths.h"
+#include "player/host/ServiceAccount.h"
+
+#include <QRegularExpression>
+#include <QUrl>
+#include <QUuid>
+
+namespace {
+
+const QString service = QStringLiteral("qobuz");
+const QString apiUrl = QStringLiteral("apiUrl");
+const QString appId = QStringLiteral("appId");
+const QString appSecret = QStringLiteral("appSecret");
+const QString soundQuality = QStringLiteral("soundQuality");
+const QString systemSection = QStringLiteral("system");
+const QString memberId = QStringLiteral("memberId");
+
+/// What is wrong with the base address of the web API, as the end of a sentence; empty if nothing is.
+QString whatIsWrongWith(const QString& address)
+{
+    const QUrl url(address, QUrl::StrictMode);
+    if (!url.isValid())
+        return QStringLiteral("it is no valid URL");
+    if (url.scheme() != QLatin1String("https") && url.scheme() != QLatin1String("http"))
+        return QStringLiteral("it has to begin with https:// or http://");
+    if (url.host().isEmpty())
+        return QStringLiteral("it names no host");
+    if (url.hasQuery() || url.hasFragment())
+        return QStringLiteral("it has to have neither a query nor a fragment");
+    if (!address.endsWith(QLatin1Char('/')))
+        return QStringLiteral("it has to end in a slash");
+    return QString();
+}
+
+/// An address as it may be shown: without who asks and without its query, where people put passwords and
+/// keys.
+QString shown(const QString& address)
+{
+    QString text = address;
+    const int end = text.indexOf(QRegularExpression(QStringLiteral("[?#]")));
+    if (end >= 0)
+        text = text.left(end + 1) + QStringLiteral("***");
+    const int at = text.lastIndexOf(QLatin1Char('@'));
+    return at < 0 ? text : QStringLiteral("***") + text.mid(at);
+}
+
+} // namespace
+
+bool ServiceSettings::load(QString* error)
+{
+    if (!m_file.load(error) || !check(error))
+        return false;
+    if (!m_file.value(systemSection, memberId).isEmpty())
+        return true;
+    const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    return m_file.setValue(systemSection, memberId, id, error) && m_file.save(error);
+}
+
+bool ServiceSettings::check(QString* error) const
+{
+    if (!m_file.exists()) {
+        *error = QStringLiteral("There is no settings file %1. Write one with the lines [%2], %3=, %4= and "
+                                "%5=: the base address of the service's web API, and the application "
+                                "identifier and secret that the service gave you.")
+                     .arg(fileName(), service, apiUrl, appId, appSecret);
+        return false;
+    }
+    const struct
+    {
+        const QString& key;
+        const char* meaning;
+    } needed[] = {{apiUrl, "the base address of the service's web API"},
+                  {appId, "the application identifier that the service gave you"},
+                  {appSecret, "the application secret that the service gave you"}};
+    for (const auto& one : needed) {
+        if (!m_file.value(service, one.key).isEmpty())
+            continue;
+        *error = QStringLiteral("%1 is not set in %2. Under [%3], set it to %4.")
+                     .arg(one.key, fileName(), service, QLatin1String(one.meaning));
+        return false;
+    }
+    const QString address = m_file.value(service, apiUrl);
+    const QString wrong = whatIsWrongWith(address);
+    if (!wrong.isEmpty()) {
+        *error = QStringLiteral("%1 under [%2] in %3 is \"%4\", but %5.")
+                     .arg(apiUrl, service, fileName(), shown(address), wrong);
+        return false;
+    }
+    const QString quality = m_file.value(service, soundQuality);
+    if (!quality.isEmpty() && !ServiceAccount::qualities().contains(quality)) {
+        *error = QStringLiteral("%1 under [%2] in %3 is \"%4\"; set it to one of: %5.")
+                     .arg(soundQuality, service, fileName(), quality,
+                          ServiceAccount::qualities().join(QLatin1String(", ")));
+        return false;
+    }
+    return true;
+}
+
+QList<CMPath> ServiceSettings::paths()
+{
+    return {PelkQobuzSettingsPath(), PelkQobuzSoundQualityPath(), PelkSystemMemberIdPath()};
+}
+
+PelkValue ServiceSettings::read(const CMPath& path) const
+{
+    PelkValue value;
+    if (path == PelkQobuzSettingsPath()) {
+        PelkQobuzSettings settings;
+        settings.setApiUrl(m_file.value(service, apiUrl));
+        settings.setAppId(m_file.value(service, appId));
+        settings.setAppSecret(m_file.value(service, appSecret));
+        value.setQobuzSettings(settings);
+    } else if (path == PelkQobuzSoundQualityPath()) {
+        const QString quality = m_file.value(service, soundQuality);
+        value.setQobuzSoundQuality(quality.isEmpty() ? PelkQobuzSoundQuality::Cd
+                                                     : PelkQobuzSoundQuality::fromString(quality));
+    } else if (path == PelkSystemMemberIdPath()) {
+        value.setString_(m_file.value(systemSection, memberId));
+    }
+    return value;
+}
+
+bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString* error)
+{
+    ServiceSettings changed(fileName());
+    changed.m_file = m_file;
+    const auto set = [&changed, error](const QString& section, const QString& key, const QString& text) {
+        return changed.m_file.setValue(section, key, text, error);
+    };
+    bool done = true;
+    if (path == PelkQobuzSettingsPath()) {
+        const PelkQobuzSettings settings = value.qobuzSettings();
+        done = set(service, apiUrl, settings.apiUrl()) && set(service, appId, settings.appId()) &&
+               set(service, appSecret, settings.appSecret());
+    } else if (path == PelkQobuzSoundQualityPath()) {
+        done = set(service, soundQuality, PelkQobuzSoundQuality::toString(value.qobuzSoundQuality()));
+    } else if (path == PelkSystemMemberIdPath()) {
+        done = set(systemSection, memberId, value.string_());
+    }
+    // What the next start of the player would refuse is refused now.
+    if (!done || !changed.check(error) || !changed.m_file.save(error))
+        return false;
+    m_file = changed.m_file;
+    return true;
+}

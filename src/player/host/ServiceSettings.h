@@ -1,0 +1,41 @@
+#pragma once
+
+#include "api/core/model/cmvaluestore.h"
+#include "player/host/IniFile.h"
+
+/// The settings that a module needs: where its service is, how the player identifies itself to it, the sound
+/// quality, and the device's own identifier. Kept in a file that people edit:
+///
+///     [qobuz]
+///     apiUrl=https://host/path/
+///     appId=...
+///     appSecret=...
+///     soundQuality=cd
+///     [system]
+///     memberId=...
+///
+/// With ServiceAccount this is the only place of the player that names the service.
+class ServiceSettings : public CMValueStore
+{
+public:
+    explicit ServiceSettings(const QString& fileName)
+        : m_file(fileName)
+    {
+    }
+
+    /// Reads and checks the file, and makes the device's identifier where it has none yet. False when
+    /// something is missing or wrong: `error` then says which key of which file to set.
+    bool load(QString* error);
+
+    QString fileName() const { return m_file.fileName(); }
+
+    /// The paths whose values are kept here.
+    static QList<CMPath> paths();
+    PelkValue read(const CMPath& path) const override;
+    bool write(const CMPath& path, const PelkValue& value, QString* error) override;
+
+private:
+    bool check(QString* error) const;
+
+    IniFile m_file;
+};

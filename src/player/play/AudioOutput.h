@@ -1,0 +1,58 @@
+#pragma once
+
+#include "player/play/WavWriter.h"
+
+#include <QString>
+
+using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier): GStreamer's own name
+
+/// Where sound goes. Outlives the streams that play into it.
+class AudioOutput
+{
+public:
+    AudioOutput() = default;
+    virtual ~AudioOutput();
+    AudioOutput(const AudioOutput&) = delete;
+    AudioOutput& operator=(const AudioOutput&) = delete;
+
+    /// A new sink for one stream, at the pace of the clock. Owned by the pipeline that takes it. Null when a
+    /// GStreamer element is missing; `error` then names it.
+    virtual GstElement* makeSink(QString* error) = 0;
+    /// What the listener should know about where the sound goes; empty when there is nothing to say.
+    virtual QString notice() const { return QString(); }
+    /// Why sound was lost; empty when none was.
+    virtual QString failure() const { return QString(); }
+};
+
+/// The sound device, or silence where there is none.
+class DeviceOutput : public AudioOutput
+{
+public:
+    DeviceOutput();
+    GstElement* makeSink(QString* error) override;
+    QString notice() const override;
+
+private:
+    bool m_hasDevice;
+};
+
+/// A WAV file, which takes one stream after the other: the first one's form is that of all.
+class WavOutput : public AudioOutput
+{
+public:
+    /// The writer is not owned.
+    explicit WavOutput(WavWriter* writer)
+        : m_writer(writer)
+    {
+    }
+    GstElement* makeSink(QString* error) override;
+    QString failure() const override;
+
+    /// For the sink: takes a buffer of raw sound. The streaming thread.
+    void take(const PcmFormat& format, const char* data, qint64 bytes);
+
+private:
+    WavWriter* m_writer;
+    mutable QMutex m_mutex;
+    QString m_failure;
+};
