@@ -10,7 +10,7 @@
 #include "player/cli/TextWidth.h"
 #include "player/host/ServiceAccount.h"
 #include "player/play/AudioOutput.h"
-#include "player/play/PlayQueue.h"
+#include "player/play/QueueLoader.h"
 
 #include <QEventLoop>
 #include <gst/gst.h>
@@ -36,12 +36,9 @@ QString titleOf(const PelkRoles& row)
     return TextWidth::printable(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
 }
 
-PlayQueue* makeQueue(const CMPath& path)
+/// A track has no rows that could be asked for; where its stream is asked for is all that it takes.
+PelkRoles trackRow(const CMPath& path, const CMPath& prePlay)
 {
-    const CMPath prePlay = ServiceAccount::prePlayPath(path);
-    if (prePlay.isEmpty())
-        return new PlayQueue(path);
-    // A track has no rows that could be asked for; where its stream is asked for is all that it takes.
     PelkMetaData metaData;
     metaData.setPrePlayPath(prePlay);
     PelkMediaData mediaData;
@@ -50,7 +47,7 @@ PlayQueue* makeQueue(const CMPath& path)
     row.setPath(path);
     row.setType(PelkRolesType::Audio);
     row.setMediaData(mediaData);
-    return new PlayQueue(row);
+    return row;
 }
 
 } // namespace
@@ -73,7 +70,7 @@ int PlayCommand::run(SignalWatch* signalWatch)
         DeviceOutput output;
         if (!output.notice().isEmpty())
             Terminal::note(output.notice());
-        return play(&output, makeQueue(path), signalWatch);
+        return play(&output, path, signalWatch);
     }
     WavWriter writer(m_line.wavFile);
     writer.setLimit(m_line.seconds);
@@ -82,7 +79,7 @@ int PlayCommand::run(SignalWatch* signalWatch)
         return ExitCode::usage;
     }
     WavOutput output(&writer);
-    const int code = play(&output, makeQueue(path), signalWatch);
+    const int code = play(&output, path, signalWatch);
     if (!writer.finish(&error)) {
         Terminal::error(error);
         return ExitCode::failed;
@@ -94,15 +91,16 @@ int PlayCommand::run(SignalWatch* signalWatch)
     return code;
 }
 
-int PlayCommand::play(AudioOutput* output, PlayQueue* queue, SignalWatch* signalWatch)
+int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* signalWatch)
 {
     PlayEngine engine(output);
+    QueueLoader loader(&engine.queue(), path, PlayQueue::Where::Replace);
     QEventLoop loop;
     QTimer progress;
     connect(&progress, &QTimer::timeout, this, [&] { showProgress(engine); });
     connect(&engine, &PlayEngine::trackStarted, this, [&](const PelkRoles& row) {
         onStarted(row);
-        const QString format = engine.format().toString();
+        const QString format = engine.status().format.toString();
         if (Terminal::errorIsTerminal())
             showProgress(engine);
         else
@@ -120,9 +118,31 @@ int PlayCommand::play(AudioOutput* output, PlayQueue* queue, SignalWatch* signal
     connect(&engine, &PlayEngine::trackStalled, this, &PlayCommand::onStalled);
     connect(&engine, &PlayEngine::trackResumed, this, [this] { m_stalled = false; });
     connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
-    connect(signalWatch, &SignalWatch::caught, &engine, [&engine] { engine.stop(); });
+    connect(signalWatch, &SignalWatch::caught, &engine, [&] {
+        if (engine.status().state == PelkPlayLogicState::Stopped)
+            loop.quit(); // nothing has begun that could be finished
+        engine.stop();
+    });
+    connect(&loader, &QueueLoader::pageAdded, &engine, [&engine, first = true]() mutable {
+        if (first)
+            engine.play();
+        first = false;
+    });
+    connect(&loader, &QueueLoader::finished, &engine, [&](const QString& sentence) {
+        if (!sentence.isEmpty())
+            onFailed(PelkRoles(), sentence);
+        if (loader.added() == 0)
+            loop.quit();
+    });
     progress.start(progressMs);
-    engine.play(queue, m_line.seconds);
+    engine.stopAfter(m_line.seconds);
+    const CMPath prePlay = ServiceAccount::prePlayPath(path);
+    if (prePlay.isEmpty()) {
+        QMetaObject::invokeMethod(&loader, &QueueLoader::start, Qt::QueuedConnection);
+    } else {
+        engine.queue().add({trackRow(path, prePlay)}, PlayQueue::Where::Replace);
+        engine.play();
+    }
     loop.exec();
     if (signalWatch->number() != 0)
         return ExitCode::signalBase + signalWatch->number();
@@ -172,9 +192,9 @@ void PlayCommand::showProgress(const PlayEngine& engine)
 {
     if (!m_showing)
         return;
-    QString line = clock(engine.positionMs() / 1000);
+    QString line = clock(engine.status().positionMs / 1000);
     if (m_durationSeconds > 0)
         line += QStringLiteral(" / %1").arg(clock(m_durationSeconds));
-    const QString what = m_stalled ? QStringLiteral("waiting for more") : engine.format().toString();
+    const QString what = m_stalled ? QStringLiteral("waiting for more") : engine.status().format.toString();
     Terminal::progress(QStringLiteral("%1  %2  %3").arg(line, what, m_title));
 }

@@ -19,7 +19,7 @@ public:
     int run(SignalWatch* signalWatch);
 
 private:
-    int play(AudioOutput* output, PlayQueue* queue, SignalWatch* signalWatch);
+    int play(AudioOutput* output, const CMPath& path, SignalWatch* signalWatch);
     void onStarted(const PelkRoles& row);
     void onFailed(const PelkRoles& row, const QString& sentence);
     void onBrokeOff(const PelkRoles& row, const QString& sentence);

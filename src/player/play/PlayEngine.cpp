@@ -1,13 +1,10 @@
 #include "player/play/PlayEngine.h"
 
-#include "api/core/model/cmabstractworker.h"
 #include "api/play/pelkplaylogicerrorname.h"
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
 #include "api/types/pelkresource.h"
-#include "player/content/ContentClient.h"
 #include "player/content/ReplyLimit.h"
-#include "player/play/PlayQueue.h"
 
 namespace {
 
@@ -16,6 +13,25 @@ constexpr int limitCheckMs = 20;
 // sound: a stop on the very tick would be told as a second less.
 constexpr int limitMarginMs = 60;
 constexpr int mostFailuresInARow = 3;
+// Up to here into a track "previous" means the one before it.
+constexpr int justBegunMs = 3000;
+
+PelkMetaData metaDataOf(const PelkRoles& row)
+{
+    return row.mediaData().metaData();
+}
+
+/// What a row does not say is allowed.
+bool allows(const PelkMetaData& metaData, const QString& key, bool value)
+{
+    return !metaData.contains(key) || value;
+}
+
+QString titleOf(const PelkRoles& row)
+{
+    const QString title = row.title().toString();
+    return title.isEmpty() ? row.path().toString() : title;
+}
 
 } // namespace
 
@@ -23,15 +39,14 @@ PlayEngine::PlayEngine(AudioOutput* output)
     : m_stream(output)
 {
     connect(&m_stream, &StreamPlayer::playing, this, &PlayEngine::onPlaying);
-    connect(&m_stream, &StreamPlayer::paused, this,
-            [this] { m_reporter.change(PelkPlayLogicState::Paused); });
-    connect(&m_stream, &StreamPlayer::ended, this, [this] {
-        m_failuresInARow = 0;
-        endTrack(QString());
-        startNext();
-    });
+    connect(&m_stream, &StreamPlayer::paused, this, &PlayEngine::onPaused);
     connect(&m_stream, &StreamPlayer::stalled, this, &PlayEngine::onStalled);
+    connect(&m_stream, &StreamPlayer::ended, this, &PlayEngine::onEnded);
     connect(&m_stream, &StreamPlayer::failed, this, &PlayEngine::onStreamFailed);
+    connect(&m_stream, &StreamPlayer::moved, this, &PlayEngine::statusChanged);
+    connect(&m_queue, &PlayQueue::added, this,
+            [this](const QVector<int>& ids, bool next) { m_order.add(ids, next); });
+    connect(&m_queue, &PlayQueue::changed, this, &PlayEngine::onQueueChanged);
     connect(&m_limitTimer, &QTimer::timeout, this, &PlayEngine::checkLimit);
 }
 
@@ -40,24 +55,64 @@ PlayEngine::~PlayEngine()
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
 }
 
-void PlayEngine::play(PlayQueue* queue, int seconds)
+PlayerStatus PlayEngine::status() const
 {
-    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
-    delete m_queue;
-    m_queue = queue;
-    queue->setParent(this);
-    m_earlierMs = 0;
-    m_failuresInARow = 0;
-    m_limitMs = seconds * 1000;
-    if (m_limitMs > 0)
-        m_limitTimer.start(limitCheckMs);
-    startNext();
+    PlayerStatus status;
+    status.entry = m_order.current();
+    status.volumePercent = m_volumePercent;
+    status.muted = m_muted;
+    status.repeat = m_order.repeat();
+    status.shuffled = m_order.isShuffled();
+    status.queueCount = m_queue.entries().size();
+    status.queueRevision = m_queue.revision();
+    const int index = m_queue.indexOf(status.entry);
+    if (index >= 0)
+        status.row = m_queue.entries().at(index).row;
+    if (m_active && m_track.isEmpty() && !m_waiting)
+        status.state = PelkPlayLogicState::Opening;
+    if (m_track.isEmpty())
+        return status;
+    status.row = m_track.row;
+    // A stall is told as a pause, but it is none that the listener made.
+    status.state = m_stalled ? PelkPlayLogicState::Playing : m_reporter.data().state();
+    status.stalled = m_stalled;
+    status.positionMs = m_stream.positionMs();
+    const PelkResource resource = m_track.row.mediaData().resources().value(0);
+    status.durationMs = m_stream.durationMs();
+    if (status.durationMs <= 0)
+        status.durationMs = resource.duration() * 1000;
+    status.format = m_stream.format();
+    status.mimeType = resource.mimeType();
+    status.lowerThanAsked = m_track.lowerThanAsked;
+    const PelkMetaData metaData = metaDataOf(m_track.row);
+    status.canSeek = m_started && allows(metaData, PelkMetaData::AllowSeekTime(), metaData.allowSeekTime());
+    status.canPause = allows(metaData, PelkMetaData::AllowPause(), metaData.allowPause());
+    return status;
 }
 
-void PlayEngine::skip()
+void PlayEngine::play()
 {
-    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-    startNext();
+    m_failuresInARow = 0;
+    if (m_active) {
+        m_wantsPause = false;
+        if (!m_track.isEmpty())
+            m_stream.setPaused(false);
+    } else {
+        const int entry = m_order.current() != 0 ? m_order.current() : m_order.first();
+        if (entry != 0)
+            start(entry);
+    }
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::pause()
+{
+    if (!m_active)
+        return;
+    m_wantsPause = true;
+    if (!m_track.isEmpty())
+        m_stream.setPaused(true);
+    Q_EMIT statusChanged();
 }
 
 void PlayEngine::stop()
@@ -80,146 +135,244 @@ CMVoidReply PlayEngine::stop(PelkPlayLogicStopReason::Enum /*reason*/)
     return reply;
 }
 
-qint64 PlayEngine::heardMs() const
+void PlayEngine::next()
 {
-    return m_earlierMs + m_stream.positionMs();
+    m_failuresInARow = 0;
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+    goOn(m_order.next(false));
 }
 
-void PlayEngine::startNext()
+void PlayEngine::previous()
 {
-    if (!m_queue)
+    m_failuresInARow = 0;
+    const int entry = m_order.previous();
+    if (entry == 0 || (!m_track.isEmpty() && m_stream.positionMs() > justBegunMs)) {
+        seek(0);
         return;
-    const int turn = ++m_turn;
-    m_queue->next([this, turn](const PelkRoles& row, const CMError& error) {
-        if (turn != m_turn)
-            return;
-        if (error.isSet()) {
-            Q_EMIT trackFailed(row, ContentClient::sentence(error));
-            finish();
-        } else if (row.isEmpty()) {
-            finish();
-        } else {
-            resolve(row);
-        }
+    }
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+    start(entry);
+}
+
+bool PlayEngine::jump(int entryId)
+{
+    if (m_queue.indexOf(entryId) < 0)
+        return false;
+    m_failuresInARow = 0;
+    endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+    start(entryId);
+    return true;
+}
+
+void PlayEngine::seek(qint64 positionMs)
+{
+    if (status().canSeek)
+        m_stream.seek(qMax<qint64>(0, positionMs));
+}
+
+void PlayEngine::setVolume(int percent)
+{
+    m_volumePercent = qBound(0, percent, 100);
+    m_stream.setVolume(m_volumePercent);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::setMuted(bool muted)
+{
+    m_muted = muted;
+    m_stream.setMuted(muted);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::setRepeat(RepeatMode repeat)
+{
+    m_order.setRepeat(repeat);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::setShuffled(bool shuffled)
+{
+    m_order.setShuffled(shuffled, m_queue);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::stopAfter(int seconds)
+{
+    m_heardMs = 0;
+    m_limitMs = qint64(seconds) * 1000;
+    if (m_limitMs > 0)
+        m_limitTimer.start(limitCheckMs);
+    else
+        m_limitTimer.stop();
+}
+
+void PlayEngine::start(int entry)
+{
+    const int index = m_queue.indexOf(entry);
+    m_active = true;
+    m_waiting = m_wantsPause = false;
+    m_order.setCurrent(entry);
+    m_queue.setCurrent(entry);
+    const QueueEntry place = m_queue.entries().at(index);
+    m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
+        if (track.isEmpty())
+            fail(place.row, failure, PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
+        else
+            open(track);
     });
+    Q_EMIT statusChanged();
 }
 
-void PlayEngine::resolve(const PelkRoles& row)
+void PlayEngine::open(const ResolvedTrack& track)
 {
-    const CMPath path = row.mediaData().metaData().prePlayPath();
-    const CMSetDataRequest request(path, PelkRoles::PrePlay(), row.variant());
-    const int turn = m_turn;
-    whenFinished(this, request.reply(), path,
-                 [this, turn, row](const CMVoidReply& finished, const CMError& error) {
-                     if (turn != m_turn)
-                         return;
-                     const PelkRoles resolved(error.isSet() ? PelkHash()
-                                                            : PelkHash::fromVariant(finished.d()->value()));
-                     const QString failed = PelkPlaylogicErrorName::PelkPlaylogicResolveFailed();
-                     if (error.isSet())
-                         fail(row, ContentClient::sentence(error), failed);
-                     else if (resolved.mediaData().resources().value(0).uri().isEmpty())
-                         fail(row, QStringLiteral("The service gave no address to play it from."), failed);
-                     else
-                         open(resolved);
-                 });
-    CMRoot()->setDataRequest(request);
-}
-
-void PlayEngine::open(const PelkRoles& resolved)
-{
-    m_row = resolved;
+    m_track = track;
     m_started = m_stalled = false;
-    m_reporter.begin(resolved);
-    m_stream.play(resolved.mediaData().resources().first().uri());
+    m_reporter.begin(track.row);
+    m_stream.play(track.uri());
+    if (m_wantsPause)
+        m_stream.setPaused(true);
+}
+
+void PlayEngine::goOn(int entry)
+{
+    if (entry != 0) {
+        start(entry);
+    } else if (m_queue.isGrowing() && m_active) {
+        m_waiting = true;
+        Q_EMIT statusChanged();
+    } else {
+        m_order.setCurrent(0);
+        finish();
+    }
 }
 
 void PlayEngine::onPlaying()
 {
     m_reporter.change(PelkPlayLogicState::Playing);
-    if (!m_started)
-        Q_EMIT trackStarted(m_row);
-    else if (m_stalled)
-        Q_EMIT trackResumed(m_row);
-    m_started = true;
+    m_hearing.start();
+    const bool resumed = m_stalled;
     m_stalled = false;
+    if (!m_started) {
+        m_started = true;
+        Q_EMIT trackStarted(m_track.row);
+    } else if (resumed) {
+        Q_EMIT trackResumed(m_track.row);
+    }
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::onPaused()
+{
+    m_reporter.change(PelkPlayLogicState::Paused);
+    if (m_hearing.isValid())
+        m_heardMs += m_hearing.elapsed();
+    m_hearing.invalidate();
+    m_stalled = false;
+    Q_EMIT statusChanged();
 }
 
 void PlayEngine::onStalled()
 {
     // Who counts the time of listening is not to count the silence.
-    m_reporter.change(PelkPlayLogicState::Paused);
+    onPaused();
     m_stalled = true;
-    Q_EMIT trackStalled(m_row);
+    Q_EMIT trackStalled(m_track.row);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::onEnded()
+{
+    m_failuresInARow = 0;
+    endTrack(QString());
+    goOn(m_order.next(true));
 }
 
 void PlayEngine::onStreamFailed(const QString& sentence)
 {
+    const PelkRoles row = m_track.row;
     if (!m_started) {
-        fail(m_row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+        fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
         return;
     }
     // What was heard was listened to: a service acts upon a stop without an error, or with a listener's, and
     // would else never hear of the end.
-    const PelkRoles row = m_row;
     endTrack(QString());
     Q_EMIT trackBrokeOff(row, sentence);
+    Q_EMIT noticed(QStringLiteral("%1 broke off").arg(titleOf(row)), sentence);
     goOnAfterFailure();
+}
+
+void PlayEngine::onQueueChanged()
+{
+    const int before = m_order.current();
+    m_order.sync(m_queue);
+    if (before != 0 && m_order.current() == 0) {
+        const int heir = m_order.heir();
+        if (m_active) {
+            endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+            goOn(heir);
+        } else {
+            m_order.setCurrent(heir);
+        }
+    } else if (m_waiting) {
+        goOn(m_order.next(true));
+    }
+    m_queue.setCurrent(m_order.current());
+    Q_EMIT statusChanged();
 }
 
 void PlayEngine::endTrack(const QString& error)
 {
-    // No answer of this turn counts any longer.
-    ++m_turn;
-    if (m_row.isEmpty())
-        return;
-    const PelkRoles row = m_row;
-    m_row = PelkRoles();
-    m_earlierMs += m_stream.positionMs();
+    m_resolver.cancel();
+    if (m_hearing.isValid())
+        m_heardMs += m_hearing.elapsed();
+    m_hearing.invalidate();
     m_stream.stop();
+    if (m_track.isEmpty())
+        return;
+    const PelkRoles row = m_track.row;
+    m_track = ResolvedTrack();
+    m_stalled = false;
     m_reporter.end(error);
     Q_EMIT trackEnded(row);
 }
 
-// The row is a copy, since it may be the current one, which ends here.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
-void PlayEngine::fail(PelkRoles row, const QString& sentence, const QString& error)
+void PlayEngine::fail(const PelkRoles& row, const QString& sentence, const QString& error)
 {
     endTrack(error);
     Q_EMIT trackFailed(row, sentence);
+    Q_EMIT noticed(QStringLiteral("%1 cannot be played").arg(titleOf(row)), sentence);
     goOnAfterFailure();
 }
 
 void PlayEngine::goOnAfterFailure()
 {
+    // Not the same one again, which would only fail again.
     if (++m_failuresInARow < mostFailuresInARow)
-        startNext();
+        goOn(m_order.next(false));
     else
         finish();
 }
 
 void PlayEngine::checkLimit()
 {
-    if (m_row.isEmpty() || data().state() != PelkPlayLogicState::Playing)
-        return;
-    if (heardMs() >= m_limitMs + limitMarginMs)
+    if (m_hearing.isValid() && m_heardMs + m_hearing.elapsed() >= m_limitMs + limitMarginMs)
         stop();
 }
 
 void PlayEngine::finish()
 {
-    if (!m_queue)
+    if (!m_active)
         return;
-    ++m_turn;
+    m_active = m_waiting = false;
     m_limitTimer.stop();
-    m_queue->deleteLater();
-    m_queue = nullptr;
+    Q_EMIT statusChanged();
+    const auto tell = [this] {
+        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
+    };
     const CMVoidReply last = m_reporter.lastReply();
-    if (last.isNull()) {
-        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
-        return;
-    }
-    whenFinished(this, last, CMPath(), [this](const CMVoidReply&, const CMError&) {
-        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
-    });
+    if (last.isNull())
+        tell();
+    else
+        whenFinished(this, last, CMPath(), [tell](const CMVoidReply&, const CMError&) { tell(); });
 }

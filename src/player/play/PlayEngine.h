@@ -1,17 +1,19 @@
 #pragma once
 
 #include "api/play/playlogicinterface.h"
+#include "player/play/PlayQueue.h"
 #include "player/play/PlayStateReporter.h"
+#include "player/play/PlayerStatus.h"
 #include "player/play/StreamPlayer.h"
+#include "player/play/TrackResolver.h"
 
 #include <QTimer>
 
 class AudioOutput;
-class PlayQueue;
 
-/// The player: takes rows from a queue, asks where each one's stream is when it is due, plays it, and tells
-/// the play state. Lives on the main thread; data() and stop(reason) may be called from any. Signals come
-/// from the event loop.
+/// The player: takes the entries of its queue in their order, asks where each one's stream is, plays it, and
+/// tells the play state. Lives on the main thread; data() and stop(reason) may be called from any. No
+/// operation blocks; signals come from the event loop or from within the operation that caused them.
 class PlayEngine : public PlayLogicInterface
 {
     Q_OBJECT
@@ -21,24 +23,38 @@ public:
     explicit PlayEngine(AudioOutput* output);
     ~PlayEngine() override;
 
-    /// Plays a queue, which becomes the engine's. What plays is stopped. `seconds`: stops, as a listener
-    /// would, when this much was heard; 0 plays to the end.
-    void play(PlayQueue* queue, int seconds = 0);
-    void setPaused(bool paused) { m_stream.setPaused(paused); }
-    /// Ends the current track and goes on to the next.
-    void skip();
-    /// Ends the current track and the queue.
-    void stop();
+    PlayQueue& queue() { return m_queue; }
+    PlayerStatus status() const;
 
-    /// How much was heard of all tracks together.
-    qint64 heardMs() const;
-    qint64 positionMs() const { return m_stream.positionMs(); }
-    AudioFormat format() const { return m_stream.format(); }
+    /// Goes on after a pause; else begins with the current entry, or with the first one.
+    void play();
+    void pause();
+    /// Ends the current track; its entry stays the current one.
+    void stop();
+    /// Ends the current track and goes on to the next, or stops at the end of the queue.
+    void next();
+    /// To the start of the current track, or to the one before it when it has only just begun.
+    void previous();
+    /// Plays this entry from its start. False when it is not in the queue.
+    bool jump(int entryId);
+    /// To this place in the current track. Without effect where the track cannot do that.
+    void seek(qint64 positionMs);
+    /// 0 to 100; what is outside becomes the nearest.
+    void setVolume(int percent);
+    void setMuted(bool muted);
+    void setRepeat(RepeatMode repeat);
+    void setShuffled(bool shuffled);
+    /// Stops, as a listener would, when so much was heard from now on; 0 plays to the end.
+    void stopAfter(int seconds);
 
     PelkPlayLogicData data() const override { return m_reporter.data(); }
     CMVoidReply stop(PelkPlayLogicStopReason::Enum reason) override;
 
 Q_SIGNALS:
+    /// Anything in status() but the position changed, or the position by a seek.
+    void statusChanged();
+    /// Something that the listener should read.
+    void noticed(const QString& title, const QString& message);
     /// The current track is heard, for the first time.
     void trackStarted(const PelkRoles& row);
     /// The current track is over, whether it was heard to its end or not.
@@ -49,34 +65,43 @@ Q_SIGNALS:
     /// The current track, which was heard, broke off; the sentence says why. It has ended; otherwise as
     /// trackFailed.
     void trackBrokeOff(const PelkRoles& row, const QString& sentence);
-    /// A track could not be played, or rows not be had; the sentence says why. The queue goes on, unless
-    /// it failed three times in a row.
+    /// A track could not be played; the sentence says why. The queue goes on, unless three failed in a row.
     void trackFailed(const PelkRoles& row, const QString& sentence);
-    /// The queue is at its end, and every change of state was told and dealt with.
+    /// Playing has ended, and every change of state was told and dealt with.
     void finished();
 
 private:
-    void startNext();
-    void resolve(const PelkRoles& row);
-    void open(const PelkRoles& resolved);
+    void start(int entry);
+    void open(const ResolvedTrack& track);
+    void goOn(int entry);
     void onPlaying();
+    void onPaused();
     void onStalled();
+    void onEnded();
     void onStreamFailed(const QString& sentence);
+    void onQueueChanged();
     void goOnAfterFailure();
     void endTrack(const QString& error);
-    void fail(PelkRoles row, const QString& sentence, const QString& error);
+    void fail(const PelkRoles& row, const QString& sentence, const QString& error);
     void checkLimit();
     void finish();
 
     StreamPlayer m_stream;
     PlayStateReporter m_reporter;
-    PlayQueue* m_queue = nullptr;
-    PelkRoles m_row;        // the current track, once it is resolved
-    int m_turn = 0;         // tells an answer for this turn from one that comes too late
+    PlayQueue m_queue;
+    PlayOrder m_order;
+    TrackResolver m_resolver;
+    ResolvedTrack m_track;  // what plays; empty while it is being resolved
+    bool m_active = false;  // from the first start to the end of the playing
+    bool m_waiting = false; // at the end of a queue that somebody is still adding to
+    bool m_wantsPause = false;
     bool m_started = false; // whether the current track was heard
     bool m_stalled = false; // whether it waits for more of its stream
     int m_failuresInARow = 0;
-    qint64 m_earlierMs = 0; // heard of the tracks before the current one
-    int m_limitMs = 0;
+    int m_volumePercent = 100;
+    bool m_muted = false;
+    QElapsedTimer m_hearing; // runs while sound comes out
+    qint64 m_heardMs = 0;
+    qint64 m_limitMs = 0;
     QTimer m_limitTimer;
 };

@@ -1,22 +1,24 @@
 #include "player/play/PlayQueue.h"
 
-#include "api/core/model/cmabstractworker.h"
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
-#include "player/content/ContentClient.h"
-#include "player/content/ReplyLimit.h"
 
-PlayQueue::PlayQueue(const PelkRoles& row, QObject* parent)
-    : QObject(parent)
-    , m_rows{row}
-    , m_complete(true)
+#include <QSet>
+
+#include <algorithm>
+
+namespace {
+
+int newId()
 {
+    static int last = 0;
+    return ++last;
 }
 
-PlayQueue::PlayQueue(const CMPath& container, QObject* parent)
+} // namespace
+
+PlayQueue::PlayQueue(QObject* parent)
     : QObject(parent)
-    , m_container(container)
-    , m_complete(false)
 {
 }
 
@@ -25,34 +27,87 @@ bool PlayQueue::isPlayable(const PelkRoles& row)
     return !row.mediaData().metaData().prePlayPath().isEmpty();
 }
 
-void PlayQueue::next(const Callback& callback)
+int PlayQueue::indexOf(int id) const
 {
-    if (!m_rows.isEmpty())
-        callback(m_rows.takeFirst(), CMError());
-    else if (m_complete)
-        callback(PelkRoles(), CMError());
-    else
-        askForPage(callback);
+    const auto found = std::find_if(m_entries.begin(), m_entries.end(),
+                                    [id](const QueueEntry& entry) { return entry.id == id; });
+    return found == m_entries.end() ? -1 : int(found - m_entries.begin());
 }
 
-void PlayQueue::askForPage(const Callback& callback)
+QVector<int> PlayQueue::add(const QVector<PelkRoles>& rows, Where where)
 {
-    const CMGetRowsRequest request(m_container, m_nextIndex, m_nextIndex + ContentClient::pageSize - 1,
-                                   ContentClient::allRoles());
-    whenFinished(this, request.reply(), m_container,
-                 [this, callback](const CMVoidReply& finished, const CMError& error) {
-                     if (error.isSet()) {
-                         callback(PelkRoles(), error);
-                         return;
-                     }
-                     const PelkRowsRoles reply = CMReply<PelkRowsRoles>::from(finished).value();
-                     const QVector<PelkRoles> rows = ContentClient::rowsOf(reply);
-                     m_nextIndex += rows.size();
-                     m_complete = rows.isEmpty() || m_nextIndex >= reply.rowsCount();
-                     for (const PelkRoles& row : rows)
-                         if (isPlayable(row))
-                             m_rows.append(row);
-                     next(callback);
-                 });
-    CMRoot()->getRowsRequest(request);
+    if (where == Where::Replace) {
+        m_entries.clear();
+        m_current = 0;
+        ++m_generation;
+    }
+    const int current = indexOf(m_current);
+    const bool next = where == Where::Next;
+    return insert(next && current >= 0 ? current + 1 : m_entries.size(), rows, next);
+}
+
+QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows)
+{
+    const int index = indexOf(id);
+    return insert(index >= 0 ? index + 1 : m_entries.size(), rows, false);
+}
+
+QVector<int> PlayQueue::insert(int index, const QVector<PelkRoles>& rows, bool next)
+{
+    const int count = qMin(rows.size(), mostEntries - m_entries.size());
+    QVector<int> ids;
+    ids.reserve(count);
+    m_entries.insert(index, count, QueueEntry());
+    for (int i = 0; i < count; ++i) {
+        m_entries[index + i] = QueueEntry{newId(), rows.at(i)};
+        ids.append(m_entries.at(index + i).id);
+    }
+    if (!ids.isEmpty())
+        Q_EMIT added(ids, next);
+    tellChange();
+    return ids;
+}
+
+bool PlayQueue::remove(const QVector<int>& ids)
+{
+    const QSet<int> gone(ids.begin(), ids.end());
+    const auto end = std::remove_if(m_entries.begin(), m_entries.end(),
+                                    [&gone](const QueueEntry& entry) { return gone.contains(entry.id); });
+    if (end == m_entries.end())
+        return false;
+    m_entries.erase(end, m_entries.end());
+    tellChange();
+    return true;
+}
+
+bool PlayQueue::move(int id, int beforeId)
+{
+    const int from = indexOf(id);
+    if (from < 0 || (beforeId != 0 && indexOf(beforeId) < 0))
+        return false;
+    if (id != beforeId) {
+        const QueueEntry entry = m_entries.takeAt(from);
+        m_entries.insert(beforeId == 0 ? m_entries.size() : indexOf(beforeId), entry);
+    }
+    tellChange();
+    return true;
+}
+
+void PlayQueue::clear()
+{
+    m_entries.clear();
+    ++m_generation;
+    tellChange();
+}
+
+void PlayQueue::endGrowth()
+{
+    if (--m_growing == 0)
+        Q_EMIT changed();
+}
+
+void PlayQueue::tellChange()
+{
+    ++m_revision;
+    Q_EMIT changed();
 }

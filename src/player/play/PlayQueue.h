@@ -1,39 +1,77 @@
 #pragma once
 
-#include "api/core/model/cmerror.h"
 #include "api/types/pelkroles.h"
 
 #include <QObject>
 #include <QVector>
 
-#include <functional>
+/// One place of the queue. Ids are never used twice in a process; 0 is none.
+struct QueueEntry
+{
+    int id = 0;
+    PelkRoles row;
+};
 
-/// What is to be played: one row, or the playable rows of a container in their order, which are asked for
-/// page by page as they are needed. Main thread; nothing blocks.
+/// What is to be played, in the listener's order. Holds rows and asks nobody for anything. Main thread.
 class PlayQueue : public QObject
 {
     Q_OBJECT
 
 public:
-    /// One row.
-    explicit PlayQueue(const PelkRoles& row, QObject* parent = nullptr);
-    /// The rows of a container.
-    explicit PlayQueue(const CMPath& container, QObject* parent = nullptr);
+    /// The most entries; what is over is left out.
+    static constexpr int mostEntries = 20000;
 
-    /// Called once with the next row, or with neither row nor error at the end of the queue, or with the
-    /// error that the rows could not be had.
-    using Callback = std::function<void(const PelkRoles& row, const CMError& error)>;
-    /// Asks for the next row. One call at a time. The callback may come at once.
-    void next(const Callback& callback);
+    explicit PlayQueue(QObject* parent = nullptr);
+
+    const QVector<QueueEntry>& entries() const { return m_entries; }
+    /// Grows with every change.
+    quint64 revision() const { return m_revision; }
+    /// The place of an entry in entries(); -1 when it is not there.
+    int indexOf(int id) const;
+
+    enum class Where
+    {
+        Replace, ///< instead of all that is there
+        Next,    ///< after the current one
+        End
+    };
+    /// Adds rows in their order, and gives their ids: fewer than rows when the queue is full.
+    QVector<int> add(const QVector<PelkRoles>& rows, Where where);
+    /// Adds rows after an entry, or at the end when that has gone meanwhile: for what comes in pieces.
+    QVector<int> addAfter(int id, const QVector<PelkRoles>& rows);
+    /// False, and nothing changes, when none of them is there.
+    bool remove(const QVector<int>& ids);
+    /// Puts an entry before another one, or at the end (0). False, and nothing changes, when one of the two
+    /// is not there.
+    bool move(int id, int beforeId);
+    void clear();
+    /// Grows when all entries go at once, by clear() or Where::Replace: who still adds in pieces to what was
+    /// there before has to end.
+    int generation() const { return m_generation; }
+
+    /// The entry that Where::Next means; the engine says which.
+    void setCurrent(int id) { m_current = id; }
+    /// While somebody is still adding, the end of the entries is not the end of the music.
+    bool isGrowing() const { return m_growing > 0; }
+    void beginGrowth() { ++m_growing; }
+    void endGrowth();
 
     /// Whether a row can be played: it says where its stream is asked for.
     static bool isPlayable(const PelkRoles& row);
 
-private:
-    void askForPage(const Callback& callback);
+Q_SIGNALS:
+    /// Comes before changed(). `next`: they are wanted right after the current one.
+    void added(const QVector<int>& ids, bool next);
+    /// Entries came, went or moved; also when nobody is adding any longer.
+    void changed();
 
-    CMPath m_container;
-    QVector<PelkRoles> m_rows; // the playable rows that are here and have not been taken
-    int m_nextIndex = 0;       // where the next page begins
-    bool m_complete;           // whether there are no more pages
+private:
+    QVector<int> insert(int index, const QVector<PelkRoles>& rows, bool next);
+    void tellChange();
+
+    QVector<QueueEntry> m_entries;
+    quint64 m_revision = 0;
+    int m_generation = 0;
+    int m_current = 0;
+    int m_growing = 0;
 };

@@ -11,7 +11,7 @@
 namespace {
 
 // Of playbin's flags: decode sound, and gather some of a network stream before it plays.
-constexpr int playAudio = 0x2;
+constexpr int playAudio = 0x2 | 0x10;
 constexpr int playBuffering = 0x100;
 constexpr int buffered = 100;
 constexpr int openLimitMs = 30000;
@@ -132,6 +132,7 @@ void StreamPlayer::play(const QString& uri)
         },
         this, nullptr);
     gst_object_unref(bus);
+    applyVolume();
     gst_element_set_state(m_pipeline, GST_STATE_PLAYING);
     m_openLimit.start();
 }
@@ -149,7 +150,7 @@ void StreamPlayer::stop()
 {
     m_openLimit.stop();
     m_stallLimit.stop();
-    m_wantsPause = m_buffering = false;
+    m_wantsPause = m_buffering = m_seeking = false;
     m_told = Nothing;
     m_codec.clear();
     m_bitRate = 0;
@@ -169,6 +170,42 @@ qint64 StreamPlayer::positionMs() const
     if (!m_pipeline || !gst_element_query_position(m_pipeline, GST_FORMAT_TIME, &position))
         return 0;
     return position / GST_MSECOND;
+}
+
+qint64 StreamPlayer::durationMs() const
+{
+    gint64 duration = 0;
+    if (!m_pipeline || !gst_element_query_duration(m_pipeline, GST_FORMAT_TIME, &duration))
+        return 0;
+    return duration / GST_MSECOND;
+}
+
+bool StreamPlayer::seek(qint64 positionMs)
+{
+    m_seeking =
+        m_pipeline && gst_element_seek_simple(m_pipeline, GST_FORMAT_TIME,
+                                              GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
+                                              positionMs * GST_MSECOND);
+    return m_seeking;
+}
+
+void StreamPlayer::setVolume(int percent)
+{
+    m_volumePercent = percent;
+    applyVolume();
+}
+
+void StreamPlayer::setMuted(bool muted)
+{
+    m_muted = muted;
+    applyVolume();
+}
+
+void StreamPlayer::applyVolume()
+{
+    const double even = m_volumePercent / 100.0;
+    if (m_pipeline)
+        g_object_set(m_pipeline, "volume", even * even * even, "mute", gboolean(m_muted), nullptr);
 }
 
 AudioFormat StreamPlayer::format() const
@@ -228,6 +265,11 @@ void StreamPlayer::handle(GstMessage* message)
             gst_message_parse_state_changed(message, nullptr, &state, nullptr);
             tellState(state);
         }
+        break;
+    case GST_MESSAGE_ASYNC_DONE:
+        if (m_seeking)
+            Q_EMIT moved();
+        m_seeking = false;
         break;
     case GST_MESSAGE_BUFFERING: {
         gint percent = 0;

@@ -45,8 +45,16 @@ public:
     /// Silence; nothing is under way when this returns.
     void stop();
 
-    /// How much of the stream was heard.
+    /// To this place in the stream. False when the stream cannot do that now.
+    bool seek(qint64 positionMs);
+    /// 0 to 100, which a person hears as even steps; kept from stream to stream.
+    void setVolume(int percent);
+    void setMuted(bool muted);
+
+    /// Where in the stream the sound is.
     qint64 positionMs() const;
+    /// 0 when it is not known.
+    qint64 durationMs() const;
     AudioFormat format() const;
 
 Q_SIGNALS:
@@ -55,6 +63,8 @@ Q_SIGNALS:
     void paused();
     /// There is no sound until more of the stream has come.
     void stalled();
+    /// A seek has arrived.
+    void moved();
     /// The stream was played to its end.
     void ended();
     /// The stream broke off or could not be played; the sentence says why.
@@ -64,6 +74,7 @@ private:
     void handle(GstMessage* message);
     void fail(const QString& sentence);
     void applyTarget();
+    void applyVolume();
     void tellState(int state);
     void readTags(GstMessage* message);
     static void onBusMessage(GstMessage* message, StreamPlayer* player);
@@ -71,6 +82,9 @@ private:
     AudioOutput* m_output;
     GstElement* m_pipeline = nullptr;
     GstElement* m_sink = nullptr;
+    int m_volumePercent = 100;
+    bool m_muted = false;
+    bool m_seeking = false;
     std::atomic<int> m_generation{0}; // tells the messages of one stream from those of another
     bool m_wantsPause = false;
     bool m_buffering = false;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "api/play/pelkplaylogicdata.h"
+#include "api/types/pelkroles.h"
+#include "player/play/PlayOrder.h"
+#include "player/play/StreamPlayer.h"
+
+/// A copy of what the player is doing, for who shows it.
+struct PlayerStatus
+{
+    PelkPlayLogicState::Enum state = PelkPlayLogicState::Stopped;
+    bool stalled = false; ///< it plays, but is silent until more of the stream has come
+    int entry = 0;        ///< of the queue; 0 is none. Stays when the player is stopped
+    PelkRoles row;        ///< with the stream's address once it is resolved, which is never to be shown
+    qint64 positionMs = 0;
+    qint64 durationMs = 0; ///< 0 when it is not known
+    AudioFormat format;
+    QString mimeType;
+    bool lowerThanAsked = false; ///< the service has it in a lower quality than was asked for
+    int volumePercent = 100;
+    bool muted = false;
+    RepeatMode repeat = RepeatMode::Off;
+    bool shuffled = false;
+    int queueCount = 0;
+    quint64 queueRevision = 0;
+    bool canSeek = false;
+    bool canPause = false;
+};

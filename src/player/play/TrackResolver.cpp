@@ -1,0 +1,72 @@
+#include "player/play/TrackResolver.h"
+
+#include "api/core/model/cmabstractworker.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
+#include "api/types/pelkresource.h"
+#include "player/content/ContentClient.h"
+#include "player/content/ReplyLimit.h"
+#include "player/host/ServiceAccount.h"
+
+QString ResolvedTrack::uri() const
+{
+    return row.mediaData().resources().value(0).uri();
+}
+
+qint64 ResolvedTrack::maxIdleMs() const
+{
+    return row.mediaData().resources().value(0).maxIdleTime();
+}
+
+bool ResolvedTrack::isTooOld() const
+{
+    return maxIdleMs() > 0 && age.isValid() && age.hasExpired(maxIdleMs());
+}
+
+TrackResolver::TrackResolver(QObject* parent)
+    : QObject(parent)
+{
+}
+
+void TrackResolver::resolve(const QueueEntry& entry, qint64 startMs, const Callback& callback)
+{
+    const int turn = ++m_turn;
+    m_entry = entry.id;
+    PelkRoles row = entry.row;
+    PelkMediaData mediaData = row.mediaData();
+    PelkMetaData metaData = mediaData.metaData();
+    if (startMs > 0) {
+        metaData.setPrePlayTimeOffset(startMs);
+        mediaData.setMetaData(metaData);
+        row.setMediaData(mediaData);
+    }
+    ResolvedTrack track;
+    track.entry = entry.id;
+    track.askedQuality = ServiceAccount::quality();
+    const CMPath path = metaData.prePlayPath();
+    const CMSetDataRequest request(path, PelkRoles::PrePlay(), row.variant());
+    whenFinished(this, request.reply(), path,
+                 [this, turn, track, callback](const CMVoidReply& finished, const CMError& error) mutable {
+                     if (turn != m_turn)
+                         return;
+                     m_entry = 0;
+                     if (error.isSet()) {
+                         callback(ResolvedTrack(), ContentClient::sentence(error));
+                         return;
+                     }
+                     track.row = PelkRoles(PelkHash::fromVariant(finished.d()->value()));
+                     track.age.start();
+                     if (track.uri().isEmpty())
+                         callback(ResolvedTrack(),
+                                  QStringLiteral("The service gave no address to play it from."));
+                     else
+                         callback(track, QString());
+                 });
+    CMRoot()->setDataRequest(request);
+}
+
+void TrackResolver::cancel()
+{
+    ++m_turn;
+    m_entry = 0;
+}

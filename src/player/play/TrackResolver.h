@@ -1,0 +1,46 @@
+#pragma once
+
+#include "player/play/PlayQueue.h"
+
+#include <QElapsedTimer>
+
+#include <functional>
+
+/// An entry of the queue with its stream, as the content model gave it.
+struct ResolvedTrack
+{
+    int entry = 0; ///< 0: there is none
+    PelkRoles row; ///< carries the stream's address
+    QString askedQuality;
+    bool lowerThanAsked = false;
+    QElapsedTimer age;
+
+    bool isEmpty() const { return entry == 0; }
+    QString uri() const;
+    /// How long the address holds while nobody uses it; 0 when that was not said.
+    qint64 maxIdleMs() const;
+    bool isTooOld() const;
+};
+
+/// Asks where the stream of a queue's entry is. One request at a time. Main thread; nothing blocks.
+class TrackResolver : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TrackResolver(QObject* parent = nullptr);
+
+    /// Gets the track, or a sentence that says why there is none. May be called before resolve() returns.
+    using Callback = std::function<void(const ResolvedTrack& track, const QString& failure)>;
+    /// Asks; an earlier request that is under way is forgotten. `startMs` is where in the track it is going
+    /// to be played from.
+    void resolve(const QueueEntry& entry, qint64 startMs, const Callback& callback);
+    /// Forgets the request under way; its callback is not called.
+    void cancel();
+    /// The entry that is asked for; 0 when none is.
+    int entry() const { return m_entry; }
+
+private:
+    int m_entry = 0;
+    int m_turn = 0; // tells an answer to this request from one that comes too late
+};

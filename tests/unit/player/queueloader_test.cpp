@@ -1,0 +1,152 @@
+#include "api/core/model/cmrootworker.h"
+#include "player/play/QueueLoader.h"
+#include "tests/support/scriptedplayworker.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <memory>
+
+/// What of a container comes into a queue, and in which pieces it is asked for.
+class QueueLoaderTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<CMRootWorker> m_root;
+    std::unique_ptr<ScriptedPlayWorker> m_worker;
+    std::unique_ptr<PlayQueue> m_queue;
+
+    QStringList ids() const
+    {
+        QStringList ids;
+        for (const QueueEntry& entry : m_queue->entries())
+            ids << entry.row.path().param(QStringLiteral("id"));
+        return ids;
+    }
+
+    static QStringList words(const QString& text) { return text.split(QLatin1Char(' ')); }
+
+    /// Loads the list, and gives the sentence at the end.
+    QString load(PlayQueue::Where where, int from = 0, int to = -1,
+                 const CMPath& path = ScriptedPlayWorker::listPath())
+    {
+        QueueLoader loader(m_queue.get(), path, where, from, to);
+        QSignalSpy finished(&loader, &QueueLoader::finished);
+        loader.start();
+        if (finished.isEmpty() && !finished.wait(5000))
+            return QStringLiteral("never finished");
+        return finished.size() == 1 ? finished.at(0).at(0).toString() : QStringLiteral("finished twice");
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_root = std::make_unique<CMRootWorker>();
+        m_worker = std::make_unique<ScriptedPlayWorker>();
+        m_root->addWorker(m_worker.get());
+        m_queue = std::make_unique<PlayQueue>();
+    }
+
+    void cleanup()
+    {
+        m_queue.reset();
+        m_worker.reset();
+        m_root.reset();
+    }
+
+    void shortPagesAreAskedForFromWhereTheyEndedAndWhatDoesNotPlayIsLeftOut()
+    {
+        m_worker->list = words(QStringLiteral("-a 1 -b -c 2"));
+        m_worker->pageSize = 2;
+        QCOMPARE(load(PlayQueue::Where::End), QString());
+        QCOMPARE(m_worker->rowRequests, words(QStringLiteral("0-49 2-51 4-53")));
+        QCOMPARE(ids(), words(QStringLiteral("1 2")));
+        QVERIFY(!m_queue->isGrowing());
+    }
+
+    void aRangeIsAskedForAndNothingBeyond()
+    {
+        m_worker->list = words(QStringLiteral("1 2 3 4 5 6"));
+        m_worker->pageSize = 2;
+        QCOMPARE(load(PlayQueue::Where::End, 1, 4), QString());
+        QCOMPARE(m_worker->rowRequests, words(QStringLiteral("1-4 3-4")));
+        QCOMPARE(ids(), words(QStringLiteral("2 3 4 5")));
+    }
+
+    void pagesStayInTheirOrderWhereverTheyGo_data()
+    {
+        QTest::addColumn<int>("where");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("end") << int(PlayQueue::Where::End) << QStringLiteral("a b c 1 2 3 4 5");
+        QTest::newRow("next") << int(PlayQueue::Where::Next) << QStringLiteral("a 1 2 3 4 5 b c");
+        QTest::newRow("replace") << int(PlayQueue::Where::Replace) << QStringLiteral("1 2 3 4 5");
+    }
+    void pagesStayInTheirOrderWhereverTheyGo()
+    {
+        QFETCH(int, where);
+        QFETCH(QString, expected);
+        const QVector<int> before = m_queue->add({ScriptedPlayWorker::row(QStringLiteral("a")),
+                                                  ScriptedPlayWorker::row(QStringLiteral("b")),
+                                                  ScriptedPlayWorker::row(QStringLiteral("c"))},
+                                                 PlayQueue::Where::End);
+        m_queue->setCurrent(before.first());
+        m_worker->list = words(QStringLiteral("1 2 3 4 5"));
+        m_worker->pageSize = 2;
+        QCOMPARE(load(PlayQueue::Where(where)), QString());
+        QCOMPARE(ids(), words(expected));
+    }
+
+    void eachPageSaysWhichRowsItsEntriesAre()
+    {
+        m_worker->list = words(QStringLiteral("-a 1 2 -b 3"));
+        m_worker->pageSize = 3;
+        QueueLoader loader(m_queue.get(), ScriptedPlayWorker::listPath(), PlayQueue::Where::End);
+        QVector<int> rows;
+        QVector<int> added;
+        connect(&loader, &QueueLoader::pageAdded, this, [&](const QVector<int>& ids, const QVector<int>& at) {
+            added += ids;
+            rows += at;
+        });
+        loader.start();
+        QTRY_COMPARE(rows, (QVector<int>{1, 2, 4}));
+        QCOMPARE(added.size(), 3);
+        QCOMPARE(m_queue->entries().at(2).id, added.at(2));
+    }
+
+    void rowsThatCannotBeHadAreASentence()
+    {
+        const QString sentence = load(PlayQueue::Where::End, 0, -1, CMPath(QStringLiteral("test:nothing")));
+        QVERIFY2(sentence.endsWith(QLatin1Char('.')), qPrintable(sentence));
+        QVERIFY(m_queue->entries().isEmpty());
+        QVERIFY(!m_queue->isGrowing());
+    }
+
+    void aQueueThatIsReplacedMeanwhileGetsNoMoreOfTheOldRows()
+    {
+        m_worker->list = words(QStringLiteral("1 2 3 4 5 6"));
+        m_worker->pageSize = 2;
+        QueueLoader loader(m_queue.get(), ScriptedPlayWorker::listPath(), PlayQueue::Where::End);
+        QSignalSpy finished(&loader, &QueueLoader::finished);
+        connect(&loader, &QueueLoader::pageAdded, this, [this] { m_queue->clear(); });
+        loader.start();
+        QTRY_COMPARE(finished.size(), 1);
+        QVERIFY(m_queue->entries().isEmpty());
+        QCOMPARE(m_worker->rowRequests.size(), 2);
+    }
+
+    void tenThousandTracksFitAndAQueueThatIsFullSaysSo()
+    {
+        QVector<PelkRoles> rows(PlayQueue::mostEntries - 10000, ScriptedPlayWorker::row(QStringLiteral("x")));
+        m_queue->add(rows, PlayQueue::Where::End);
+        for (int i = 0; i < 10000; ++i)
+            m_worker->list << QString::number(i);
+        QCOMPARE(load(PlayQueue::Where::End), QString());
+        QCOMPARE(m_queue->entries().size(), PlayQueue::mostEntries);
+        QCOMPARE(ids().last(), QStringLiteral("9999"));
+        QCOMPARE(load(PlayQueue::Where::End), QStringLiteral("The queue is full: it holds 20000 tracks."));
+        QCOMPARE(m_queue->entries().size(), PlayQueue::mostEntries);
+    }
+};
+
+QTEST_GUILESS_MAIN(QueueLoaderTest)
+#include "queueloader_test.moc"
