@@ -112,6 +112,18 @@ QString TrString::toString() const
     return m_arguments.isEmpty() ? text : filled(text, m_arguments);
 }
 
+QString TrString::resolved(const Resolver& resolver) const
+{
+    if (!isTranslatable())
+        return m_plain;
+    QString text = resolver(*this);
+    if (text.isNull())
+        text = QString::fromUtf8(m_source);
+    if (m_count >= 0)
+        text.replace(QLatin1String("%n"), QString::number(m_count));
+    return m_arguments.isEmpty() ? text : filled(text, m_arguments);
+}
+
 TrString::operator QVariant() const
 {
     if (!isTranslatable())

@@ -8,6 +8,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <functional>
+
 /// What a translation is looked up by: context, English source text, a disambiguation comment (or none) and a
 /// count for plural forms (-1: none). The context is the enclosing function's signature, see
 /// trExtractContext(), or a name.
@@ -35,7 +37,8 @@ struct TrArg
 
 /// A text shown to a person: either plain, or one that is translated when it is read.
 ///
-/// A value. The catalogues are Qt's own: toString() asks the translators that the program has installed.
+/// A value. The catalogues are Qt's own: toString() asks the translators that the program has installed,
+/// resolved() a catalogue of the caller's choice.
 class PELK_TYPES_EXPORT TrString
 {
 public:
@@ -49,6 +52,12 @@ public:
     /// The text in the program's language, with every place marker filled in one pass, so that a percent sign
     /// inside an argument stays what it is.
     QString toString() const;
+
+    /// Looks a text up in one language; a null text where it has no translation.
+    using Resolver = std::function<QString(const TrString& text)>;
+    /// As toString(), in the language of the resolver and without the program's own translators: for a
+    /// program that speaks to several people at once. The source text where there is no translation.
+    QString resolved(const Resolver& resolver) const;
 
     bool isTranslatable() const { return !m_source.isNull(); }
     QByteArray context() const { return m_context; }

@@ -151,6 +151,36 @@ private Q_SLOTS:
         QVERIFY(one != two);
     }
 
+    void aTextCanBeReadInALanguageOfTheCallersChoice_data()
+    {
+        QTest::addColumn<TrString>("wanted");
+        QTest::addColumn<QString>("read");
+        QTest::newRow("known") << TrString(TrCharData{"Lists", "Albums"}, {}) << text("Alben");
+        QTest::newRow("with a disambiguation")
+            << TrString(TrCharData{"Lists", "Albums", "of photographs"}, {}) << text("Fotoalben");
+        QTest::newRow("of another context") << TrString(TrCharData{"Menu", "Albums"}, {}) << text("Albums");
+        QTest::newRow("unknown, with an argument")
+            << TrString(TrCharData{"Lists", "Go to %1"}, {text("100%2")}) << text("Go to 100%2");
+        QTest::newRow("with an argument")
+            << TrString(TrCharData{"Lists", "Play %1"}, {text("%1")}) << text("%1 spielen");
+        QTest::newRow("with a count")
+            << TrString(TrCharData{"Lists", "%n albums", QByteArray(), 3}, {}) << text("3 albums");
+        QTest::newRow("plain") << TrString(text("Albums")) << text("Albums");
+    }
+    void aTextCanBeReadInALanguageOfTheCallersChoice()
+    {
+        QFETCH(TrString, wanted);
+        QFETCH(QString, read);
+        const TrString::Resolver german = [](const TrString& asked) {
+            if (asked.context() != "Lists")
+                return QString();
+            if (asked.source() == "Albums")
+                return text(asked.comment().isNull() ? "Alben" : "Fotoalben");
+            return asked.source() == "Play %1" ? text("%1 spielen") : QString();
+        };
+        QCOMPARE(wanted.resolved(german), read);
+    }
+
     void anEmptySourceIsAnEmptyText()
     {
         const TrString empty(TrCharData{}, {});
