@@ -104,6 +104,22 @@ QList<CMPath> ServiceSettings::paths()
     return {PelkQobuzSettingsPath(), PelkQobuzSoundQualityPath(), PelkSystemMemberIdPath()};
 }
 
+QList<CMPath> ServiceSettings::privatePaths()
+{
+    return {PelkQobuzSettingsPath(), PelkSystemMemberIdPath()};
+}
+
+bool ServiceSettings::accepts(const CMPath& path, const PelkValue& value, QString* error) const
+{
+    if (path != PelkQobuzSoundQualityPath() ||
+        (value.contains(PelkValue::QobuzSoundQuality()) &&
+         ServiceAccount::qualities().contains(PelkQobuzSoundQuality::toString(value.qobuzSoundQuality()))))
+        return true;
+    *error = QStringLiteral("There is no such sound quality; choose one of: %1.")
+                 .arg(ServiceAccount::qualities().join(QLatin1String(", ")));
+    return false;
+}
+
 PelkValue ServiceSettings::read(const CMPath& path) const
 {
     PelkValue value;

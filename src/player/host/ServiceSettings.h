@@ -31,6 +31,11 @@ public:
 
     /// The paths whose values are kept here.
     static QList<CMPath> paths();
+    /// Those of them that are nobody's business outside the process: they hold a secret or steer where
+    /// secrets go.
+    static QList<CMPath> privatePaths();
+    /// A sound quality has to be one of those that can be chosen.
+    bool accepts(const CMPath& path, const PelkValue& value, QString* error) const override;
     PelkValue read(const CMPath& path) const override;
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
 

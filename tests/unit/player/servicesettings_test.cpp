@@ -193,6 +193,27 @@ private Q_SLOTS:
         QCOMPARE(settings.read(PelkQobuzSettingsPath()).qobuzSettings().appId(), QStringLiteral("1"));
     }
 
+    void aQualityThatThereIsNotIsNotAccepted_data()
+    {
+        QTest::addColumn<QVariantHash>("value");
+        QTest::addColumn<bool>("accepted");
+        const QString key = PelkValue::QobuzSoundQuality();
+        QTest::newRow("the best") << QVariantHash{{key, int(PelkQobuzSoundQuality::Hires192)}} << true;
+        QTest::newRow("none of them") << QVariantHash{{key, 33}} << false;
+        QTest::newRow("negative") << QVariantHash{{key, -1}} << false;
+        QTest::newRow("not said") << QVariantHash() << false;
+    }
+    void aQualityThatThereIsNotIsNotAccepted()
+    {
+        QFETCH(QVariantHash, value);
+        QFETCH(bool, accepted);
+        QString error;
+        const ServiceSettings settings(m_name);
+        QCOMPARE(settings.accepts(PelkQobuzSoundQualityPath(), PelkValue(PelkHash(value)), &error), accepted);
+        QCOMPARE(error.isEmpty(), accepted);
+        QVERIFY2(accepted || error.contains(QLatin1String("mp3, cd, hires96, hires192")), qPrintable(error));
+    }
+
     void aSavedFileIsItsOwnersAlone()
     {
         write(m_name, good);

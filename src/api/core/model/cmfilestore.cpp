@@ -16,6 +16,11 @@ constexpr qint64 maximumSizeBytes = 1024 * 1024;
 
 CMValueStore::~CMValueStore() = default;
 
+bool CMValueStore::accepts(const CMPath& /*path*/, const PelkValue& /*value*/, QString* /*error*/) const
+{
+    return true;
+}
+
 CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permissions)
     : m_fileName(fileName)
     , m_permissions(permissions)

@@ -169,12 +169,65 @@ void CMRootWorker::getRowsRequest(const CMGetRowsRequest& request)
 
 void CMRootWorker::getDataRequest(const CMGetDataRequest& request)
 {
-    forward(&CMAbstractWorker::getDataRequest, request);
+    if (!isKept(request.path())) {
+        forward(&CMAbstractWorker::getDataRequest, request);
+        return;
+    }
+    QVariantList values;
+    for (const QString& role : request.roles()) {
+        if (role == PelkRoles::Value())
+            values.append(getValue(request.path()).variant());
+        else
+            values.append(role == PelkRoles::Path() ? QVariant(request.path().toString()) : QVariant());
+    }
+    request.reply().setValue(values);
 }
 
 void CMRootWorker::setDataRequest(const CMSetDataRequest& request)
 {
-    forward(&CMAbstractWorker::setDataRequest, request);
+    if (!isKept(request.path()))
+        forward(&CMAbstractWorker::setDataRequest, request);
+    else if (request.role() == PelkRoles::Value())
+        QMetaObject::invokeMethod(
+            this, [this, request] { setKept(request); }, Qt::QueuedConnection);
+    else
+        request.reply().setError(
+            errorAt("The value at \"%1\" is set by its role \"value\" alone.", request.path()));
+}
+
+bool CMRootWorker::isKept(const CMPath& path) const
+{
+    const QReadLocker locker(&m_lock);
+    return m_stores.contains(path) && !workerFor(path);
+}
+
+void CMRootWorker::setKept(const CMSetDataRequest& request)
+{
+    const PelkValue value(PelkHash::fromVariant(request.value()));
+    std::shared_ptr<CMValueStore> store;
+    int type = 0;
+    {
+        const QReadLocker locker(&m_lock);
+        store = m_stores.value(request.path());
+        type = m_values.value(request.path()).type();
+    }
+    QString error;
+    if (value.type() == 0 || (type != 0 && value.type() != type)) {
+        request.reply().setError(errorAt("The value at \"%1\" is of another kind.", request.path()));
+    } else if (!store->accepts(request.path(), value, &error)) {
+        request.reply().setError(CMError(TrString(error)));
+    } else {
+        const CMReply<QVariant> kept = CMReply<QVariant>::create();
+        kept.addWatcher(
+            [request](const CMVoidReply& finished) {
+                if (finished.error().isSet())
+                    request.reply().setError(finished.error());
+                else
+                    request.reply().setValue(QVariantList{finished.d()->value(), false});
+            },
+            Qt::DirectConnection);
+        setValue(request.path(), value, kept);
+    }
 }
 
 void CMRootWorker::answerOwnRows(const CMGetRowsRequest& request)

@@ -55,6 +55,8 @@ public:
     /// The root's own rows, at the empty path, are the roots of the workers in the order in which they were
     /// added.
     void getRowsRequest(const CMGetRowsRequest& request) override;
+    /// A value that is kept here and that no worker registered is read and set as the role "value" of its
+    /// path; only by one of the same kind, and one that its store accepts.
     void getDataRequest(const CMGetDataRequest& request) override;
     void setDataRequest(const CMSetDataRequest& request) override;
 
@@ -69,6 +71,8 @@ private:
     template <typename Request>
     void forward(void (CMAbstractWorker::*operation)(const Request&), const Request& request);
     void answerOwnRows(const CMGetRowsRequest& request);
+    bool isKept(const CMPath& path) const;
+    void setKept(const CMSetDataRequest& request);
     void call(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply);
     void save(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply);
 

@@ -13,6 +13,9 @@ public:
     CMValueStore(const CMValueStore&) = delete;
     CMValueStore& operator=(const CMValueStore&) = delete;
 
+    /// Whether a value that somebody asks to be set is one that can stand at the path; else `error` is a
+    /// sentence that says why not.
+    virtual bool accepts(const CMPath& path, const PelkValue& value, QString* error) const;
     /// The value kept for a path; an empty one where there is none.
     virtual PelkValue read(const CMPath& path) const = 0;
     /// Keeps a value. When this returns true it survives a power cut; else `error` is a sentence that says

@@ -28,6 +28,12 @@ class ListStore : public CMValueStore
 {
 public:
     PelkValue read(const CMPath& path) const override { return value(QLatin1String("kept ") + path.base()); }
+    bool accepts(const CMPath& /*path*/, const PelkValue& v, QString* error) const override
+    {
+        if (v.string_() == text("odd"))
+            *error = text("That is odd.");
+        return error->isEmpty();
+    }
     bool write(const CMPath& /*path*/, const PelkValue& v, QString* error) override
     {
         written << v.string_();
@@ -308,6 +314,73 @@ private Q_SLOTS:
             reader.join();
         QCOMPARE(torn.load(), 0);
         QCOMPARE(backwards.load(), 0);
+    }
+
+    void aKeptValueIsReadAndSetByRequestsToo()
+    {
+        const auto store = std::make_shared<ListStore>();
+        const CMPath path(text("settings:tone"));
+        m_root->keep(path, store);
+        const CMGetDataRequest get(path, {PelkRoles::Value(), PelkRoles::Path(), PelkRoles::Title()});
+        m_root->getDataRequest(get);
+        QVERIFY(get.reply().isFinished());
+        QCOMPARE(get.reply().value().toList(),
+                 QVariantList({value(text("kept tone")).variant(), path.toString(), QVariant()}));
+        const CMSetDataRequest set(path, PelkRoles::Value(), value(text("loud")).variant());
+        m_root->setDataRequest(set);
+        QVERIFY(!set.reply().isFinished());
+        QTRY_VERIFY(set.reply().isFinished());
+        QCOMPARE(set.reply().value().toList(), QVariantList({value(text("loud")).variant(), false}));
+        QCOMPARE(store->written, QStringList{text("loud")});
+        QCOMPARE(m_root->getValue(path).string_(), text("loud"));
+    }
+
+    void whatIsNoValueOfItsKindIsNotSet_data()
+    {
+        QTest::addColumn<QString>("role");
+        QTest::addColumn<QVariant>("wanted");
+        QTest::addColumn<QString>("sentence");
+        PelkValue other;
+        other.setQobuzSoundQuality(PelkQobuzSoundQuality::Cd);
+        QTest::newRow("of another kind")
+            << text("value") << other.variant() << text("The value at \"settings:tone\" is of another kind.");
+        QTest::newRow("without a kind")
+            << text("value") << QVariant(QVariantHash{{text("string"), text("x")}})
+            << text("The value at \"settings:tone\" is of another kind.");
+        QTest::newRow("no record") << text("value") << QVariant(7)
+                                   << text("The value at \"settings:tone\" is of another kind.");
+        QTest::newRow("another role")
+            << text("title") << value(text("x")).variant()
+            << text("The value at \"settings:tone\" is set by its role \"value\" alone.");
+        QTest::newRow("one that the store does not accept")
+            << text("value") << value(text("odd")).variant() << text("That is odd.");
+    }
+    void whatIsNoValueOfItsKindIsNotSet()
+    {
+        QFETCH(QString, role);
+        QFETCH(QVariant, wanted);
+        QFETCH(QString, sentence);
+        const auto store = std::make_shared<ListStore>();
+        const CMPath path(text("settings:tone"));
+        m_root->keep(path, store);
+        const CMSetDataRequest set(path, role, wanted);
+        m_root->setDataRequest(set);
+        QTRY_VERIFY(set.reply().isFinished());
+        QCOMPARE(set.reply().error().message().toString(), sentence);
+        QVERIFY(store->written.isEmpty());
+        QCOMPARE(m_root->getValue(path).string_(), text("kept tone"));
+    }
+
+    void aKeptValueThatCannotBeWrittenIsAnErrorOfTheRequest()
+    {
+        const auto store = std::make_shared<ListStore>();
+        store->fails = true;
+        const CMPath path(text("settings:tone"));
+        m_root->keep(path, store);
+        const CMSetDataRequest set(path, PelkRoles::Value(), value(text("loud")).variant());
+        m_root->setDataRequest(set);
+        QTRY_VERIFY(set.reply().isFinished());
+        QCOMPARE(set.reply().error().message().toString(), text("The disk is full."));
     }
 
     void theValueOfANodeIsSetByItsOwnServiceOnly_data()
