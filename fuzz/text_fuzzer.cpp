@@ -7,6 +7,7 @@
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
 #include "player/content/RowJson.h"
+#include "player/host/PrintableText.h"
 
 namespace {
 
@@ -34,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QString title = textOfUtf8(input.rest());
     argumentsStandAsTheyAre(source, first, title);
 
-    const QString shown = TextWidth::printable(title);
+    const QString shown = printableText(title);
     for (const QChar c : shown)
         require(c.category() != QChar::Other_Control, "Nothing shown moves the cursor.");
     require(TextWidth::columns(TextWidth::cut(shown, width)) <= width,

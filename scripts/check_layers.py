@@ -4,13 +4,18 @@ import pathlib
 import re
 import sys
 
+SDK = {"api/types", "api/core", "api/http", "api/play"}
 ALLOWED = {
     "api/types": set(),
     "api/core": {"api/types"},
     "api/http": {"api/types", "api/core"},
     "api/play": {"api/types", "api/core"},
-    "modules/qobuz": {"api/types", "api/core", "api/http", "api/play"},
-    "player": {"api/types", "api/core", "api/http", "api/play"},
+    "modules/qobuz": SDK,
+    "player/host": SDK,
+    "player/content": SDK | {"player/host"},
+    "player/play": SDK | {"player/host", "player/content"},
+    "player/server": SDK | {"player/host", "player/content", "player/play"},
+    "player": SDK | {"player/host", "player/content", "player/play", "player/server"},
     "sandbox": set(),
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)

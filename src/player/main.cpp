@@ -2,10 +2,12 @@
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
 #include "player/cli/PlayCommand.h"
+#include "player/cli/ServeCommand.h"
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
 #include "player/host/Logging.h"
+#include "player/host/PrintableText.h"
 
 #include <QCoreApplication>
 
@@ -15,6 +17,12 @@
 
 namespace {
 
+void showNotice(const PelkNotificationDisplayItem& notice)
+{
+    Terminal::note(
+        printableText(QStringLiteral("%1: %2").arg(notice.title().toString(), notice.message().toString())));
+}
+
 int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
 {
     using Command = CommandLine::Command;
@@ -23,6 +31,8 @@ int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
         Terminal::error(error);
         return ExitCode::notSetUp;
     }
+    if (!host.loginNotice().isEmpty())
+        Terminal::error(host.loginNotice());
     if (line.command == Command::Quality)
         return Commands::quality(line);
     const QStringList problems = host.loadModules(line.moduleFolder);
@@ -44,6 +54,8 @@ int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
         return Commands::search(line);
     case Command::Play:
         return PlayCommand(line).run(signalWatch);
+    case Command::Serve:
+        return ServeCommand(host, line).run(signalWatch);
     case Command::Modules:
         return problems.isEmpty() ? Commands::modules(host) : qMax(Commands::modules(host), ExitCode::failed);
     case Command::Quality:
@@ -64,9 +76,9 @@ int main(int argc, char** argv)
     if (const std::optional<CommandLine> line = CommandLine::parse(argc, argv, &code)) {
         Logging::setUp(line->logLevel);
         // Before the modules start their threads.
-        if (line->command == CommandLine::Command::Play)
+        if (line->command == CommandLine::Command::Play || line->command == CommandLine::Command::Serve)
             signalWatch = std::make_unique<SignalWatch>();
-        host.emplace();
+        host.emplace(showNotice);
         code = run(*host, signalWatch.get(), *line);
         ended = host->end();
         if (!ended)

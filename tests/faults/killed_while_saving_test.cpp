@@ -99,7 +99,7 @@ void setNext(Kind kind, int count)
 /// go on from.
 int saveForEver(const QString& counts)
 {
-    Host host;
+    Host host([](const PelkNotificationDisplayItem&) {});
     QString error;
     if (!host.loadSettings(Host::defaultConfigFile(), &error)) {
         tell("failed " + error.toUtf8() + '\n');

@@ -2,9 +2,9 @@
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
 #include "player/cli/Terminal.h"
-#include "player/cli/TextWidth.h"
 #include "player/content/ContentClient.h"
 #include "player/host/Host.h"
+#include "player/host/PrintableText.h"
 
 namespace {
 
@@ -34,9 +34,9 @@ int afterSaving(const Host& host, const char* consequence)
 int Commands::login(const Host& host, const CommandLine& line)
 {
     const std::optional<QString> password =
-        line.passwordStdin ? Terminal::readLine()
-                           : Terminal::askPassword(TextWidth::printable(
-                                 QStringLiteral("Password for %1: ").arg(line.userName)));
+        line.passwordStdin
+            ? Terminal::readLine()
+            : Terminal::askPassword(printableText(QStringLiteral("Password for %1: ").arg(line.userName)));
     if (!password) {
         Terminal::error(
             line.passwordStdin
@@ -47,7 +47,7 @@ int Commands::login(const Host& host, const CommandLine& line)
     }
     if (!send(ServiceAccount::loginRequest(line.userName, *password)))
         return ExitCode::failed;
-    Terminal::out(TextWidth::printable(QStringLiteral("Logged in as %1.").arg(ServiceAccount::userName())) +
+    Terminal::out(printableText(QStringLiteral("Logged in as %1.").arg(ServiceAccount::userName())) +
                   QLatin1Char('\n'));
     return afterSaving(host, " The login ends with this command.");
 }
@@ -63,7 +63,7 @@ int Commands::logout(const Host& host)
 int Commands::status(const Host& host)
 {
     const bool loggedIn = ServiceAccount::isLoggedIn();
-    const QString user = TextWidth::printable(ServiceAccount::userName());
+    const QString user = printableText(ServiceAccount::userName());
     Terminal::out(QStringLiteral("Account    %1\n"
                                  "Quality    %2\n"
                                  "Settings   %3\n"

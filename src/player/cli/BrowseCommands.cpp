@@ -4,9 +4,9 @@
 #include "player/cli/ExitCode.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/Terminal.h"
-#include "player/cli/TextWidth.h"
 #include "player/content/ContentClient.h"
 #include "player/content/RowJson.h"
+#include "player/host/PrintableText.h"
 #include "player/host/ServiceAccount.h"
 
 namespace {
@@ -56,8 +56,7 @@ bool findEntry(const PelkRoles& root, PelkRoles* entry, QString* error)
 
 void printSection(const PelkRoles& section, const RowPage& page)
 {
-    Terminal::out(
-        QStringLiteral("%1 (%2)\n").arg(TextWidth::printable(section.title().toString())).arg(page.total));
+    Terminal::out(QStringLiteral("%1 (%2)\n").arg(printableText(section.title().toString())).arg(page.total));
     Terminal::out(rowTable(page.rows, Terminal::width()));
     if (page.rows.size() < page.total)
         Terminal::out(QStringLiteral("More: pelk rows '%1'\n").arg(section.path().toString()));

@@ -7,7 +7,7 @@
 #include "player/cli/ExitCode.h"
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Terminal.h"
-#include "player/cli/TextWidth.h"
+#include "player/host/PrintableText.h"
 #include "player/host/ServiceAccount.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/QueueLoader.h"
@@ -33,7 +33,7 @@ QString titleOf(const PelkRoles& row)
     if (title.isEmpty())
         title = row.path().toString();
     const QString artist = row.mediaData().metaData().artist();
-    return TextWidth::printable(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
+    return printableText(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
 }
 
 /// A track has no rows that could be asked for; where its stream is asked for is all that it takes.

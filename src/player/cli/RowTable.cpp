@@ -3,6 +3,7 @@
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
 #include "player/cli/TextWidth.h"
+#include "player/host/PrintableText.h"
 
 namespace {
 
@@ -45,8 +46,8 @@ QString rowTable(const QVector<PelkRoles>& rows, int width)
     int kindWidth = 0;
     int pathWidth = 0;
     for (const PelkRoles& row : rows) {
-        const Line line{TextWidth::printable(row.title().toString()), rowKind(row),
-                        TextWidth::printable(row.path().toString())};
+        const Line line{printableText(row.title().toString()), rowKind(row),
+                        printableText(row.path().toString())};
         titleWidth = qMax(titleWidth, TextWidth::columns(line.title));
         kindWidth = qMax(kindWidth, TextWidth::columns(line.kind));
         pathWidth = qMax(pathWidth, TextWidth::columns(line.path));

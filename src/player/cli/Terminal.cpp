@@ -1,6 +1,7 @@
 #include "player/cli/Terminal.h"
 
 #include "player/cli/TextWidth.h"
+#include "player/host/PrintableText.h"
 
 #include <QByteArray>
 #include <QTextCodec>
@@ -57,7 +58,7 @@ void Terminal::out(const QString& text)
 
 void Terminal::error(const QString& sentence)
 {
-    note(QStringLiteral("pelk: ") + TextWidth::printable(sentence));
+    note(QStringLiteral("pelk: ") + printableText(sentence));
 }
 
 void Terminal::note(const QString& line)

@@ -16,11 +16,6 @@ locale_t widthLocale()
     return locale;
 }
 
-bool isDirectionOverride(QChar c)
-{
-    return (c >= QChar(0x202A) && c <= QChar(0x202E)) || (c >= QChar(0x2066) && c <= QChar(0x2069));
-}
-
 } // namespace
 
 int TextWidth::columns(const QString& text)
@@ -35,16 +30,6 @@ int TextWidth::columns(const QString& text)
     if (before)
         uselocale(before);
     return sum;
-}
-
-QString TextWidth::printable(const QString& text)
-{
-    QString clean = text;
-    for (QChar& c : clean)
-        if (c.category() == QChar::Other_Control || isDirectionOverride(c) || c == QChar::LineSeparator ||
-            c == QChar::ParagraphSeparator)
-            c = QLatin1Char(' ');
-    return clean;
 }
 
 QString TextWidth::cut(const QString& text, int limit)

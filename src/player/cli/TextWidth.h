@@ -7,9 +7,6 @@ namespace TextWidth {
 
 /// The columns that a printable text takes.
 int columns(const QString& text);
-/// The text with what would move the cursor or change the terminal taken out: control characters and
-/// overrides of the writing direction become blanks. What a service sends is shown only through this.
-QString printable(const QString& text);
 /// The text, if it takes at most `limit` columns, or else its beginning with "…" behind it. Never cut within
 /// what a reader sees as one character.
 QString cut(const QString& text, int limit);

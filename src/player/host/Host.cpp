@@ -2,8 +2,6 @@
 
 #include "api/http/httpclient.h"
 #include "api/types/playerpaths.h"
-#include "player/cli/Terminal.h"
-#include "player/cli/TextWidth.h"
 #include "player/host/ServiceSettings.h"
 
 #include <QCoreApplication>
@@ -24,21 +22,18 @@ QString xdgFolder(const char* variable, const char* fallback)
     return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + QLatin1String(fallback);
 }
 
-void showNotice(const PelkHash& arguments, const CMReply<QVariant>& reply)
-{
-    const PelkValue value(PelkHash::fromVariant(arguments.value(QStringLiteral("value"))));
-    const PelkNotificationDisplayItem item = value.notificationDisplayItem();
-    Terminal::note(TextWidth::printable(
-        QStringLiteral("%1: %2").arg(item.title().toString(), item.message().toString())));
-    reply.setValue(QVariant());
-}
-
 } // namespace
 
-Host::Host()
-    : m_loader(&m_root)
+Host::Host(const NoticeReceiver& notices)
+    : m_notices(notices)
+    , m_loader(&m_root)
 {
-    m_root.registerOperation(PelkNotificationDisplayOpenPath(), showNotice);
+    m_root.registerOperation(
+        PelkNotificationDisplayOpenPath(), [this](const PelkHash& arguments, const CMReply<QVariant>& reply) {
+            const PelkValue value(PelkHash::fromVariant(arguments.value(QStringLiteral("value"))));
+            m_notices(value.notificationDisplayItem());
+            reply.setValue(QVariant());
+        });
 }
 
 Host::~Host()
@@ -69,8 +64,6 @@ bool Host::loadSettings(const QString& configFile, QString* error)
         m_root.keep(path, m_settings);
     m_loginFile = xdgFolder("XDG_STATE_HOME", "/.local/state") + QStringLiteral("/pelk/session.json");
     m_login = std::make_shared<ServiceAccount::LoginStore>(m_loginFile);
-    if (!m_login->notice().isEmpty())
-        Terminal::error(m_login->notice());
     m_root.keep(ServiceAccount::LoginStore::path(), m_login);
     return true;
 }
@@ -78,6 +71,11 @@ bool Host::loadSettings(const QString& configFile, QString* error)
 QString Host::configFile() const
 {
     return m_settings ? m_settings->fileName() : QString();
+}
+
+QString Host::loginNotice() const
+{
+    return m_login ? m_login->notice() : QString();
 }
 
 QString Host::loginSaveFailure() const

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "api/core/model/cmrootworker.h"
+#include "api/types/pelknotificationdisplayitem.h"
 #include "player/host/ModuleLoader.h"
 #include "player/host/ServiceAccount.h"
 
+#include <functional>
 #include <memory>
 
 class ServiceSettings;
@@ -13,7 +15,10 @@ class ServiceSettings;
 class Host
 {
 public:
-    Host();
+    /// Shows a notice to people; called on the main thread.
+    using NoticeReceiver = std::function<void(const PelkNotificationDisplayItem& notice)>;
+
+    explicit Host(const NoticeReceiver& notices);
     /// As end(). Where that fails there is no way but to leave the process without it.
     ~Host();
     Host(const Host&) = delete;
@@ -22,6 +27,8 @@ public:
     /// Reads the settings and the saved login. False, with a sentence, when the settings do not do. Comes
     /// before everything else.
     bool loadSettings(const QString& configFile, QString* error);
+    /// From now on another receiver gets the notices.
+    void setNoticeReceiver(const NoticeReceiver& notices) { m_notices = notices; }
     /// Loads the modules of a folder; a sentence for each thing that went wrong.
     QStringList loadModules(const QString& folder) { return m_loader.loadFolder(folder); }
 
@@ -34,6 +41,8 @@ public:
     const QList<ModuleLoader::Module>& modules() const { return m_loader.modules(); }
     QString configFile() const;
     QString loginFile() const { return m_loginFile; }
+    /// What people have to know of the saved login, since loadSettings(); empty if there is nothing.
+    QString loginNotice() const;
     /// Why the login could not be saved; empty if it was.
     QString loginSaveFailure() const;
 
@@ -42,6 +51,7 @@ public:
     static QString defaultModuleFolder();
 
 private:
+    NoticeReceiver m_notices;
     CMRootWorker m_root;
     ModuleLoader m_loader;
     std::shared_ptr<ServiceSettings> m_settings;

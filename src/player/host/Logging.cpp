@@ -1,7 +1,7 @@
 #include "player/host/Logging.h"
 
-#include "player/cli/TextWidth.h"
 #include "player/host/LogMask.h"
+#include "player/host/PrintableText.h"
 
 #include <log4cplus/consoleappender.h>
 #include <log4cplus/initializer.h>
@@ -33,7 +33,7 @@ public:
         // What a service says stands in some records: it gets no line of its own, and no say over the
         // terminal.
         line.chop(1);
-        output << TextWidth::printable(line).toStdString() << '\n';
+        output << printableText(line).toStdString() << '\n';
     }
 };
 

@@ -1,5 +1,6 @@
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
+#include "player/host/PrintableText.h"
 
 #include <QtTest>
 
@@ -68,7 +69,7 @@ private Q_SLOTS:
 
     void whatWouldChangeTheTerminalIsTakenOut()
     {
-        QCOMPARE(TextWidth::printable(QStringLiteral("a\033[31mb\r\nc\u202Ed\u009Be")),
+        QCOMPARE(printableText(QStringLiteral("a\033[31mb\r\nc\u202Ed\u009Be")),
                  QStringLiteral("a [31mb  c d e"));
         const QString table = rowTable({row(QStringLiteral("a\nb"), QStringLiteral("t:x"))}, 80);
         QCOMPARE(lines(table).size(), 1);
