@@ -1,6 +1,7 @@
 #include "player/cli/CommandLine.h"
 
 #include "player/cli/ExitCode.h"
+#include "player/cli/ServeCommand.h"
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
 #include "player/host/Logging.h"
@@ -54,6 +55,21 @@ const char* const footer =
     "Exit codes: 0 done; 1 the operation failed; 2 wrong usage; 3 settings or modules\n"
     "are missing; 4 nobody is logged in; 130 interrupted.";
 
+/// Reads "127.0.0.1:8080" or "[::1]:8080"; false if it is neither.
+bool readListen(const QString& text, CommandLine* line)
+{
+    const int colon = text.lastIndexOf(QLatin1Char(':'));
+    bool isPort = false;
+    line->listenPort = text.mid(colon + 1).toUShort(&isPort);
+    line->listenAddress = text.left(qMax(colon, 0));
+    const bool isBracketed =
+        line->listenAddress.startsWith(QLatin1Char('[')) && line->listenAddress.endsWith(QLatin1Char(']'));
+    if (isBracketed)
+        line->listenAddress = line->listenAddress.mid(1, line->listenAddress.size() - 2);
+    return isPort && !line->listenAddress.isEmpty() &&
+           line->listenAddress.contains(QLatin1Char(':')) == isBracketed;
+}
+
 int wrongUsage(const QString& sentence, const std::string& command)
 {
     Terminal::error(sentence);
@@ -76,6 +92,8 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     std::string query;
     std::string wav;
     std::string quality;
+    std::string listen = "127.0.0.1:8080";
+    std::string panel = ServeCommand::defaultPanelFolder().toStdString();
     int from = 0;
     int to = -1;
 
@@ -129,6 +147,13 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     qualityCommand->add_option("VALUE", quality, "mp3, cd, hires96 or hires192")
         ->type_name("")
         ->check(oneOf(ServiceAccount::qualities()));
+    CLI::App* serve = add("serve", "Show the panel to browsers", Command::Serve);
+    serve->add_option("--listen", listen, "Where to listen; port 0 picks a free one")
+        ->type_name("ADDR:PORT")
+        ->capture_default_str();
+    serve->add_option("--panel", panel, "Folder with the panel's files")
+        ->type_name("DIR")
+        ->capture_default_str();
     add("modules", "Show the modules and what went wrong with any", Command::Modules);
 
     std::string current;
@@ -162,6 +187,7 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     line.text = decoded(query).trimmed();
     line.wavFile = decoded(wav);
     line.quality = decoded(quality);
+    line.panelFolder = decoded(panel);
     line.from = from;
     line.to =
         toOption->count() > 0 ? to : from + qMin(defaultRows - 1, std::numeric_limits<int>::max() - from);
@@ -173,6 +199,9 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
         wrong = QStringLiteral("The text to look for is empty.");
     else if (line.command == Command::Login && line.userName.isEmpty())
         wrong = QStringLiteral("The login name is empty.");
+    else if (line.command == Command::Serve && !readListen(decoded(listen), &line))
+        wrong = QStringLiteral("\"%1\" is no address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
+                    .arg(decoded(listen));
     if (wrong.isEmpty())
         return line;
     *exitCode = wrongUsage(wrong, current);

@@ -16,7 +16,8 @@ struct CommandLine
         Search,
         Play,
         Quality,
-        Modules
+        Modules,
+        Serve
     };
 
     Command command = Command::Status;
@@ -34,6 +35,9 @@ struct CommandLine
     int seconds = 0;            // play; 0 is to the end
     QString wavFile;            // play; empty is the sound device
     QString quality;            // quality; empty shows it
+    QString listenAddress;      // serve
+    quint16 listenPort = 0;     // serve; 0 is any free one
+    QString panelFolder;        // serve
 
     /// Reads the arguments. Nothing, and `exitCode` set, when there is nothing more to do: help was shown, or
     /// a sentence about what is wrong.

@@ -1,0 +1,59 @@
+#include "player/cli/ServeCommand.h"
+
+#include "player/cli/CommandLine.h"
+#include "player/cli/ExitCode.h"
+#include "player/cli/SignalWatch.h"
+#include "player/cli/Terminal.h"
+#include "player/host/Host.h"
+#include "player/host/ServiceSettings.h"
+#include "player/server/AccessRules.h"
+#include "player/server/PanelServer.h"
+#include "player/server/Translations.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
+
+#include <cstdio>
+
+ServeCommand::ServeCommand(Host& host, const CommandLine& line)
+    : m_host(host)
+    , m_line(line)
+{
+}
+
+QString ServeCommand::defaultPanelFolder()
+{
+    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../share/pelk/panel"));
+}
+
+int ServeCommand::run(SignalWatch* signalWatch)
+{
+    PanelServer::Options options;
+    options.address = m_line.listenAddress;
+    options.port = m_line.listenPort;
+    options.panelFolder = m_line.panelFolder;
+    options.translationFolders = Translations::defaultFolders(m_line.moduleFolder);
+    options.closedPaths = ServiceSettings::privatePaths() << ServiceAccount::LoginStore::path();
+    PanelServer server(options);
+    QString error;
+    if (!server.start(&error)) {
+        Terminal::error(error);
+        return ExitCode::failed;
+    }
+    m_host.setNoticeReceiver([&server](const PelkNotificationDisplayItem& notice) { server.notify(notice); });
+    if (!AccessRules::isLoopback(options.address))
+        Terminal::note(
+            QStringLiteral("Warning: everybody who reaches %1 can use this player and its account; "
+                           "nothing asks them who they are.")
+                .arg(options.address));
+    Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
+    Terminal::flushOut();
+    QEventLoop loop;
+    QObject::connect(signalWatch, &SignalWatch::caught, &loop, &QEventLoop::quit);
+    if (signalWatch->number() == 0)
+        loop.exec();
+    m_host.setNoticeReceiver([](const PelkNotificationDisplayItem&) {});
+    server.stop();
+    return ExitCode::ok;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QString>
+
+class Host;
+class SignalWatch;
+struct CommandLine;
+
+/// Shows the panel to browsers until a signal ends it. Main thread.
+class ServeCommand
+{
+public:
+    ServeCommand(Host& host, const CommandLine& line);
+
+    /// Returns the exit code: 0 after a signal, since that is how it ends.
+    int run(SignalWatch* signalWatch);
+
+    /// Where an installed player has the panel's files.
+    static QString defaultPanelFolder();
+
+private:
+    Host& m_host;
+    const CommandLine& m_line;
+};

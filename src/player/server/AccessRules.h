@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QSet>
+#include <QString>
+
+/// Who may speak to the server. A page of another site can make a browser send requests here, and can
+/// point a name of its own at this machine: so the Host that a request names has to be one that the server
+/// is known by, and the Origin, where there is one, the same. A value; any thread.
+class AccessRules
+{
+public:
+    /// For a server that listens on this address (an IP address or a host name) and port.
+    AccessRules(const QString& address, quint16 port);
+
+    /// Whether a Host header names this server.
+    bool isOwnHost(const QString& host) const;
+    /// Whether an Origin header is that of the panel itself, which was loaded from this Host.
+    static bool isOwnOrigin(const QString& origin, const QString& host);
+    /// Whether only this machine can reach an address.
+    static bool isLoopback(const QString& address);
+
+private:
+    QSet<QString> m_names;
+    bool m_anyAddress; // whether every address of the machine is listened on
+    quint16 m_port;
+};

@@ -1,0 +1,111 @@
+#include "player/server/ContentCalls.h"
+
+#include "api/core/model/cmabstractworker.h"
+#include "player/server/Problem.h"
+#include "player/server/ServerText.h"
+
+namespace {
+
+constexpr int longestPathLetters = 4096;
+
+} // namespace
+
+ContentCalls::ContentCalls(const QList<CMPath>& closed, int limitMs)
+    : m_closed(closed)
+    , m_limit(limitMs)
+    , m_waiting(std::make_shared<Waiting>())
+{
+}
+
+CMPath ContentCalls::path(const QString& text) const
+{
+    CMPath path;
+    QString error;
+    if (text.size() > longestPathLetters)
+        throw Problem(414, serverText(QT_TRANSLATE_NOOP("PanelServer", "The path is too long.")));
+    if (!text.isEmpty() && !CMPath::parse(text, &path, &error))
+        throw Problem(400, TrString(error));
+    if (m_closed.contains(path.withoutParams()))
+        throw Problem(403, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" stays within the player."),
+                                      {path.toString()}));
+    return path;
+}
+
+RowPage ContentCalls::rows(const CMPath& path, int from, int to)
+{
+    const Clock::time_point until = Clock::now() + m_limit;
+    RowPage page;
+    page.from = from;
+    for (int next = from; next <= to;) {
+        const int last = to - next < ContentClient::pageSize ? to : next + ContentClient::pageSize - 1;
+        const CMGetRowsRequest request(path, next, last, ContentClient::allRoles(), page.version);
+        CMRoot()->getRowsRequest(request);
+        wait(request.reply(), path, until);
+        const PelkRowsRoles reply = request.reply().value();
+        const QVector<PelkRoles> rows = ContentClient::rowsOf(reply);
+        page.rows += rows;
+        page.total = reply.rowsCount();
+        page.version = reply.rowsVersion();
+        if (rows.isEmpty() || rows.size() >= page.total - next)
+            break;
+        next += rows.size();
+    }
+    return page;
+}
+
+QVariantList ContentCalls::data(const CMPath& path, const QStringList& roles)
+{
+    const CMGetDataRequest request(path, roles);
+    CMRoot()->getDataRequest(request);
+    wait(request.reply(), path, Clock::now() + m_limit);
+    return request.reply().value().toList();
+}
+
+QVariant ContentCalls::setValue(const CMPath& path, const QVariant& value)
+{
+    // What has no value has nothing to set either: modules also take requests at paths where the player alone
+    // speaks to them.
+    if (!data(path, {PelkRoles::Value()}).value(0).isValid())
+        throw Problem(403,
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" has no value that can be set."),
+                                 {path.toString()}));
+    const CMSetDataRequest request(path, PelkRoles::Value(), value);
+    CMRoot()->setDataRequest(request);
+    wait(request.reply(), path, Clock::now() + m_limit);
+    return request.reply().value();
+}
+
+void ContentCalls::end()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_waiting->mutex);
+        m_waiting->ended = true;
+    }
+    m_waiting->changed.notify_all();
+}
+
+void ContentCalls::wait(const CMVoidReply& reply, const CMPath& path, Clock::time_point until)
+{
+    const auto finished = std::make_shared<bool>(false);
+    reply.addWatcher(
+        [waiting = m_waiting, finished](const CMVoidReply&) {
+            const std::lock_guard<std::mutex> lock(waiting->mutex);
+            *finished = true;
+            waiting->changed.notify_all();
+        },
+        Qt::DirectConnection);
+    std::unique_lock<std::mutex> lock(m_waiting->mutex);
+    const bool inTime = m_waiting->changed.wait_until(
+        lock, until, [this, &finished] { return m_waiting->ended || *finished; });
+    const bool isFinished = *finished;
+    lock.unlock();
+    if (isFinished && reply.error().isSet())
+        throw Problem(reply.error());
+    if (isFinished)
+        return;
+    if (inTime)
+        throw Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player ends.")));
+    throw Problem(504,
+                  serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" gave no answer within %2 seconds."),
+                             {path.toString(), QString::number(m_limit.count() / 1000)}));
+}

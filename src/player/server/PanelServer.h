@@ -1,0 +1,49 @@
+#pragma once
+
+#include "api/types/cmpath.h"
+
+#include <QStringList>
+
+#include <memory>
+
+class EventStreams;
+class PelkNotificationDisplayItem;
+
+/// The panel's server: the panel's files, and a small JSON interface to the content model and the player, for
+/// browsers; docs/panel-interface.md describes it. Made, started and stopped on the main thread, while the
+/// root worker is there; answers on threads of its own.
+class PanelServer
+{
+public:
+    struct Options
+    {
+        QString address = QStringLiteral("127.0.0.1");
+        quint16 port = 8080; ///< 0: any free one
+        QString panelFolder;
+        QStringList translationFolders;
+        QList<CMPath> closedPaths;  ///< whose values stay within the player
+        int contentLimitMs = 35000; ///< how long the content model may take for an answer
+    };
+
+    explicit PanelServer(const Options& options);
+    /// As stop().
+    ~PanelServer();
+    PanelServer(const PanelServer&) = delete;
+    PanelServer& operator=(const PanelServer&) = delete;
+
+    /// Listens and answers. False, with a sentence, when the address and port cannot be had.
+    bool start(QString* error);
+    /// Refuses what comes, ends what is waited for, and closes every connection.
+    void stop();
+
+    /// Where browsers find it: "http://127.0.0.1:8080/".
+    QString url() const;
+    /// Shows a notice to everybody who listens. Any thread.
+    void notify(const PelkNotificationDisplayItem& notice);
+    /// Each endpoint as method and path: "GET /api/rows".
+    QStringList endpoints() const;
+
+private:
+    class Private;
+    std::unique_ptr<Private> m_d;
+};

@@ -1,0 +1,63 @@
+#include "player/server/Problem.h"
+
+#include "player/server/ServerText.h"
+
+#include <QJsonDocument>
+
+namespace {
+
+TrString titleOf(int status)
+{
+    switch (status) {
+    case 400:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is wrong"));
+    case 403:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Not allowed"));
+    case 404:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Not found"));
+    case 405:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Wrong method"));
+    case 409:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "It has changed meanwhile"));
+    case 413:
+    case 414:
+    case 431:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is too large"));
+    case 415:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Wrong type of content"));
+    case 503:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Busy"));
+    case 504:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "No answer"));
+    default:
+        return CMError::DefaultTitle();
+    }
+}
+
+} // namespace
+
+Problem::Problem(int httpStatus, const TrString& sentence)
+    : status(httpStatus)
+    , detail(sentence)
+    , title(titleOf(httpStatus))
+{
+}
+
+Problem::Problem(const CMError& error)
+    : status(502)
+    , detail(error.message())
+    , title(error.title())
+    , name(error.name())
+{
+}
+
+QByteArray Problem::json(const Language& language) const
+{
+    QJsonObject object{{QStringLiteral("type"), QStringLiteral("about:blank")},
+                       {QStringLiteral("title"), language.text(title)},
+                       {QStringLiteral("status"), status},
+                       {QStringLiteral("detail"), language.text(detail)}};
+    if (!name.isEmpty())
+        object.insert(QStringLiteral("name"), name);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "api/core/model/cmerror.h"
+#include "player/server/Translations.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+
+/// Why a request is not answered with what it asked for: thrown by those who answer, and sent as
+/// application/problem+json (RFC 9457).
+struct Problem
+{
+    Problem(int httpStatus, const TrString& sentence);
+    /// What the content model says: its own message, title and name.
+    explicit Problem(const CMError& error);
+
+    int status;
+    TrString detail; ///< a sentence for people
+    TrString title;
+    QString name;     ///< of the content model's error; else empty
+    QByteArray allow; ///< of a 405: the methods that are allowed
+
+    QByteArray json(const Language& language) const;
+};
