@@ -1,0 +1,24 @@
+# Building and testing the panel: a page in TypeScript, and its tests, which node runs.
+find_program(PELK_NODE node)
+if(NOT PELK_NODE)
+    message(FATAL_ERROR "The panel is built with node, which is not there; scripts/setup installs it.")
+endif()
+
+# Where the page lies for the programs of this build: beside them, as `pelk serve` looks for it.
+set(PELK_PANEL_DIR "${CMAKE_BINARY_DIR}/share/pelk/panel")
+
+# pelk_panel_test(NAME FILE... [LABELS label...] [TIMEOUT s] [ENVIRONMENT name=value...]): test files of the panel, run by
+# Vitest in a scratch home with a watchdog.
+function(pelk_panel_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "LABELS;ENVIRONMENT" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    list(TRANSFORM arg_UNPARSED_ARGUMENTS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+    add_test(NAME ${name} COMMAND "${PELK_NODE}" "${CMAKE_SOURCE_DIR}/node_modules/vitest/vitest.mjs" run
+        ${arg_UNPARSED_ARGUMENTS} WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
+    set(home "${CMAKE_BINARY_DIR}/tests/home/${name}")
+    file(MAKE_DIRECTORY "${home}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
+        "HOME=${home};NO_COLOR=1;${arg_ENVIRONMENT};${PELK_TEST_ENVIRONMENT}")
+endfunction()

@@ -1,0 +1,168 @@
+import type { ComponentChildren } from "preact";
+import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
+import { menuOf } from "./menu";
+import { arrival, route } from "./router";
+import { listener, loginState, needsLogin, status, t, titleOf } from "./state";
+import { ActionSheet } from "./parts/Actions";
+import { Icon, type IconName } from "./parts/Icon";
+import { Link } from "./parts/Link";
+import { ConnectionLine, NoticeArea } from "./parts/Notice";
+import { PlayerBar } from "./parts/PlayerBar";
+import { urlOf } from "./parts/Tiles";
+import { Account } from "./views/Account";
+import { Browse } from "./views/Browse";
+import { Home } from "./views/Home";
+import { NowPlaying } from "./views/NowPlaying";
+import { Queue } from "./views/Queue";
+import { Search } from "./views/Search";
+import { Welcome } from "./views/Welcome";
+
+export function App() {
+  const main = useRef<HTMLElement>(null);
+  const place = route.value;
+  const { number, scroll } = arrival.value;
+  useLayoutEffect(() => {
+    if (scroll === 0) scrollTo(0, 0);
+  }, [number]);
+  useEffect(() => {
+    // A reader of the screen is told of the new page by its heading; the search takes the focus itself.
+    if (number > 0 && route.value.view !== "search")
+      main.current?.querySelector<HTMLElement>("h1")?.focus({ preventScroll: true });
+  }, [number]);
+  useEffect(() => {
+    const names = { home: "", account: t.account, queue: t.queue, missing: "" };
+    if (place.view in names) {
+      const name = names[place.view as keyof typeof names];
+      document.title = name ? `${name} · Pelk` : "Pelk";
+    }
+  }, [place]);
+
+  const playing = place.view === "playing";
+  return (
+    <div class={playing ? "frame bare" : "frame"}>
+      <a class="skip" href="#main" onClick={focusMain}>
+        {t.skip}
+      </a>
+      {!playing && <SideBar />}
+      <main id="main" ref={main} tabIndex={-1}>
+        <ConnectionLine />
+        <div class="page" key={`${listener.value}`}>
+          <View />
+        </div>
+      </main>
+      {!playing && (
+        <footer class="foot">
+          <PlayerBar />
+          <TabBar />
+        </footer>
+      )}
+      <NoticeArea />
+      <ActionSheet />
+    </div>
+  );
+}
+
+function focusMain(event: Event): void {
+  event.preventDefault();
+  document.getElementById("main")?.focus();
+}
+
+function View() {
+  const place = route.value;
+  switch (place.view) {
+    case "playing":
+      return <NowPlaying />;
+    case "queue":
+      return <Queue />;
+    case "account":
+      return <Account />;
+    case "missing":
+      return (
+        <div class="nothing">
+          <h1 tabIndex={-1}>{t.notFound}</h1>
+          <a class="button" href="/">
+            {t.goHome}
+          </a>
+        </div>
+      );
+  }
+  if (needsLogin.value) return <Welcome />;
+  if (place.view === "home") return <Home />;
+  if (place.view === "search") return <Search text={place.text} />;
+  return <Browse key={place.path} path={place.path} title={place.title} />;
+}
+
+/** On a wide screen: where one can go, with the branches of the menu. */
+function SideBar() {
+  return (
+    <nav class="side" aria-label={t.menu}>
+      <a class="mark" href="/" aria-label={`Pelk, ${t.home}`}>
+        <img src="/icon.svg" alt="" width="32" height="32" />
+        Pelk
+      </a>
+      <Entry href="/" icon="home" current={route.value.view === "home"}>
+        {t.home}
+      </Entry>
+      <Entry href="/search" icon="search" current={route.value.view === "search"}>
+        {t.search}
+      </Entry>
+      {loginState.value !== "unknown" && !needsLogin.value && <Branches />}
+      <span class="space" />
+      <Entry href="/queue" icon="queue" current={route.value.view === "queue"}>
+        {t.queue}
+      </Entry>
+      <Entry href="/account" icon="person" current={route.value.view === "account"}>
+        {t.account}
+      </Entry>
+    </nav>
+  );
+}
+
+function Branches() {
+  const here = route.value.view === "browse" ? route.value.path : "";
+  return (
+    <div class="branches">
+      {menuOf().rows.map((row) => (
+        <Entry
+          key={row.path}
+          href={urlOf(row)}
+          current={here === row.path || (!!row.path?.endsWith("/") && here.startsWith(row.path))}
+        >
+          <bdi>{titleOf(row)}</bdi>
+        </Entry>
+      ))}
+    </div>
+  );
+}
+
+function Entry(props: { href: string; icon?: IconName; current: boolean; children: ComponentChildren }) {
+  return (
+    <Link href={props.href} class="entry" current={props.current}>
+      {props.icon && <Icon name={props.icon} size={22} />}
+      <span>{props.children}</span>
+    </Link>
+  );
+}
+
+/** On a phone: the same at the foot. */
+function TabBar() {
+  const view = route.value.view;
+  const count = status.value?.queue.count ?? 0;
+  return (
+    <nav class="tab-bar" aria-label={t.menu}>
+      <Entry href="/" icon="home" current={view === "home" || view === "browse"}>
+        {t.home}
+      </Entry>
+      <Entry href="/search" icon="search" current={view === "search"}>
+        {t.search}
+      </Entry>
+      <Entry href="/queue" icon="queue" current={view === "queue"}>
+        {t.queue}
+        {count > 0 && <span class="unseen"> ({t.tracks(count)})</span>}
+      </Entry>
+      <Entry href="/account" icon="person" current={view === "account"}>
+        {t.account}
+      </Entry>
+    </nav>
+  );
+}

@@ -1,0 +1,53 @@
+import type { Row } from "./api/types";
+import type { Ranges } from "./model/ranges";
+import { lists } from "./state";
+
+/** The services that there are: the rows of the player's own root. */
+export const rootList = (): Ranges<Row> => lists.of("");
+const mostRows = 50;
+
+export interface Menu {
+  rows: Row[];
+  loading: boolean;
+  fault: unknown;
+  retry: () => void;
+}
+
+/** The branches of all services, in their order, without the entries where a text is typed. Read it while drawing. */
+export function menuOf(): Menu {
+  const root = rootList();
+  root.changed.value;
+  root.show(0, mostRows - 1);
+  const menu: Menu = {
+    rows: [],
+    loading: root.count === undefined,
+    fault: root.fault,
+    retry: () => root.retry(0),
+  };
+  for (const service of items(root)) {
+    if (!service.path) continue;
+    const list = lists.of(service.path);
+    list.changed.value;
+    list.show(0, mostRows - 1);
+    menu.loading ||= list.count === undefined;
+    if (list.fault !== undefined) {
+      menu.fault = list.fault;
+      menu.retry = () => list.retry(0);
+    }
+    menu.rows.push(...items(list).filter((row) => row.type === "container"));
+  }
+  return menu;
+}
+
+/** Where something can be searched for: the search containers that the services' roots name. */
+export function searchPaths(): string[] {
+  const root = rootList();
+  root.changed.value;
+  return items(root).flatMap((row) => (row.searchPath ? [row.searchPath] : []));
+}
+
+function items(list: Ranges<Row>): Row[] {
+  return Array.from({ length: Math.min(list.count ?? 0, mostRows) }, (_, i) => list.at(i)).filter(
+    (row): row is Row => row !== undefined,
+  );
+}

@@ -1,0 +1,51 @@
+import type { Row } from "../api/types";
+
+/** What is known of a path's shape: `prefix:base?param=value&…`. */
+
+function split(path: string): { prefix: string; base: string; params: string } {
+  const question = path.indexOf("?");
+  const head = question < 0 ? path : path.slice(0, question);
+  const colon = head.indexOf(":");
+  return {
+    prefix: head.slice(0, colon + 1),
+    base: head.slice(colon + 1),
+    params: question < 0 ? "" : path.slice(question + 1),
+  };
+}
+
+/** The paths that lead to a path, the outermost first: `a:b/c` is below `a:b/`, and that below `a:`. */
+export function ancestors(path: string): string[] {
+  const { prefix, base } = split(path);
+  if (base === "") return [];
+  const found = [prefix];
+  for (
+    let slash = base.indexOf("/");
+    slash >= 0 && slash < base.length - 1;
+    slash = base.indexOf("/", slash + 1)
+  )
+    found.push(prefix + base.slice(0, slash + 1));
+  return found;
+}
+
+/** Where a query row's results are for a text. */
+export function resultsPath(queryPath: string, key: string, text: string): string {
+  return `${queryPath}${queryPath.includes("?") ? "&" : "?"}${encodeURIComponent(key)}=${encodeURIComponent(text)}`;
+}
+
+/** A path that stands for one thing of a catalogue, rather than a fixed place of the menu. */
+export function isItem(path: string): boolean {
+  return split(path).params !== "";
+}
+
+/** A row that is a fixed list of the menu, such as "Albums" below "Discover". */
+export function isMenu(row: Row): boolean {
+  if (row.type !== "container" || row.icon) return false;
+  const kind = row.containerType ?? "folder";
+  return kind === "folder" || (kind === "trackList" && !isItem(row.path ?? ""));
+}
+
+/** How a list is shown; its first row tells. */
+export function layoutOf(row: Row | undefined): "tracks" | "covers" | "menu" {
+  if (!row || row.type === "audio") return "tracks";
+  return isMenu(row) || row.type === "query" ? "menu" : "covers";
+}

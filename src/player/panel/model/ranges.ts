@@ -1,0 +1,173 @@
+import { signal } from "@preact/signals";
+
+/** What a range of a list is fetched as. */
+export interface Page<T> {
+  from: number;
+  count: number;
+  items: T[];
+}
+
+export type Fetch<T> = (from: number, to: number, abort: AbortSignal) => Promise<Page<T>>;
+
+interface Part<T> {
+  state: "loading" | "ready" | "failed";
+  items: T[];
+  abort?: AbortController;
+  fault?: unknown;
+  /** What was here before a reload; shown until the new answer comes. */
+  stale?: boolean;
+}
+
+/** One place of a list as it is shown. */
+export type Place<T> =
+  | { state: "ready"; item: T }
+  | { state: "loading" }
+  | { state: "failed"; fault: unknown }
+  /** The list ended earlier than it had said. */
+  | { state: "missing" };
+
+/**
+ * A long list of which only the ranges around what is visible are asked for and kept. `changed` grows whenever something that
+ * can be seen differs; read it in a component to be drawn anew.
+ */
+export class Ranges<T> {
+  readonly changed = signal(0);
+  private readonly parts = new Map<number, Part<T>>();
+  private total: number | undefined;
+
+  constructor(
+    private readonly fetch: Fetch<T>,
+    readonly size = 50,
+    /** How many ranges are kept beside those that are visible. */
+    private readonly kept = 12,
+  ) {}
+
+  /** How many rows there are; undefined until the first answer. */
+  get count(): number | undefined {
+    return this.total;
+  }
+  /** How many ranges are held. */
+  get held(): number {
+    return this.parts.size;
+  }
+  /** Why nothing at all is here, if the very first range failed. */
+  get fault(): unknown {
+    return this.total === undefined ? this.parts.get(0)?.fault : undefined;
+  }
+
+  place(index: number): Place<T> {
+    const part = this.parts.get(Math.floor(index / this.size));
+    if (!part) return { state: "loading" };
+    const offset = index % this.size;
+    if (offset < part.items.length) return { state: "ready", item: part.items[offset] as T };
+    if (part.state === "failed") return { state: "failed", fault: part.fault };
+    return { state: part.state === "ready" ? "missing" : "loading" };
+  }
+  at(index: number): T | undefined {
+    const place = this.place(index);
+    return place.state === "ready" ? place.item : undefined;
+  }
+
+  /** Says which rows can be seen, both inclusive: what is missing of them is asked for, what is far off is let go. */
+  show(first: number, last: number): void {
+    const from = Math.max(0, Math.floor(first / this.size));
+    const to = Math.max(from, Math.floor(Math.min(last, (this.total ?? last + 1) - 1) / this.size));
+    for (const [number, part] of this.parts) {
+      // What passed by while scrolling is not waited for.
+      if (part.state === "loading" && !part.stale && (number < from || number > to) && number !== 0) {
+        part.abort?.abort();
+        this.parts.delete(number);
+      }
+    }
+    for (let number = from; number <= to; ++number) {
+      const part = this.parts.get(number);
+      if (!part || (part.stale && part.state !== "loading")) this.load(number);
+      else this.touch(number, part);
+    }
+    this.trim(to - from + 1);
+  }
+
+  /** Asks once more for the range around a row that failed. */
+  retry(index: number): void {
+    this.load(Math.floor(index / this.size));
+  }
+
+  /** Nobody looks any more: what is under way is not waited for. */
+  rest(): void {
+    for (const [number, part] of this.parts) {
+      if (part.state !== "loading") continue;
+      part.abort?.abort();
+      this.parts.delete(number);
+    }
+  }
+
+  /** What is held may be old: it stays visible and is asked for anew when it is shown next. */
+  stale(): void {
+    for (const [number, part] of this.parts) {
+      part.abort?.abort();
+      if (part.state === "ready" || part.items.length > 0)
+        this.parts.set(number, { ...part, state: "ready", stale: true });
+      else this.parts.delete(number);
+    }
+    this.changed.value++;
+  }
+
+  /** Changes what is shown before the answer confirms it, such as a row that was dragged. */
+  edit(change: (items: T[]) => T[]): void {
+    const ready = [...this.parts].filter(([, part]) => part.items.length > 0).sort(([a], [b]) => a - b);
+    // Ranges that follow each other are changed as one, so that a row can cross their seam.
+    for (let i = 0; i < ready.length;) {
+      let end = i + 1;
+      while (end < ready.length && ready[end]![0] === ready[end - 1]![0] + 1) ++end;
+      const run = ready.slice(i, end);
+      const items = change(run.flatMap(([, part]) => part.items));
+      run.forEach(([number, part], k) => {
+        this.parts.set(number, { ...part, items: items.slice(k * this.size, (k + 1) * this.size) });
+      });
+      i = end;
+    }
+    this.changed.value++;
+  }
+
+  private load(number: number): void {
+    const before = this.parts.get(number);
+    before?.abort?.abort();
+    const abort = new AbortController();
+    const part: Part<T> = { state: "loading", items: before?.items ?? [], abort };
+    if (before?.stale) part.stale = true;
+    this.parts.delete(number);
+    this.parts.set(number, part);
+    this.changed.value++;
+    const from = number * this.size;
+    this.fetch(from, from + this.size - 1, abort.signal).then(
+      (page) => {
+        if (this.parts.get(number) !== part) return;
+        this.parts.set(number, { state: "ready", items: page.items });
+        this.total = page.count;
+        this.changed.value++;
+      },
+      (fault: unknown) => {
+        if (this.parts.get(number) !== part || abort.signal.aborted) return;
+        this.parts.set(number, { state: "failed", items: part.items, fault });
+        this.changed.value++;
+      },
+    );
+  }
+
+  /** The map's order is the order of use: the first are those that were visible longest ago. */
+  private touch(number: number, part: Part<T>): void {
+    this.parts.delete(number);
+    this.parts.set(number, part);
+  }
+
+  private trim(visible: number): void {
+    let tooMany = this.parts.size - visible - this.kept;
+    for (const number of [...this.parts.keys()]) {
+      if (tooMany <= 0) break;
+      if (number === 0) continue; // the head of a list tells what it is
+      this.parts.get(number)?.abort?.abort();
+      this.parts.delete(number);
+      --tooMany;
+    }
+  }
+}

@@ -1,0 +1,101 @@
+import { signal } from "@preact/signals";
+import { useEffect, useRef } from "preact/hooks";
+import { add, t, titleOf } from "../state";
+import type { Row } from "../api/types";
+import { Cover } from "./Cover";
+import { Icon, type IconName } from "./Icon";
+
+/** What can be put into the queue: a container, or one row of it. */
+export interface Playable {
+  row: Row;
+  /** The container to take rows from. */
+  path: string;
+  /** The row's place in it; without it the whole container is meant. */
+  index?: number;
+}
+
+const open = signal<{ what: Playable; from: HTMLElement } | undefined>(undefined);
+
+export function play(what: Playable, startAt?: number): Promise<void> {
+  const range = what.index === undefined ? {} : { from: what.index, to: what.index };
+  return add(
+    { path: what.path, ...range, ...(startAt !== undefined && { startAt }) },
+    "replace",
+    titleOf(what.row),
+  );
+}
+
+function enqueue(what: Playable, where: "next" | "end"): Promise<void> {
+  const range = what.index === undefined ? {} : { from: what.index, to: what.index };
+  return add({ path: what.path, ...range }, where, titleOf(what.row));
+}
+
+export function MoreButton({ what, tabIndex }: { what: Playable; tabIndex?: number }) {
+  return (
+    <button
+      class="plain more"
+      aria-label={t.actionsFor(titleOf(what.row))}
+      aria-haspopup="dialog"
+      tabIndex={tabIndex}
+      onClick={(event) => {
+        event.preventDefault();
+        event.stopPropagation();
+        open.value = { what, from: event.currentTarget };
+      }}
+    >
+      <Icon name="more" size={20} />
+    </button>
+  );
+}
+
+/** The sheet with what can be done with a row: beside its button, or at the bottom of a phone. */
+export function ActionSheet() {
+  const shown = open.value;
+  const dialog = useRef<HTMLDialogElement>(null);
+  useEffect(() => {
+    const sheet = dialog.current;
+    if (!shown || !sheet) return;
+    sheet.showModal();
+    const button = shown.from.getBoundingClientRect();
+    const { offsetWidth: width, offsetHeight: height } = sheet;
+    if (matchMedia("(min-width: 700px)").matches) {
+      sheet.style.left = `${Math.max(12, Math.min(button.right - width, innerWidth - width - 12))}px`;
+      sheet.style.top = `${button.bottom + height + 12 > innerHeight ? Math.max(12, button.top - height - 6) : button.bottom + 6}px`;
+    }
+  }, [shown]);
+  if (!shown) return null;
+  const { what } = shown;
+  const close = (): void => {
+    open.value = undefined;
+    if (shown.from.isConnected) shown.from.focus();
+  };
+  const item = (icon: IconName, text: string, act: () => Promise<void>) => (
+    <button
+      class="sheet-item"
+      onClick={() => {
+        close();
+        void act();
+      }}
+    >
+      <Icon name={icon} size={20} />
+      {text}
+    </button>
+  );
+  return (
+    <dialog
+      ref={dialog}
+      class="sheet"
+      aria-label={t.actionsFor(titleOf(what.row))}
+      onClose={close}
+      onClick={(event) => event.target === dialog.current && close()}
+    >
+      <div class="sheet-head">
+        <Cover src={what.row.icon} />
+        <strong>{titleOf(what.row)}</strong>
+      </div>
+      {item("play", t.play, () => play(what))}
+      {item("next", t.playNext, () => enqueue(what, "next"))}
+      {item("plus", t.addToQueue, () => enqueue(what, "end"))}
+    </dialog>
+  );
+}

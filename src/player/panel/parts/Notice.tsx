@@ -1,0 +1,48 @@
+import { connection, notices, t } from "../state";
+import { Icon } from "./Icon";
+
+/** What is told to the listener: for a while, at the edge of the page, and to screen readers. */
+export function NoticeArea() {
+  return (
+    <>
+      <div class="notices" role="region" aria-label={t.notices}>
+        <div aria-live="polite" aria-relevant="additions">
+          {notices.list.value.map((notice) => (
+            <div key={notice.id} class={`notice ${notice.kind}`}>
+              <p>
+                {notice.title && <strong>{notice.title} </strong>}
+                {notice.message}
+              </p>
+              <button class="plain" aria-label={t.dismiss} onClick={() => notices.remove(notice.id)}>
+                <Icon name="close" size={18} />
+              </button>
+            </div>
+          ))}
+        </div>
+      </div>
+      <div class="unseen" aria-live="polite">
+        {notices.said.value}
+      </div>
+    </>
+  );
+}
+
+export function ConnectionLine() {
+  return (
+    <div class="connection" role="status">
+      {connection.value === "lost" && <p>{t.lost}</p>}
+    </div>
+  );
+}
+
+/** In place of rows that could not be loaded. */
+export function Failure({ message, retry }: { message: string; retry: () => void }) {
+  return (
+    <div class="failure" role="alert">
+      <p>{message || t.failed}</p>
+      <button class="button" onClick={retry}>
+        {t.tryAgain}
+      </button>
+    </div>
+  );
+}

@@ -1,0 +1,62 @@
+import { route } from "../router";
+import { byline, status, t, titleOf } from "../state";
+import { FormatBadge, PlayButton, RepeatButton, ShuffleButton, SkipButton, Volume } from "./Controls";
+import { Cover } from "./Cover";
+import { Icon } from "./Icon";
+import { Link } from "./Link";
+import { Progress, ProgressLine } from "./Progress";
+
+/** What is heard, at the foot of every page. */
+export function PlayerBar() {
+  const now = status.value;
+  const row = now && now.state !== "stopped" ? now.row : null;
+  return (
+    <section class={row ? "player-bar" : "player-bar idle"} aria-label={t.nowPlaying}>
+      <ProgressLine />
+      <div class="player-track">
+        {row ? (
+          <Link href="/playing" class="player-link" label={`${t.openNowPlaying}: ${titleOf(row)}`}>
+            <Cover src={row.icon} />
+            <span class="player-text">
+              <span class="player-title" dir="auto">
+                {titleOf(row)}
+              </span>
+              <span class="player-sub" dir="auto">
+                {byline(row)}
+              </span>
+            </span>
+          </Link>
+        ) : (
+          <span class="player-link">
+            <Cover />
+            <span class="player-text">
+              <span class="player-title">{t.nothingPlays}</span>
+              <span class="player-sub">{t.nothingPlaysHint}</span>
+            </span>
+          </span>
+        )}
+      </div>
+      <div class="player-middle">
+        <div class="controls">
+          <ShuffleButton />
+          <SkipButton to="previous" />
+          <PlayButton />
+          <SkipButton to="next" />
+          <RepeatButton />
+        </div>
+        <Progress />
+      </div>
+      <div class="player-right">
+        <FormatBadge />
+        <Volume />
+        <Link href="/queue" class="plain" label={t.queue} current={route.value.view === "queue"}>
+          <Icon name="queue" size={22} />
+        </Link>
+      </div>
+      <div class="player-small">
+        <PlayButton />
+        <SkipButton to="next" />
+      </div>
+    </section>
+  );
+}

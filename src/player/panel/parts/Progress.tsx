@@ -1,0 +1,60 @@
+import { useEffect, useState } from "preact/hooks";
+import { clock } from "../model/time";
+import { positionMs } from "../model/player";
+import { attempt, client, hear, player, status, t } from "../state";
+import { Slider } from "./Slider";
+
+const drawnEachMs = 250;
+
+/** The position now, counted on while the component is shown. */
+export function usePosition(): number {
+  const [now, setNow] = useState(performance.now());
+  const runs = status.value?.state === "playing" && !status.value.stalled;
+  useEffect(() => {
+    if (!runs) return;
+    const timer = setInterval(() => setNow(performance.now()), drawnEachMs);
+    return () => clearInterval(timer);
+  }, [runs]);
+  return positionMs(player.value, Math.max(now, player.value.at));
+}
+
+/** Where the track is; it can be dragged where the stream can be sought in. */
+export function Progress() {
+  const at = usePosition();
+  const duration = status.value?.durationMs ?? 0;
+  const [held, setHeld] = useState<number | undefined>(undefined);
+  const shown = held ?? at;
+  const none = !status.value || status.value.state === "stopped";
+  return (
+    <div class="progress">
+      <span class="time">{none ? "–:––" : clock(shown)}</span>
+      <Slider
+        label={t.position}
+        value={none ? 0 : Math.round(at / 1000)}
+        max={Math.round(duration / 1000)}
+        text={t.positionOf(clock(shown), clock(duration))}
+        disabled={none || !status.value?.canSeek || duration <= 0}
+        moving={(seconds) => setHeld(seconds * 1000)}
+        done={(seconds) => {
+          setHeld(undefined);
+          hear({ kind: "seek", positionMs: seconds * 1000, at: performance.now() });
+          void attempt(client.seek(seconds * 1000));
+        }}
+      />
+      <span class="time">{none || duration <= 0 ? "–:––" : clock(duration)}</span>
+    </div>
+  );
+}
+
+/** A line without a handle, for the small bar of a phone. */
+export function ProgressLine() {
+  const at = usePosition();
+  const duration = status.value?.durationMs ?? 0;
+  return (
+    <div
+      class="progress-line"
+      aria-hidden="true"
+      ref={(line) => line?.style.setProperty("--share", `${duration > 0 ? (100 * at) / duration : 0}%`)}
+    />
+  );
+}

@@ -1,0 +1,99 @@
+import type { Row } from "../api/types";
+import { currentPath, status, t, titleOf } from "../state";
+import { MoreButton, type Playable } from "./Actions";
+import { Cover } from "./Cover";
+import { Icon } from "./Icon";
+import type { Cell } from "./Virtual";
+
+interface Props {
+  row: Row;
+  what: Playable;
+  /** What stands in the first column: the track's own number on an album, else its cover. */
+  number?: number | undefined;
+  showAlbum: boolean;
+  onPlay: () => void;
+  aria?: Cell["aria"];
+}
+
+/** One track of a list: a press plays it. */
+export function TrackRow({ row, what, number, showAlbum, onPlay, aria }: Props) {
+  const current = row.path !== undefined && row.path === currentPath.value;
+  const meta = row.metaData ?? {};
+  const person = meta.performer || meta.artist;
+  const playable = row.playable !== false;
+  return (
+    <div class={`track${current ? " current" : ""}${number === undefined ? " with-cover" : ""}`} {...aria}>
+      <span class="track-lead">
+        {number === undefined ? <Cover src={row.icon} /> : <span class="track-number">{number || ""}</span>}
+        {current && <Playing />}
+      </span>
+      <button
+        class="track-main"
+        disabled={!playable}
+        aria-label={t.playTitle([titleOf(row), person].filter(Boolean).join(", "))}
+        aria-current={current ? "true" : undefined}
+        onClick={onPlay}
+      >
+        <span class="track-title" dir="auto">
+          {titleOf(row)}
+        </span>
+        {person && (
+          <span class="track-sub" dir="auto">
+            {person}
+          </span>
+        )}
+      </button>
+      {showAlbum && (
+        <span class="track-album" dir="auto">
+          {meta.album}
+        </span>
+      )}
+      {playable ? <MoreButton what={what} /> : <span />}
+    </div>
+  );
+}
+
+/** Three bars that move while sound comes. */
+export function Playing() {
+  const moves = status.value?.state === "playing" && !status.value.stalled;
+  return (
+    <span class={moves ? "bars moving" : "bars"} aria-hidden="true">
+      <i />
+      <i />
+      <i />
+    </span>
+  );
+}
+
+export function TrackSkeleton({ aria, cover = true }: { aria?: Cell["aria"]; cover?: boolean }) {
+  return (
+    <div class={`track skeleton${cover ? " with-cover" : ""}`} aria-busy="true" {...aria}>
+      <span class="track-lead">{cover && <span class="cover" />}</span>
+      <span class="track-main">
+        <span class="bar" />
+        <span class="bar short" />
+      </span>
+    </div>
+  );
+}
+
+/** A row whose range failed; the first of them offers to try again. */
+export function FailedRow({
+  aria,
+  message,
+  retry,
+}: {
+  aria?: Cell["aria"];
+  message: string;
+  retry: () => void;
+}) {
+  return (
+    <div class="failed-row" {...aria}>
+      <Icon name="close" size={18} />
+      <span>{message}</span>
+      <button class="button small" onClick={retry}>
+        {t.tryAgain}
+      </button>
+    </div>
+  );
+}

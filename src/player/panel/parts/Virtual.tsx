@@ -1,0 +1,128 @@
+import type { ComponentChildren } from "preact";
+import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
+import type { Ranges } from "../model/ranges";
+import { columnsOf, windowOf } from "../model/window";
+import { arrival } from "../router";
+
+/** While scrolling goes on, rows are asked for once it rests this long, */
+const restMs = 70;
+/** or after this long at the latest. */
+const longestMs = 300;
+
+export interface Cell {
+  index: number;
+  /** For the element of a row: its place in the whole list, for those who do not see it. */
+  aria: { role: "listitem"; "aria-setsize": number; "aria-posinset": number };
+}
+
+interface Props<T> {
+  list: Ranges<T>;
+  label: string;
+  /** Of a cover grid: the least width of a column, the gap, and what stands below the cover. Else one column. */
+  grid?: { least: number; gap: number; below: number };
+  /** Height of a row of a list with one column. */
+  lineHeight?: number;
+  class?: string;
+  draw: (cell: Cell) => ComponentChildren;
+  /** Where the list stands, for those who have to find a row by its place. */
+  box?: (element: HTMLElement | null) => void;
+}
+
+/** A list of any length in the page's own scrolling: only the rows around what can be seen are drawn and asked for. */
+export function Virtual<T>({ list, label, grid, lineHeight = 60, class: name = "", draw, box }: Props<T>) {
+  const element = useRef<HTMLDivElement>(null);
+  const [edges, setEdges] = useState({ from: 0, to: innerHeight, width: 0 });
+  list.changed.value; // drawn anew when rows come
+
+  const fit = grid && columnsOf(edges.width, grid.least, grid.gap);
+  const shape = {
+    count: list.count ?? 0,
+    columns: fit?.columns ?? 1,
+    lineHeight: fit && grid ? fit.width + grid.below + grid.gap : lineHeight,
+  };
+  const part =
+    edges.width > 0 ? windowOf(shape, edges.from, edges.to) : windowOf({ ...shape, count: 0 }, 0, 0);
+
+  useLayoutEffect(() => {
+    const measure = (): void => {
+      const place = element.current?.getBoundingClientRect();
+      if (!place) return;
+      setEdges((before) => {
+        const now = { from: -place.top, to: innerHeight - place.top, width: place.width };
+        return before.from === now.from && before.to === now.to && before.width === now.width ? before : now;
+      });
+    };
+    let frame = 0;
+    const later = (): void => {
+      frame ||= requestAnimationFrame(() => {
+        frame = 0;
+        measure();
+      });
+    };
+    measure();
+    addEventListener("scroll", later, { passive: true });
+    addEventListener("resize", later);
+    const sized = new ResizeObserver(later);
+    if (element.current) sized.observe(element.current);
+    return () => {
+      cancelAnimationFrame(frame);
+      removeEventListener("scroll", later);
+      removeEventListener("resize", later);
+      sized.disconnect();
+    };
+  }, []);
+
+  // A list that was come back to is shown where it was left, as soon as it has its height.
+  const restored = useRef(-1);
+  useLayoutEffect(() => {
+    if (part.height === 0 || restored.current === arrival.value.number) return;
+    restored.current = arrival.value.number;
+    if (arrival.value.scroll > 0) scrollTo(0, arrival.value.scroll);
+  });
+
+  const asked = useRef(0);
+  useEffect(() => {
+    if (part.last < part.first) return;
+    const ask = (): void => {
+      asked.current = performance.now();
+      list.show(part.first, part.last);
+    };
+    const since = performance.now() - asked.current;
+    const timer = setTimeout(ask, since > longestMs ? 0 : restMs);
+    return () => clearTimeout(timer);
+  }, [list, list.changed.value, part.first, part.last]);
+
+  const cells: ComponentChildren[] = [];
+  for (let index = part.first; index <= part.last; ++index)
+    cells.push(
+      draw({ index, aria: { role: "listitem", "aria-setsize": shape.count, "aria-posinset": index + 1 } }),
+    );
+  return (
+    <div
+      ref={(self) => {
+        element.current = self;
+        box?.(self);
+      }}
+      class="virtual"
+      style={{ height: `${Math.max(0, part.height - (grid?.gap ?? 0))}px` }}
+    >
+      <div
+        role="list"
+        aria-label={label}
+        class={`virtual-part ${name}`}
+        style={{
+          transform: `translateY(${part.top}px)`,
+          ...(grid &&
+            fit && {
+              display: "grid",
+              gridTemplateColumns: `repeat(${fit.columns}, minmax(0, 1fr))`,
+              gap: `${grid.gap}px`,
+              gridAutoRows: `${fit.width + grid.below}px`,
+            }),
+        }}
+      >
+        {cells}
+      </div>
+    </div>
+  );
+}

@@ -1,0 +1,137 @@
+import { computed, signal } from "@preact/signals";
+import { Client, Problem } from "./api/client";
+import { listen } from "./api/events";
+import type { Addition, QueueEntry, Row, Value, Where } from "./api/types";
+import { KnownPaths } from "./model/known";
+import { Lists } from "./model/lists";
+import { Notices } from "./model/notices";
+import { noPlayer, reduce, type PlayerEvent } from "./model/player";
+import { Ranges } from "./model/ranges";
+import { service, type LoginState } from "./service";
+import { catalogues, languageOf } from "./texts/catalogue";
+
+/** What all views share: the player's state as it is live, the lists, and what is told to the listener. */
+
+export const language = languageOf(navigator.languages);
+export const t = catalogues[language];
+export const client = new Client(language);
+export const notices = new Notices();
+export const known = new KnownPaths(storage(), language);
+
+export const player = signal(noPlayer);
+export const values = signal<Record<string, Value | null>>({});
+export const connection = signal<"connecting" | "live" | "lost">("connecting");
+
+export const status = computed(() => player.value.status);
+export const loginState = computed<LoginState>(() => service.loginState(values.value));
+export const quality = computed(() => service.quality(values.value));
+export const needsLogin = computed(() => ["loggedOut", "failed", "inProgress"].includes(loginState.value));
+/** The path of the track that plays or is paused. */
+export const currentPath = computed(() =>
+  status.value && status.value.state !== "stopped" ? status.value.row?.path : undefined,
+);
+
+/** Grows when the lists belong to somebody else. */
+export const listener = signal(0);
+
+export const lists = new Lists<Row>((path) => async (from, to, abort) => {
+  const answer = await client.rows(path, from, to, abort);
+  for (const row of answer.rows) remember(row);
+  return { from: answer.from, count: answer.count, items: answer.rows };
+});
+
+const queuePage = 100;
+export const queue = new Ranges<QueueEntry>(async (from, to, abort) => {
+  const answer = await client.queue(from, to, abort);
+  return { from, count: answer.count, items: answer.entries };
+}, queuePage);
+
+export function hear(event: PlayerEvent): void {
+  const before = status.value?.queue.revision;
+  player.value = reduce(player.value, event);
+  if (status.value?.queue.revision !== before) queue.stale();
+}
+
+export function start(): void {
+  let lastLogin: LoginState = "unknown";
+  listen(client.eventsUrl(service.values), {
+    player: (said) => hear({ kind: "player", status: said, at: performance.now() }),
+    queue: (said) => hear({ kind: "queue", queue: said }),
+    value: ({ path, value }) => {
+      values.value = { ...values.value, [path]: value };
+      const now = loginState.value;
+      if (now === lastLogin) return;
+      // Another listener has other favourites.
+      if (now === "loggedIn" || now === "loggedOut") {
+        lists.forget();
+        listener.value++;
+      }
+      lastLogin = now;
+    },
+    notification: (notice) => notices.add(notice.message ?? "", notice.title ?? ""),
+    connected: () => {
+      if (connection.value === "lost") {
+        notices.say(t.regained);
+        // The player may be a new one.
+        player.value = noPlayer;
+        lists.stale();
+        queue.stale();
+      }
+      connection.value = "live";
+    },
+    lost: () => {
+      connection.value = "lost";
+    },
+  });
+}
+
+/** The sentence for a fault. */
+export function sentence(fault: unknown): string {
+  if (fault instanceof Problem) return fault.away ? t.playerAway : fault.message;
+  return t.playerAway;
+}
+
+/** Runs an operation of the player, and tells when it fails. */
+export async function attempt(operation: Promise<unknown>): Promise<boolean> {
+  try {
+    await operation;
+    return true;
+  } catch (fault) {
+    notices.error(sentence(fault));
+    return false;
+  }
+}
+
+/** Puts rows into the queue, and says so where nothing else shows it. */
+export async function add(what: Omit<Addition, "where">, where: Where, title: string): Promise<void> {
+  if (!(await attempt(client.add({ ...what, where })))) return;
+  if (where === "next") notices.add(t.addedNext(title));
+  if (where === "end") notices.add(t.added(title));
+}
+
+export function titleOf(row: Row | null | undefined): string {
+  return row?.title || t.untitled;
+}
+
+/** Who a row is by: the performer of a track, else the artist. */
+export function byline(row: Row | null | undefined): string {
+  return row?.metaData?.performer || row?.metaData?.artist || "";
+}
+
+function remember(row: Row): void {
+  if (row.type !== "container" || !row.path) return;
+  known.add(row.path, {
+    title: titleOf(row),
+    ...(row.icon && { icon: row.icon }),
+    ...(row.containerType && { kind: row.containerType }),
+    ...(row.playable !== undefined && { playable: row.playable }),
+  });
+}
+
+function storage(): Storage | undefined {
+  try {
+    return window.sessionStorage;
+  } catch {
+    return undefined; // forbidden by the browser's settings
+  }
+}

@@ -1,0 +1,269 @@
+import { useEffect, useState } from "preact/hooks";
+import type { Row } from "../api/types";
+import { ancestors, isItem, layoutOf } from "../model/paths";
+import { browseUrl } from "../model/routes";
+import type { Ranges } from "../model/ranges";
+import { trail, type Step } from "../router";
+import { attempt, client, known, lists, sentence, t, titleOf } from "../state";
+import { MoreButton, play } from "../parts/Actions";
+import { Cover } from "../parts/Cover";
+import { Icon } from "../parts/Icon";
+import { Link } from "../parts/Link";
+import { Failure } from "../parts/Notice";
+import { kindIcon, Tile, TileSkeleton } from "../parts/Tiles";
+import { FailedRow, TrackRow, TrackSkeleton } from "../parts/Tracks";
+import { Virtual } from "../parts/Virtual";
+import { Section } from "./Section";
+
+const grid = { least: 160, gap: 24, below: 58 };
+const trackHeight = 60;
+
+/** Any list of the content model: what it holds decides how it looks. */
+export function Browse({ path, title: titleInUrl }: { path: string; title: string }) {
+  const list = lists.of(path);
+  list.changed.value;
+  useEffect(() => {
+    if (list.count === undefined && list.held === 0) list.show(0, list.size - 1);
+  }, [list, list.changed.value]);
+  const asked = useTitle(path, titleInUrl);
+  const title = asked || t.untitled;
+  useEffect(() => {
+    document.title = `${title} · Pelk`;
+  }, [title]);
+
+  const steps = useSteps(path);
+  const here: Step[] = [...steps, { title, url: browseUrl(path, isItem(path) ? title : "") }];
+  const layout = layoutOf(list.at(0));
+  return (
+    <>
+      <Crumbs steps={steps} title={title} />
+      <Head path={path} title={title} list={list} layout={layout} />
+      {list.fault !== undefined ? (
+        <Failure message={sentence(list.fault)} retry={() => list.retry(0)} />
+      ) : list.count === undefined ? (
+        <Waiting covers={!isItem(path)} />
+      ) : list.count === 0 ? (
+        <p class="empty">{t.empty}</p>
+      ) : layout === "menu" ? (
+        <Branches list={list} steps={here} />
+      ) : layout === "covers" ? (
+        <Covers list={list} title={title} steps={here} />
+      ) : (
+        <Tracks list={list} title={title} path={path} />
+      )}
+    </>
+  );
+}
+
+/** The title of a path: as its row had it, as the content model says it, or as the address carries it. */
+function useTitle(path: string, titleInUrl: string): string {
+  const [title, setTitle] = useState("");
+  const remembered = known.get(path)?.title;
+  useEffect(() => {
+    setTitle("");
+    if (remembered) return;
+    let current = true;
+    client.data(path, ["title"]).then(
+      (data) => {
+        const said = typeof data["title"] === "string" ? data["title"] : "";
+        if (said) known.add(path, { ...known.get(path), title: said });
+        if (current) setTitle(said);
+      },
+      () => undefined, // the address has one, or the list says what is wrong
+    );
+    return () => {
+      current = false;
+    };
+  }, [path, remembered]);
+  return remembered ?? (title || titleInUrl);
+}
+
+/** The breadcrumbs to a path, without itself. */
+function useSteps(path: string): Step[] {
+  const [, setLoaded] = useState(0);
+  const came = isItem(path) ? trail.value : undefined;
+  const paths = came ? [] : ancestors(path).slice(1);
+  const missing = paths.filter((p) => !known.get(p)).join(" ");
+  useEffect(() => {
+    for (const parent of missing ? missing.split(" ") : [])
+      client.data(parent, ["title"]).then(
+        (data) => {
+          if (typeof data["title"] !== "string" || !data["title"]) return;
+          known.add(parent, { title: data["title"] });
+          setLoaded((n) => n + 1);
+        },
+        () => undefined, // a step without a name is left out
+      );
+  }, [missing]);
+  return (
+    came ?? paths.flatMap((p) => (known.get(p) ? [{ title: known.get(p)!.title, url: browseUrl(p) }] : []))
+  );
+}
+
+function Crumbs({ steps, title }: { steps: Step[]; title: string }) {
+  return (
+    <nav class="crumbs" aria-label={t.breadcrumbs}>
+      <ol>
+        <li>
+          <a href="/">{t.home}</a>
+        </li>
+        {steps.map((step, i) => (
+          <li key={step.url}>
+            <Link href={step.url} steps={steps.slice(0, i)}>
+              <bdi>{step.title}</bdi>
+            </Link>
+          </li>
+        ))}
+        <li aria-current="page">
+          <bdi>{title}</bdi>
+        </li>
+      </ol>
+    </nav>
+  );
+}
+
+interface HeadProps {
+  path: string;
+  title: string;
+  list: Ranges<Row>;
+  layout: "tracks" | "covers" | "menu";
+}
+
+function Head({ path, title, list, layout }: HeadProps) {
+  const about = known.get(path);
+  const item = isItem(path) && layout !== "menu";
+  const first = list.at(0);
+  const kind = about?.kind ?? "";
+  const word = { album: t.album, artist: t.artist, trackList: t.playlist }[kind];
+  const artist = kind === "album" ? first?.metaData?.artist : undefined;
+  const playable = list.count !== 0 && (about?.playable ?? (item && layout === "tracks"));
+  const row: Row = { title, path, ...(about?.icon && { icon: about.icon }) };
+  const shuffled = (): void => {
+    void attempt(client.mode({ shuffle: true })).then((set) => (set ? play({ row, path }) : undefined));
+  };
+  const count = list.count;
+  return (
+    <header class={item ? "head" : "head plain-head"}>
+      {item && <Cover src={about?.icon} round={kind === "artist"} icon={kindIcon({ containerType: kind })} />}
+      <div class="head-text">
+        {item && word && <p class="eyebrow">{word}</p>}
+        <h1 tabIndex={-1} dir="auto">
+          {title}
+        </h1>
+        <p class="head-count">
+          {artist && <bdi>{artist} · </bdi>}
+          {count !== undefined && layout === "tracks" && t.tracks(count)}
+          {count !== undefined && layout === "covers" && t.items(count)}
+        </p>
+        {playable && (
+          <div class="head-actions">
+            <button class="button primary" onClick={() => void play({ row, path })}>
+              <Icon name="play" size={20} />
+              {t.play}
+            </button>
+            {layout === "tracks" && (
+              <button class="button" onClick={shuffled} aria-label={t.shufflePlay}>
+                <Icon name="shuffle" size={20} />
+                {t.shuffle}
+              </button>
+            )}
+            <MoreButton what={{ row, path }} />
+          </div>
+        )}
+      </div>
+    </header>
+  );
+}
+
+function Branches({ list, steps }: { list: Ranges<Row>; steps: Step[] }) {
+  const rows = Array.from({ length: list.count ?? 0 }, (_, i) => list.at(i));
+  return (
+    <>{rows.map((row) => row?.type === "container" && <Section key={row.path} row={row} steps={steps} />)}</>
+  );
+}
+
+function Covers({ list, title, steps }: { list: Ranges<Row>; title: string; steps: Step[] }) {
+  return (
+    <Virtual
+      list={list}
+      label={title}
+      grid={grid}
+      draw={({ index, aria }) => {
+        const place = list.place(index);
+        if (place.state === "ready") return <Tile key={index} row={place.item} steps={steps} aria={aria} />;
+        if (place.state === "failed" && index % list.size === 0)
+          return (
+            <FailedTile
+              key={index}
+              message={sentence(place.fault)}
+              retry={() => list.retry(index)}
+              aria={aria}
+            />
+          );
+        if (place.state === "failed" || place.state === "missing")
+          return <div key={index} class="tile blank" {...aria} />;
+        return <TileSkeleton key={index} aria={aria} />;
+      }}
+    />
+  );
+}
+
+function FailedTile({ message, retry, aria }: { message: string; retry: () => void; aria: object }) {
+  return (
+    <div class="tile failed-tile" {...aria}>
+      <p>{message}</p>
+      <button class="button small" onClick={retry}>
+        {t.tryAgain}
+      </button>
+    </div>
+  );
+}
+
+function Tracks({ list, title, path }: { list: Ranges<Row>; title: string; path: string }) {
+  const onAlbum = known.get(path)?.kind === "album" || !list.at(0)?.metaData?.album;
+  return (
+    <Virtual
+      list={list}
+      label={title}
+      lineHeight={trackHeight}
+      class={onAlbum ? "track-list" : "track-list with-album"}
+      draw={({ index, aria }) => {
+        const place = list.place(index);
+        if (place.state === "failed")
+          return index % list.size === 0 ? (
+            <FailedRow
+              key={index}
+              message={sentence(place.fault)}
+              retry={() => list.retry(index)}
+              aria={aria}
+            />
+          ) : (
+            <div key={index} class="track" {...aria} />
+          );
+        if (place.state !== "ready") return <TrackSkeleton key={index} cover={!onAlbum} aria={aria} />;
+        const row = place.item;
+        return (
+          <TrackRow
+            key={index}
+            row={row}
+            what={{ row, path, index }}
+            number={onAlbum ? (row.metaData?.originalTrackNumber ?? index + 1) : undefined}
+            showAlbum={!onAlbum}
+            onPlay={() => void play({ row: { title: titleOf(row) }, path }, index)}
+            aria={aria}
+          />
+        );
+      }}
+    />
+  );
+}
+
+function Waiting({ covers }: { covers: boolean }) {
+  return (
+    <div class={covers ? "shelf wrap" : ""} role="status" aria-label={t.loading}>
+      {Array.from({ length: 10 }, (_, i) =>
+        covers ? <TileSkeleton key={i} /> : <TrackSkeleton key={i} cover={false} />,
+      )}
+    </div>
+  );
+}

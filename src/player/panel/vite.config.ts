@@ -1,0 +1,16 @@
+import { fileURLToPath } from "node:url";
+import { defineConfig } from "vite";
+
+export default defineConfig({
+  root: fileURLToPath(new URL(".", import.meta.url)),
+  esbuild: { jsx: "automatic", jsxImportSource: "preact" },
+  build: {
+    target: "es2022",
+    emptyOutDir: true,
+    // The page's policy allows no data: addresses for code and style, and a small file costs one request.
+    assetsInlineLimit: 0,
+    modulePreload: { polyfill: false },
+  },
+  // For work on the page alone: the player's own server answers the interface.
+  server: { proxy: { "/api": process.env.PELK_PANEL ?? "http://127.0.0.1:8080" } },
+});
