@@ -36,6 +36,13 @@ export const service = {
     qobuzSoundQuality: qualities.indexOf(quality),
   }),
 
+  /** The name of the account, from what its path tells. */
+  userName(value: unknown): string {
+    const session = value && typeof value === "object" ? (value as Value)["qobuzUserSession"] : undefined;
+    const name = session && typeof session === "object" ? (session as { userName?: unknown }).userName : "";
+    return typeof name === "string" ? name : "";
+  },
+
   loginState(values: Record<string, Value | null>): LoginState {
     const record = values[loginStatePath]?.["qobuzLoginState"];
     const state = record && typeof record === "object" ? (record as { state?: unknown }).state : undefined;

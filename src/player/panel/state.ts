@@ -113,6 +113,11 @@ export function titleOf(row: Row | null | undefined): string {
   return row?.title || t.untitled;
 }
 
+/** Whether a row can go into the queue: a track, or a container as a whole. */
+export function canPlay(row: Row): boolean {
+  return row.type === "container" ? row.containerPlayable === true : row.playable === true;
+}
+
 /** Who a row is by: the performer of a track, else the artist. */
 export function byline(row: Row | null | undefined): string {
   return row?.metaData?.performer || row?.metaData?.artist || "";
@@ -124,7 +129,7 @@ function remember(row: Row): void {
     title: titleOf(row),
     ...(row.icon && { icon: row.icon }),
     ...(row.containerType && { kind: row.containerType }),
-    ...(row.playable !== undefined && { playable: row.playable }),
+    playable: canPlay(row),
   });
 }
 

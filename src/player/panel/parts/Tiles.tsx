@@ -1,7 +1,7 @@
 import { isItem } from "../model/paths";
 import { browseUrl } from "../model/routes";
 import type { Step } from "../router";
-import { byline, t, titleOf } from "../state";
+import { byline, canPlay, t, titleOf } from "../state";
 import type { Row } from "../api/types";
 import { MoreButton, play } from "./Actions";
 import { Cover } from "./Cover";
@@ -35,7 +35,7 @@ export function Tile({ row, steps, aria }: { row: Row; steps?: Step[] | undefine
           </span>
         )}
       </Link>
-      {row.playable && (
+      {canPlay(row) && (
         <>
           <button class="tile-play" aria-label={t.playTitle(titleOf(row))} onClick={() => void play(what)}>
             <Icon name="play" />

@@ -1,5 +1,5 @@
 import type { Row } from "../api/types";
-import { currentPath, status, t, titleOf } from "../state";
+import { canPlay, currentPath, status, t, titleOf } from "../state";
 import { MoreButton, type Playable } from "./Actions";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
@@ -20,7 +20,7 @@ export function TrackRow({ row, what, number, showAlbum, onPlay, aria }: Props) 
   const current = row.path !== undefined && row.path === currentPath.value;
   const meta = row.metaData ?? {};
   const person = meta.performer || meta.artist;
-  const playable = row.playable !== false;
+  const playable = canPlay(row);
   return (
     <div class={`track${current ? " current" : ""}${number === undefined ? " with-cover" : ""}`} {...aria}>
       <span class="track-lead">

@@ -88,6 +88,7 @@ export const de: Texts = {
   loggingIn: "Anmeldung läuft …",
   logOut: "Abmelden",
   loggedIn: "Sie sind angemeldet.",
+  loggedInAs: (name) => `Sie sind als ${name} angemeldet.`,
   loggedOut: "Sie sind nicht angemeldet.",
   loginFailed: "Die Anmeldung ist fehlgeschlagen.",
   loginUnknown: "Der Player wird gefragt …",

@@ -86,6 +86,7 @@ export const en = {
   loggingIn: "Logging in…",
   logOut: "Log out",
   loggedIn: "You are logged in.",
+  loggedInAs: (name: string) => `You are logged in as ${name}.`,
   loggedOut: "You are not logged in.",
   loginFailed: "The login failed.",
   loginUnknown: "Asking the player…",

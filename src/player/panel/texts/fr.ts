@@ -88,6 +88,7 @@ export const fr: Texts = {
   loggingIn: "Connexion…",
   logOut: "Se déconnecter",
   loggedIn: "Vous êtes connecté.",
+  loggedInAs: (name) => `Vous êtes connecté en tant que ${name}.`,
   loggedOut: "Vous n’êtes pas connecté.",
   loginFailed: "La connexion a échoué.",
   loginUnknown: "Le lecteur est interrogé…",

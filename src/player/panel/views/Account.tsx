@@ -1,4 +1,4 @@
-import { useState } from "preact/hooks";
+import { useEffect, useState } from "preact/hooks";
 import { qualities, service, type Quality } from "../service";
 import { attempt, client, loginState, needsLogin, quality, sentence, t } from "../state";
 import { Icon } from "../parts/Icon";
@@ -24,11 +24,20 @@ export function Account() {
 
 function LoggedIn() {
   const [busy, setBusy] = useState(false);
+  const [name, setName] = useState("");
+  useEffect(() => {
+    client.data(service.accountPath, ["value"]).then(
+      (data) => setName(service.userName(data["value"])),
+      () => undefined, // the state says that somebody is logged in; who it is is not needed
+    );
+  }, [loginState.value]);
   return (
     <div class="logged-in">
       <p role="status">
         <strong>{service.name}</strong>
-        <span>{loginState.value === "unknown" ? t.loginUnknown : t.loggedIn}</span>
+        <span>
+          {loginState.value === "unknown" ? t.loginUnknown : name ? t.loggedInAs(name) : t.loggedIn}
+        </span>
       </p>
       <button
         class="button"
