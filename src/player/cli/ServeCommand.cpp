@@ -6,6 +6,8 @@
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
 #include "player/host/ServiceSettings.h"
+#include "player/play/AudioOutput.h"
+#include "player/play/PlayEngine.h"
 #include "player/server/AccessRules.h"
 #include "player/server/PanelServer.h"
 #include "player/server/Translations.h"
@@ -13,8 +15,14 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QTimer>
+#include <gst/gst.h>
 
-#include <cstdio>
+namespace {
+
+constexpr int lastReportMs = 3000;
+
+} // namespace
 
 ServeCommand::ServeCommand(Host& host, const CommandLine& line)
     : m_host(host)
@@ -35,7 +43,12 @@ int ServeCommand::run(SignalWatch* signalWatch)
     options.panelFolder = m_line.panelFolder;
     options.translationFolders = Translations::defaultFolders(m_line.moduleFolder);
     options.closedPaths = ServiceSettings::privatePaths() << ServiceAccount::LoginStore::path();
-    PanelServer server(options);
+    gst_init(nullptr, nullptr);
+    DeviceOutput output;
+    if (!output.notice().isEmpty())
+        Terminal::note(output.notice());
+    PlayEngine engine(&output);
+    PanelServer server(options, &engine);
     QString error;
     if (!server.start(&error)) {
         Terminal::error(error);
@@ -55,5 +68,12 @@ int ServeCommand::run(SignalWatch* signalWatch)
         loop.exec();
     m_host.setNoticeReceiver([](const PelkNotificationDisplayItem&) {});
     server.stop();
+    if (engine.status().state != PelkPlayLogicState::Stopped) {
+        // The end of what plays is told, and dealt with.
+        QTimer::singleShot(lastReportMs, &loop, &QEventLoop::quit);
+        QObject::connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
+        engine.stop();
+        loop.exec();
+    }
     return ExitCode::ok;
 }

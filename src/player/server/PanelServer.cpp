@@ -6,6 +6,8 @@
 #include "player/server/ContentEndpoints.h"
 #include "player/server/EventStreams.h"
 #include "player/server/HttpServer.h"
+#include "player/server/PlayerEndpoints.h"
+#include "player/server/PlayerLink.h"
 #include "player/server/ServerText.h"
 #include "player/server/StaticFiles.h"
 
@@ -53,19 +55,20 @@ QString pathOf(const httplib::Request& request)
 class PanelServer::Private
 {
 public:
-    explicit Private(const Options& opts)
+    Private(const Options& opts, PlayEngine* engine)
         : options(opts)
         , files(opts.panelFolder)
         , translations(opts.translationFolders)
         , calls(opts.closedPaths, opts.contentLimitMs)
         , rules(opts.address, opts.port)
         , events(std::make_unique<EventStreams>())
+        , player(engine, events.get())
         , http(
               &thread, isSlow,
               [this](const httplib::Request& in, httplib::Response& out) { return gate(in, out); },
               [this](const httplib::Request& in, httplib::Response& out) { guarded(in, out); })
     {
-        endpoints = contentEndpoints(&calls);
+        endpoints = contentEndpoints(&calls) + playerEndpoints(&player, &calls);
         events->moveToThread(&thread);
         http.set_default_headers(commonHeaders());
         // What the library itself refuses: a body that is too large, a request that is none.
@@ -95,6 +98,7 @@ public:
     QVector<Endpoint> endpoints;
     QThread thread; // of connections that wait, and of event streams
     std::unique_ptr<EventStreams> events;
+    PlayerLink player;
     HttpServer http;
     quint16 port = 0;
 };
@@ -322,8 +326,8 @@ void PanelServer::Private::write(const Problem& problem, const httplib::Request&
     out->set_content(body.constData(), size_t(body.size()), "application/problem+json");
 }
 
-PanelServer::PanelServer(const Options& options)
-    : m_d(std::make_unique<Private>(options))
+PanelServer::PanelServer(const Options& options, PlayEngine* engine)
+    : m_d(std::make_unique<Private>(options, engine))
 {
 }
 
@@ -352,6 +356,7 @@ bool PanelServer::start(QString* error)
 void PanelServer::stop()
 {
     m_d->calls.end();
+    m_d->player.end();
     m_d->http.stop();
     if (!m_d->thread.isRunning())
         return;

@@ -6,8 +6,8 @@
 
 #include <memory>
 
-class EventStreams;
 class PelkNotificationDisplayItem;
+class PlayEngine;
 
 /// The panel's server: the panel's files, and a small JSON interface to the content model and the player, for
 /// browsers; docs/panel-interface.md describes it. Made, started and stopped on the main thread, while the
@@ -25,7 +25,8 @@ public:
         int contentLimitMs = 35000; ///< how long the content model may take for an answer
     };
 
-    explicit PanelServer(const Options& options);
+    /// The engine is not owned and outlives the server.
+    PanelServer(const Options& options, PlayEngine* engine);
     /// As stop().
     ~PanelServer();
     PanelServer(const PanelServer&) = delete;
