@@ -159,8 +159,10 @@ void PanelServer::Private::check(const httplib::Request& in) const
     if (pathOf(in).startsWith(apiPrefix) && in.get_header_value("Sec-Fetch-Site") == "cross-site")
         throw Problem(403,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Other sites may not use this player.")));
-    if (in.has_header("Transfer-Encoding") ||
-        (isRead(in) && in.has_header("Content-Length") && in.get_header_value("Content-Length") != "0"))
+    const std::string length = in.get_header_value("Content-Length");
+    const bool isLength = !length.empty() && length.find_first_not_of("0123456789") == std::string::npos;
+    const bool hasBody = in.has_header("Transfer-Encoding") || in.has_header("Content-Length");
+    if (in.has_header("Transfer-Encoding") || (isRead(in) ? hasBody && length != "0" : !isLength))
         throw Problem(400,
                       serverText(QT_TRANSLATE_NOOP(
                           "PanelServer", "A body comes with its length, and only where something is sent.")));

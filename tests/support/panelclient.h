@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QTcpSocket>
+
+/// What the panel's server has answered.
+struct PanelReply
+{
+    int status = 0;                       ///< 0: the connection ended without an answer
+    QMap<QByteArray, QByteArray> headers; ///< by lower-case name
+    QByteArray body;
+
+    QJsonObject json() const;
+    QString detail() const; ///< of a problem
+};
+
+/// Speaks to the panel's server as a browser would, or as one should not. The calling thread's event loop
+/// runs while an answer is waited for, at most thirty seconds.
+class PanelClient
+{
+public:
+    using Headers = QList<QPair<QByteArray, QByteArray>>;
+
+    explicit PanelClient(quint16 port)
+        : m_port(port)
+    {
+    }
+
+    QByteArray host() const { return "127.0.0.1:" + QByteArray::number(m_port); }
+    PanelReply get(const QByteArray& target, const Headers& headers = {}) const;
+    PanelReply post(const QByteArray& target, const QByteArray& body, const Headers& headers = {}) const;
+    PanelReply post(const QByteArray& target, const QJsonObject& body, const Headers& headers = {}) const;
+    /// Any method; a Host is added where `headers` has none.
+    PanelReply send(const QByteArray& method, const QByteArray& target, const Headers& headers,
+                    const QByteArray& body = QByteArray()) const;
+    /// Bytes as they are.
+    PanelReply raw(const QByteArray& bytes) const;
+
+private:
+    quint16 m_port;
+};
+
+/// An answer that is waited for while others are asked for.
+class PendingReply : public QObject
+{
+    Q_OBJECT
+
+public:
+    PendingReply(quint16 port, const QByteArray& bytes);
+    ~PendingReply() override { m_socket.disconnect(this); }
+    bool isFinished() const { return m_finished; }
+    /// False when it did not come in time.
+    bool wait(int ms);
+    PanelReply reply() const;
+    /// All that has come.
+    QByteArray bytes() const { return m_bytes; }
+    QTcpSocket& socket() { return m_socket; }
+
+private:
+    void look();
+
+    QTcpSocket m_socket;
+    const bool m_isHead;
+    QByteArray m_bytes;
+    bool m_finished = false;
+};
+
+/// Follows the event stream.
+class EventReader : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Event
+    {
+        QString name;
+        QJsonObject data;
+    };
+
+    EventReader(quint16 port, const QByteArray& query = QByteArray(),
+                const PanelClient::Headers& headers = {});
+    ~EventReader() override { m_socket.disconnect(this); }
+
+    int status() const { return m_status; } ///< 0 as long as no answer has come
+    bool hasEnded() const { return m_ended; }
+    const QList<Event>& events() const { return m_events; }
+    /// The data of the last event of a name, and of a path where it has one.
+    QJsonObject last(const QString& name, const QString& path = QString()) const;
+    int count(const QString& name) const;
+    int comments() const { return m_comments; }
+    QTcpSocket& socket() { return m_socket; }
+
+private:
+    void read();
+
+    QTcpSocket m_socket;
+    QByteArray m_bytes;
+    int m_status = 0;
+    int m_comments = 0;
+    bool m_ended = false;
+    QList<Event> m_events;
+};

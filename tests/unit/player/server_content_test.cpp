@@ -1,0 +1,348 @@
+#include "tests/unit/player/server_fixture.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QtTest>
+
+#include <vector>
+
+namespace {
+
+QString text(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+QByteArray getBytes(const ServerFixture& f, const QByteArray& target)
+{
+    return "GET " + target + " HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n";
+}
+
+} // namespace
+
+/// The content model over HTTP: rows, what nodes tell, values.
+class ServerContentTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theRowsOfTheRootAreTheModulesRoots()
+    {
+        ServerFixture f;
+        f.start();
+        const PanelReply reply = f.client().get("/api/rows?path=&from=0&to=9");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.headers.value("content-type"), QByteArray("application/json"));
+        QCOMPARE(reply.json().value(text("count")).toInt(), 1);
+        const QJsonObject row = reply.json().value(text("rows")).toArray().first().toObject();
+        QCOMPARE(row.value(text("path")).toString(), text("test:"));
+        QCOMPARE(row.value(text("title")).toString(), text("Root"));
+        QCOMPARE(row.value(text("type")).toString(), text("container"));
+        QCOMPARE(row.value(text("playable")).toBool(true), false);
+    }
+
+    void aRangeIsCompletedFromShortPages()
+    {
+        ServerFixture f;
+        for (int i = 0; i < 230; ++i)
+            f.worker.script.list << QString::number(i);
+        f.worker.script.pageSize = 30;
+        f.start();
+        const PanelReply reply = f.client().get("/api/rows?path=test:list&from=100&to=199");
+        QCOMPARE(reply.status, 200);
+        const QJsonArray rows = reply.json().value(text("rows")).toArray();
+        QCOMPARE(rows.size(), 100);
+        QCOMPARE(rows.first().toObject().value(text("title")).toString(), text("Track 100"));
+        QCOMPARE(rows.last().toObject().value(text("title")).toString(), text("Track 199"));
+        QCOMPARE(reply.json().value(text("count")).toInt(), 230);
+        QCOMPARE(reply.json().value(text("from")).toInt(), 100);
+        QCOMPARE(reply.json().value(text("version")).toInt(), 7);
+        QCOMPARE(reply.json().value(text("path")).toString(), text("test:list"));
+        QCOMPARE(f.client()
+                     .get("/api/rows?path=test:list&from=220&to=319")
+                     .json()
+                     .value(text("rows"))
+                     .toArray()
+                     .size(),
+                 10);
+    }
+
+    void aRowTellsWhatAPanelNeedsAndNothingElse()
+    {
+        ServerFixture f;
+        f.worker.script.list << text("1") << text("-2");
+        f.start();
+        const QJsonArray rows =
+            f.client().get("/api/rows?path=test:list&from=0&to=1").json().value(text("rows")).toArray();
+        QCOMPARE(rows.at(0).toObject(), (QJsonObject{{text("title"), text("Track 1")},
+                                                     {text("path"), text("test:track?id=1")},
+                                                     {text("type"), text("audio")},
+                                                     {text("playable"), true}}));
+        QCOMPARE(rows.at(1).toObject(), (QJsonObject{{text("title"), text("Track -2")},
+                                                     {text("path"), text("test:track?id=-2")},
+                                                     {text("type"), text("container")},
+                                                     {text("playable"), false}}));
+    }
+
+    void aWrongRangeIsToldInASentence_data()
+    {
+        QTest::addColumn<QByteArray>("query");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("detail");
+        const auto row = [](const char* name, const char* query, int status, const char* detail) {
+            QTest::newRow(name) << QByteArray(query) << status << QString::fromUtf8(detail);
+        };
+        row("backwards", "path=test:list&from=9&to=3", 400, "\"to\" has to be a whole number from 9 to 108.");
+        row("negative", "path=test:list&from=-1&to=3", 400,
+            "\"from\" has to be a whole number from 0 to 2147483547.");
+        row("no number", "path=test:list&from=x&to=3", 400,
+            "\"from\" has to be a whole number from 0 to 2147483547.");
+        row("not given", "path=test:list", 400, "\"from\" has to be a whole number from 0 to 2147483547.");
+        row("too much at once", "path=test:list&from=0&to=100", 400,
+            "\"to\" has to be a whole number from 0 to 99.");
+        row("beyond 32 bits", "path=test:list&from=0&to=4294967296", 400,
+            "\"to\" has to be a whole number from 0 to 99.");
+        row("a path that is none", "path=%25%20x&from=0&to=1", 400, "");
+        row("nobody's path", "path=none:x&from=0&to=1", 502, "No service answers at \"none:x\".");
+        row("a path that is not there", "path=test:nothing&from=0&to=1", 502, "");
+    }
+    void aWrongRangeIsToldInASentence()
+    {
+        QFETCH(QByteArray, query);
+        QFETCH(int, status);
+        QFETCH(QString, detail);
+        ServerFixture f;
+        f.start();
+        const PanelReply reply = f.client().get("/api/rows?" + query);
+        QCOMPARE(reply.status, status);
+        QCOMPARE(reply.headers.value("content-type"), QByteArray("application/problem+json"));
+        QVERIFY(!reply.detail().isEmpty());
+        if (!detail.isEmpty())
+            QCOMPARE(reply.detail(), detail);
+        QCOMPARE(reply.json().value(text("status")).toInt(), status);
+        QCOMPARE(reply.json().value(text("name")).toString(), status == 502 ? text("error") : QString());
+    }
+
+    void whatNodesTellIsReadByRole()
+    {
+        ServerFixture f;
+        f.start();
+        const PanelReply reply =
+            f.client().get("/api/data?path=test:menu&role=title&role=type&role=icon&role=searchPath");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.json().value(text("data")).toObject(),
+                 (QJsonObject{{text("title"), text("Albums")},
+                              {text("type"), text("container")},
+                              {text("icon"), QJsonValue::Null},
+                              {text("searchPath"), text("test:search")}}));
+        QCOMPARE(f.client().get("/api/data?path=test:menu&role=mediaData").status, 400);
+        QCOMPARE(f.client().get("/api/data?path=test:menu&role=prePlay").status, 400);
+        QCOMPARE(f.client().get("/api/data?path=test:menu").status, 400);
+    }
+
+    void aKeptValueIsReadAndSet()
+    {
+        ServerFixture f;
+        f.start();
+        const QJsonObject loud{{text("type"), 1}, {text("string"), text("loud")}};
+        const PanelReply set =
+            f.client().post("/api/data", QJsonObject{{text("path"), text("settings:test/tone")},
+                                                     {text("role"), text("value")},
+                                                     {text("value"), loud}});
+        QCOMPARE(set.status, 200);
+        QCOMPARE(set.json().value(text("result")).toArray(), (QJsonArray{loud, false}));
+        QCOMPARE(f.store->values.value(ServerFixture::tonePath()).string_(), text("loud"));
+        const PanelReply get = f.client().get("/api/data?path=settings:test/tone&role=value");
+        QCOMPARE(get.json().value(text("data")).toObject().value(text("value")).toObject(), loud);
+    }
+
+    void aLoginReachesTheModuleAsItWasTypedAndItsTokenStaysHere()
+    {
+        ServerFixture f;
+        f.start();
+        const QJsonObject form{{text("type"), 138},
+                               {text("qobuzAccount"), QJsonObject{{text("operation"), 1},
+                                                                  {text("username"), text("lïstener")},
+                                                                  {text("password"), text("p\"w\\🎵")}}}};
+        const PanelReply reply =
+            f.client().post("/api/data", QJsonObject{{text("path"), text("account:test")},
+                                                     {text("role"), text("value")},
+                                                     {text("value"), form}});
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(f.worker.sets.size(), 1);
+        const PelkValue value(PelkHash::fromVariant(f.worker.sets.first().value()));
+        QCOMPARE(value.type(), 138);
+        QCOMPARE(value.qobuzAccount().operation(), PelkQobuzAccountOperation::Login);
+        QCOMPARE(value.qobuzAccount().username(), text("lïstener"));
+        QCOMPARE(value.qobuzAccount().password(), text("p\"w\\🎵"));
+        QVERIFY2(reply.body.contains("listener"), reply.body.constData());
+        QVERIFY2(!reply.body.contains("TOKEN-1"), reply.body.constData());
+        const PanelReply get = f.client().get("/api/data?path=account:test&role=value");
+        QVERIFY2(get.body.contains("listener"), get.body.constData());
+        QVERIFY2(!get.body.contains("TOKEN-1") && !get.body.contains("oken"), get.body.constData());
+    }
+
+    void whatIsClosedIsNeitherReadNorSetNorFollowed_data()
+    {
+        QTest::addColumn<QByteArray>("path");
+        QTest::newRow("as it is") << QByteArray("settings:test");
+        QTest::newRow("with a parameter") << QByteArray("settings:test?x=1");
+        QTest::newRow("percent-encoded") << QByteArray("settings:%74est");
+    }
+    void whatIsClosedIsNeitherReadNorSetNorFollowed()
+    {
+        QFETCH(QByteArray, path);
+        ServerFixture f;
+        f.start();
+        const QByteArray encoded = path.toPercentEncoding();
+        for (const char* target :
+             {"/api/data?role=value&path=", "/api/events?value=", "/api/rows?from=0&to=1&path="}) {
+            const PanelReply reply = f.client().get(target + encoded);
+            QCOMPARE(reply.status, 403);
+            QVERIFY(!reply.body.contains("SECRET-1"));
+        }
+        const QJsonObject body{{text("path"), QString::fromUtf8(path)},
+                               {text("role"), text("value")},
+                               {text("value"), QJsonObject{{text("type"), 137}}}};
+        QCOMPARE(f.client().post("/api/data", body).status, 403);
+        QCOMPARE(f.store->values.value(ServerFixture::closedPath()).qobuzSettings().appSecret(),
+                 text("SECRET-1"));
+    }
+
+    void wherePlayerAndModuleSpeakAloneNothingCanBeSet_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("role");
+        QTest::newRow("a stream's address") << text("test:preplay?id=1") << text("prePlay");
+        QTest::newRow("a stream's address as a value") << text("test:preplay?id=1") << text("value");
+        QTest::newRow("the state of a track") << text("test:state?id=1") << text("value");
+        QTest::newRow("a title") << text("test:menu") << text("title");
+        QTest::newRow("a node without value") << text("test:menu") << text("value");
+    }
+    void wherePlayerAndModuleSpeakAloneNothingCanBeSet()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, role);
+        ServerFixture f;
+        f.addTrack(text("1"), 50);
+        f.start();
+        const PanelReply reply = f.client().post(
+            "/api/data",
+            QJsonObject{{text("path"), path},
+                        {text("role"), role},
+                        {text("value"), QJsonObject{{text("type"), 1}, {text("string"), text("x")}}}});
+        QVERIFY2(reply.status == 403 || reply.status == 502, reply.body.constData());
+        QVERIFY(f.worker.script.states.isEmpty());
+        QVERIFY(!reply.body.contains("file:"));
+    }
+
+    void aBodyThatIsNoneIsToldInASentence_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("detail");
+        const auto row = [](const char* name, const char* body, const char* detail) {
+            QTest::newRow(name) << QByteArray(body) << QString::fromUtf8(detail);
+        };
+        row("no JSON", "{x", "The body is no JSON: object is missing a name at offset 1");
+        row("empty", "", "");
+        row("a list", "[]", "The body has to be a JSON object.");
+        row("a number", "7", "The body has to be a JSON object.");
+        row("no UTF-8", "{\"path\": \"\xff\"}", "");
+        row("no path", "{}", "\"path\" has to be a text.");
+        row("a path that is no text", R"({"path": 7, "role": "value"})", "\"path\" has to be a text.");
+        row("no role", R"({"path": "settings:test/tone"})", "\"role\" has to be a text.");
+        row("no value", R"({"path": "settings:test/tone", "role": "value"})",
+            "\"value\" has to be a tagged value.");
+        row("a value that is a text", R"({"path": "settings:test/tone", "role": "value", "value": "x"})",
+            "\"value\" has to be a tagged value.");
+    }
+    void aBodyThatIsNoneIsToldInASentence()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(QString, detail);
+        ServerFixture f;
+        f.start();
+        const PanelReply reply = f.client().post("/api/data", body);
+        QCOMPARE(reply.status, 400);
+        QVERIFY(!reply.detail().isEmpty());
+        if (!detail.isEmpty())
+            QCOMPARE(reply.detail(), detail);
+        QCOMPARE(f.client().get("/api/rows?path=&from=0&to=9").status, 200);
+    }
+
+    void whoDoesNotAnswerIsWaitedForWithinBounds()
+    {
+        ServerFixture f(300);
+        f.worker.silent = true;
+        f.start();
+        const PanelReply reply = f.client().get("/api/rows?path=test:list&from=0&to=9");
+        QCOMPARE(reply.status, 504);
+        QCOMPARE(reply.detail(), text("\"test:list\" gave no answer within 0 seconds."));
+        // An answer that comes later meets nobody.
+        QCOMPARE(f.worker.kept.size(), 1);
+        f.worker.silent = false;
+        f.worker.getRowsRequest(f.worker.kept.takeFirst());
+        QCOMPARE(f.client().get("/api/rows?path=test:list&from=0&to=9").status, 200);
+    }
+
+    void manyThatWaitHoldUpNeitherThePlayerNorThePage()
+    {
+        ServerFixture f;
+        f.worker.silent = true;
+        f.start();
+        std::vector<std::unique_ptr<PendingReply>> waiting;
+        for (int i = 0; i < 100; ++i)
+            waiting.push_back(
+                std::make_unique<PendingReply>(f.port, getBytes(f, "/api/rows?path=test:list&from=0&to=9")));
+        QTRY_COMPARE(f.worker.kept.size(), 16); // as many as have a thread
+        QCOMPARE(f.client().get("/api/player").status, 200);
+        QCOMPARE(f.client().get("/").status, 200);
+        QCOMPARE(f.client().post("/api/player/pause", QJsonObject()).status, 204);
+        f.worker.silent = false;
+        for (const CMGetRowsRequest& request : qAsConst(f.worker.kept))
+            f.worker.getRowsRequest(request);
+        for (const auto& one : waiting) {
+            QVERIFY(one->wait(30000));
+            QCOMPARE(one->reply().status, 200);
+        }
+    }
+
+    void moreThanCanWaitIsRefusedAtOnce()
+    {
+        ServerFixture f;
+        f.worker.silent = true;
+        f.start();
+        std::vector<std::unique_ptr<PendingReply>> waiting;
+        for (int i = 0; i < 300; ++i)
+            waiting.push_back(
+                std::make_unique<PendingReply>(f.port, getBytes(f, "/api/rows?path=test:list&from=0&to=9")));
+        const auto refused = [&] {
+            int count = 0;
+            for (const auto& one : waiting)
+                count += one->isFinished() && one->reply().status == 503 ? 1 : 0;
+            return count;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(refused(), 300 - 16 - 256, 20000);
+        QCOMPARE(f.client().get("/api/player").status, 200);
+    }
+
+    void anEndAnswersThoseWhoWait()
+    {
+        ServerFixture f;
+        f.worker.silent = true;
+        f.start();
+        PendingReply waiting(f.port, getBytes(f, "/api/rows?path=test:list&from=0&to=9"));
+        QTRY_COMPARE(f.worker.kept.size(), 1);
+        QElapsedTimer time;
+        time.start();
+        f.server->stop();
+        QVERIFY(waiting.wait(20000));
+        QCOMPARE(waiting.reply().status, 503);
+        QCOMPARE(waiting.reply().detail(), text("The player ends."));
+        QVERIFY2(time.elapsed() < 20000, "it did not wait for the answer of the module");
+        QCOMPARE(f.client().get("/").status, 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerContentTest)
+#include "server_content_test.moc"
