@@ -159,14 +159,16 @@ public:
     {
         constexpr PcmFormat voice{16000, 1, 16};
         const QString name = folder.filePath(QStringLiteral("%1.wav").arg(milliseconds));
+        worker.script.list << id;
+        worker.script.uris.insert(id, QStringLiteral("file://") + name);
+        if (QFile::exists(name))
+            return;
         WavWriter sound(name);
         QString error;
         const QByteArray data(voice.rateHz * milliseconds / 1000 * voice.frameBytes(), 'u');
         if (!sound.open(&error) || !sound.write(voice, data.constData(), data.size(), &error) ||
             !sound.finish(&error))
             qFatal("%s", qPrintable(error));
-        worker.script.list << id;
-        worker.script.uris.insert(id, QStringLiteral("file://") + name);
     }
 
     static CMPath tonePath() { return CMPath(QStringLiteral("settings:test/tone")); }

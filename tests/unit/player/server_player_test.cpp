@@ -1,0 +1,378 @@
+#include "tests/unit/player/server_fixture.h"
+
+#include <QJsonArray>
+#include <QtTest>
+
+namespace {
+
+QString text(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+const QByteArray addTarget = QByteArrayLiteral("/api/player/queue/add");
+
+QJsonObject addition(const char* where)
+{
+    return {{text("path"), text("test:list")}, {text("where"), text(where)}};
+}
+
+QJsonObject with(QJsonObject object, const char* key, const QJsonValue& value)
+{
+    object.insert(text(key), value);
+    return object;
+}
+
+} // namespace
+
+/// The player and its queue over HTTP, with real sound into a file.
+class ServerPlayerTest : public QObject
+{
+    Q_OBJECT
+
+    static QJsonObject player(const ServerFixture& f) { return f.client().get("/api/player").json(); }
+    static QString state(const ServerFixture& f) { return player(f).value(text("state")).toString(); }
+    static QJsonObject queue(const ServerFixture& f, const QByteArray& range = "from=0&to=99")
+    {
+        return f.client().get("/api/player/queue?" + range).json();
+    }
+    /// The entries' numbers, and the ids of their tracks.
+    static QList<int> entries(const ServerFixture& f)
+    {
+        QList<int> ids;
+        const QJsonArray list = queue(f).value(text("entries")).toArray();
+        for (const QJsonValue& entry : list)
+            ids.append(entry.toObject().value(text("id")).toInt());
+        return ids;
+    }
+    static QStringList titles(const ServerFixture& f)
+    {
+        QStringList texts;
+        const QJsonArray list = queue(f).value(text("entries")).toArray();
+        for (const QJsonValue& entry : list)
+            texts.append(entry.toObject().value(text("row")).toObject().value(text("title")).toString());
+        return texts;
+    }
+    static int post(const ServerFixture& f, const QByteArray& operation, const QJsonObject& body = {})
+    {
+        return f.client().post("/api/player/" + operation, body).status;
+    }
+    /// A queue of the tracks 1 to `count`, which nobody plays.
+    static void fill(const ServerFixture& f, int count)
+    {
+        QVector<PelkRoles> rows;
+        for (int i = 1; i <= count; ++i)
+            rows.append(ScriptedPlayWorker::row(QString::number(i)));
+        f.engine->queue().add(rows, PlayQueue::Where::Replace);
+    }
+
+private Q_SLOTS:
+    void aListReplacesTheQueueAndPlaysFromThePlaceAskedFor_data()
+    {
+        QTest::addColumn<int>("startAt");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("not said") << -1 << text("Track 0");
+        QTest::newRow("the first") << 0 << text("Track 0");
+        QTest::newRow("in the middle") << 2 << text("Track 2");
+        QTest::newRow("on a later page") << 65 << text("Track 65");
+    }
+    void aListReplacesTheQueueAndPlaysFromThePlaceAskedFor()
+    {
+        QFETCH(int, startAt);
+        QFETCH(QString, title);
+        ServerFixture f;
+        for (int i = 0; i < 70; ++i)
+            f.addTrack(QString::number(i), 20000);
+        f.start();
+        fill(f, 3);
+        const PanelReply reply = f.client().post(
+            addTarget, startAt < 0 ? addition("replace") : with(addition("replace"), "startAt", startAt));
+        QCOMPARE(reply.status, 202);
+        QVERIFY(reply.json().contains(text("revision")) && reply.json().contains(text("count")));
+        QTRY_COMPARE(state(f), text("playing"));
+        const QJsonObject now = player(f);
+        QCOMPARE(now.value(text("row")).toObject().value(text("title")).toString(), title);
+        QVERIFY(now.value(text("entry")).toInt() > 3);
+        QVERIFY(now.value(text("durationMs")).toInt() > 0);
+        QTRY_COMPARE(queue(f).value(text("count")).toInt(), 70);
+        QCOMPARE(queue(f).value(text("entries")).toArray().size(), 70);
+    }
+
+    void whatPlaysIsToldWithoutItsAddress()
+    {
+        ServerFixture f;
+        f.addTrack(text("1"), 20000);
+        f.start();
+        EventReader reader(f.port);
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(reader.last(text("player")).value(text("state")).toString(), text("playing"));
+        QTRY_COMPARE(reader.last(text("queue")).value(text("count")).toInt(), 1);
+        const PanelReply reply = f.client().get("/api/player");
+        for (const char* secret : {"file:", "resources", "prePlay", "preplay", "tateChange", "uri"})
+            QVERIFY2(!reply.body.contains(secret), secret);
+        QVERIFY(reply.json().value(text("row")).toObject().value(text("playable")).toBool());
+        for (const EventReader::Event& event : reader.events())
+            QVERIFY(!QJsonDocument(event.data).toJson().contains("file:"));
+        QVERIFY(!f.client().get("/api/player/queue?from=0&to=9").body.contains("file:"));
+    }
+
+    void theListenersOperationsReachThePlayer()
+    {
+        ServerFixture f;
+        for (int i = 1; i <= 3; ++i)
+            f.addTrack(QString::number(i), 20000);
+        f.start();
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(state(f), text("playing"));
+        QCOMPARE(post(f, "pause"), 204);
+        QTRY_COMPARE(state(f), text("paused"));
+        QCOMPARE(post(f, "play"), 204);
+        QTRY_COMPARE(state(f), text("playing"));
+        QTRY_COMPARE(queue(f).value(text("count")).toInt(), 3);
+        const QList<int> ids = entries(f);
+        QCOMPARE(post(f, "next"), 204);
+        QTRY_COMPARE(player(f).value(text("entry")).toInt(), ids.at(1));
+        QTRY_COMPARE(state(f), text("playing"));
+        QCOMPARE(post(f, "previous"), 204);
+        QTRY_COMPARE(player(f).value(text("entry")).toInt(), ids.at(0));
+        QCOMPARE(post(f, "jump", {{text("entry"), ids.at(2)}}), 204);
+        QTRY_COMPARE(player(f).value(text("entry")).toInt(), ids.at(2));
+        QTRY_COMPARE(player(f).value(text("canSeek")).toBool(), true);
+        QCOMPARE(post(f, "seek", {{text("positionMs"), 15000}}), 204);
+        QTRY_VERIFY(player(f).value(text("positionMs")).toInt() >= 15000);
+        QCOMPARE(post(f, "stop"), 204);
+        QTRY_COMPARE(state(f), text("stopped"));
+        QCOMPARE(post(f, "seek", {{text("positionMs"), 1}}), 409);
+    }
+
+    void volumeAndModesAreSetOneByOneOrTogether()
+    {
+        ServerFixture f;
+        f.start();
+        QCOMPARE(post(f, "volume", {{text("percent"), 30}}), 204);
+        QCOMPARE(player(f).value(text("volumePercent")).toInt(), 30);
+        QCOMPARE(player(f).value(text("muted")).toBool(), false);
+        QCOMPARE(post(f, "volume", {{text("muted"), true}}), 204);
+        QCOMPARE(player(f).value(text("volumePercent")).toInt(), 30);
+        QCOMPARE(player(f).value(text("muted")).toBool(), true);
+        QCOMPARE(post(f, "volume", {{text("percent"), 70}, {text("muted"), false}}), 204);
+        QCOMPARE(player(f).value(text("volumePercent")).toInt(), 70);
+        QCOMPARE(player(f).value(text("muted")).toBool(), false);
+        for (const char* word : {"one", "all", "off"}) {
+            QCOMPARE(post(f, "mode", {{text("repeat"), text(word)}}), 204);
+            QCOMPARE(player(f).value(text("repeat")).toString(), text(word));
+        }
+        QCOMPARE(post(f, "mode", {{text("shuffle"), true}}), 204);
+        QCOMPARE(player(f).value(text("shuffle")).toBool(), true);
+        QCOMPARE(player(f).value(text("repeat")).toString(), text("off"));
+    }
+
+    void whatIsOfTheWrongTypeIsRefusedAndChangesNothing_data()
+    {
+        QTest::addColumn<QByteArray>("operation");
+        QTest::addColumn<QByteArray>("body");
+        const auto row = [](const char* operation, const char* body) {
+            QTest::addRow("%s %s", operation, body) << QByteArray(operation) << QByteArray(body);
+        };
+        row("jump", "{}");
+        row("jump", R"({"entry": "1"})");
+        row("jump", R"({"entry": null})");
+        row("jump", R"({"entry": 1.5})");
+        row("jump", R"({"entry": 0})");
+        row("jump", R"({"entry": 99999999999999999999})");
+        row("jump", R"({"entry": {"a": []}})");
+        row("seek", R"({"positionMs": -1})");
+        row("seek", R"({"positionMs": "0"})");
+        row("seek", "{}");
+        row("volume", "{}");
+        row("volume", R"({"percent": 101})");
+        row("volume", R"({"percent": -1})");
+        row("volume", R"({"percent": true})");
+        row("volume", R"({"muted": 1})");
+        row("volume", R"({"percent": 5, "muted": "no"})");
+        row("mode", "{}");
+        row("mode", R"({"repeat": "twice"})");
+        row("mode", R"({"repeat": true})");
+        row("mode", R"({"shuffle": "yes"})");
+        row("mode", R"({"shuffle": true, "repeat": 7})");
+        row("queue/add", "{}");
+        row("queue/add", R"({"path": "test:list"})");
+        row("queue/add", R"({"path": "test:list", "where": "front"})");
+        row("queue/add", R"({"path": "%% x", "where": "end"})");
+        row("queue/add", R"({"path": "test:list", "where": "end", "from": 5, "to": 2})");
+        row("queue/add", R"({"path": "test:list", "where": "end", "from": -5})");
+        row("queue/move", R"({"entry": 1})");
+        row("queue/move", R"({"before": 1})");
+        row("queue/move", R"({"entry": 1, "before": "2"})");
+        row("queue/remove", "{}");
+        row("queue/remove", R"({"entries": []})");
+        row("queue/remove", R"({"entries": 1})");
+        row("queue/remove", R"({"entries": [1, "2"]})");
+        row("queue/remove", R"({"entries": [1, [2]]})");
+    }
+    void whatIsOfTheWrongTypeIsRefusedAndChangesNothing()
+    {
+        QFETCH(QByteArray, operation);
+        QFETCH(QByteArray, body);
+        ServerFixture f;
+        f.start();
+        fill(f, 3);
+        const QJsonObject before = player(f);
+        const PanelReply reply = f.client().post("/api/player/" + operation, body);
+        QCOMPARE(reply.status, 400);
+        QVERIFY2(reply.detail().endsWith(QLatin1Char('.')), qPrintable(reply.detail()));
+        QCOMPARE(player(f), before);
+    }
+
+    void rowsComeNextOrAtTheEnd()
+    {
+        ServerFixture f;
+        for (const char* id : {"a", "b", "-folder", "c", "1", "2"})
+            f.addTrack(text(id), 20000);
+        f.start();
+        fill(f, 2);
+        QCOMPARE(f.client().post(addTarget, with(with(addition("end"), "from", 1), "to", 3)).status, 202);
+        QTRY_COMPARE(titles(f).join(QLatin1Char(',')), text("Track 1,Track 2,Track b,Track c"));
+        f.engine->jump(entries(f).first());
+        QCOMPARE(f.client().post(addTarget, with(with(addition("next"), "from", 0), "to", 0)).status, 202);
+        QTRY_COMPARE(titles(f).join(QLatin1Char(',')), text("Track 1,Track a,Track 2,Track b,Track c"));
+    }
+
+    void aListWithoutTracksOrWithoutAnswerIsANotice()
+    {
+        ServerFixture f;
+        f.worker.script.list << text("-1") << text("-2");
+        f.start();
+        EventReader reader(f.port);
+        QTRY_VERIFY(reader.events().size() >= 2);
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(reader.last(text("notification")),
+                     (QJsonObject{{text("title"), text("Nothing to play")},
+                                  {text("message"), text("The list holds no track that can be played.")}}));
+        QCOMPARE(
+            f.client()
+                .post(addTarget, QJsonObject{{text("path"), text("none:x")}, {text("where"), text("end")}})
+                .status,
+            202);
+        QTRY_COMPARE(reader.last(text("notification")),
+                     (QJsonObject{{text("title"), text("The queue is not complete")},
+                                  {text("message"), text("No service answers at \"none:x\".")}}));
+    }
+
+    void aTrackThatCannotBePlayedIsANotice()
+    {
+        ServerFixture f;
+        f.worker.script.list << text("1");
+        f.start();
+        EventReader reader(f.port);
+        QTRY_VERIFY(reader.events().size() >= 2);
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_VERIFY(reader.count(text("notification")) > 0);
+        QVERIFY(
+            reader.last(text("notification")).value(text("message")).toString().contains(text("no track")));
+    }
+
+    void aListThatFailsLeavesTheQueueAlone()
+    {
+        ServerFixture f;
+        f.start();
+        fill(f, 3);
+        EventReader reader(f.port);
+        QTRY_VERIFY(reader.events().size() >= 2);
+        QCOMPARE(f.client()
+                     .post(addTarget,
+                           QJsonObject{{text("path"), text("none:x")}, {text("where"), text("replace")}})
+                     .status,
+                 202);
+        QTRY_COMPARE(reader.count(text("notification")), 1);
+        QCOMPARE(titles(f).join(QLatin1Char(',')), text("Track 1,Track 2,Track 3"));
+    }
+
+    void tooManyListsAtOnceAreRefused()
+    {
+        ServerFixture f;
+        f.worker.silent = true;
+        f.start();
+        for (int i = 0; i < 8; ++i)
+            QCOMPARE(f.client().post(addTarget, addition("end")).status, 202);
+        QCOMPARE(f.client().post(addTarget, addition("end")).status, 503);
+    }
+
+    void theQueueIsReadInRanges()
+    {
+        ServerFixture f;
+        f.start();
+        fill(f, 250);
+        const QJsonObject page = queue(f, "from=100&to=199");
+        QCOMPARE(page.value(text("count")).toInt(), 250);
+        QCOMPARE(page.value(text("from")).toInt(), 100);
+        const QJsonArray list = page.value(text("entries")).toArray();
+        QCOMPARE(list.size(), 100);
+        QCOMPARE(list.first().toObject().value(text("row")).toObject().value(text("title")).toString(),
+                 text("Track 101"));
+        QCOMPARE(queue(f, "from=240&to=339").value(text("entries")).toArray().size(), 10);
+        QCOMPARE(queue(f, "from=900&to=901").value(text("entries")).toArray().size(), 0);
+        QCOMPARE(f.client().get("/api/player/queue?from=0&to=100").status, 400);
+        QCOMPARE(f.client().get("/api/player/queue").status, 400);
+    }
+
+    void twoBrowsersMoveTheSameQueue()
+    {
+        ServerFixture f;
+        f.start();
+        fill(f, 6);
+        const QList<int> ids = entries(f);
+        EventReader one(f.port);
+        EventReader two(f.port);
+        QTRY_VERIFY(one.events().size() >= 2 && two.events().size() >= 2);
+        const double revision = queue(f).value(text("revision")).toDouble();
+        // Both at once: each is done, in one order or the other, and nothing is lost.
+        const auto request = [&](int entry, const QByteArray& before) {
+            const QByteArray body = "{\"entry\":" + QByteArray::number(entry) + ",\"before\":" + before + "}";
+            return "POST /api/player/queue/move HTTP/1.1\r\nHost: " + f.client().host() +
+                   "\r\nContent-Type: application/json\r\nContent-Length: " +
+                   QByteArray::number(body.size()) + "\r\n\r\n" + body;
+        };
+        PendingReply first(f.port, request(ids.at(0), "null"));
+        PendingReply second(f.port, request(ids.at(5), QByteArray::number(ids.at(1))));
+        QVERIFY(first.wait(20000) && second.wait(20000));
+        QCOMPARE(first.reply().status, 200);
+        QCOMPARE(second.reply().status, 200);
+        QList<int> now = entries(f);
+        QCOMPARE(queue(f).value(text("revision")).toDouble(), revision + 2);
+        std::sort(now.begin(), now.end());
+        QCOMPARE(now, ids);
+        QTRY_COMPARE(one.last(text("queue")).value(text("revision")).toDouble(), revision + 2);
+        QTRY_COMPARE(two.last(text("queue")).value(text("revision")).toDouble(), revision + 2);
+        // What one has removed the other cannot move any longer, and is told so.
+        QCOMPARE(post(f, "queue/remove", {{text("entries"), QJsonArray{ids.at(2), ids.at(3)}}}), 200);
+        const PanelReply gone = f.client().post(
+            "/api/player/queue/move", QJsonObject{{text("entry"), ids.at(2)}, {text("before"), ids.at(4)}});
+        QCOMPARE(gone.status, 409);
+        QCOMPARE(gone.detail(), text("That entry is no longer in the queue."));
+        QCOMPARE(post(f, "queue/move", {{text("entry"), ids.at(4)}, {text("before"), ids.at(2)}}), 409);
+        QCOMPARE(post(f, "queue/remove", {{text("entries"), QJsonArray{ids.at(2)}}}), 409);
+        QCOMPARE(post(f, "queue/remove", {{text("entries"), QJsonArray{ids.at(2), ids.at(4)}}}), 200);
+        QCOMPARE(post(f, "jump", {{text("entry"), ids.at(2)}}), 409);
+        QCOMPARE(entries(f).size(), 3);
+        QCOMPARE(post(f, "queue/clear"), 200);
+        QCOMPARE(entries(f).size(), 0);
+        QTRY_COMPARE(two.last(text("queue")).value(text("count")).toInt(-1), 0);
+    }
+
+    void anEndWhileTheMainThreadIsAwayKeepsNobodyWaiting()
+    {
+        ServerFixture f;
+        f.start();
+        PendingReply waiting(f.port, "GET /api/player HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n");
+        // The request may or may not have come so far: this thread, which it needs, ends the server.
+        QVERIFY(waiting.socket().waitForConnected(20000));
+        QVERIFY(waiting.socket().waitForBytesWritten(20000) || waiting.isFinished());
+        f.server->stop();
+        QVERIFY(waiting.wait(20000));
+        QVERIFY(waiting.reply().status == 503 || waiting.reply().status == 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerPlayerTest)
+#include "server_player_test.moc"
