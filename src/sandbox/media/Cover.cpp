@@ -3,6 +3,7 @@
 #include "sandbox/catalogue/Draw.h"
 
 #include <algorithm>
+#include <cmath>
 #include <png.h>
 #include <stdexcept>
 #include <vector>
@@ -15,41 +16,118 @@ struct Colour
     int red, green, blue;
 };
 
-struct Disc
+/// A part of the picture in one colour. Places and lengths are in parts of the picture's side.
+struct Shape
 {
-    double x, y, radius; ///< in parts of the picture's side
+    enum Kind
+    {
+        Disc, ///< around (x, y)
+        Ring, ///< around (x, y), of the given width
+        Hill, ///< below a wave at the height y, which begins at x
+        Bar   ///< from x to x + size, top to bottom
+    } kind;
+    double x, y, size, width;
     Colour colour;
 };
-
-Colour colour(Draw& draw)
-{
-    return {draw.below(256), draw.below(256), draw.below(256)};
-}
 
 int blend(int from, int to, double share)
 {
     return from + static_cast<int>((to - from) * share);
 }
 
+Colour blend(const Colour& from, const Colour& to, double share)
+{
+    return {blend(from.red, to.red, share), blend(from.green, to.green, share),
+            blend(from.blue, to.blue, share)};
+}
+
+/// A colour by its hue (any number; 1 is once around), saturation and lightness.
+Colour colour(double hue, double saturation, double lightness)
+{
+    const double span = saturation * std::min(lightness, 1 - lightness);
+    const auto part = [&](double offset) {
+        const double place = std::fmod(offset + hue * 12, 12);
+        return static_cast<int>(255 *
+                                (lightness - span * std::clamp(std::min(place - 3, 9 - place), -1.0, 1.0)));
+    };
+    return {part(0), part(8), part(4)};
+}
+
+/// The shapes of a picture, from back to front: of one kind, in colours that go together.
+std::vector<Shape> shapes(Draw& draw, double hue)
+{
+    const auto kind = static_cast<Shape::Kind>(draw.below(4));
+    const double turn = draw.once(3) ? 0.45 : draw.once(2) ? 0.08 : -0.08;
+    const int count = kind == Shape::Bar ? 4 + draw.below(5) : 2 + draw.below(3);
+    const double middleX = 0.2 + 0.6 * draw.fraction();
+    const double middleY = 0.2 + 0.6 * draw.fraction();
+    std::vector<Shape> all;
+    for (int i = 0; i < count; ++i) {
+        const double step = double(i) / count;
+        Shape shape{};
+        shape.kind = kind;
+        const double roll = draw.fraction();
+        const double other = draw.fraction();
+        switch (kind) {
+        case Shape::Disc:
+            shape = {kind, roll, other, 0.14 + draw.fraction() * 0.3, 0, {}};
+            break;
+        case Shape::Ring:
+            shape = {kind, middleX, middleY, 0.85 - step * 0.7 - roll * 0.08, 0.05 + other * 0.08, {}};
+            break;
+        case Shape::Hill:
+            shape = {kind, roll * 6.28, 0.38 + step * 0.55, 0.04 + other * 0.07, 0, {}};
+            break;
+        case Shape::Bar:
+            shape = {kind, step + roll * 0.1, 0, (0.2 + other * 0.7) / count, 0, {}};
+            break;
+        }
+        shape.colour = colour(hue + (i % 2 ? turn : 0) + 1, 0.35 + draw.fraction() * 0.35,
+                              i % 2 ? 0.62 + draw.fraction() * 0.24 : 0.2 + draw.fraction() * 0.3);
+        all.push_back(shape);
+    }
+    return all;
+}
+
+/// How much of a pixel the shape covers, from 0 to 1.
+double coverage(const Shape& shape, double x, double y, int pixels)
+{
+    double inside = 0; // distance from the edge
+    switch (shape.kind) {
+    case Shape::Disc:
+        inside = shape.size - std::hypot(x - shape.x, y - shape.y);
+        break;
+    case Shape::Ring:
+        inside = shape.width / 2 - std::abs(shape.size - std::hypot(x - shape.x, y - shape.y));
+        break;
+    case Shape::Hill:
+        inside = y - shape.y - shape.size * std::sin(shape.x + x * 5);
+        break;
+    case Shape::Bar:
+        inside = std::min(x - shape.x, shape.x + shape.size - x);
+        break;
+    }
+    return std::clamp(inside * pixels + 0.5, 0.0, 1.0);
+}
+
 std::vector<unsigned char> paint(Draw draw, int pixels)
 {
-    const Colour top = colour(draw);
-    const Colour bottom = colour(draw);
-    std::vector<Disc> discs;
-    for (int i = 3 + draw.below(4); i > 0; --i)
-        discs.push_back({draw.fraction(), draw.fraction(), 0.08 + draw.fraction() * 0.25, colour(draw)});
+    const double hue = draw.fraction();
+    const double lightness = draw.once(3) ? 0.18 : 0.45 + draw.fraction() * 0.35;
+    const Colour top = colour(hue + 1, 0.45, lightness);
+    const Colour bottom = colour(hue + 1.07, 0.5, lightness * 0.72);
+    const std::vector<Shape> drawn = shapes(draw, hue + 0.04);
     std::vector<unsigned char> image;
     image.reserve(std::size_t(pixels) * std::size_t(pixels) * 3);
     for (int row = 0; row < pixels; ++row) {
         const double y = (row + 0.5) / pixels;
-        const Colour back{blend(top.red, bottom.red, y), blend(top.green, bottom.green, y),
-                          blend(top.blue, bottom.blue, y)};
         for (int column = 0; column < pixels; ++column) {
             const double x = (column + 0.5) / pixels;
-            Colour pixel = back;
-            for (const Disc& disc : discs) {
-                if ((x - disc.x) * (x - disc.x) + (y - disc.y) * (y - disc.y) < disc.radius * disc.radius)
-                    pixel = disc.colour;
+            Colour pixel = blend(top, bottom, y);
+            for (const Shape& shape : drawn) {
+                const double share = coverage(shape, x, y, pixels);
+                if (share > 0)
+                    pixel = blend(pixel, shape.colour, share);
             }
             for (const int part : {pixel.red, pixel.green, pixel.blue})
                 image.push_back(static_cast<unsigned char>(part));
