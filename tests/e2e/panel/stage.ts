@@ -1,0 +1,238 @@
+import { spawn, spawnSync, type ChildProcess } from "node:child_process";
+import { mkdirSync, mkdtempSync, rmSync, existsSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { fileURLToPath } from "node:url";
+import { join, resolve } from "node:path";
+import { chromium, type Browser, type BrowserContextOptions, type Page } from "playwright-core";
+import { expect } from "vitest";
+
+/** The real player, the real sandbox of the service and a real browser, each a process of its own. */
+
+export const root = resolve(fileURLToPath(new URL(".", import.meta.url)), "../../..");
+export const programs = resolve(process.env.PELK_BIN_DIR ?? join(root, "build/dev/bin"));
+export const screenshots = resolve(process.env.PELK_SCREENSHOTS ?? join(programs, "../screenshots"));
+
+/** How long anything may take on a machine that does much else. */
+export const patienceMs = Number(process.env.PELK_PATIENCE_MS ?? 60_000);
+
+/** The time that a whole test may take. */
+export const testLimitMs = 240_000;
+
+export const demo = { user: "demo@example.com", password: "demo" };
+
+/** Starts a program and waits for the line that says where it is. */
+async function launch(
+  name: string,
+  args: string[],
+  env: NodeJS.ProcessEnv,
+  told: RegExp,
+): Promise<{ process: ChildProcess; url: string }> {
+  const child = spawn(join(programs, name), args, { env, stdio: ["ignore", "pipe", "pipe"] });
+  let out = "";
+  let errors = "";
+  child.stderr!.on("data", (data: Buffer) => (errors = (errors + data.toString()).slice(-4000)));
+  const url = await new Promise<string>((found, failed) => {
+    const timer = setTimeout(
+      () => failed(new Error(`${name} did not start in time: ${out}${errors}`)),
+      patienceMs,
+    );
+    child.stdout!.on("data", (data: Buffer) => {
+      out += data.toString();
+      const match = told.exec(out);
+      if (!match) return;
+      clearTimeout(timer);
+      found(match[1]!);
+    });
+    child.on("exit", (code) => failed(new Error(`${name} ended with ${code}: ${out}${errors}`)));
+  });
+  return { process: child, url };
+}
+
+async function end(child: ChildProcess | undefined): Promise<number | null> {
+  if (!child || child.exitCode !== null) return child?.exitCode ?? null;
+  const gone = new Promise<number | null>((done) => child.once("exit", (code) => done(code)));
+  child.kill("SIGTERM");
+  return gone;
+}
+
+export interface Report {
+  endpoint: string;
+  items: Record<string, string>;
+}
+
+export class Stage {
+  private readonly home = mkdtempSync(join(tmpdir(), "panel-"));
+  private readonly env: NodeJS.ProcessEnv;
+  private sandbox: ChildProcess | undefined;
+  private pelk: ChildProcess | undefined;
+  private browser: Browser | undefined;
+  private control = "";
+  private readonly faults: string[] = [];
+  api = "";
+  /** Where the panel is. */
+  url = "";
+
+  private constructor() {
+    this.env = {
+      ...process.env,
+      HOME: this.home,
+      XDG_CONFIG_HOME: join(this.home, "config"),
+      XDG_STATE_HOME: join(this.home, "state"),
+      XDG_CACHE_HOME: join(this.home, "cache"),
+    };
+  }
+
+  static async open(options: { loggedIn?: boolean; sandbox?: string[] } = {}): Promise<Stage> {
+    const stage = new Stage();
+    try {
+      await stage.startSandbox(options.sandbox ?? []);
+      if (options.loggedIn ?? true)
+        stage.command(["login", demo.user, "--password-stdin"], `${demo.password}\n`);
+      await stage.startPlayer();
+      await stage.startBrowser();
+      return stage;
+    } catch (fault) {
+      await stage.close();
+      throw fault;
+    }
+  }
+
+  private async startSandbox(args: string[]): Promise<void> {
+    const port = this.api ? new URL(this.api).port : "0";
+    const { process: child, url } = await launch(
+      "qobuz-sandbox",
+      ["--port", port, ...args],
+      this.env,
+      /^qobuz-sandbox: (\S+)$/m,
+    );
+    this.sandbox = child;
+    this.api = url;
+    this.control = `${new URL(url).origin}/control/`;
+    const settings = spawnSync(join(root, "scripts/sandbox_settings"), [
+      url,
+      join(this.home, "config/pelk/pelk.ini"),
+    ]);
+    if (settings.status !== 0) throw new Error(settings.stderr.toString());
+  }
+
+  async startPlayer(): Promise<void> {
+    const port = this.url ? new URL(this.url).port : "0";
+    const { process: child, url } = await launch(
+      "pelk",
+      ["serve", "--listen", `127.0.0.1:${port}`],
+      this.env,
+      /^The panel is at (\S+?)\/?$/m,
+    );
+    this.pelk = child;
+    this.url = url;
+  }
+  /** Ends the player as Ctrl-C does; it has to end well. */
+  async stopPlayer(): Promise<void> {
+    expect(await end(this.pelk)).toBe(0);
+  }
+  async stopService(): Promise<void> {
+    await end(this.sandbox);
+  }
+  async startService(): Promise<void> {
+    await this.startSandbox([]);
+  }
+
+  private async startBrowser(): Promise<void> {
+    this.browser = await chromium.launch({
+      executablePath: process.env.PELK_CHROMIUM ?? "/usr/bin/chromium",
+      timeout: patienceMs,
+      args: [
+        "--headless",
+        "--no-sandbox",
+        "--disable-gpu",
+        "--disable-quic",
+        "--no-first-run",
+        "--disable-background-networking",
+        "--disable-component-update",
+        "--disable-sync",
+      ],
+    });
+  }
+
+  /** A browser of its own. Whatever its pages report as a mistake of theirs fails the test in close(). */
+  async page(options: BrowserContextOptions = {}, path = "/"): Promise<Page> {
+    const context = await this.browser!.newContext({
+      locale: "en-GB",
+      viewport: { width: 1440, height: 900 },
+      reducedMotion: "reduce",
+      ...options,
+    });
+    context.setDefaultTimeout(patienceMs);
+    const page = await context.newPage();
+    page.on("pageerror", (error) => this.faults.push(String(error)));
+    page.on("console", (message) => {
+      if (message.type() === "error" && !/Failed to load resource|ERR_/.test(message.text()))
+        this.faults.push(message.text());
+    });
+    await page.goto(this.url + path);
+    return page;
+  }
+
+  /** Runs the player's command line in the same home. */
+  command(args: string[], input = ""): string {
+    const run = spawnSync(join(programs, "pelk"), args, { env: this.env, input, encoding: "utf8" });
+    if (run.status !== 0) throw new Error(`pelk ${args.join(" ")}: ${run.stdout}${run.stderr}`);
+    return run.stdout;
+  }
+
+  async sandboxAnswers<T>(path: string, method = "GET", body?: unknown): Promise<T> {
+    const response = await fetch(this.control + path, {
+      method,
+      ...(body !== undefined && { body: JSON.stringify(body) }),
+    });
+    if (!response.ok) throw new Error(`${method} ${path}: ${response.status} ${await response.text()}`);
+    return (await response.json()) as T;
+  }
+  async fault(fault: Record<string, unknown>): Promise<void> {
+    await this.sandboxAnswers("faults", "POST", fault);
+  }
+  async noFaults(): Promise<void> {
+    await this.sandboxAnswers("faults", "DELETE");
+  }
+  async reports(): Promise<Report[]> {
+    return (await this.sandboxAnswers<{ reports: Report[] }>("reports")).reports;
+  }
+  /** The calls of an endpoint that the service received, as their query items. */
+  async calls(endpoint: string): Promise<URLSearchParams[]> {
+    const heard = await this.sandboxAnswers<{ requests: { target: string }[] }>("requests");
+    return heard.requests
+      .map(({ target }) => new URL(target, this.api))
+      .filter((url) => url.pathname.endsWith(endpoint))
+      .map((url) => url.searchParams);
+  }
+
+  /** What the player says of itself. */
+  async ask<T>(path: string): Promise<T> {
+    return (await (await fetch(this.url + path)).json()) as T;
+  }
+
+  async close(): Promise<void> {
+    await this.browser?.close();
+    await end(this.pelk);
+    await end(this.sandbox);
+    if (existsSync(this.home)) rmSync(this.home, { recursive: true, force: true });
+    expect(this.faults, "mistakes of the page").toEqual([]);
+  }
+}
+
+/** A picture of the page as it stands, once its own pictures are there. */
+export async function shot(page: Page, name: string): Promise<void> {
+  mkdirSync(screenshots, { recursive: true });
+  await page.waitForFunction(
+    () =>
+      document.fonts.status === "loaded" &&
+      [...document.querySelectorAll<HTMLImageElement>("img")].every((image) => {
+        const place = image.getBoundingClientRect();
+        const seen =
+          place.bottom > 0 && place.top < innerHeight && place.right > 0 && place.left < innerWidth;
+        const fades = image.closest(".cover") && !image.classList.contains("shown");
+        return !seen || (image.complete && !fades);
+      }),
+  );
+  await page.screenshot({ path: join(screenshots, `${name}.png`) });
+}
