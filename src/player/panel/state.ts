@@ -61,8 +61,8 @@ export function start(): void {
       values.value = { ...values.value, [path]: value };
       const now = loginState.value;
       if (now === lastLogin) return;
-      // Another listener has other favourites.
-      if (now === "loggedIn" || now === "loggedOut") {
+      // Another listener has other favourites. What the page has asked for at its start is this one's.
+      if (lastLogin !== "unknown" && (now === "loggedIn" || now === "loggedOut")) {
         lists.forget();
         listener.value++;
       }
@@ -123,6 +123,15 @@ export function byline(row: Row | null | undefined): string {
   return row?.metaData?.performer || row?.metaData?.artist || "";
 }
 
+/** Asks what a path is called and looks like, and remembers it; gives an empty text where nobody says it. */
+export async function learn(path: string): Promise<string> {
+  const data = await client.data(path, ["title", "icon", "containerType", "containerPlayable"]);
+  const row = { ...data, type: "container", path } as Row;
+  if (row.title) remember(row);
+  return row.title ?? "";
+}
+
+/** Keeps what a container's row says of it, for the pages that it leads to. */
 function remember(row: Row): void {
   if (row.type !== "container" || !row.path) return;
   known.add(row.path, {

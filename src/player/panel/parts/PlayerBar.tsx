@@ -15,7 +15,8 @@ export function PlayerBar() {
       <ProgressLine />
       <div class="player-track">
         {row ? (
-          <Link href="/playing" class="player-link" label={`${t.openNowPlaying}: ${titleOf(row)}`}>
+          <Link href="/playing" class="player-link">
+            <span class="unseen">{t.openNowPlaying}: </span>
             <Cover src={row.icon} />
             <span class="player-text">
               <span class="player-title" dir="auto">

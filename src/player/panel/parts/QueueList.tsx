@@ -87,10 +87,10 @@ export function QueueList() {
     frame = requestAnimationFrame(pull);
   };
 
-  const row = ({ index, aria }: Cell) => {
+  const row = ({ index, tells, aria }: Cell) => {
     const place = queue.place(index);
     if (place.state === "failed")
-      return index % queue.size === 0 ? (
+      return tells ? (
         <FailedRow
           key={`f${index}`}
           message={sentence(place.fault)}
@@ -119,10 +119,10 @@ export function QueueList() {
         </span>
         <button
           class="track-main"
-          aria-label={t.playTitle([title, byline(entry.row)].filter(Boolean).join(", "))}
           aria-current={current ? "true" : undefined}
           onClick={() => void attempt(client.jump(entry.id))}
         >
+          <span class="unseen">{t.play} </span>
           <span class="track-title" dir="auto">
             {title}
           </span>

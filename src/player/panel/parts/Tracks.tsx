@@ -30,10 +30,10 @@ export function TrackRow({ row, what, number, showAlbum, onPlay, aria }: Props) 
       <button
         class="track-main"
         disabled={!playable}
-        aria-label={t.playTitle([titleOf(row), person].filter(Boolean).join(", "))}
         aria-current={current ? "true" : undefined}
         onClick={onPlay}
       >
+        <span class="unseen">{t.play} </span>
         <span class="track-title" dir="auto">
           {titleOf(row)}
         </span>

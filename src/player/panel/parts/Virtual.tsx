@@ -9,8 +9,13 @@ const restMs = 70;
 /** or after this long at the latest. */
 const longestMs = 300;
 
+/** In a list of one column, each of so many rows tells that its range failed. */
+const tellingRows = 6;
+
 export interface Cell {
   index: number;
+  /** Whether a failure of this row's range is told here: so often that one telling can always be seen. */
+  tells: boolean;
   /** For the element of a row: its place in the whole list, for those who do not see it. */
   aria: { role: "listitem"; "aria-setsize": number; "aria-posinset": number };
 }
@@ -95,7 +100,11 @@ export function Virtual<T>({ list, label, grid, lineHeight = 60, class: name = "
   const cells: ComponentChildren[] = [];
   for (let index = part.first; index <= part.last; ++index)
     cells.push(
-      draw({ index, aria: { role: "listitem", "aria-setsize": shape.count, "aria-posinset": index + 1 } }),
+      draw({
+        index,
+        tells: index % (shape.columns > 1 ? shape.columns : tellingRows) === 0,
+        aria: { role: "listitem", "aria-setsize": shape.count, "aria-posinset": index + 1 },
+      }),
     );
   return (
     <div

@@ -4,7 +4,7 @@ import { ancestors, isItem, layoutOf } from "../model/paths";
 import { browseUrl } from "../model/routes";
 import type { Ranges } from "../model/ranges";
 import { trail, type Step } from "../router";
-import { attempt, client, known, lists, sentence, t, titleOf } from "../state";
+import { attempt, client, known, learn, lists, sentence, t, titleOf } from "../state";
 import { MoreButton, play } from "../parts/Actions";
 import { Cover } from "../parts/Cover";
 import { Icon } from "../parts/Icon";
@@ -15,7 +15,7 @@ import { FailedRow, TrackRow, TrackSkeleton } from "../parts/Tracks";
 import { Virtual } from "../parts/Virtual";
 import { Section } from "./Section";
 
-const grid = { least: 160, gap: 24, below: 58 };
+const grid = { least: 160, gap: 22, below: 50 };
 const trackHeight = 60;
 
 /** Any list of the content model: what it holds decides how it looks. */
@@ -63,10 +63,8 @@ function useTitle(path: string, titleInUrl: string): string {
     setTitle("");
     if (remembered) return;
     let current = true;
-    client.data(path, ["title"]).then(
-      (data) => {
-        const said = typeof data["title"] === "string" ? data["title"] : "";
-        if (said) known.add(path, { ...known.get(path), title: said });
+    learn(path).then(
+      (said) => {
         if (current) setTitle(said);
       },
       () => undefined, // the address has one, or the list says what is wrong
@@ -86,17 +84,17 @@ function useSteps(path: string): Step[] {
   const missing = paths.filter((p) => !known.get(p)).join(" ");
   useEffect(() => {
     for (const parent of missing ? missing.split(" ") : [])
-      client.data(parent, ["title"]).then(
-        (data) => {
-          if (typeof data["title"] !== "string" || !data["title"]) return;
-          known.add(parent, { title: data["title"] });
-          setLoaded((n) => n + 1);
-        },
+      learn(parent).then(
+        () => setLoaded((n) => n + 1),
         () => undefined, // a step without a name is left out
       );
   }, [missing]);
   return (
-    came ?? paths.flatMap((p) => (known.get(p) ? [{ title: known.get(p)!.title, url: browseUrl(p) }] : []))
+    came ??
+    paths.flatMap((step) => {
+      const title = known.get(step)?.title;
+      return title ? [{ title, url: browseUrl(step) }] : [];
+    })
   );
 }
 
@@ -188,10 +186,10 @@ function Covers({ list, title, steps }: { list: Ranges<Row>; title: string; step
       list={list}
       label={title}
       grid={grid}
-      draw={({ index, aria }) => {
+      draw={({ index, tells, aria }) => {
         const place = list.place(index);
         if (place.state === "ready") return <Tile key={index} row={place.item} steps={steps} aria={aria} />;
-        if (place.state === "failed" && index % list.size === 0)
+        if (place.state === "failed" && tells)
           return (
             <FailedTile
               key={index}
@@ -227,10 +225,10 @@ function Tracks({ list, title, path }: { list: Ranges<Row>; title: string; path:
       label={title}
       lineHeight={trackHeight}
       class={onAlbum ? "track-list" : "track-list with-album"}
-      draw={({ index, aria }) => {
+      draw={({ index, tells, aria }) => {
         const place = list.place(index);
         if (place.state === "failed")
-          return index % list.size === 0 ? (
+          return tells ? (
             <FailedRow
               key={index}
               message={sentence(place.fault)}

@@ -37,7 +37,7 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
   if (hideEmpty && count === 0) return null;
   const shown = layout === "tracks" ? tracksShown : tilesShown;
   return (
-    <section class="section">
+    <section class="section" data-layout={layout}>
       <div class="section-head">
         <h2>
           <Link href={urlOf(row)} steps={steps}>
@@ -138,12 +138,29 @@ function Tabs({
   const open = menu.find((row) => row.path === chosen) ?? menu[0];
   return (
     <>
-      <div class="tabs" role="group" aria-label={label}>
-        {menu.map((row) => (
-          <button key={row.path} class="tab" aria-pressed={row === open} onClick={() => setChosen(row.path)}>
-            {titleOf(row)}
-          </button>
-        ))}
+      <div class="tabs">
+        <div role="group" aria-label={label}>
+          {menu.map((row) => (
+            <button
+              key={row.path}
+              class="tab"
+              aria-pressed={row === open}
+              onClick={() => setChosen(row.path)}
+            >
+              {titleOf(row)}
+            </button>
+          ))}
+        </div>
+        {open && (
+          <Link
+            href={urlOf(open)}
+            steps={steps}
+            class="see-all"
+            label={t.seeAllOf(`${label}, ${titleOf(open)}`)}
+          >
+            {t.seeAll}
+          </Link>
+        )}
       </div>
       {open && <Preview key={open.path} row={open} steps={steps} />}
     </>
@@ -160,19 +177,10 @@ function Preview({ row, steps }: { row: Row; steps?: Step[] | undefined }) {
   if (list.count === 0) return <p class="empty">{t.empty}</p>;
   const rows = range(Math.min(list.count, tilesShown)).map((i) => list.at(i));
   const layout = layoutOf(rows[0]);
-  return (
-    <>
-      {layout === "tracks" ? (
-        <TrackShelf rows={rows.slice(0, tracksShown)} path={path} label={titleOf(row)} />
-      ) : (
-        <Shelf rows={rows} steps={steps} label={titleOf(row)} />
-      )}
-      {list.count > (layout === "tracks" ? tracksShown : tilesShown) && (
-        <Link href={urlOf(row)} steps={steps} class="see-all below" label={t.seeAllOf(titleOf(row))}>
-          {t.seeAll}
-        </Link>
-      )}
-    </>
+  return layout === "tracks" ? (
+    <TrackShelf rows={rows.slice(0, tracksShown)} path={path} label={titleOf(row)} />
+  ) : (
+    <Shelf rows={rows} steps={steps} label={titleOf(row)} />
   );
 }
 

@@ -1,0 +1,101 @@
+import type { Page } from "playwright-core";
+import { afterAll, beforeAll, describe, expect, test } from "vitest";
+import { demo, patienceMs, Stage, testLimitMs } from "./stage";
+
+let stage: Stage;
+let page: Page;
+beforeAll(async () => {
+  stage = await Stage.open({ loggedIn: false });
+  page = await stage.page();
+}, testLimitMs);
+afterAll(() => stage?.close(), testLimitMs);
+
+async function logIn(password: string): Promise<void> {
+  await page.getByLabel("User name or e-mail").fill(demo.user);
+  await page.getByLabel("Password", { exact: true }).fill(password);
+  await page.getByRole("button", { name: "Log in" }).click();
+}
+
+describe("the account", { timeout: testLimitMs }, () => {
+  test("is asked for at the first start, whatever the address", async () => {
+    await page.getByRole("heading", { name: "Welcome" }).waitFor();
+    expect(await page.getByText("You are not logged in.").isVisible()).toBe(true);
+    await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
+    await page.getByRole("heading", { name: "Welcome" }).waitFor();
+  });
+
+  test("says what the service says to a wrong password", async () => {
+    await page.goto(stage.url);
+    await logIn("wrong");
+    const said = page.getByRole("alert");
+    await said.waitFor();
+    // The service's own words.
+    expect(await said.textContent()).toBe("Invalid username/email and password combination");
+    await page.getByText("The login failed.").waitFor();
+  });
+
+  test("opens the music once the password is right, in every browser at once", async () => {
+    const other = await stage.page();
+    await other.getByRole("heading", { name: "Welcome" }).waitFor();
+    await logIn(demo.password);
+    await page.getByRole("heading", { name: "Discover" }).waitFor();
+    await other.getByRole("heading", { name: "Discover" }).waitFor();
+    await other.context().close();
+  });
+
+  test("tells who is logged in", async () => {
+    await page.getByRole("link", { name: "Account" }).first().click();
+    await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
+    expect(await page.title()).toBe("Account · Pelk");
+  });
+
+  test("chooses the sound quality in words, and the choice is kept", async () => {
+    const finest = page.getByRole("radio", { name: /The finest there is/ });
+    await finest.check();
+    await expect.poll(() => stage.command(["quality"]).trim(), { timeout: patienceMs }).toBe("hires192");
+    await page.reload();
+    await expect.poll(() => finest.isChecked(), { timeout: patienceMs }).toBe(true);
+  });
+
+  test("shows a quality that another browser chose", async () => {
+    const other = await stage.page({}, "/account");
+    await other.getByRole("radio", { name: /Saves data/ }).check();
+    await expect
+      .poll(() => page.getByRole("radio", { name: /Saves data/ }).isChecked(), { timeout: patienceMs })
+      .toBe(true);
+    await other.context().close();
+  });
+
+  test.each([
+    ["de-AT", "de", "Konto", "Entdecken", "Klangqualität"],
+    ["fr", "fr", "Compte", "Découvrir", "Qualité sonore"],
+  ])("speaks the browser's language: %s", async (locale, language, account, _discover, quality) => {
+    const other = await stage.page({ locale }, "/account");
+    await other.getByRole("heading", { name: account }).waitFor();
+    await other.getByText(quality, { exact: true }).waitFor();
+    expect(await other.locator("html").getAttribute("lang")).toBe(language);
+    await other.context().close();
+  });
+
+  test("no answer that the page gets carries the password or a token", async () => {
+    await page.goto(`${stage.url}/account`);
+    const heard: string[] = [];
+    page.on("response", async (response) => {
+      if (response.url().includes("/api/data")) heard.push(await response.text().catch(() => ""));
+    });
+    await page.getByRole("button", { name: "Log out" }).click();
+    await page.getByText("You are not logged in.").waitFor();
+    await logIn(demo.password);
+    await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
+    await expect.poll(() => heard.length, { timeout: patienceMs }).toBeGreaterThan(0);
+    expect(heard.join("\n")).not.toMatch(/token|"demo"/i);
+  });
+
+  test("leaves the music when it logs out", async () => {
+    await page.getByRole("button", { name: "Log out" }).click();
+    await page.getByText("You are not logged in.").waitFor();
+    await page.getByRole("link", { name: "Home", exact: true }).click();
+    await page.getByRole("heading", { name: "Welcome" }).waitFor();
+    expect(() => stage.command(["status"])).toThrow(/nobody is logged in/);
+  });
+});

@@ -1,0 +1,248 @@
+import type { Page } from "playwright-core";
+import { afterAll, beforeAll, describe, expect, test } from "vitest";
+import { patienceMs, Stage, testLimitMs } from "./stage";
+
+let stage: Stage;
+let page: Page;
+beforeAll(async () => {
+  stage = await Stage.open();
+  page = await stage.page();
+}, testLimitMs);
+afterAll(() => stage?.close(), testLimitMs);
+
+const heading = (name: string) => page.getByRole("heading", { name, exact: true, level: 1 });
+const browse = (path: string): Promise<unknown> =>
+  page.goto(`${stage.url}/browse?path=${encodeURIComponent(path)}`);
+const firstTile = () => page.locator(".tile-link").first();
+const crumbs = async (): Promise<string[]> =>
+  page.getByRole("navigation", { name: "Where you are" }).getByRole("listitem").allTextContents();
+
+describe("browsing", { timeout: testLimitMs }, () => {
+  test("begins with the branches of the menu, and what each begins with", async () => {
+    for (const name of ["Discover", "My Playlists", "Favourites", "Purchases"])
+      await page.getByRole("heading", { name, level: 2 }).waitFor();
+    await page.getByRole("list", { name: "Albums" }).first().getByRole("listitem").first().waitFor();
+    await page.getByRole("button", { name: "Artists" }).first().click();
+    await page.getByRole("list", { name: "Artists" }).first().getByRole("listitem").first().waitFor();
+  });
+
+  test.each([
+    ["featured/albums", "Albums", ".tile", ["Home", "Discover", "Albums"]],
+    ["featured/artists", "Artists", ".tile.round", ["Home", "Discover", "Artists"]],
+    ["featured/playlists", "Playlists", ".tile", ["Home", "Discover", "Playlists"]],
+    ["playlists", "My Playlists", ".tile", ["Home", "My Playlists"]],
+    ["favourites/tracks", "Tracks", ".track-title", ["Home", "Favourites", "Tracks"]],
+    ["favourites/albums", "Albums", ".tile", ["Home", "Favourites", "Albums"]],
+    ["favourites/artists", "Artists", ".tile.round", ["Home", "Favourites", "Artists"]],
+    ["purchases/tracks", "Tracks", ".track-title", ["Home", "Purchases", "Tracks"]],
+    ["purchases/albums", "Albums", ".tile", ["Home", "Purchases", "Albums"]],
+  ])("shows %s, opened by its address alone", async (base, title, cell, expected) => {
+    await page.evaluate(() => sessionStorage.clear());
+    await browse(`qobuz:${base}`);
+    await heading(title).waitFor();
+    await page.locator(`${cell}:not(.skeleton)`).first().waitFor();
+    await expect.poll(crumbs, { timeout: patienceMs }).toEqual(expected);
+    expect(await page.title()).toBe(`${title} · Pelk`);
+  });
+
+  test("asks for each range once", async () => {
+    await stage.sandboxAnswers("requests", "DELETE");
+    await browse("qobuz:featured/albums");
+    await firstTile().waitFor();
+    await page.goto(`${stage.url}/account`);
+    await page.getByText(/logged in as/).waitFor();
+    expect((await stage.calls("catalog/getFeatured")).map(String)).toEqual(["offset=0&limit=50&type=albums"]);
+  });
+
+  test("leads from an artist to an album to its tracks, and back with the browser's button", async () => {
+    await browse("qobuz:featured/artists");
+    const artist = (await firstTile().locator(".tile-title").textContent())!;
+    await firstTile().click();
+    await heading(artist).waitFor();
+    const album = (await firstTile().locator(".tile-title").textContent())!;
+    await firstTile().click();
+    await heading(album).waitFor();
+    await page.locator(".track-title").first().waitFor();
+    expect(await page.locator(".track-number").first().textContent()).toBe("1");
+    expect(await crumbs()).toEqual(["Home", "Discover", "Artists", artist, album]);
+    const address = page.url();
+
+    await page.goBack();
+    await heading(artist).waitFor();
+    await page.goBack();
+    await heading("Artists").waitFor();
+    await page.goForward();
+    await heading(artist).waitFor();
+
+    // The address says all that another browser needs.
+    const other = await stage.page({}, address.slice(stage.url.length));
+    await other.getByRole("heading", { name: album, exact: true, level: 1 }).waitFor();
+    await other.locator(".track-title").first().waitFor();
+    await other.context().close();
+  });
+
+  test("comes back to where a list was left", async () => {
+    await browse("qobuz:featured/albums");
+    await firstTile().waitFor();
+    await page.evaluate(() => scrollTo(0, 20_000));
+    const seen = page.locator(".tile:not(.skeleton) .tile-link").first();
+    await expect
+      .poll(() => seen.evaluate((link) => link.getBoundingClientRect().top), { timeout: patienceMs })
+      .toBeLessThan(900);
+    const before = await page.evaluate(() => scrollY);
+    const inView = page.locator(".tile:not(.skeleton) .tile-link").nth(8);
+    const title = (await inView.locator(".tile-title").textContent())!;
+    await inView.click();
+    await heading(title).waitFor();
+    expect(await page.evaluate(() => scrollY)).toBe(0);
+    await page.goBack();
+    await heading("Albums").waitFor();
+    await expect
+      .poll(() => page.evaluate(() => scrollY), { timeout: patienceMs })
+      .toBeGreaterThan(before - 1500);
+    await page.locator(".tile-title", { hasText: title }).first().waitFor();
+  });
+
+  test("scrolls through a list of 12,000 albums to its end, and holds only what is near", async () => {
+    // A search that finds every album that has the letter in its name, thousands of them.
+    const path = "qobuz:search/albums?query=a";
+    const { count } = await stage.ask<{ count: number }>(
+      `/api/rows?path=${encodeURIComponent(path)}&from=0&to=0`,
+    );
+    await stage.sandboxAnswers("requests", "DELETE");
+    await page.setViewportSize({ width: 1440, height: 900 });
+    await browse(path);
+    await firstTile().waitFor();
+    const last = page.locator(`[aria-posinset="${count}"]:not(.skeleton) .tile-title`);
+    await expect
+      .poll(
+        async () => {
+          await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
+          return last.count();
+        },
+        { timeout: patienceMs },
+      )
+      .toBe(1);
+    expect(count).toBeGreaterThan(5_000);
+    expect(await page.locator(".tile").count()).toBeLessThan(120);
+    // What passed by was not asked for: some ranges at the top and at the end.
+    const asked = (await stage.calls("album/search")).length;
+    expect(asked).toBeLessThan(20);
+  });
+
+  test("shows what is held together by number of rows, every row in its place", async () => {
+    await browse("qobuz:favourites/tracks");
+    await page.locator(".track-title").first().waitFor();
+    for (const at of [300, 777, 1_299]) {
+      await page.evaluate((row) => {
+        const list = document.querySelector(".virtual")!;
+        scrollTo(0, list.getBoundingClientRect().top + scrollY + row * 60 - 200);
+      }, at);
+      const title = page.locator(`[aria-posinset="${at + 1}"] .track-title`);
+      await title.waitFor();
+      const { rows } = await stage.ask<{ rows: { title: string }[] }>(
+        `/api/rows?path=qobuz%3Afavourites%2Ftracks&from=${at}&to=${at}`,
+      );
+      expect((await title.textContent())!.trim()).toBe(rows[0]!.title.trim() || "Untitled");
+    }
+  });
+
+  test("offers to try again where a range could not be had, and keeps what is there", async () => {
+    await browse("qobuz:purchases/tracks");
+    await page.locator(".track-title").first().waitFor();
+    await stage.fault({
+      endpoint: "purchase/getUserPurchases",
+      kind: "status",
+      status: 503,
+      message: "Closed for lunch",
+      count: 1,
+    });
+    await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
+    const failed = page.locator(".failed-row").first();
+    await failed.waitFor();
+    expect(await failed.textContent()).toContain("Closed for lunch");
+    await failed.getByRole("button", { name: "Try again" }).click();
+    await page.locator('[aria-posinset="58"] .track-title').waitFor();
+    await page.evaluate(() => scrollTo(0, 0));
+    await page.locator('[aria-posinset="1"] .track-title').waitFor();
+  });
+
+  test("says why a list could not be had, and tries again", async () => {
+    await stage.fault({
+      endpoint: "favorite/getUserFavorites",
+      kind: "status",
+      status: 500,
+      message: "The cellar is flooded",
+      count: 1,
+    });
+    await browse("qobuz:favourites/albums");
+    const failure = page.getByRole("alert");
+    await failure.waitFor();
+    expect(await failure.textContent()).toContain("The cellar is flooded");
+    await failure.getByRole("button", { name: "Try again" }).click();
+    await firstTile().waitFor();
+  });
+
+  test("does not freeze while the service is slow, and shows what comes", async () => {
+    await stage.fault({ endpoint: "*", kind: "delay", ms: 1500, count: -1 });
+    await page.goto(stage.url);
+    await page.locator(".skeleton").first().waitFor();
+    await page.getByRole("link", { name: "Account" }).first().click();
+    await page.getByRole("heading", { name: "Account" }).waitFor();
+    await page.goBack();
+    await firstTile().waitFor();
+    await stage.noFaults();
+  });
+
+  test("shows a stand-in where a cover is not to be had", async () => {
+    await stage.fault({ endpoint: "cover", kind: "status", status: 404, count: -1 });
+    const other = await stage.page({}, "/browse?path=qobuz%3Apurchases%2Falbums");
+    await other.locator(".tile:not(.skeleton) .cover > .icon").first().waitFor();
+    expect(await other.locator(".tile-title").first().isVisible()).toBe(true);
+    await expect.poll(() => other.locator(".tile .cover > img").count(), { timeout: patienceMs }).toBe(0);
+    await stage.noFaults();
+    await other.context().close();
+  });
+
+  test("keeps what was loaded while the service is away, and goes on when it is back", async () => {
+    await browse("qobuz:favourites/albums");
+    await firstTile().waitFor();
+    await stage.stopService();
+    const title = (await firstTile().locator(".tile-title").textContent())!;
+    await firstTile().click();
+    await page.getByRole("alert").waitFor();
+    await page.goBack();
+    await page.locator(".tile-title", { hasText: title }).first().waitFor();
+    await stage.startService();
+    await firstTile().click();
+    const again = page.getByRole("button", { name: "Try again" });
+    await expect
+      .poll(
+        async () => {
+          if (await again.isVisible()) await again.click().catch(() => undefined);
+          return page.locator(".track-title").count();
+        },
+        { timeout: patienceMs },
+      )
+      .toBeGreaterThan(0);
+  });
+
+  test("says that the player is away, and comes back by itself", async () => {
+    await browse("qobuz:featured/albums");
+    await firstTile().waitFor();
+    await stage.stopPlayer();
+    await page.getByText("The player does not answer. Trying again…").waitFor();
+    expect(await firstTile().isVisible()).toBe(true);
+    await stage.startPlayer();
+    await page.getByText("The player does not answer. Trying again…").waitFor({ state: "detached" });
+    await firstTile().click();
+    await page.locator(".track-title").first().waitFor();
+  });
+
+  test("says so where there is nothing", async () => {
+    await page.goto(`${stage.url}/nowhere`);
+    await page.getByText("There is nothing at this address.").waitFor();
+    await page.getByRole("link", { name: "Go to the start page" }).click();
+    await page.getByRole("heading", { name: "Discover" }).waitFor();
+  });
+});

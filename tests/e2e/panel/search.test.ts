@@ -1,0 +1,117 @@
+import type { Page } from "playwright-core";
+import { afterAll, beforeAll, describe, expect, test } from "vitest";
+import { patienceMs, Stage, testLimitMs } from "./stage";
+
+let stage: Stage;
+let page: Page;
+beforeAll(async () => {
+  stage = await Stage.open();
+  page = await stage.page({}, "/search");
+}, testLimitMs);
+afterAll(() => stage?.close(), testLimitMs);
+
+const box = () => page.getByRole("searchbox", { name: "Search" });
+const sections = (): Promise<string[]> =>
+  page.getByRole("heading", { level: 2 }).evaluateAll((all) => all.map((each) => each.textContent ?? ""));
+
+describe("searching", { timeout: testLimitMs }, () => {
+  test("begins with an empty box that has the focus", async () => {
+    await page.getByText("What would you like to hear?").waitFor();
+    await expect.poll(() => box().evaluate((input) => document.activeElement === input)).toBe(true);
+  });
+
+  test("finds artists, albums, tracks and playlists as one types", async () => {
+    await stage.sandboxAnswers("requests", "DELETE");
+    await box().pressSequentially("sun");
+    await page.getByRole("list", { name: "Tracks" }).getByRole("listitem").first().waitFor();
+    await expect
+      .poll(sections, { timeout: patienceMs })
+      .toEqual(["Artists", "Albums", "Tracks", "Playlists"]);
+    expect(new URL(page.url()).search).toBe("?q=sun");
+    // Each letter alone was not worth a search.
+    const asked = (await stage.calls("track/search")).map((items) => items.get("query"));
+    expect(asked.at(-1)).toBe("sun");
+    expect(asked.length).toBeLessThanOrEqual(3);
+  });
+
+  test.each(["カロ", "δρα", "Дка", "šel", "كا", "100% + \\", "&amp;"])(
+    "finds %s as it is written",
+    async (text) => {
+      await stage.sandboxAnswers("requests", "DELETE");
+      await box().fill(text);
+      const first = page.locator(".results .tile-title, .results .track-title").first();
+      await first.waitFor();
+      await expect.poll(() => new URL(page.url()).searchParams.get("q"), { timeout: patienceMs }).toBe(text);
+      await expect
+        .poll(async () => (await stage.calls("track/search")).map((items) => items.get("query")), {
+          timeout: patienceMs,
+        })
+        .toContain(text);
+      // A row of another search may still stand there at first.
+      await expect
+        .poll(
+          async () => {
+            const titles = await page
+              .locator(".results .tile-title, .results .track-title")
+              .allTextContents();
+            return titles.some((title) => title.toLowerCase().includes(text.toLowerCase()));
+          },
+          { timeout: patienceMs },
+        )
+        .toBe(true);
+    },
+  );
+
+  test("shows nothing of a search whose answer comes too late", async () => {
+    await stage.fault({ endpoint: "track/search", kind: "delay", ms: 3000, count: 1 });
+    await box().fill("amber");
+    await expect
+      .poll(async () => (await stage.calls("track/search")).some((items) => items.get("query") === "amber"), {
+        timeout: patienceMs,
+      })
+      .toBe(true);
+    await box().fill("velvet");
+    const list = page.getByRole("list", { name: "Tracks" });
+    const titles = (): Promise<string[]> => list.locator(".track-title").allTextContents();
+    await expect.poll(async () => (await titles()).length, { timeout: patienceMs }).toBeGreaterThan(0);
+    expect((await titles()).join("\n")).toMatch(/velvet/i);
+    await expect
+      .poll(async () => (await stage.sandboxAnswers<{ faults: unknown[] }>("faults")).faults.length)
+      .toBe(0);
+    expect((await titles()).join("\n")).not.toMatch(/amber/i);
+    await stage.noFaults();
+  });
+
+  test("says when nothing was found", async () => {
+    await box().fill("qqqqqqqqqq");
+    await page.getByText("Nothing was found for “qqqqqqqqqq”.").waitFor();
+  });
+
+  test("leads to what was found, and back to the search", async () => {
+    await box().fill("summer");
+    const found = page.getByRole("list", { name: "Albums" }).locator(".tile-link").first();
+    await found.waitFor();
+    await expect.poll(() => new URL(page.url()).search, { timeout: patienceMs }).toBe("?q=summer");
+    const title = (await found.locator(".tile-title").textContent())!;
+    await found.click();
+    await page.getByRole("heading", { name: title, exact: true, level: 1 }).waitFor();
+    await page.getByRole("link", { name: "Search: summer" }).waitFor();
+    await page.goBack();
+    await found.waitFor();
+    expect(await box().inputValue()).toBe("summer");
+  });
+
+  test("shows the whole of a kind", async () => {
+    await page.getByRole("link", { name: "See all of Tracks" }).click();
+    await page.getByRole("heading", { name: "Tracks", exact: true, level: 1 }).waitFor();
+    await page.locator(".track-title").first().waitFor();
+    expect(Number(await page.locator(".track").first().getAttribute("aria-setsize"))).toBeGreaterThan(50);
+  });
+
+  test("can be opened by its address", async () => {
+    const other = await stage.page({}, `/search?q=${encodeURIComponent("δρα")}`);
+    await other.locator(".results .track-title").first().waitFor();
+    expect(await other.getByRole("searchbox").inputValue()).toBe("δρα");
+    await other.context().close();
+  });
+});
