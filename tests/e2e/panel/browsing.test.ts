@@ -46,6 +46,8 @@ describe("browsing", { timeout: testLimitMs }, () => {
   });
 
   test("asks for each range once", async () => {
+    await page.goto(`${stage.url}/account`);
+    await page.getByText(/logged in as/).waitFor();
     await stage.sandboxAnswers("requests", "DELETE");
     await browse("qobuz:featured/albums");
     await firstTile().waitFor();
