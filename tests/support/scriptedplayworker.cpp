@@ -72,6 +72,7 @@ void ScriptedPlayWorker::setDataRequest(const CMSetDataRequest& request)
                       .trimmed();
         request.reply().setValue(QVariant());
     } else if (request.path().base() == QLatin1String("preplay") && request.role() == PelkRoles::PrePlay()) {
+        resolved << request.path().param(QStringLiteral("id"));
         if (holdAnswers)
             held.append(request);
         else
@@ -95,6 +96,7 @@ void ScriptedPlayWorker::resolve(const CMSetDataRequest& request) const
     mediaData.setMetaData(metaData);
     PelkResource resource;
     resource.setUri(uris.value(id));
+    resource.setMaxIdleTime(maxIdleMs);
     PelkList<PelkResource> resources;
     resources.append(resource);
     mediaData.setResources(resources);

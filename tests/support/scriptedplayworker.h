@@ -22,8 +22,13 @@ public:
     bool holdAnswers = false;
     QList<CMSetDataRequest> held;
 
+    /// What the streams say about how long their addresses hold; 0 is nothing.
+    qint64 maxIdleMs = 0;
+
     QStringList states;
     QStringList rowRequests;
+    /// The ids whose streams were asked for.
+    QStringList resolved;
 
     static CMPath listPath();
     static PelkRoles row(const QString& id);

@@ -37,7 +37,17 @@ bool findDevice()
     return opened;
 }
 
-void onHandoff(GstElement* /*sink*/, GstBuffer* buffer, GstPad* pad, gpointer output)
+/// Whatever comes after the first sound is brought into its form, in the same pipeline too.
+void keepForm(GstElement* sink, GstCaps* caps)
+{
+    GstObject* bin = gst_element_get_parent(sink);
+    GstElement* form = gst_bin_get_by_name(GST_BIN(bin), "form");
+    g_object_set(form, "caps", caps, nullptr);
+    gst_object_unref(form);
+    gst_object_unref(bin);
+}
+
+void onHandoff(GstElement* sink, GstBuffer* buffer, GstPad* pad, gpointer output)
 {
     GstCaps* caps = gst_pad_get_current_caps(pad);
     if (!caps)
@@ -48,11 +58,14 @@ void onHandoff(GstElement* /*sink*/, GstBuffer* buffer, GstPad* pad, gpointer ou
     gst_structure_get_int(structure, "channels", &format.channels);
     const gchar* sample = gst_structure_get_string(structure, "format");
     format.bits = sample && qstrcmp(sample, "S16LE") == 0 ? 16 : 24;
+    auto* wav = static_cast<WavOutput*>(output);
+    if (!wav->format().isSet())
+        keepForm(sink, caps);
     gst_caps_unref(caps);
     GstMapInfo map;
     if (!gst_buffer_map(buffer, &map, GST_MAP_READ))
         return;
-    static_cast<WavOutput*>(output)->take(format, reinterpret_cast<const char*>(map.data), qint64(map.size));
+    wav->take(format, reinterpret_cast<const char*>(map.data), qint64(map.size));
     gst_buffer_unmap(buffer, &map);
 }
 
@@ -86,12 +99,13 @@ GstElement* WavOutput::makeSink(QString* error)
                                              .arg(fixed.bits)
                                              .arg(fixed.rateHz)
                                              .arg(fixed.channels)
-                                       : QStringLiteral("format={S16LE,S24LE}");
-    GstElement* bin = makeBin(QStringLiteral("audioconvert ! audioresample ! "
-                                             "audio/x-raw,layout=interleaved,%1 ! "
-                                             "fakesink name=out sync=true signal-handoffs=true")
-                                  .arg(caps),
-                              error);
+                                       : QStringLiteral("format=(string){S16LE,S24LE}");
+    GstElement* bin =
+        makeBin(QStringLiteral("audioconvert ! audioresample ! "
+                               "capsfilter name=form caps=\"audio/x-raw,layout=interleaved,%1\" ! "
+                               "fakesink name=out sync=true signal-handoffs=true")
+                    .arg(caps),
+                error);
     if (!bin)
         return nullptr;
     GstElement* sink = gst_bin_get_by_name(GST_BIN(bin), "out");

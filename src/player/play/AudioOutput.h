@@ -50,6 +50,8 @@ public:
 
     /// For the sink: takes a buffer of raw sound. The streaming thread.
     void take(const PcmFormat& format, const char* data, qint64 bytes);
+    /// The form that all sound has; not set before the first. Any thread.
+    PcmFormat format() const { return m_writer->format(); }
 
 private:
     WavWriter* m_writer;

@@ -5,6 +5,7 @@
 #include "api/types/pelkmetadata.h"
 #include "api/types/pelkresource.h"
 #include "player/content/ReplyLimit.h"
+#include "player/host/ServiceAccount.h"
 
 namespace {
 
@@ -15,6 +16,10 @@ constexpr int limitMarginMs = 60;
 constexpr int mostFailuresInARow = 3;
 // Up to here into a track "previous" means the one before it.
 constexpr int justBegunMs = 3000;
+// So long before the end of a track the next one is asked for, and how often it is looked at the time.
+constexpr int aheadMs = 20000;
+constexpr int tickMs = 500;
+constexpr int outputRetryMs = 1000;
 
 PelkMetaData metaDataOf(const PelkRoles& row)
 {
@@ -33,6 +38,12 @@ QString titleOf(const PelkRoles& row)
     return title.isEmpty() ? row.path().toString() : title;
 }
 
+/// Whether a track that was resolved ahead of its turn is as good as one that is resolved now.
+bool isFresh(const ResolvedTrack& track)
+{
+    return !track.isTooOld() && track.askedQuality == ServiceAccount::quality();
+}
+
 } // namespace
 
 PlayEngine::PlayEngine(AudioOutput* output)
@@ -44,6 +55,14 @@ PlayEngine::PlayEngine(AudioOutput* output)
     connect(&m_stream, &StreamPlayer::ended, this, &PlayEngine::onEnded);
     connect(&m_stream, &StreamPlayer::failed, this, &PlayEngine::onStreamFailed);
     connect(&m_stream, &StreamPlayer::moved, this, &PlayEngine::statusChanged);
+    connect(&m_stream, &StreamPlayer::wentOver, this, &PlayEngine::onWentOver);
+    // It is tried once more when its turn has come.
+    connect(&m_stream, &StreamPlayer::nextFailed, this, [this] { m_next = ResolvedTrack(); });
+    connect(&m_stream, &StreamPlayer::outputFailed, this, &PlayEngine::onOutputFailed);
+    m_tick.setInterval(tickMs);
+    connect(&m_tick, &QTimer::timeout, this, &PlayEngine::prepareNext);
+    m_outputRetry.setSingleShot(true);
+    connect(&m_outputRetry, &QTimer::timeout, this, [this] { reopen(m_heldMs); });
     connect(&m_queue, &PlayQueue::added, this,
             [this](const QVector<int>& ids, bool next) { m_order.add(ids, next); });
     connect(&m_queue, &PlayQueue::changed, this, &PlayEngine::onQueueChanged);
@@ -76,7 +95,7 @@ PlayerStatus PlayEngine::status() const
     // A stall is told as a pause, but it is none that the listener made.
     status.state = m_stalled ? PelkPlayLogicState::Playing : m_reporter.data().state();
     status.stalled = m_stalled;
-    status.positionMs = m_stream.positionMs();
+    status.positionMs = positionMs();
     const PelkResource resource = m_track.row.mediaData().resources().value(0);
     status.durationMs = m_stream.durationMs();
     if (status.durationMs <= 0)
@@ -85,7 +104,8 @@ PlayerStatus PlayEngine::status() const
     status.mimeType = resource.mimeType();
     status.lowerThanAsked = m_track.lowerThanAsked;
     const PelkMetaData metaData = metaDataOf(m_track.row);
-    status.canSeek = m_started && allows(metaData, PelkMetaData::AllowSeekTime(), metaData.allowSeekTime());
+    status.canSeek = m_started && m_stream.canSeek() &&
+                     allows(metaData, PelkMetaData::AllowSeekTime(), metaData.allowSeekTime());
     status.canPause = allows(metaData, PelkMetaData::AllowPause(), metaData.allowPause());
     return status;
 }
@@ -95,7 +115,10 @@ void PlayEngine::play()
     m_failuresInARow = 0;
     if (m_active) {
         m_wantsPause = false;
-        if (!m_track.isEmpty())
+        const qint64 maxIdleMs = m_track.maxIdleMs();
+        if (m_heldMs < 0 && maxIdleMs > 0 && m_pauseAge.isValid() && m_pauseAge.hasExpired(maxIdleMs))
+            reopen(positionMs());
+        else if (!m_track.isEmpty())
             m_stream.setPaused(false);
     } else {
         const int entry = m_order.current() != 0 ? m_order.current() : m_order.first();
@@ -166,8 +189,13 @@ bool PlayEngine::jump(int entryId)
 
 void PlayEngine::seek(qint64 positionMs)
 {
-    if (status().canSeek)
-        m_stream.seek(qMax<qint64>(0, positionMs));
+    const PlayerStatus now = status();
+    if (!now.canSeek || m_heldMs >= 0)
+        return;
+    const qint64 to = qBound<qint64>(0, positionMs, now.durationMs > 0 ? now.durationMs : positionMs);
+    // The last of it may be on the way to the output already.
+    if (!m_stream.seek(to))
+        reopen(to);
 }
 
 void PlayEngine::setVolume(int percent)
@@ -187,12 +215,14 @@ void PlayEngine::setMuted(bool muted)
 void PlayEngine::setRepeat(RepeatMode repeat)
 {
     m_order.setRepeat(repeat);
+    prepareNext();
     Q_EMIT statusChanged();
 }
 
 void PlayEngine::setShuffled(bool shuffled)
 {
     m_order.setShuffled(shuffled, m_queue);
+    prepareNext();
     Q_EMIT statusChanged();
 }
 
@@ -208,29 +238,128 @@ void PlayEngine::stopAfter(int seconds)
 
 void PlayEngine::start(int entry)
 {
-    const int index = m_queue.indexOf(entry);
+    const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
     m_active = true;
     m_waiting = m_wantsPause = false;
-    m_order.setCurrent(entry);
-    m_queue.setCurrent(entry);
-    const QueueEntry place = m_queue.entries().at(index);
-    m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
-        if (track.isEmpty())
-            fail(place.row, failure, PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
-        else
-            open(track);
-    });
+    setCurrent(entry);
+    const ResolvedTrack prepared = m_next;
+    m_next = ResolvedTrack();
+    if (prepared.entry == entry && isFresh(prepared))
+        onResolved(place, prepared, QString());
+    else if (m_nextResolver.entry() != entry) // else its answer is on the way
+        m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
+            onResolved(place, track, failure);
+        });
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::open(const ResolvedTrack& track)
+void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track, const QString& failure)
+{
+    if (track.isEmpty()) {
+        fail(entry.row, failure, PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
+        return;
+    }
+    begin(track);
+    m_stream.play(track.uri(), 0, m_wantsPause);
+}
+
+void PlayEngine::begin(const ResolvedTrack& track)
 {
     m_track = track;
+    m_nextAsked = 0;
+    m_next = ResolvedTrack();
     m_started = m_stalled = false;
     m_reporter.begin(track.row);
-    m_stream.play(track.uri());
-    if (m_wantsPause)
-        m_stream.setPaused(true);
+    m_tick.start();
+}
+
+void PlayEngine::setCurrent(int entry)
+{
+    m_order.setCurrent(entry);
+    m_queue.setCurrent(entry);
+}
+
+/// Goes on with the current track from here, with a new stream and output; the address is asked for again
+/// when it may hold no longer.
+void PlayEngine::reopen(qint64 positionMs)
+{
+    m_heldMs = positionMs;
+    forgetNext();
+    m_stream.stop();
+    const int index = m_queue.indexOf(m_track.entry);
+    if (!m_track.isTooOld() || index < 0) {
+        m_stream.play(m_track.uri(), m_heldMs, m_wantsPause);
+        return;
+    }
+    m_resolver.resolve(m_queue.entries().at(index), m_heldMs,
+                       [this](const ResolvedTrack& track, const QString& failure) {
+                           if (track.isEmpty()) {
+                               onStreamFailed(failure);
+                               return;
+                           }
+                           m_track = track;
+                           m_reporter.replace(track.row);
+                           m_stream.play(track.uri(), m_heldMs, m_wantsPause);
+                       });
+}
+
+bool PlayEngine::isNextDue() const
+{
+    const PlayerStatus now = status();
+    return m_started && (now.durationMs <= 0 || now.durationMs - now.positionMs <= aheadMs);
+}
+
+/// Sees to it that the stream player has got what follows the current track, once it is time for that.
+void PlayEngine::prepareNext()
+{
+    if (m_track.isEmpty() || m_heldMs >= 0)
+        return;
+    const int wanted = m_order.next(true);
+    const bool isRight = m_nextAsked == wanted && (m_next.isEmpty() || isFresh(m_next));
+    if ((!isRight && !dropNext()) || wanted == 0 || m_nextAsked == wanted || !isNextDue())
+        return;
+    m_nextAsked = wanted;
+    const QueueEntry place = m_queue.entries().at(m_queue.indexOf(wanted));
+    m_nextResolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
+        if (m_track.isEmpty()) {
+            onResolved(place, track, failure); // it is its turn already
+        } else if (!track.isEmpty()) {         // else it is tried once more when its turn has come
+            m_next = track;
+            m_stream.setNext(track.uri()); // else it is opened when this one has ended
+        }
+    });
+}
+
+/// False when it is too late: it is going to be heard.
+bool PlayEngine::dropNext()
+{
+    if (!m_stream.dropNext())
+        return false;
+    forgetNext();
+    return true;
+}
+
+void PlayEngine::forgetNext()
+{
+    m_nextResolver.cancel();
+    m_next = ResolvedTrack();
+    m_nextAsked = 0;
+}
+
+void PlayEngine::onWentOver()
+{
+    m_failuresInARow = 0;
+    const ResolvedTrack next = m_next;
+    const int wanted = m_order.next(true);
+    if (next.entry != wanted) {
+        // The queue was changed when its sound was on the way already.
+        endTrack(QString());
+        goOn(wanted);
+        return;
+    }
+    closeTrack(QString());
+    setCurrent(next.entry);
+    begin(next);
 }
 
 void PlayEngine::goOn(int entry)
@@ -241,7 +370,7 @@ void PlayEngine::goOn(int entry)
         m_waiting = true;
         Q_EMIT statusChanged();
     } else {
-        m_order.setCurrent(0);
+        setCurrent(0);
         finish();
     }
 }
@@ -249,7 +378,12 @@ void PlayEngine::goOn(int entry)
 void PlayEngine::onPlaying()
 {
     m_reporter.change(PelkPlayLogicState::Playing);
-    m_hearing.start();
+    if (!m_hearing.isValid())
+        m_hearing.start();
+    m_heldMs = -1;
+    m_outputWorked = true;
+    m_outputGone = false;
+    m_pauseAge.invalidate();
     const bool resumed = m_stalled;
     m_stalled = false;
     if (!m_started) {
@@ -258,15 +392,16 @@ void PlayEngine::onPlaying()
     } else if (resumed) {
         Q_EMIT trackResumed(m_track.row);
     }
+    prepareNext();
     Q_EMIT statusChanged();
 }
 
 void PlayEngine::onPaused()
 {
     m_reporter.change(PelkPlayLogicState::Paused);
-    if (m_hearing.isValid())
-        m_heardMs += m_hearing.elapsed();
-    m_hearing.invalidate();
+    stopHearing();
+    if (!m_pauseAge.isValid())
+        m_pauseAge.start();
     m_stalled = false;
     Q_EMIT statusChanged();
 }
@@ -294,12 +429,39 @@ void PlayEngine::onStreamFailed(const QString& sentence)
         fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
         return;
     }
-    // What was heard was listened to: a service acts upon a stop without an error, or with a listener's, and
-    // would else never hear of the end.
-    endTrack(QString());
+    if (m_heldMs < 0 && m_track.isTooOld()) {
+        onStalled();
+        reopen(positionMs());
+        return;
+    }
+    endStream();
+    m_reporter.breakOff(PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+    closeTrack(QString());
     Q_EMIT trackBrokeOff(row, sentence);
     Q_EMIT noticed(QStringLiteral("%1 broke off").arg(titleOf(row)), sentence);
     goOnAfterFailure();
+}
+
+void PlayEngine::onOutputFailed(const QString& sentence)
+{
+    if (!m_outputWorked) {
+        // Nor would the next track find an output.
+        const PelkRoles row = m_track.row;
+        m_failuresInARow = mostFailuresInARow - 1;
+        fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+        return;
+    }
+    const qint64 at = positionMs();
+    onPaused();
+    m_heldMs = at;
+    forgetNext();
+    m_stream.stop();
+    if (!m_outputGone)
+        Q_EMIT noticed(QStringLiteral("The sound output is gone"),
+                       QStringLiteral("Playing goes on from here when it is back. (%1)").arg(sentence));
+    // It may have been a hiccup; after that it is asked for now and then.
+    m_outputRetry.start(m_outputGone ? outputRetryMs : 0);
+    m_outputGone = true;
 }
 
 void PlayEngine::onQueueChanged()
@@ -312,22 +474,35 @@ void PlayEngine::onQueueChanged()
             endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
             goOn(heir);
         } else {
-            m_order.setCurrent(heir);
+            setCurrent(heir);
         }
     } else if (m_waiting) {
         goOn(m_order.next(true));
     }
-    m_queue.setCurrent(m_order.current());
+    prepareNext();
     Q_EMIT statusChanged();
 }
 
 void PlayEngine::endTrack(const QString& error)
 {
+    endStream();
+    closeTrack(error);
+}
+
+void PlayEngine::endStream()
+{
     m_resolver.cancel();
-    if (m_hearing.isValid())
-        m_heardMs += m_hearing.elapsed();
-    m_hearing.invalidate();
+    m_tick.stop();
+    m_outputRetry.stop();
+    m_pauseAge.invalidate();
+    m_heldMs = -1;
+    stopHearing();
     m_stream.stop();
+}
+
+void PlayEngine::closeTrack(const QString& error)
+{
+    stopHearing();
     if (m_track.isEmpty())
         return;
     const PelkRoles row = m_track.row;
@@ -335,6 +510,18 @@ void PlayEngine::endTrack(const QString& error)
     m_stalled = false;
     m_reporter.end(error);
     Q_EMIT trackEnded(row);
+}
+
+void PlayEngine::stopHearing()
+{
+    if (m_hearing.isValid())
+        m_heardMs += m_hearing.elapsed();
+    m_hearing.invalidate();
+}
+
+qint64 PlayEngine::positionMs() const
+{
+    return m_heldMs >= 0 ? m_heldMs : m_stream.positionMs();
 }
 
 void PlayEngine::fail(const PelkRoles& row, const QString& sentence, const QString& error)
@@ -366,6 +553,7 @@ void PlayEngine::finish()
         return;
     m_active = m_waiting = false;
     m_limitTimer.stop();
+    forgetNext();
     Q_EMIT statusChanged();
     const auto tell = [this] {
         QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);

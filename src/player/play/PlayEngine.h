@@ -72,16 +72,29 @@ Q_SIGNALS:
 
 private:
     void start(int entry);
-    void open(const ResolvedTrack& track);
+    void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const QString& failure);
+    void begin(const ResolvedTrack& track);
     void goOn(int entry);
+    void reopen(qint64 positionMs);
+    void prepareNext();
+    bool isNextDue() const;
+    bool dropNext();
+    void forgetNext();
+    void setCurrent(int entry);
+    void onWentOver();
     void onPlaying();
     void onPaused();
     void onStalled();
     void onEnded();
     void onStreamFailed(const QString& sentence);
+    void onOutputFailed(const QString& sentence);
     void onQueueChanged();
     void goOnAfterFailure();
     void endTrack(const QString& error);
+    void endStream();
+    void closeTrack(const QString& error);
+    void stopHearing();
+    qint64 positionMs() const;
     void fail(const PelkRoles& row, const QString& sentence, const QString& error);
     void checkLimit();
     void finish();
@@ -91,12 +104,21 @@ private:
     PlayQueue m_queue;
     PlayOrder m_order;
     TrackResolver m_resolver;
+    TrackResolver m_nextResolver;
     ResolvedTrack m_track;  // what plays; empty while it is being resolved
+    ResolvedTrack m_next;   // what the stream player has got as its next one
+    int m_nextAsked = 0;    // the entry that m_next is or was to become
+    QTimer m_tick;          // looks whether it is time for the next one
     bool m_active = false;  // from the first start to the end of the playing
     bool m_waiting = false; // at the end of a queue that somebody is still adding to
     bool m_wantsPause = false;
     bool m_started = false; // whether the current track was heard
     bool m_stalled = false; // whether it waits for more of its stream
+    qint64 m_heldMs = -1;   // where it goes on once it has a stream or an output again; -1: it has both
+    QElapsedTimer m_pauseAge;
+    bool m_outputWorked = false; // since the engine was made
+    bool m_outputGone = false;
+    QTimer m_outputRetry;
     int m_failuresInARow = 0;
     int m_volumePercent = 100;
     bool m_muted = false;

@@ -22,6 +22,22 @@ void PlayStateReporter::change(PelkPlayLogicState::Enum state)
         tell(state, QString());
 }
 
+void PlayStateReporter::replace(const PelkRoles& row)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_data.setTrackRoles(row);
+}
+
+void PlayStateReporter::breakOff(const QString& error)
+{
+    if (!m_current)
+        return;
+    end(error);
+    PelkPlayLogicData plain = data();
+    plain.setError(QString());
+    send(plain);
+}
+
 void PlayStateReporter::end(const QString& error)
 {
     if (!m_current)
@@ -45,6 +61,11 @@ void PlayStateReporter::tell(PelkPlayLogicState::Enum state, const QString& erro
         m_data.setError(error);
         told = m_data;
     }
+    send(told);
+}
+
+void PlayStateReporter::send(const PelkPlayLogicData& told)
+{
     const CMPath path = told.trackRoles().mediaData().metaData().contentStateChangePath();
     // Not every service wants to know.
     if (path.isEmpty())

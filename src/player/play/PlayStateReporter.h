@@ -15,6 +15,13 @@ public:
     void begin(const PelkRoles& row);
     /// The current track plays or is paused. Nothing is told when it did so already.
     void change(PelkPlayLogicState::Enum state);
+    /// The current track has got another stream: what is told from now on goes where this row says. Nothing
+    /// is told.
+    void replace(const PelkRoles& row);
+    /// The current track, which was heard, stops because its stream broke. Told twice: with the error, which
+    /// says what happened, and then without, which is the end of what was listened to. The error stays in
+    /// data().
+    void breakOff(const QString& error);
     /// The current track stops, with an empty error at its natural end and else an error's name. Nothing is
     /// told when no track is current.
     void end(const QString& error);
@@ -26,6 +33,7 @@ public:
 
 private:
     void tell(PelkPlayLogicState::Enum state, const QString& error);
+    void send(const PelkPlayLogicData& told);
 
     mutable QMutex m_mutex;
     PelkPlayLogicData m_data;

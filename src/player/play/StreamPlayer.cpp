@@ -2,81 +2,64 @@
 
 #include "player/host/LogMask.h"
 #include "player/play/AudioOutput.h"
+#include "player/play/StreamSource.h"
 
-#include <QRegularExpression>
 #include <gst/gst.h>
 
-#include <memory>
+#include <functional>
 
 namespace {
 
-// Of playbin's flags: decode sound, and gather some of a network stream before it plays.
-constexpr int playAudio = 0x2 | 0x10;
-constexpr int playBuffering = 0x100;
 constexpr int buffered = 100;
-constexpr int openLimitMs = 30000;
-constexpr int stallLimitMs = 120000;
-// How long a source of the network waits for an answer before it asks again from where it was: longer than
-// the first limit, since the first time it gives up instead, and often enough to outlast the second.
-constexpr int sourceTimeoutSeconds = openLimitMs / 1000 + 5;
-constexpr int sourceRetries = stallLimitMs / 1000 / sourceTimeoutSeconds;
+// Sound that is over is told so late that who counts the time from the start, which was told late too, does
+// not come out short.
+constexpr int endMarginMs = 60;
 
-/// "Free Lossless Audio Codec (FLAC)" is known to people by what stands in the brackets.
-QString shortName(const QString& codec)
+/// For who watches what the concat lets through; owned by the probe.
+struct Feed
 {
-    static const QRegularExpression brackets(QStringLiteral("\\(([^()]+)\\)\\s*$"));
-    const QRegularExpressionMatch match = brackets.match(codec);
-    return match.hasMatch() ? match.captured(1) : codec;
+    bool streamBegan = false;
+    std::function<void(qint64 baseNs)> tell;
+};
+
+/// The streaming thread. The first segment of each stream says when, in the pipeline's time, it is heard.
+GstPadProbeReturn onEvent(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
+{
+    Feed* feed = static_cast<Feed*>(data);
+    GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+    if (GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
+        feed->streamBegan = true;
+    } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT && feed->streamBegan) {
+        feed->streamBegan = false;
+        const GstSegment* segment = nullptr;
+        gst_event_parse_segment(event, &segment);
+        feed->tell(qint64(segment->base));
+    }
+    return GST_PAD_PROBE_OK;
 }
 
-/// The size of a stream over its duration, for streams that do not say; 0 when it is not known either.
-int averageBitRate(GstElement* pipeline)
+QString sentenceOf(const GError* error)
 {
-    gint64 bytes = 0;
-    gint64 duration = 0;
-    if (!pipeline || !gst_element_query_duration(pipeline, GST_FORMAT_BYTES, &bytes) ||
-        !gst_element_query_duration(pipeline, GST_FORMAT_TIME, &duration) || duration <= 0)
-        return 0;
-    const double kilobits = double(bytes) * 8 / (double(duration) / GST_MSECOND);
-    // Headers and tags count too; the rates that codecs choose from are multiples of 8.
-    return qRound(kilobits / 8) * 8000;
-}
-
-void setUpSource(GstElement* /*pipeline*/, GstElement* source, gpointer /*unused*/)
-{
-    GObjectClass* properties = G_OBJECT_GET_CLASS(source);
-    if (!g_object_class_find_property(properties, "retries") ||
-        !g_object_class_find_property(properties, "timeout"))
-        return; // no source of the network
-    g_object_set(source, "retries", sourceRetries, "timeout", guint(sourceTimeoutSeconds), nullptr);
-}
-
-/// The bits of a sample format such as S16LE or S24_32LE.
-int sampleBits(const char* format)
-{
-    static const QRegularExpression digits(QStringLiteral("^[SU](\\d+)"));
-    return digits.match(QString::fromLatin1(format)).captured(1).toInt();
+    const QString text = QString::fromUtf8(error->message);
+    const bool unknown =
+        error->domain == GST_STREAM_ERROR &&
+        (error->code == GST_STREAM_ERROR_TYPE_NOT_FOUND || error->code == GST_STREAM_ERROR_WRONG_TYPE ||
+         error->code == GST_STREAM_ERROR_CODEC_NOT_FOUND || error->code == GST_STREAM_ERROR_FORMAT);
+    return unknown ? QStringLiteral("The stream is nothing that can be played. (%1)").arg(text) : text;
 }
 
 } // namespace
 
-bool AudioFormat::isLossless() const
+template <typename Function>
+void StreamPlayer::post(Function function)
 {
-    return codec == QLatin1String("FLAC") || codec == QLatin1String("ALAC") ||
-           codec.contains(QLatin1String("PCM"));
-}
-
-QString AudioFormat::toString() const
-{
-    const bool lossless = isLossless();
-    QStringList parts;
-    if (lossless && bits > 0)
-        parts << QStringLiteral("%1 bit").arg(bits);
-    if (lossless && rateHz > 0)
-        parts << QStringLiteral("%1 kHz").arg(rateHz / 1000.0);
-    if (!lossless && bitRate > 0)
-        parts << QStringLiteral("%1 kbit/s").arg(qRound(bitRate / 1000.0));
-    return QStringLiteral("%1 %2").arg(codec, parts.join(QLatin1String(" / "))).trimmed();
+    QMetaObject::invokeMethod(
+        this,
+        [this, function, generation = m_generation.load()] {
+            if (generation == m_generation)
+                function();
+        },
+        Qt::QueuedConnection);
 }
 
 StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
@@ -84,16 +67,20 @@ StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
     , m_output(output)
 {
     m_openLimit.setSingleShot(true);
-    m_openLimit.setInterval(openLimitMs);
+    m_openLimit.setInterval(StreamSource::openLimitMs);
     connect(&m_openLimit, &QTimer::timeout, this, [this] {
-        fail(QStringLiteral("The stream did not begin within %1 seconds.").arg(openLimitMs / 1000));
+        fail(QStringLiteral("The stream did not begin within %1 seconds.")
+                 .arg(StreamSource::openLimitMs / 1000));
     });
     m_stallLimit.setSingleShot(true);
-    m_stallLimit.setInterval(stallLimitMs);
+    m_stallLimit.setInterval(StreamSource::stallLimitMs);
     connect(&m_stallLimit, &QTimer::timeout, this, [this] {
         fail(QStringLiteral("Nothing came of the stream for %1 seconds; is the network up?")
-                 .arg(stallLimitMs / 1000));
+                 .arg(StreamSource::stallLimitMs / 1000));
     });
+    m_changeTimer.setSingleShot(true);
+    m_changeTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_changeTimer, &QTimer::timeout, this, &StreamPlayer::checkChange);
 }
 
 StreamPlayer::~StreamPlayer()
@@ -101,40 +88,84 @@ StreamPlayer::~StreamPlayer()
     stop();
 }
 
-void StreamPlayer::play(const QString& uri)
+bool StreamPlayer::makePipeline(QString* error)
 {
-    stop();
-    QString error;
-    m_pipeline = gst_element_factory_make("playbin", nullptr);
-    m_sink = m_pipeline ? m_output->makeSink(&error) : nullptr;
-    if (!m_pipeline)
-        error = QStringLiteral("GStreamer has no element playbin; install its base plug-ins.");
-    if (!m_sink) {
-        // From the event loop, as every signal.
-        QMetaObject::invokeMethod(
-            this,
-            [this, error, generation = m_generation.load()] {
-                if (generation == m_generation)
-                    fail(error);
-            },
-            Qt::QueuedConnection);
-        return;
+    m_sink = m_output->makeSink(error);
+    if (!m_sink)
+        return false;
+    m_pipeline = gst_pipeline_new(nullptr);
+    m_concat = gst_element_factory_make("concat", nullptr);
+    GstElement* convert = gst_element_factory_make("audioconvert", nullptr);
+    m_volume = gst_element_factory_make("volume", nullptr);
+    gst_bin_add(GST_BIN(m_pipeline), m_sink);
+    for (GstElement* element : {m_concat, convert, m_volume})
+        if (element)
+            gst_bin_add(GST_BIN(m_pipeline), element);
+    if (!m_concat || !convert || !m_volume ||
+        !gst_element_link_many(m_concat, convert, m_volume, m_sink, nullptr)) {
+        *error = QStringLiteral("GStreamer lacks elements; install its base plug-ins.");
+        return false;
     }
-    g_object_set(m_pipeline, "uri", uri.toUtf8().constData(), "audio-sink", m_sink, "flags",
-                 playAudio | playBuffering, nullptr);
-    g_signal_connect(m_pipeline, "source-setup", G_CALLBACK(setUpSource), nullptr);
+    auto* feed = new Feed;
+    feed->tell = [this](qint64 baseNs) { post([this, baseNs] { onFeeding(baseNs); }); };
+    GstPad* out = gst_element_get_static_pad(m_concat, "src");
+    gst_pad_add_probe(out, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onEvent, feed,
+                      [](gpointer data) { delete static_cast<Feed*>(data); });
+    gst_object_unref(out);
     GstBus* bus = gst_element_get_bus(m_pipeline);
     gst_bus_set_sync_handler(
         bus,
         [](GstBus* /*bus*/, GstMessage* message, gpointer player) {
-            onBusMessage(message, static_cast<StreamPlayer*>(player));
+            // On a streaming thread. stop() waits for those to end, so the player is valid.
+            auto* self = static_cast<StreamPlayer*>(player);
+            const std::shared_ptr<GstMessage> shared(gst_message_ref(message), gst_message_unref);
+            self->post([self, shared] { self->onBus(shared.get()); });
             return GST_BUS_DROP;
         },
         this, nullptr);
     gst_object_unref(bus);
+    return true;
+}
+
+void StreamPlayer::play(const QString& uri, qint64 startMs, bool paused)
+{
+    stop();
+    m_wantsPause = paused;
+    m_startMs = startMs;
+    QString error;
+    if (!makePipeline(&error)) {
+        if (m_pipeline)
+            gst_object_unref(m_pipeline);
+        m_pipeline = m_concat = m_volume = m_sink = nullptr;
+        post([this, error] { Q_EMIT outputFailed(error); });
+        return;
+    }
     applyVolume();
-    gst_element_set_state(m_pipeline, GST_STATE_PLAYING);
+    m_current = std::make_unique<StreamSource>(m_pipeline, m_concat, uri);
     m_openLimit.start();
+    applyTarget();
+}
+
+bool StreamPlayer::setNext(const QString& uri)
+{
+    if (!m_current || !m_current->isFeeding())
+        return false;
+    m_next = std::make_unique<StreamSource>(m_pipeline, m_concat, uri);
+    // Asked again: the last of the current stream may have gone through meanwhile, and its end with it.
+    if (!m_current->isFeeding()) {
+        m_tooLate = std::move(m_next);
+        return false;
+    }
+    m_next->start();
+    return true;
+}
+
+bool StreamPlayer::dropNext()
+{
+    if (m_next && m_next->isFeeding())
+        return false;
+    m_next.reset();
+    return true;
 }
 
 void StreamPlayer::setPaused(bool paused)
@@ -150,42 +181,31 @@ void StreamPlayer::stop()
 {
     m_openLimit.stop();
     m_stallLimit.stop();
+    m_changeTimer.stop();
     m_wantsPause = m_buffering = m_seeking = false;
+    m_startMs = 0;
+    m_changeAtNs = -1;
+    m_nextFailure.clear();
     m_told = Nothing;
-    m_codec.clear();
-    m_bitRate = 0;
-    m_sink = nullptr;
     if (m_pipeline) {
         gst_element_set_state(m_pipeline, GST_STATE_NULL);
+        m_tooLate.reset();
+        m_next.reset();
+        m_current.reset();
         gst_object_unref(m_pipeline);
-        m_pipeline = nullptr;
     }
+    m_pipeline = m_concat = m_volume = m_sink = nullptr;
     // Not before the pipeline has ended: what it still says is about the old stream.
     ++m_generation;
 }
 
-qint64 StreamPlayer::positionMs() const
-{
-    gint64 position = 0;
-    if (!m_pipeline || !gst_element_query_position(m_pipeline, GST_FORMAT_TIME, &position))
-        return 0;
-    return position / GST_MSECOND;
-}
-
-qint64 StreamPlayer::durationMs() const
-{
-    gint64 duration = 0;
-    if (!m_pipeline || !gst_element_query_duration(m_pipeline, GST_FORMAT_TIME, &duration))
-        return 0;
-    return duration / GST_MSECOND;
-}
-
 bool StreamPlayer::seek(qint64 positionMs)
 {
-    m_seeking =
-        m_pipeline && gst_element_seek_simple(m_pipeline, GST_FORMAT_TIME,
-                                              GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
-                                              positionMs * GST_MSECOND);
+    // What is on the way to the output is the next stream's already, if that is feeding.
+    m_seeking = m_current && m_current->isFeeding() &&
+                gst_element_seek_simple(m_pipeline, GST_FORMAT_TIME,
+                                        GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
+                                        positionMs * GST_MSECOND);
     return m_seeking;
 }
 
@@ -204,66 +224,60 @@ void StreamPlayer::setMuted(bool muted)
 void StreamPlayer::applyVolume()
 {
     const double even = m_volumePercent / 100.0;
-    if (m_pipeline)
-        g_object_set(m_pipeline, "volume", even * even * even, "mute", gboolean(m_muted), nullptr);
+    if (m_volume)
+        g_object_set(m_volume, "volume", even * even * even, "mute", gboolean(m_muted), nullptr);
+}
+
+qint64 StreamPlayer::positionMs() const
+{
+    gint64 position = 0;
+    if (m_startMs > 0)
+        return m_startMs;
+    if (m_changeAtNs >= 0) {
+        return m_endMs - qMax<qint64>(0, m_changeAtNs - now()) / qint64(GST_MSECOND);
+    }
+    if (!m_pipeline || !gst_element_query_position(m_pipeline, GST_FORMAT_TIME, &position))
+        return 0;
+    return position / GST_MSECOND;
+}
+
+qint64 StreamPlayer::now() const
+{
+    return qint64(gst_element_get_current_running_time(m_pipeline));
+}
+
+qint64 StreamPlayer::durationMs() const
+{
+    return m_current ? m_current->durationMs() : 0;
+}
+
+bool StreamPlayer::canSeek() const
+{
+    return m_current && m_current->canSeek();
 }
 
 AudioFormat StreamPlayer::format() const
 {
-    AudioFormat format;
-    format.codec = m_codec;
-    format.bitRate = m_bitRate;
-    GstPad* pad = m_sink ? gst_element_get_static_pad(m_sink, "sink") : nullptr;
-    GstCaps* caps = pad ? gst_pad_get_current_caps(pad) : nullptr;
-    if (caps) {
-        const GstStructure* structure = gst_caps_get_structure(caps, 0);
-        gst_structure_get_int(structure, "rate", &format.rateHz);
-        format.bits = sampleBits(gst_structure_get_string(structure, "format"));
-        gst_caps_unref(caps);
-    }
-    if (pad)
-        gst_object_unref(pad);
-    if (!format.isComplete() && !format.isLossless())
-        format.bitRate = averageBitRate(m_pipeline);
-    return format;
+    return m_current ? m_current->format() : AudioFormat();
 }
 
-void StreamPlayer::onBusMessage(GstMessage* message, StreamPlayer* player)
-{
-    // On a streaming thread. stop() waits for those to end, so the player is valid.
-    const std::shared_ptr<GstMessage> shared(gst_message_ref(message), gst_message_unref);
-    QMetaObject::invokeMethod(
-        player,
-        [player, shared, generation = player->m_generation.load()] {
-            if (generation == player->m_generation)
-                player->handle(shared.get());
-        },
-        Qt::QueuedConnection);
-}
-
-void StreamPlayer::handle(GstMessage* message)
+void StreamPlayer::onBus(GstMessage* message)
 {
     switch (GST_MESSAGE_TYPE(message)) {
-    case GST_MESSAGE_ERROR: {
-        GError* error = nullptr;
-        gst_message_parse_error(message, &error, nullptr);
-        const QString text = QString::fromUtf8(error->message);
-        g_error_free(error);
-        fail(text);
+    case GST_MESSAGE_ERROR:
+        onError(message);
         break;
-    }
     case GST_MESSAGE_EOS:
-        ++m_generation;
-        if (m_output->failure().isEmpty())
-            Q_EMIT ended();
-        else
-            Q_EMIT failed(m_output->failure());
+        QTimer::singleShot(endMarginMs, Qt::PreciseTimer, this, [this, generation = m_generation.load()] {
+            if (generation == m_generation)
+                onEnd();
+        });
         break;
     case GST_MESSAGE_STATE_CHANGED:
         if (GST_MESSAGE_SRC(message) == GST_OBJECT(m_pipeline)) {
             GstState state = GST_STATE_NULL;
             gst_message_parse_state_changed(message, nullptr, &state, nullptr);
-            tellState(state);
+            onState(state);
         }
         break;
     case GST_MESSAGE_ASYNC_DONE:
@@ -271,74 +285,166 @@ void StreamPlayer::handle(GstMessage* message)
             Q_EMIT moved();
         m_seeking = false;
         break;
-    case GST_MESSAGE_BUFFERING: {
-        gint percent = 0;
-        gst_message_parse_buffering(message, &percent);
-        if (m_buffering != (percent < buffered)) {
-            m_buffering = percent < buffered;
+    case GST_MESSAGE_BUFFERING:
+        if (StreamSource* source = senderOf(message)) {
+            gst_message_parse_buffering(message, &source->bufferedPercent);
             applyTarget();
         }
         break;
-    }
     case GST_MESSAGE_TAG:
-        readTags(message);
+        if (StreamSource* source = senderOf(message))
+            source->readTags(message);
         break;
     default:
         break;
     }
 }
 
-void StreamPlayer::tellState(int state)
+/// Null for the output, and for a stream that is no longer there.
+StreamSource* StreamPlayer::senderOf(GstMessage* message) const
 {
-    if (state == GST_STATE_PLAYING && m_told != Playing) {
+    for (StreamSource* source : {m_current.get(), m_next.get()})
+        if (source && source->sent(message))
+            return source;
+    return nullptr;
+}
+
+void StreamPlayer::onError(GstMessage* message)
+{
+    GError* error = nullptr;
+    gst_message_parse_error(message, &error, nullptr);
+    // GStreamer's texts may quote the address, and its query is a permission to fetch it.
+    const QString sentence = maskSecrets(sentenceOf(error));
+    g_error_free(error);
+    GstObject* object = GST_MESSAGE_SRC(message);
+    const StreamSource* sender = senderOf(message);
+    if (sender && sender == m_next.get()) {
+        if (m_next->isFeeding()) {
+            // It fails when its turn has come. To take it out now would end the pipeline's stream from this
+            // thread, which then waits for the output.
+            m_nextFailure = sentence;
+            if (m_changeAtNs < 0)
+                onFeeding(now() + (durationMs() - positionMs()) * qint64(GST_MSECOND));
+            return;
+        }
+        m_next.reset();
+        Q_EMIT nextFailed(sentence);
+    } else if (object == GST_OBJECT(m_sink) || gst_object_has_as_ancestor(object, GST_OBJECT(m_sink))) {
+        m_openLimit.stop();
+        m_stallLimit.stop();
+        ++m_generation;
+        Q_EMIT outputFailed(sentence);
+    } else if (sender || object == GST_OBJECT(m_pipeline) ||
+               GST_OBJECT_PARENT(object) == GST_OBJECT(m_pipeline)) {
+        fail(sentence);
+    }
+}
+
+void StreamPlayer::onState(int state)
+{
+    if (state == GST_STATE_PAUSED && m_startMs > 0) {
+        const qint64 start = m_startMs;
+        m_startMs = 0;
+        seek(start);
+        applyTarget();
+    } else if (state == GST_STATE_PLAYING) {
+        checkChange();
+        if (m_told == Playing)
+            return;
         m_told = Playing;
         m_openLimit.stop();
         m_stallLimit.stop();
         Q_EMIT playing();
-    } else if (state == GST_STATE_PAUSED && m_told == Playing && (m_wantsPause || m_buffering)) {
-        setSilent(m_wantsPause ? Paused : Stalled);
-        if (m_wantsPause)
-            Q_EMIT paused();
-        else
-            Q_EMIT stalled();
+    } else if (state == GST_STATE_PAUSED && m_wantsPause && m_told != Paused) {
+        setSilent(Paused);
+        Q_EMIT paused();
+    } else if (state == GST_STATE_PAUSED && m_buffering && m_told == Playing) {
+        setSilent(Stalled);
+        Q_EMIT stalled();
     }
 }
 
 void StreamPlayer::setSilent(Told told)
 {
     m_told = told;
+    m_openLimit.stop();
     if (told == Stalled)
         m_stallLimit.start();
     else
         m_stallLimit.stop();
 }
 
-void StreamPlayer::readTags(GstMessage* message)
+void StreamPlayer::onFeeding(qint64 changeAtNs)
 {
-    GstTagList* tags = nullptr;
-    gst_message_parse_tag(message, &tags);
-    gchar* codec = nullptr;
-    if (gst_tag_list_get_string(tags, GST_TAG_AUDIO_CODEC, &codec))
-        m_codec = shortName(QString::fromUtf8(codec));
-    g_free(codec);
-    guint rate = 0;
-    if (gst_tag_list_get_uint(tags, GST_TAG_NOMINAL_BITRATE, &rate) ||
-        gst_tag_list_get_uint(tags, GST_TAG_BITRATE, &rate))
-        m_bitRate = int(rate);
-    gst_tag_list_unref(tags);
+    if (!m_next || !m_next->isFeeding())
+        return;
+    m_endMs = m_current->durationMs();
+    m_changeAtNs = changeAtNs;
+    checkChange();
+}
+
+void StreamPlayer::checkChange()
+{
+    if (m_changeAtNs < 0)
+        return;
+    const qint64 leftMs = (m_changeAtNs - now()) / qint64(GST_MSECOND) + endMarginMs;
+    if (leftMs <= 0)
+        goOver();
+    else if (GST_STATE(m_pipeline) == GST_STATE_PLAYING) // else when it plays again
+        m_changeTimer.start(int(leftMs));
+}
+
+void StreamPlayer::goOver()
+{
+    m_changeTimer.stop();
+    m_changeAtNs = -1;
+    m_current = std::move(m_next);
+    const int generation = m_generation;
+    if (!m_output->failure().isEmpty()) {
+        fail(m_output->failure());
+        return;
+    }
+    Q_EMIT wentOver();
+    if (generation != m_generation)
+        return;
+    if (!m_nextFailure.isEmpty()) {
+        fail(m_nextFailure);
+        return;
+    }
+    Q_EMIT playing();
+    if (generation == m_generation)
+        applyTarget();
+}
+
+void StreamPlayer::onEnd()
+{
+    const int generation = m_generation;
+    if (m_changeAtNs >= 0)
+        goOver(); // a stream shorter than what is on the way to the output
+    if (generation != m_generation)
+        return;
+    ++m_generation;
+    if (m_output->failure().isEmpty())
+        Q_EMIT ended();
+    else
+        Q_EMIT failed(m_output->failure());
 }
 
 void StreamPlayer::applyTarget()
 {
-    if (m_pipeline)
-        gst_element_set_state(m_pipeline, m_wantsPause || m_buffering ? GST_STATE_PAUSED : GST_STATE_PLAYING);
+    if (!m_pipeline)
+        return;
+    // What feeds the output has to have enough, not what is heard last of.
+    m_buffering = (m_changeAtNs >= 0 ? m_next : m_current)->bufferedPercent < buffered;
+    const bool silent = m_wantsPause || m_buffering || m_startMs > 0;
+    gst_element_set_state(m_pipeline, silent ? GST_STATE_PAUSED : GST_STATE_PLAYING);
 }
 
 void StreamPlayer::fail(const QString& sentence)
 {
     m_openLimit.stop();
     m_stallLimit.stop();
+    m_changeTimer.stop();
     ++m_generation;
-    // GStreamer's texts may quote the address, and its query is a permission to fetch it.
-    Q_EMIT failed(maskSecrets(sentence));
+    Q_EMIT failed(sentence);
 }

@@ -1,34 +1,22 @@
 #pragma once
 
+#include "player/play/AudioFormat.h"
+
 #include <QObject>
-#include <QString>
 #include <QTimer>
 
 #include <atomic>
+#include <memory>
 
 class AudioOutput;
+class StreamSource;
 // GStreamer's own names, so that only the source needs its headers.
 using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
 using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
 
-/// What a stream is made of, as the decoder found it.
-struct AudioFormat
-{
-    QString codec; ///< "FLAC", "MP3"
-    int bits = 0;
-    int rateHz = 0;
-    int bitRate = 0; ///< bit/s; 0 when the stream does not tell
-
-    /// Whether the codec's own measure is known: bits and rate without loss, else the bit rate.
-    bool isComplete() const { return isLossless() ? bits > 0 && rateHz > 0 : bitRate > 0; }
-    bool isLossless() const;
-    /// For a person: "FLAC 24 bit / 96 kHz", "MP3 320 kbit/s". Empty when nothing is known.
-    QString toString() const;
-};
-
-/// Plays one stream at a time. Lives on one thread, which has an event loop; no operation blocks for longer
-/// than a pipeline takes to change its state. Signals come from the event loop and are about the latest
-/// play() only; after stop() there are none.
+/// Plays one stream, and another one behind it without a gap. Lives on one thread, which has an event loop;
+/// no operation blocks for longer than a pipeline takes to change its state. Signals come from the event
+/// loop and are about what was played last; after stop() there are none.
 class StreamPlayer : public QObject
 {
     Q_OBJECT
@@ -38,9 +26,15 @@ public:
     explicit StreamPlayer(AudioOutput* output, QObject* parent = nullptr);
     ~StreamPlayer() override;
 
-    /// Opens a stream and plays it; one that plays is stopped. A stream that has not begun within 30 seconds
-    /// has failed, and so has one that stalls for two minutes.
-    void play(const QString& uri);
+    /// Opens a stream and plays it from `startMs` on, or stands there silent; one that plays is stopped. A
+    /// stream that has not begun within 30 seconds has failed, and so has one that stalls for two minutes.
+    void play(const QString& uri, qint64 startMs = 0, bool paused = false);
+    /// Prepares the stream that follows this one without a gap; one that was set before has to be heard or
+    /// dropped first. False when it is too late for that: ended() comes.
+    bool setNext(const QString& uri);
+    /// Forgets the next stream. False when it is too late, as its sound is already on the way: wentOver()
+    /// comes.
+    bool dropNext();
     void setPaused(bool paused);
     /// Silence; nothing is under way when this returns.
     void stop();
@@ -55,6 +49,7 @@ public:
     qint64 positionMs() const;
     /// 0 when it is not known.
     qint64 durationMs() const;
+    bool canSeek() const;
     AudioFormat format() const;
 
 Q_SIGNALS:
@@ -65,29 +60,19 @@ Q_SIGNALS:
     void stalled();
     /// A seek has arrived.
     void moved();
-    /// The stream was played to its end.
+    /// The stream was played to its end, and it is the next one's turn: that is the current one now, and
+    /// playing() or failed() follows.
+    void wentOver();
+    /// The stream was played to its end, and there was no next one.
     void ended();
     /// The stream broke off or could not be played; the sentence says why.
     void failed(const QString& sentence);
+    /// The next stream cannot be played; there is none any longer.
+    void nextFailed(const QString& sentence);
+    /// There is nowhere to play to; the sentence says why. The stream itself is as good as it was.
+    void outputFailed(const QString& sentence);
 
 private:
-    void handle(GstMessage* message);
-    void fail(const QString& sentence);
-    void applyTarget();
-    void applyVolume();
-    void tellState(int state);
-    void readTags(GstMessage* message);
-    static void onBusMessage(GstMessage* message, StreamPlayer* player);
-
-    AudioOutput* m_output;
-    GstElement* m_pipeline = nullptr;
-    GstElement* m_sink = nullptr;
-    int m_volumePercent = 100;
-    bool m_muted = false;
-    bool m_seeking = false;
-    std::atomic<int> m_generation{0}; // tells the messages of one stream from those of another
-    bool m_wantsPause = false;
-    bool m_buffering = false;
     enum Told
     {
         Nothing,
@@ -95,10 +80,44 @@ private:
         Paused,
         Stalled
     };
+    bool makePipeline(QString* error);
+    void onBus(GstMessage* message);
+    StreamSource* senderOf(GstMessage* message) const;
+    void onError(GstMessage* message);
+    void onState(int state);
+    void onFeeding(qint64 changeAtNs);
+    void onEnd();
+    void checkChange();
+    void goOver();
+    void fail(const QString& sentence);
+    qint64 now() const;
+    void applyTarget();
+    void applyVolume();
     void setSilent(Told told);
+    /// Runs something on this object's thread, unless the stream has changed until then. Any thread.
+    template <typename Function>
+    void post(Function function);
+
+    AudioOutput* m_output;
+    GstElement* m_pipeline = nullptr;
+    GstElement* m_concat = nullptr;
+    GstElement* m_volume = nullptr;
+    GstElement* m_sink = nullptr;
+    std::unique_ptr<StreamSource> m_current;
+    std::unique_ptr<StreamSource> m_next;
+    std::unique_ptr<StreamSource> m_tooLate; // came when the output knew already that nothing follows
+    std::atomic<int> m_generation{0};        // tells what is about one play() from what is about another
+    int m_volumePercent = 100;
+    bool m_muted = false;
+    bool m_wantsPause = false;
+    bool m_buffering = false;
+    bool m_seeking = false;
+    qint64 m_startMs = 0;     // to be sought for as soon as the pipeline can
+    qint64 m_changeAtNs = -1; // when the next stream is heard, in the pipeline's time; -1: not known yet
+    qint64 m_endMs = 0;       // of the current stream, once m_changeAtNs is known
+    QString m_nextFailure;    // of the next stream when it comes too late to drop it
     Told m_told = Nothing;
     QTimer m_openLimit;
     QTimer m_stallLimit;
-    QString m_codec;
-    int m_bitRate = 0;
+    QTimer m_changeTimer;
 };

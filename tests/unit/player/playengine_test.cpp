@@ -257,7 +257,8 @@ private Q_SLOTS:
         QVERIFY(playAll());
         QCOMPARE(m_writer->format().rateHz, voice.rateHz);
         QCOMPARE(m_writer->format().channels, voice.channels);
-        QVERIFY(qAbs(m_writer->milliseconds() - 350) <= 5);
+        QVERIFY2(qAbs(m_writer->milliseconds() - 350) <= 5,
+                 qPrintable(QString::number(m_writer->milliseconds())));
     }
 
     void theFormatIsTheStreamsOwn()

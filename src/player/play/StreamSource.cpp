@@ -1,0 +1,171 @@
+#include "player/play/StreamSource.h"
+
+#include <QRegularExpression>
+#include <gst/gst.h>
+
+namespace {
+
+// How long a source of the network waits for an answer before it asks again from where it was: longer than a
+// stream may take to begin, since the first time it gives up instead, and often enough to outlast a stall.
+constexpr int sourceTimeoutSeconds = StreamSource::openLimitMs / 1000 + 5;
+constexpr int sourceRetries = 3;
+
+/// "Free Lossless Audio Codec (FLAC)" is known to people by what stands in the brackets.
+QString shortName(const QString& codec)
+{
+    static const QRegularExpression brackets(QStringLiteral("\\(([^()]+)\\)\\s*$"));
+    const QRegularExpressionMatch match = brackets.match(codec);
+    return match.hasMatch() ? match.captured(1) : codec;
+}
+
+/// The bits of a sample format such as S16LE or S24_32LE.
+int sampleBits(const char* format)
+{
+    static const QRegularExpression digits(QStringLiteral("^[SU](\\d+)"));
+    return digits.match(QString::fromLatin1(format)).captured(1).toInt();
+}
+
+void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer /*unused*/)
+{
+    GObjectClass* properties = G_OBJECT_GET_CLASS(source);
+    if (!g_object_class_find_property(properties, "retries") ||
+        !g_object_class_find_property(properties, "timeout"))
+        return; // no source of the network
+    g_object_set(source, "retries", sourceRetries, "timeout", guint(sourceTimeoutSeconds), nullptr);
+}
+
+/// The streaming thread. The first sound there is goes out.
+void onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer out)
+{
+    GstPad* target = gst_ghost_pad_get_target(GST_GHOST_PAD(out));
+    if (target)
+        gst_object_unref(target);
+    else
+        gst_ghost_pad_set_target(GST_GHOST_PAD(out), pad);
+}
+
+/// The streaming thread. A picture, say, has been taken apart and there was nothing to hear.
+void onNoMorePads(GstElement* decoder, gpointer out)
+{
+    GstPad* target = gst_ghost_pad_get_target(GST_GHOST_PAD(out));
+    if (target)
+        gst_object_unref(target);
+    else
+        GST_ELEMENT_ERROR(decoder, STREAM, WRONG_TYPE, ("There is no sound in it."), (nullptr));
+}
+
+} // namespace
+
+StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri)
+    : m_pipeline(pipeline)
+    , m_concat(concat)
+    , m_bin(gst_bin_new(nullptr))
+    , m_out(gst_ghost_pad_new_no_target("src", GST_PAD_SRC))
+    , m_entrance(gst_element_request_pad_simple(concat, "sink_%u"))
+{
+    // Else the whole pipeline would wait for a stream that is only being prepared.
+    g_object_set(m_bin, "async-handling", TRUE, nullptr);
+    GstElement* decoder = gst_element_factory_make("uridecodebin", nullptr);
+    GstCaps* sound = gst_caps_new_empty_simple("audio/x-raw");
+    g_object_set(decoder, "uri", uri.toUtf8().constData(), "caps", sound, "expose-all-streams", FALSE,
+                 "use-buffering", gboolean(!uri.startsWith(QLatin1String("file:"))), nullptr);
+    gst_caps_unref(sound);
+    g_signal_connect(decoder, "source-setup", G_CALLBACK(onSourceSetup), nullptr);
+    g_signal_connect(decoder, "pad-added", G_CALLBACK(onPadAdded), m_out);
+    g_signal_connect(decoder, "no-more-pads", G_CALLBACK(onNoMorePads), m_out);
+    gst_bin_add(GST_BIN(m_bin), decoder);
+    gst_element_add_pad(m_bin, m_out);
+    gst_bin_add(GST_BIN(m_pipeline), m_bin);
+    gst_pad_link(m_out, m_entrance);
+}
+
+StreamSource::~StreamSource()
+{
+    // The entrance first: the stream may be standing there, waiting for its turn.
+    gst_element_release_request_pad(m_concat, m_entrance);
+    gst_object_unref(m_entrance);
+    gst_element_set_state(m_bin, GST_STATE_NULL);
+    gst_bin_remove(GST_BIN(m_pipeline), m_bin);
+}
+
+void StreamSource::start()
+{
+    gst_element_sync_state_with_parent(m_bin);
+}
+
+bool StreamSource::sent(GstMessage* message) const
+{
+    GstObject* source = GST_MESSAGE_SRC(message);
+    return source && (source == GST_OBJECT(m_bin) || gst_object_has_as_ancestor(source, GST_OBJECT(m_bin)));
+}
+
+bool StreamSource::isFeeding() const
+{
+    GstPad* active = nullptr;
+    g_object_get(m_concat, "active-pad", &active, nullptr);
+    if (active)
+        gst_object_unref(active);
+    return active == m_entrance;
+}
+
+void StreamSource::readTags(GstMessage* message)
+{
+    GstTagList* tags = nullptr;
+    gst_message_parse_tag(message, &tags);
+    gchar* codec = nullptr;
+    if (gst_tag_list_get_string(tags, GST_TAG_AUDIO_CODEC, &codec))
+        m_codec = shortName(QString::fromUtf8(codec));
+    g_free(codec);
+    guint rate = 0;
+    if (gst_tag_list_get_uint(tags, GST_TAG_NOMINAL_BITRATE, &rate) ||
+        gst_tag_list_get_uint(tags, GST_TAG_BITRATE, &rate))
+        m_bitRate = int(rate);
+    gst_tag_list_unref(tags);
+}
+
+qint64 StreamSource::durationMs() const
+{
+    gint64 duration = 0;
+    if (!gst_pad_query_duration(m_out, GST_FORMAT_TIME, &duration))
+        return 0;
+    return qMax<gint64>(0, duration) / GST_MSECOND;
+}
+
+bool StreamSource::canSeek() const
+{
+    GstQuery* query = gst_query_new_seeking(GST_FORMAT_TIME);
+    gboolean seekable = FALSE;
+    if (gst_pad_query(m_out, query))
+        gst_query_parse_seeking(query, nullptr, &seekable, nullptr, nullptr);
+    gst_query_unref(query);
+    return seekable;
+}
+
+AudioFormat StreamSource::format() const
+{
+    AudioFormat format;
+    format.codec = m_codec;
+    format.bitRate = m_bitRate;
+    GstCaps* caps = gst_pad_get_current_caps(m_out);
+    if (caps) {
+        const GstStructure* structure = gst_caps_get_structure(caps, 0);
+        gst_structure_get_int(structure, "rate", &format.rateHz);
+        format.bits = sampleBits(gst_structure_get_string(structure, "format"));
+        gst_caps_unref(caps);
+    }
+    if (!format.isComplete() && !format.isLossless())
+        format.bitRate = averageBitRate();
+    return format;
+}
+
+/// The size of a stream over its duration, for streams that do not say; 0 when it is not known either.
+int StreamSource::averageBitRate() const
+{
+    gint64 bytes = 0;
+    const qint64 milliseconds = durationMs();
+    if (milliseconds <= 0 || !gst_pad_query_duration(m_out, GST_FORMAT_BYTES, &bytes))
+        return 0;
+    const double kilobits = double(bytes) * 8 / double(milliseconds);
+    // Headers and tags count too; the rates that codecs choose from are multiples of 8.
+    return qRound(kilobits / 8) * 8000;
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "player/play/AudioFormat.h"
+
+#include <QString>
+
+// GStreamer's own names, so that only the sources need its headers.
+using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
+using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
+using GstPad = struct _GstPad;         // NOLINT(bugprone-reserved-identifier)
+
+/// One stream's way into a pipeline: it is fetched, taken apart and decoded, and waits for its turn at a
+/// `concat`, which lets one stream through after the other. One thread, unless it says otherwise.
+class StreamSource
+{
+public:
+    /// How long a stream may take to begin.
+    static constexpr int openLimitMs = 30000;
+    /// How long a stream that has begun may stand still.
+    static constexpr int stallLimitMs = 120000;
+
+    /// Stands in the pipeline, behind the streams that were made before; begins with start(). Both elements
+    /// are not owned and have to outlive it.
+    StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri);
+    /// Takes it out of the pipeline, with what is under way.
+    ~StreamSource();
+    StreamSource(const StreamSource&) = delete;
+    StreamSource& operator=(const StreamSource&) = delete;
+
+    /// Brings it into the state of its pipeline.
+    void start();
+
+    /// Whether a message is from this stream.
+    bool sent(GstMessage* message) const;
+    /// Whether the concat lets this stream through now.
+    bool isFeeding() const;
+    /// Takes what a tag message says about the stream.
+    void readTags(GstMessage* message);
+
+    /// 0 when it is not known.
+    qint64 durationMs() const;
+    bool canSeek() const;
+    AudioFormat format() const;
+
+    int bufferedPercent = 100;
+
+private:
+    int averageBitRate() const;
+
+    GstElement* m_pipeline;
+    GstElement* m_concat;
+    GstElement* m_bin;
+    GstPad* m_out;      // of the bin
+    GstPad* m_entrance; // of the concat
+    QString m_codec;
+    int m_bitRate = 0;
+};

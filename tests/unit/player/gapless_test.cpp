@@ -1,0 +1,260 @@
+#include "tests/support/enginehost.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QtTest>
+#include <gst/gst.h>
+
+namespace {
+
+QStringList list(const QString& text)
+{
+    return text.split(QStringLiteral(", "));
+}
+
+} // namespace
+
+/// The seam between two tracks: what is heard, what is told, and what happens when something changes after
+/// the next track was prepared. Real FLAC through the real pipeline into an output that keeps the samples.
+class GaplessTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<EngineHost> m_host;
+    QMap<QString, QByteArray> m_flac;
+    QMap<QString, QByteArray> m_decoded;
+
+    PlayEngine& engine() { return m_host->engine; }
+    const QStringList& states() const { return m_host->worker.states; }
+
+    /// Plays, and waits until the track after the first one is prepared.
+    QVector<int> playUntilPrepared(const QStringList& ids)
+    {
+        const QVector<int> places = m_host->fill(ids);
+        engine().play();
+        if (!QTest::qWaitFor([this] { return m_host->worker.resolved.size() >= 2; }, 10000))
+            return {};
+        return places;
+    }
+
+    bool waitForEnd()
+    {
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        return finished.wait(30000);
+    }
+
+    /// What was heard is this, sample for sample.
+    QString difference(const QByteArray& expected) const
+    {
+        const QByteArray heard = m_host->output.samples();
+        if (heard == expected)
+            return QString();
+        int at = 0;
+        while (at < heard.size() && at < expected.size() && heard.at(at) == expected.at(at))
+            ++at;
+        return QStringLiteral("%1 frames instead of %2, the first other one is %3")
+            .arg(heard.size() / EngineHost::frameBytes)
+            .arg(expected.size() / EngineHost::frameBytes)
+            .arg(at / EngineHost::frameBytes);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        gst_init(nullptr, nullptr);
+        EngineHost host;
+        int tune = 0;
+        for (const char* id : {"a", "b", "c"}) {
+            m_flac.insert(QString::fromLatin1(id), EngineHost::flac(++tune, 1));
+            m_decoded.insert(QString::fromLatin1(id), host.decoded(m_flac.value(QString::fromLatin1(id))));
+            QCOMPARE(m_decoded.value(QString::fromLatin1(id)).size(),
+                     EngineHost::rateHz * EngineHost::frameBytes);
+        }
+        QVERIFY(m_decoded.value(QStringLiteral("a")) != m_decoded.value(QStringLiteral("b")));
+    }
+
+    void init()
+    {
+        m_host = std::make_unique<EngineHost>();
+        for (auto it = m_flac.begin(); it != m_flac.end(); ++it)
+            m_host->addFlac(it.key(), it.value());
+    }
+
+    void cleanup()
+    {
+        if (QTest::currentTestFailed())
+            qDebug() << states() << m_host->worker.resolved;
+        m_host.reset();
+    }
+
+    void tracksFollowEachOtherSampleForSample_data()
+    {
+        QTest::addColumn<QStringList>("ids");
+        QTest::newRow("two tracks") << list(QStringLiteral("a, b"));
+        QTest::newRow("three tracks") << list(QStringLiteral("a, b, c"));
+        QTest::newRow("the same track again") << list(QStringLiteral("a, a"));
+    }
+    void tracksFollowEachOtherSampleForSample()
+    {
+        QFETCH(QStringList, ids);
+        QVERIFY(m_host->playAll(ids));
+        QByteArray expected;
+        QStringList told;
+        for (const QString& id : ids) {
+            expected += m_decoded.value(id);
+            told << id + QStringLiteral(" opening") << id + QStringLiteral(" playing")
+                 << id + QStringLiteral(" stopped");
+        }
+        QCOMPARE(difference(expected), QString());
+        QCOMPARE(states(), told);
+        QCOMPARE(m_host->worker.resolved, ids);
+        // All in one pipeline, or there would be a gap that no sample shows.
+        QCOMPARE(m_host->output.sinksAsked(), 1);
+    }
+
+    void theSeamIsToldWhenItIsHeard()
+    {
+        QElapsedTimer clock;
+        QMap<QString, qint64> times;
+        connect(&engine(), &PlayEngine::trackStarted, this, [&](const PelkRoles& row) {
+            times.insert(QStringLiteral("start ") + row.path().param(QStringLiteral("id")), clock.elapsed());
+        });
+        clock.start();
+        QVERIFY(m_host->playAll(list(QStringLiteral("a, b"))));
+        // A second of sound lies between the two; it may be told late on a busy machine, but never early.
+        QVERIFY(times.value(QStringLiteral("start b")) - times.value(QStringLiteral("start a")) >= 1000);
+    }
+
+    void afterTheSeamThePositionIsTheNewTracks()
+    {
+        QSignalSpy started(&engine(), &PlayEngine::trackStarted);
+        m_host->fill(list(QStringLiteral("a, b")));
+        const int second = engine().queue().entries().at(1).id;
+        engine().play();
+        QTRY_COMPARE_WITH_TIMEOUT(started.size(), 2, 10000);
+        const PlayerStatus status = engine().status();
+        QCOMPARE(status.entry, second);
+        QCOMPARE(status.state, PelkPlayLogicState::Playing);
+        QCOMPARE(status.durationMs, 1000);
+        QVERIFY2(status.positionMs < 1000, qPrintable(QString::number(status.positionMs)));
+        QVERIFY(waitForEnd());
+    }
+
+    void anEditAfterTheNextOneIsPreparedIsHeard_data()
+    {
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QString>("heard");
+        QTest::newRow("nothing") << QString() << QStringLiteral("abc");
+        QTest::newRow("the next one is removed") << QStringLiteral("remove") << QStringLiteral("ac");
+        QTest::newRow("the next one is moved away") << QStringLiteral("move") << QStringLiteral("acb");
+        QTest::newRow("another one is put before it") << QStringLiteral("next") << QStringLiteral("aabc");
+        QTest::newRow("all others are removed") << QStringLiteral("alone") << QStringLiteral("a");
+    }
+    void anEditAfterTheNextOneIsPreparedIsHeard()
+    {
+        QFETCH(QString, edit);
+        QFETCH(QString, heard);
+        const QVector<int> ids = playUntilPrepared(list(QStringLiteral("a, b, c")));
+        QCOMPARE(ids.size(), 3);
+        PlayQueue& queue = engine().queue();
+        if (edit == QLatin1String("remove"))
+            queue.remove({ids.at(1)});
+        else if (edit == QLatin1String("move"))
+            queue.move(ids.at(1), 0);
+        else if (edit == QLatin1String("next"))
+            queue.add({ScriptedPlayWorker::row(QStringLiteral("a"))}, PlayQueue::Where::Next);
+        else if (edit == QLatin1String("alone"))
+            queue.remove({ids.at(1), ids.at(2)});
+        QVERIFY(waitForEnd());
+        QByteArray expected;
+        for (const QChar id : heard)
+            expected += m_decoded.value(id);
+        QCOMPARE(difference(expected), QString());
+        QCOMPARE(states().filter(QStringLiteral("playing")).size(), heard.size());
+        QCOMPARE(states().filter(QStringLiteral("stopped")).size(), heard.size());
+    }
+
+    void aModeThatChangesAfterTheNextOneIsPreparedIsHeard()
+    {
+        QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
+        engine().setRepeat(RepeatMode::One);
+        QSignalSpy started(&engine(), &PlayEngine::trackStarted);
+        QTRY_COMPARE_WITH_TIMEOUT(started.size(), 1, 10000);
+        engine().setRepeat(RepeatMode::Off);
+        QVERIFY(waitForEnd());
+        QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("a")) +
+                            m_decoded.value(QStringLiteral("b"))),
+                 QString());
+        QCOMPARE(states(),
+                 list(QStringLiteral("a opening, a playing, a stopped, a opening, a playing, a stopped, "
+                                     "b opening, b playing, b stopped")));
+    }
+
+    void aSkipUsesWhatIsPrepared()
+    {
+        QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
+        engine().next();
+        QVERIFY(waitForEnd());
+        QCOMPARE(m_host->worker.resolved, list(QStringLiteral("a, b")));
+        QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("b"))));
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
+                                               "b opening, b playing, b stopped")));
+    }
+
+    void aNextOneThatCannotBePlayedIsSkippedWhenItsTurnComes_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("told");
+        QTest::newRow("no stream") << QStringLiteral("unknown") << QString();
+        QTest::newRow("broken stream")
+            << QStringLiteral("broken") << QStringLiteral("broken opening, broken stopped streamFailed, ");
+        QTest::newRow("no sound") << QStringLiteral("text")
+                                  << QStringLiteral("text opening, text stopped streamFailed, ");
+    }
+    void aNextOneThatCannotBePlayedIsSkippedWhenItsTurnComes()
+    {
+        QFETCH(QString, id);
+        QFETCH(QString, told);
+        m_host->worker.uris.insert(QStringLiteral("broken"), QStringLiteral("file:///nowhere/a.flac"));
+        m_host->worker.uris.insert(QStringLiteral("text"),
+                                   m_host->writeFile(QStringLiteral("t"), QByteArray(5000, 'x')));
+        QSignalSpy noticed(&engine(), &PlayEngine::noticed);
+        QVERIFY(m_host->playAll({QStringLiteral("a"), id, QStringLiteral("b")}));
+        QCOMPARE(noticed.size(), 1);
+        QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
+                 QString());
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, ") + told +
+                                QStringLiteral("b opening, b playing, b stopped")));
+    }
+
+    void aPauseNearTheEndHoldsTheSeam()
+    {
+        QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
+        engine().pause();
+        QTRY_COMPARE(states().last(), QStringLiteral("a paused"));
+        const QByteArray before = m_host->output.samples();
+        engine().play();
+        QVERIFY(waitForEnd());
+        QVERIFY(before.size() < m_decoded.value(QStringLiteral("a")).size());
+        QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
+                 QString());
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a paused, a playing, a stopped, "
+                                               "b opening, b playing, b stopped")));
+    }
+
+    void anAddressThatGrewTooOldIsAskedForAgain()
+    {
+        m_host->worker.maxIdleMs = 200;
+        QVERIFY(m_host->playAll(list(QStringLiteral("a, b"))));
+        // Prepared at the start of a second of music, and again before it was due.
+        QVERIFY2(m_host->worker.resolved.size() > 2,
+                 qPrintable(m_host->worker.resolved.join(QLatin1Char(' '))));
+        QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
+                 QString());
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                               "b opening, b playing, b stopped")));
+    }
+};
+
+QTEST_GUILESS_MAIN(GaplessTest)
+#include "gapless_test.moc"
