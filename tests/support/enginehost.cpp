@@ -78,10 +78,10 @@ EngineHost::EngineHost()
 
 EngineHost::~EngineHost() = default;
 
-QByteArray EngineHost::flac(int tune, int seconds, int rateHz, int bits)
+QByteArray EngineHost::flac(int tune, int seconds, int rate, int bits)
 {
-    sandbox::Melody melody(7, tune, rateHz, seconds);
-    return QByteArray::fromStdString(sandbox::encodeFlac(melody, rateHz, bits));
+    sandbox::Melody melody(7, tune, rate, seconds);
+    return QByteArray::fromStdString(sandbox::encodeFlac(melody, rate, bits));
 }
 
 void EngineHost::addFlac(const QString& id, const QByteArray& flac)

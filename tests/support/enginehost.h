@@ -46,7 +46,7 @@ public:
     static constexpr int frameBytes = 4; // 16 bits, stereo
 
     /// The FLAC file of a tune of this length.
-    static QByteArray flac(int tune, int seconds, int rateHz = EngineHost::rateHz, int bits = 16);
+    static QByteArray flac(int tune, int seconds, int rate = rateHz, int bits = 16);
     /// Puts a FLAC file where the track `id` resolves to.
     void addFlac(const QString& id, const QByteArray& flac);
     /// What a decoder makes of an audio file.

@@ -278,12 +278,14 @@ void StreamPlayer::onBus(GstMessage* message)
             GstState state = GST_STATE_NULL;
             gst_message_parse_state_changed(message, nullptr, &state, nullptr);
             onState(state);
+            applyTarget();
         }
         break;
     case GST_MESSAGE_ASYNC_DONE:
         if (m_seeking)
             Q_EMIT moved();
         m_seeking = false;
+        applyTarget();
         break;
     case GST_MESSAGE_BUFFERING:
         if (StreamSource* source = senderOf(message)) {
@@ -314,10 +316,12 @@ void StreamPlayer::onError(GstMessage* message)
     GError* error = nullptr;
     gst_message_parse_error(message, &error, nullptr);
     // GStreamer's texts may quote the address, and its query is a permission to fetch it.
-    const QString sentence = maskSecrets(sentenceOf(error));
+    QString sentence = maskSecrets(sentenceOf(error));
     g_error_free(error);
     GstObject* object = GST_MESSAGE_SRC(message);
     const StreamSource* sender = senderOf(message);
+    if (sender && sender->isBrokenForGood())
+        sentence = QStringLiteral("The connection broke again and again.");
     if (sender && sender == m_next.get()) {
         if (m_next->isFeeding()) {
             // It fails when its turn has come. To take it out now would end the pipeline's stream from this
@@ -342,12 +346,7 @@ void StreamPlayer::onError(GstMessage* message)
 
 void StreamPlayer::onState(int state)
 {
-    if (state == GST_STATE_PAUSED && m_startMs > 0) {
-        const qint64 start = m_startMs;
-        m_startMs = 0;
-        seek(start);
-        applyTarget();
-    } else if (state == GST_STATE_PLAYING) {
+    if (state == GST_STATE_PLAYING) {
         checkChange();
         if (m_told == Playing)
             return;
@@ -436,8 +435,21 @@ void StreamPlayer::applyTarget()
         return;
     // What feeds the output has to have enough, not what is heard last of.
     m_buffering = (m_changeAtNs >= 0 ? m_next : m_current)->bufferedPercent < buffered;
-    const bool silent = m_wantsPause || m_buffering || m_startMs > 0;
-    gst_element_set_state(m_pipeline, silent ? GST_STATE_PAUSED : GST_STATE_PLAYING);
+    // Not while a change is under way: one that is overtaken between its parts is never completed. Its end
+    // leads here again.
+    GstState state = GST_STATE_NULL;
+    if (gst_element_get_state(m_pipeline, &state, nullptr, 0) == GST_STATE_CHANGE_ASYNC)
+        return;
+    if (m_startMs > 0 && state == GST_STATE_PAUSED) {
+        const qint64 start = m_startMs;
+        m_startMs = 0;
+        if (seek(start))
+            return;
+    }
+    const bool silent = m_wantsPause || m_buffering || m_startMs > 0 || state < GST_STATE_PAUSED;
+    const GstState wanted = silent ? GST_STATE_PAUSED : GST_STATE_PLAYING;
+    if (state != wanted)
+        gst_element_set_state(m_pipeline, wanted);
 }
 
 void StreamPlayer::fail(const QString& sentence)

@@ -9,6 +9,8 @@ namespace {
 // stream may take to begin, since the first time it gives up instead, and often enough to outlast a stall.
 constexpr int sourceTimeoutSeconds = StreamSource::openLimitMs / 1000 + 5;
 constexpr int sourceRetries = 3;
+// How often a stream that breaks is asked for again from where it broke.
+constexpr int mostResumptions = 3;
 
 /// "Free Lossless Audio Codec (FLAC)" is known to people by what stands in the brackets.
 QString shortName(const QString& codec)
@@ -25,13 +27,75 @@ int sampleBits(const char* format)
     return digits.match(QString::fromLatin1(format)).captured(1).toInt();
 }
 
-void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer /*unused*/)
+/// After a break GStreamer's source of the network goes on from there, for ever: its count of retries starts
+/// anew with each byte. This ends that after the last time that it may, until a seek begins anew. Runs where
+/// the source's requests do: on its streaming thread, or with that standing still.
+class ResumptionLimit
+{
+public:
+    ResumptionLimit(GstElement* source, std::shared_ptr<std::atomic<bool>> brokenForGood)
+        : m_source(source)
+        , m_brokenForGood(std::move(brokenForGood))
+    {
+        setRetries(sourceRetries);
+    }
+
+    void onEvent(GstEvent* event)
+    {
+        if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
+            setRetries(sourceRetries);
+            *m_brokenForGood = false;
+            m_isExpected = true;
+        } else if (gst_event_has_name(event, "http-headers")) {
+            if (!m_isExpected && ++m_resumptions >= mostResumptions) {
+                setRetries(notOnceMore);
+                *m_brokenForGood = true;
+            }
+            m_isExpected = false;
+        }
+    }
+
+private:
+    /// The property has no value for "not once more": 0 is below what the source compares with only after a
+    /// failure without a byte. So this goes past the check of its range.
+    void setRetries(int retries)
+    {
+        GObjectClass* properties = G_OBJECT_GET_CLASS(m_source);
+        GParamSpec* property = g_object_class_find_property(properties, "retries");
+        GValue value = G_VALUE_INIT;
+        g_value_init(&value, G_TYPE_INT);
+        g_value_set_int(&value, retries);
+        properties->set_property(G_OBJECT(m_source), property->param_id, &value, property);
+        g_value_unset(&value);
+    }
+
+    static constexpr int notOnceMore = -2; // -1 is for ever
+
+    GstElement* m_source;
+    std::shared_ptr<std::atomic<bool>> m_brokenForGood;
+    bool m_isExpected = true; // the answer to the first request, or to one that a seek has made
+    int m_resumptions = 0;
+};
+
+GstPadProbeReturn onSourceEvent(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer limit)
+{
+    static_cast<ResumptionLimit*>(limit)->onEvent(GST_PAD_PROBE_INFO_EVENT(info));
+    return GST_PAD_PROBE_OK;
+}
+
+void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer stream)
 {
     GObjectClass* properties = G_OBJECT_GET_CLASS(source);
     if (!g_object_class_find_property(properties, "retries") ||
         !g_object_class_find_property(properties, "timeout"))
         return; // no source of the network
-    g_object_set(source, "retries", sourceRetries, "timeout", guint(sourceTimeoutSeconds), nullptr);
+    g_object_set(source, "timeout", guint(sourceTimeoutSeconds), nullptr);
+    auto* limit = new ResumptionLimit(source, static_cast<StreamSource*>(stream)->breakFlag());
+    GstPad* pad = gst_element_get_static_pad(source, "src");
+    gst_pad_add_probe(
+        pad, GstPadProbeType(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+        onSourceEvent, limit, [](gpointer data) { delete static_cast<ResumptionLimit*>(data); });
+    gst_object_unref(pad);
 }
 
 /// The streaming thread. The first sound there is goes out.
@@ -65,12 +129,15 @@ StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QStri
 {
     // Else the whole pipeline would wait for a stream that is only being prepared.
     g_object_set(m_bin, "async-handling", TRUE, nullptr);
+    const bool isFromNetwork = !uri.startsWith(QLatin1String("file:"));
+    if (isFromNetwork)
+        bufferedPercent = 0; // until it says otherwise
     GstElement* decoder = gst_element_factory_make("uridecodebin", nullptr);
     GstCaps* sound = gst_caps_new_empty_simple("audio/x-raw");
     g_object_set(decoder, "uri", uri.toUtf8().constData(), "caps", sound, "expose-all-streams", FALSE,
-                 "use-buffering", gboolean(!uri.startsWith(QLatin1String("file:"))), nullptr);
+                 "use-buffering", gboolean(isFromNetwork), nullptr);
     gst_caps_unref(sound);
-    g_signal_connect(decoder, "source-setup", G_CALLBACK(onSourceSetup), nullptr);
+    g_signal_connect(decoder, "source-setup", G_CALLBACK(onSourceSetup), this);
     g_signal_connect(decoder, "pad-added", G_CALLBACK(onPadAdded), m_out);
     g_signal_connect(decoder, "no-more-pads", G_CALLBACK(onNoMorePads), m_out);
     gst_bin_add(GST_BIN(m_bin), decoder);

@@ -4,6 +4,9 @@
 
 #include <QString>
 
+#include <atomic>
+#include <memory>
+
 // GStreamer's own names, so that only the sources need its headers.
 using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
 using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
@@ -42,6 +45,12 @@ public:
     bool canSeek() const;
     AudioFormat format() const;
 
+    /// Whether it broke more often than it is resumed: its next error says nothing that a person would want
+    /// to know.
+    bool isBrokenForGood() const { return *m_brokenForGood; }
+    /// For the streaming thread.
+    std::shared_ptr<std::atomic<bool>> breakFlag() const { return m_brokenForGood; }
+
     int bufferedPercent = 100;
 
 private:
@@ -54,4 +63,5 @@ private:
     GstPad* m_entrance; // of the concat
     QString m_codec;
     int m_bitRate = 0;
+    std::shared_ptr<std::atomic<bool>> m_brokenForGood = std::make_shared<std::atomic<bool>>(false);
 };

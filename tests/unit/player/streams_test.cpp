@@ -1,0 +1,289 @@
+#include "tests/support/enginehost.h"
+#include "tests/support/testhttpserver.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+#include <gst/gst.h>
+
+#include <atomic>
+
+/// Streams from a server that misbehaves, addresses that no longer hold, places sought for, and an output
+/// that goes away. What is heard is compared with the file's own samples.
+class StreamsTest : public QObject
+{
+    Q_OBJECT
+
+    static constexpr int seconds = 2;
+
+    std::unique_ptr<TestHttpServer> m_server;
+    std::unique_ptr<EngineHost> m_host;
+    QByteArray m_flac;
+    QByteArray m_file; // what the server has
+    QByteArray m_decoded;
+    std::atomic<int> m_breakAfter{0};   // bytes of a body; 0 is none
+    std::atomic<int> m_breaksLeft{0};   // answers that break off
+    std::atomic<bool> m_refused{false}; // whether the address holds no longer
+    std::atomic<bool> m_rangesRefused{false};
+
+    PlayEngine& engine() { return m_host->engine; }
+    const QStringList& states() const { return m_host->worker.states; }
+
+    TestHttpServer::Response serve(const TestHttpServer::Request& request)
+    {
+        TestHttpServer::Response response;
+        const bool hasRange = !request.header("Range").isNull();
+        if ((m_refused && request.path != "/fresh.flac") || (m_rangesRefused && hasRange)) {
+            response.status = 403;
+            return response;
+        }
+        response.headers = {{"Content-Type", "audio/flac"}, {"Accept-Ranges", "bytes"}};
+        const QByteArray range = request.header("Range");
+        const int from = range.startsWith("bytes=") ? range.mid(6, range.indexOf('-') - 6).toInt() : 0;
+        response.body = m_file.mid(from);
+        if (hasRange) {
+            response.status = 206;
+            response.headers.append({"Content-Range", "bytes " + QByteArray::number(from) + '-' +
+                                                          QByteArray::number(m_file.size() - 1) + '/' +
+                                                          QByteArray::number(m_file.size())});
+        }
+        if (m_breakAfter > 0 && m_breaksLeft.fetch_sub(1) > 0)
+            response.truncateAfter = m_breakAfter;
+        return response;
+    }
+
+    QList<QByteArray> ranges() const
+    {
+        QList<QByteArray> ranges;
+        for (const TestHttpServer::Request& request : m_server->requests())
+            ranges.append(request.header("Range"));
+        return ranges;
+    }
+
+    void startAndHear()
+    {
+        QSignalSpy started(&engine(), &PlayEngine::trackStarted);
+        m_host->fill({QStringLiteral("1")});
+        engine().play();
+        QVERIFY(started.wait(10000));
+        QTRY_VERIFY(!m_host->output.samples().isEmpty());
+    }
+
+    /// Silence of 24 bits at 192 kHz, which is a lot of bytes.
+    QByteArray wav(int lengthSeconds) const
+    {
+        const PcmFormat format{192000, 2, 24};
+        const QString name = m_host->dir.filePath(QStringLiteral("silence.wav"));
+        WavWriter writer(name);
+        QString error;
+        const QByteArray data(format.rateHz * lengthSeconds * format.frameBytes(), 0);
+        QFile file(name);
+        if (!writer.open(&error) || !writer.write(format, data.constData(), data.size(), &error) ||
+            !writer.finish(&error) || !file.open(QIODevice::ReadOnly))
+            qFatal("%s", qPrintable(error));
+        return file.readAll();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        gst_init(nullptr, nullptr);
+        m_flac = EngineHost::flac(5, seconds);
+        EngineHost host;
+        m_decoded = host.decoded(m_flac);
+        QCOMPARE(m_decoded.size(), seconds * EngineHost::rateHz * EngineHost::frameBytes);
+    }
+
+    void init()
+    {
+        m_breakAfter = m_breaksLeft = 0;
+        m_refused = m_rangesRefused = false;
+        m_file = m_flac;
+        m_server = std::make_unique<TestHttpServer>();
+        m_server->setHandler([this](const TestHttpServer::Request& request) { return serve(request); });
+        m_host = std::make_unique<EngineHost>();
+        m_host->worker.uris.insert(QStringLiteral("1"), m_server->url(QStringLiteral("/1.flac")));
+    }
+
+    void cleanup()
+    {
+        if (QTest::currentTestFailed())
+            qDebug() << states() << m_host->worker.resolved << ranges();
+        m_host.reset();
+        m_server.reset();
+    }
+
+    void aStreamIsHeardWhole()
+    {
+        QVERIFY(m_host->playAll({QStringLiteral("1")}));
+        QVERIFY(m_host->output.samples() == m_decoded);
+        QCOMPARE(states(), (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
+                                        QStringLiteral("1 stopped")}));
+    }
+
+    void aStreamThatBreaksIsResumedByARangeRequest_data()
+    {
+        QTest::addColumn<int>("breaks");
+        QTest::newRow("once") << 1;
+        QTest::newRow("twice") << 2;
+        QTest::newRow("three times") << 3;
+    }
+    void aStreamThatBreaksIsResumedByARangeRequest()
+    {
+        QFETCH(int, breaks);
+        m_breakAfter = m_file.size() / 5;
+        m_breaksLeft = breaks;
+        QVERIFY(m_host->playAll({QStringLiteral("1")}));
+        QVERIFY(m_host->output.samples() == m_decoded);
+        QCOMPARE(ranges().size(), breaks + 1);
+        for (int i = 1; i <= breaks; ++i)
+            QCOMPARE(ranges().at(i), "bytes=" + QByteArray::number(i * m_breakAfter) + '-');
+        QCOMPARE(states().last(), QStringLiteral("1 stopped"));
+    }
+
+    void aStreamThatBreaksForTheFourthTimeIsGivenUp()
+    {
+        m_breakAfter = m_file.size() / 8;
+        m_breaksLeft = 100;
+        QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
+        QVERIFY(m_host->playAll({QStringLiteral("1")}));
+        QCOMPARE(ranges().size(), 4);
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(failed.at(0).at(1).toString(), QStringLiteral("The connection broke again and again."));
+    }
+
+    void whatBreaksOffAfterItWasHeardIsToldAsThatAndThenAsTheEnd()
+    {
+        // More than is gathered before it is heard, which is 2 MB.
+        m_file = wav(4);
+        m_breakAfter = 2500000;
+        m_breaksLeft = 100;
+        m_rangesRefused = true;
+        QSignalSpy brokeOff(&engine(), &PlayEngine::trackBrokeOff);
+        QVERIFY(m_host->playAll({QStringLiteral("1")}));
+        QCOMPARE(brokeOff.size(), 1);
+        QVERIFY(!brokeOff.at(0).at(1).toString().isEmpty());
+        QVERIFY(!m_host->output.samples().isEmpty());
+        // What happened, and the end of the listening; the player itself shows what happened.
+        QCOMPARE(states(),
+                 (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
+                              QStringLiteral("1 stopped streamFailed"), QStringLiteral("1 stopped")}));
+        QCOMPARE(engine().data().error(), QStringLiteral("streamFailed"));
+    }
+
+    void aSeekArrivesWithin50Milliseconds_data()
+    {
+        QTest::addColumn<int>("toMs");
+        QTest::addColumn<bool>("paused");
+        for (const int to : {0, 333, 1000, 1777})
+            for (const bool paused : {false, true})
+                QTest::addRow("to %d ms%s", to, paused ? ", paused" : "") << to << paused;
+    }
+    void aSeekArrivesWithin50Milliseconds()
+    {
+        QFETCH(int, toMs);
+        QFETCH(bool, paused);
+        startAndHear();
+        QSignalSpy changed(&engine(), &PlayEngine::statusChanged);
+        if (paused) {
+            engine().pause();
+            QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        }
+        m_host->output.clear();
+        engine().seek(toMs);
+        if (paused) {
+            QTRY_VERIFY(qAbs(engine().status().positionMs - toMs) <= 50);
+            engine().play();
+        }
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(10000));
+        // What is heard last is the rest of the file from there; a buffer of the old place may come before.
+        const QByteArray heard = m_host->output.samples();
+        const int rest = m_decoded.size() - toMs * EngineHost::rateHz / 1000 * EngineHost::frameBytes;
+        const int slackBytes = 50 * EngineHost::rateHz / 1000 * EngineHost::frameBytes;
+        int same = 0;
+        const int most = qMin(heard.size(), m_decoded.size());
+        while (same < most && heard.at(heard.size() - 1 - same) == m_decoded.at(m_decoded.size() - 1 - same))
+            ++same;
+        QVERIFY2(qAbs(same - rest) <= slackBytes,
+                 qPrintable(QStringLiteral("%1 ms off")
+                                .arg((same - rest) * 1000.0 / EngineHost::frameBytes / EngineHost::rateHz)));
+    }
+
+    void anAddressThatHeldNoLongerAfterAPauseIsAskedForAgain()
+    {
+        m_host->worker.maxIdleMs = 300;
+        startAndHear();
+        engine().pause();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 paused"));
+        const qint64 position = engine().status().positionMs;
+        m_refused = true;
+        m_host->worker.uris.insert(QStringLiteral("1"), m_server->url(QStringLiteral("/fresh.flac")));
+        QElapsedTimer idle;
+        idle.start();
+        QTRY_VERIFY(idle.hasExpired(m_host->worker.maxIdleMs));
+        m_host->output.clear();
+        engine().play();
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_host->worker.resolved.size(), 2);
+        const int heardMs =
+            m_host->output.samples().size() / EngineHost::frameBytes * 1000 / EngineHost::rateHz;
+        QVERIFY2(qAbs(heardMs - (seconds * 1000 - position)) <= 50,
+                 qPrintable(QStringLiteral("%1 ms from %2 ms on").arg(heardMs).arg(position)));
+        QVERIFY(m_decoded.endsWith(m_host->output.samples()));
+        QCOMPARE(states(), (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
+                                        QStringLiteral("1 paused"), QStringLiteral("1 playing"),
+                                        QStringLiteral("1 stopped")}));
+    }
+
+    void anOutputThatGoesAwayHoldsTheMusicUntilItIsBack()
+    {
+        startAndHear();
+        QSignalSpy noticed(&engine(), &PlayEngine::noticed);
+        m_host->output.unplug();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 paused"));
+        const QByteArray before = m_host->output.samples();
+        const int asked = m_host->output.sinksAsked();
+        QTRY_VERIFY(m_host->output.sinksAsked() > asked + 1);
+        QCOMPARE(noticed.size(), 1);
+        QCOMPARE(noticed.at(0).at(0).toString(), QStringLiteral("The sound output is gone"));
+        m_host->output.clear();
+        m_host->output.plug();
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(15000));
+        QCOMPARE(states(), (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
+                                        QStringLiteral("1 paused"), QStringLiteral("1 playing"),
+                                        QStringLiteral("1 stopped")}));
+        // It goes on where it was, give or take the sound that was on the way.
+        const QByteArray after = m_host->output.samples();
+        QVERIFY(m_decoded.endsWith(after));
+        const int lost = (m_decoded.size() - after.size() - before.size()) / EngineHost::frameBytes * 1000 /
+                         EngineHost::rateHz;
+        QVERIFY2(qAbs(lost) <= 250, qPrintable(QStringLiteral("%1 ms").arg(lost)));
+    }
+
+    void whatIsNeitherFlacNorMp3IsASentence_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::newRow("text") << QByteArray(20000, 'x');
+        QTest::newRow("a page") << QByteArray("<!DOCTYPE html><html><body>Sorry</body></html>");
+        QTest::newRow("nothing") << QByteArray();
+        QTest::newRow("a picture") << QByteArray::fromBase64(
+            "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg="
+            "=");
+    }
+    void whatIsNeitherFlacNorMp3IsASentence()
+    {
+        QFETCH(QByteArray, file);
+        m_file = file;
+        QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
+        QVERIFY(m_host->playAll({QStringLiteral("1")}));
+        QCOMPARE(failed.size(), 1);
+        QVERIFY(!failed.at(0).at(1).toString().isEmpty());
+        QCOMPARE(states(),
+                 (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 stopped streamFailed")}));
+    }
+};
+
+QTEST_GUILESS_MAIN(StreamsTest)
+#include "streams_test.moc"
