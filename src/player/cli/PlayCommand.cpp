@@ -100,7 +100,10 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
     connect(&progress, &QTimer::timeout, this, [&] { showProgress(engine); });
     connect(&engine, &PlayEngine::trackStarted, this, [&](const PelkRoles& row) {
         onStarted(row);
-        const QString format = engine.status().format.toString();
+        const PlayerStatus status = engine.status();
+        QString format = status.format.toString();
+        if (status.lowerThanAsked)
+            format += QStringLiteral(", lower than asked for");
         if (Terminal::errorIsTerminal())
             showProgress(engine);
         else

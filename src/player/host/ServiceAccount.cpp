@@ -1,7 +1,9 @@
 #include "player/host/ServiceAccount.h"
 
 #include "api/core/model/cmabstractworker.h"
-#include "api/types/pelkroles.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
+#include "api/types/pelkresource.h"
 #include "api/types/qobuzpaths.h"
 
 namespace {
@@ -63,6 +65,27 @@ CMReply<QVariant> ServiceAccount::setQuality(const QString& quality)
     CMReply<QVariant> reply = CMReply<QVariant>::create();
     CMRoot()->setValue(PelkQobuzSoundQualityPath(), value, reply);
     return reply;
+}
+
+bool ServiceAccount::isLowerThan(const QString& quality, const PelkRoles& row)
+{
+    using Quality = PelkQobuzSoundQuality;
+    const PelkResource resource = row.mediaData().resources().value(0);
+    if (!row.mediaData().metaData().prePlayPath().startsWith(PelkQobuzBrowsePath(), nullptr) ||
+        resource.mimeType().isEmpty())
+        return false;
+    const int asked = Quality::fromString(quality);
+    const bool isLossy = resource.mimeType() == QLatin1String("audio/mpeg");
+    switch (asked) {
+    case Quality::Cd:
+        return isLossy;
+    case Quality::Hires96:
+        return isLossy || resource.bitsPerSample() < 24;
+    case Quality::Hires192:
+        return isLossy || resource.bitsPerSample() < 24 || resource.sampleFrequency() <= 96000;
+    default:
+        return false;
+    }
 }
 
 CMPath ServiceAccount::prePlayPath(const CMPath& path)

@@ -2,6 +2,7 @@
 
 #include "api/core/model/cmfilestore.h"
 #include "api/core/model/cmrequest.h"
+#include "api/types/pelkroles.h"
 
 /// What the player's commands know of the service's account: the form that logs in, what stays of a login,
 /// and the sound quality. Everything here may be called from any thread and does not block, unless it says
@@ -23,6 +24,10 @@ QStringList qualities();
 QString quality();
 /// Chooses one of qualities(). The reply finishes once it is saved.
 CMReply<QVariant> setQuality(const QString& quality);
+
+/// Whether the stream of a resolved row is of a lower quality than this one of qualities(). False for rows of
+/// other services, and where the stream does not say what it is.
+bool isLowerThan(const QString& quality, const PelkRoles& row);
 
 /// Where the player asks for the stream of a single track that it knows by its path alone; an empty path if
 /// `path` is no track's.

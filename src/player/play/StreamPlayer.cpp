@@ -294,8 +294,11 @@ void StreamPlayer::onBus(GstMessage* message)
         }
         break;
     case GST_MESSAGE_TAG:
+        // The output tells those of the stream that it gets.
         if (StreamSource* source = senderOf(message))
             source->readTags(message);
+        else if (m_current)
+            (m_next && m_next->isFeeding() ? m_next : m_current)->readTags(message);
         break;
     default:
         break;

@@ -56,6 +56,7 @@ void TrackResolver::resolve(const QueueEntry& entry, qint64 startMs, const Callb
                      }
                      track.row = PelkRoles(PelkHash::fromVariant(finished.d()->value()));
                      track.age.start();
+                     track.lowerThanAsked = ServiceAccount::isLowerThan(track.askedQuality, track.row);
                      if (track.uri().isEmpty())
                          callback(ResolvedTrack(),
                                   QStringLiteral("The service gave no address to play it from."));

@@ -1,3 +1,6 @@
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
+#include "api/types/pelkresource.h"
 #include "api/types/qobuzpaths.h"
 #include "player/host/ServiceAccount.h"
 
@@ -35,6 +38,56 @@ private Q_SLOTS:
         QCOMPARE(int(QFile::permissions(name) &
                      (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther)),
                  0);
+    }
+
+    void aStreamThatIsLowerThanWhatWasAskedForIsKnown_data()
+    {
+        QTest::addColumn<QString>("quality");
+        QTest::addColumn<QString>("mimeType");
+        QTest::addColumn<int>("bits");
+        QTest::addColumn<int>("rateHz");
+        QTest::addColumn<bool>("isLower");
+        const QString flac = QStringLiteral("audio/flac");
+        const QString mp3 = QStringLiteral("audio/mpeg");
+        QTest::newRow("mp3") << QStringLiteral("mp3") << mp3 << 16 << 44100 << false;
+        QTest::newRow("more than mp3") << QStringLiteral("mp3") << flac << 16 << 44100 << false;
+        QTest::newRow("cd") << QStringLiteral("cd") << flac << 16 << 44100 << false;
+        QTest::newRow("cd, got mp3") << QStringLiteral("cd") << mp3 << 16 << 44100 << true;
+        QTest::newRow("hires96") << QStringLiteral("hires96") << flac << 24 << 96000 << false;
+        QTest::newRow("hires96 at 48 kHz") << QStringLiteral("hires96") << flac << 24 << 48000 << false;
+        QTest::newRow("hires96, got cd") << QStringLiteral("hires96") << flac << 16 << 44100 << true;
+        QTest::newRow("hires96, got mp3") << QStringLiteral("hires96") << mp3 << 24 << 44100 << true;
+        QTest::newRow("hires192") << QStringLiteral("hires192") << flac << 24 << 192000 << false;
+        QTest::newRow("hires192, got hires96") << QStringLiteral("hires192") << flac << 24 << 96000 << true;
+        QTest::newRow("hires192, got cd") << QStringLiteral("hires192") << flac << 16 << 44100 << true;
+        QTest::newRow("not said") << QStringLiteral("hires192") << QString() << 0 << 0 << false;
+    }
+    void aStreamThatIsLowerThanWhatWasAskedForIsKnown()
+    {
+        QFETCH(QString, quality);
+        QFETCH(QString, mimeType);
+        QFETCH(int, bits);
+        QFETCH(int, rateHz);
+        QFETCH(bool, isLower);
+        PelkResource resource;
+        resource.setMimeType(mimeType);
+        resource.setBitsPerSample(bits);
+        resource.setSampleFrequency(rateHz);
+        PelkList<PelkResource> resources;
+        resources.append(resource);
+        const auto rowOf = [&resources](const CMPath& prePlay) {
+            PelkMetaData metaData;
+            metaData.setPrePlayPath(prePlay);
+            PelkMediaData mediaData;
+            mediaData.setMetaData(metaData);
+            mediaData.setResources(resources);
+            PelkRoles row;
+            row.setMediaData(mediaData);
+            return row;
+        };
+        QCOMPARE(ServiceAccount::isLowerThan(quality, rowOf(PelkQobuzBrowsePath() + PelkQobuzPreplayPath())),
+                 isLower);
+        QVERIFY(!ServiceAccount::isLowerThan(quality, rowOf(CMPath(QStringLiteral("other:preplay")))));
     }
 
     void aFileThatCannotBeUnderstoodIsSetAsideAndTold_data()
