@@ -1,0 +1,262 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de" sourcelanguage="en">
+<context>
+    <name>CMError</name>
+    <message>
+        <source>Error</source>
+        <translation>Fehler</translation>
+    </message>
+</context>
+<context>
+    <name>CMListRowsNode</name>
+    <message>
+        <source>The rows %1 to %2 cannot be asked for; rows are counted from 0.</source>
+        <translation>Die Zeilen %1 bis %2 gibt es nicht; gezählt wird ab 0.</translation>
+    </message>
+</context>
+<context>
+    <name>CMNode</name>
+    <message>
+        <source>"%1" has no value that can be set as "%2".</source>
+        <translation>„%1“ hat keinen Wert, der als „%2“ gesetzt werden kann.</translation>
+    </message>
+</context>
+<context>
+    <name>CMNodes</name>
+    <message>
+        <source>"%1" does not answer this kind of request.</source>
+        <translation>„%1“ beantwortet solche Anfragen nicht.</translation>
+    </message>
+    <message>
+        <source>There is nothing at "%1".</source>
+        <translation>Unter „%1“ ist nichts zu finden.</translation>
+    </message>
+</context>
+<context>
+    <name>CMRootWorker</name>
+    <message>
+        <source>No service answers at "%1".</source>
+        <translation>Unter „%1“ antwortet kein Dienst.</translation>
+    </message>
+    <message>
+        <source>Rows are counted from 0; the range asked for is not.</source>
+        <translation>Zeilen werden ab 0 gezählt; der angeforderte Bereich nicht.</translation>
+    </message>
+    <message>
+        <source>The value at "%1" is of another kind.</source>
+        <translation>Der Wert unter „%1“ ist von anderer Art.</translation>
+    </message>
+    <message>
+        <source>The value at "%1" is set by its own service.</source>
+        <translation>Den Wert unter „%1“ setzt sein eigener Dienst.</translation>
+    </message>
+    <message>
+        <source>The value at "%1" is set by its role "value" alone.</source>
+        <translation>Der Wert unter „%1“ lässt sich nur über die Rolle „value“ setzen.</translation>
+    </message>
+    <message>
+        <source>There is no operation at "%1".</source>
+        <translation>Unter „%1“ gibt es keine Funktion.</translation>
+    </message>
+</context>
+<context>
+    <name>PanelServer</name>
+    <message>
+        <source>"%1" gave no answer within %2 seconds.</source>
+        <translation>„%1“ hat innerhalb von %2 Sekunden nicht geantwortet.</translation>
+    </message>
+    <message>
+        <source>"%1" has no value that can be set.</source>
+        <translation>„%1“ hat keinen Wert, der sich setzen lässt.</translation>
+    </message>
+    <message>
+        <source>"%1" has to be a text.</source>
+        <translation>„%1“ muss ein Text sein.</translation>
+    </message>
+    <message>
+        <source>"%1" has to be a whole number from %2 to %3.</source>
+        <translation>„%1“ muss eine ganze Zahl von %2 bis %3 sein.</translation>
+    </message>
+    <message>
+        <source>"%1" has to be true or false.</source>
+        <translation>„%1“ muss true oder false sein.</translation>
+    </message>
+    <message>
+        <source>"%1" stays within the player.</source>
+        <translation>„%1“ bleibt im Player.</translation>
+    </message>
+    <message>
+        <source>"entries" has to be a list of entries' numbers.</source>
+        <translation>„entries“ muss eine Liste von Eintragsnummern sein.</translation>
+    </message>
+    <message>
+        <source>"percent" or "muted" has to be given.</source>
+        <translation>„percent“ oder „muted“ muss angegeben sein.</translation>
+    </message>
+    <message>
+        <source>"repeat" has to be off, one or all.</source>
+        <translation>„repeat“ muss off, one oder all sein.</translation>
+    </message>
+    <message>
+        <source>"repeat" or "shuffle" has to be given.</source>
+        <translation>„repeat“ oder „shuffle“ muss angegeben sein.</translation>
+    </message>
+    <message>
+        <source>"value" has to be a tagged value.</source>
+        <translation>„value“ muss ein Wert mit Typangabe sein.</translation>
+    </message>
+    <message>
+        <source>"where" has to be replace, next or end.</source>
+        <translation>„where“ muss replace, next oder end sein.</translation>
+    </message>
+    <message>
+        <source>%1 browsers follow the player; more cannot.</source>
+        <translation>%1 Browser sind bereits mit dem Player verbunden; mehr sind nicht möglich.</translation>
+    </message>
+    <message>
+        <source>%1 is not possible here.</source>
+        <translation>%1 ist hier nicht möglich.</translation>
+    </message>
+    <message>
+        <source>A body comes with its length, and only where something is sent.</source>
+        <translation>Ein Inhalt braucht eine Längenangabe und ist nur beim Senden erlaubt.</translation>
+    </message>
+    <message>
+        <source>Ask for 1 to %1 roles.</source>
+        <translation>Fragen Sie nach 1 bis %1 Rollen.</translation>
+    </message>
+    <message>
+        <source>Busy</source>
+        <translation>Ausgelastet</translation>
+    </message>
+    <message>
+        <source>Follow at most %1 values.</source>
+        <translation>Höchstens %1 Werte lassen sich verfolgen.</translation>
+    </message>
+    <message>
+        <source>It has changed meanwhile</source>
+        <translation>Inzwischen geändert</translation>
+    </message>
+    <message>
+        <source>No answer</source>
+        <translation>Keine Antwort</translation>
+    </message>
+    <message>
+        <source>Not allowed</source>
+        <translation>Nicht erlaubt</translation>
+    </message>
+    <message>
+        <source>Not found</source>
+        <translation>Nicht gefunden</translation>
+    </message>
+    <message>
+        <source>Nothing to play</source>
+        <translation>Nichts abzuspielen</translation>
+    </message>
+    <message>
+        <source>Only the role "value" can be set.</source>
+        <translation>Nur die Rolle „value“ lässt sich setzen.</translation>
+    </message>
+    <message>
+        <source>Other lists are still on their way into the queue; try again.</source>
+        <translation>Andere Listen werden noch in die Warteschlange geladen; bitte noch einmal versuchen.</translation>
+    </message>
+    <message>
+        <source>Other sites may not use this player.</source>
+        <translation>Andere Websites dürfen diesen Player nicht benutzen.</translation>
+    </message>
+    <message>
+        <source>Pages of "%1" may not use this player.</source>
+        <translation>Seiten von „%1“ dürfen diesen Player nicht benutzen.</translation>
+    </message>
+    <message>
+        <source>That entry is no longer in the queue.</source>
+        <translation>Dieser Eintrag ist nicht mehr in der Warteschlange.</translation>
+    </message>
+    <message>
+        <source>The address is too long; at most 8 KiB are read.</source>
+        <translation>Die Adresse ist zu lang; höchstens 8 KiB sind möglich.</translation>
+    </message>
+    <message>
+        <source>The body has to be a JSON object.</source>
+        <translation>Der Inhalt muss ein JSON-Objekt sein.</translation>
+    </message>
+    <message>
+        <source>The body has to be application/json.</source>
+        <translation>Der Inhalt muss vom Typ application/json sein.</translation>
+    </message>
+    <message>
+        <source>The body is no JSON: %1</source>
+        <translation>Der Inhalt ist kein JSON: %1</translation>
+    </message>
+    <message>
+        <source>The body is too large; at most 64 KiB are read.</source>
+        <translation>Der Inhalt ist zu groß; höchstens 64 KiB sind möglich.</translation>
+    </message>
+    <message>
+        <source>The list holds no track that can be played.</source>
+        <translation>Die Liste enthält keinen Titel, der abgespielt werden kann.</translation>
+    </message>
+    <message>
+        <source>The panel is not installed in "%1".</source>
+        <translation>Die Bedienoberfläche ist unter „%1“ nicht installiert.</translation>
+    </message>
+    <message>
+        <source>The path is too long.</source>
+        <translation>Der Pfad ist zu lang.</translation>
+    </message>
+    <message>
+        <source>The player could not answer.</source>
+        <translation>Der Player konnte nicht antworten.</translation>
+    </message>
+    <message>
+        <source>The player ends.</source>
+        <translation>Der Player wird beendet.</translation>
+    </message>
+    <message>
+        <source>The player is busy; try again.</source>
+        <translation>Der Player ist beschäftigt; bitte noch einmal versuchen.</translation>
+    </message>
+    <message>
+        <source>The queue is not complete</source>
+        <translation>Die Warteschlange ist unvollständig</translation>
+    </message>
+    <message>
+        <source>The request is no HTTP that can be read.</source>
+        <translation>Die Anfrage ist kein lesbares HTTP.</translation>
+    </message>
+    <message>
+        <source>The request is too large</source>
+        <translation>Die Anfrage ist zu groß</translation>
+    </message>
+    <message>
+        <source>The request is wrong</source>
+        <translation>Die Anfrage ist fehlerhaft</translation>
+    </message>
+    <message>
+        <source>There is no role "%1".</source>
+        <translation>Eine Rolle „%1“ gibt es nicht.</translation>
+    </message>
+    <message>
+        <source>There is nothing at "%1".</source>
+        <translation>Unter „%1“ ist nichts zu finden.</translation>
+    </message>
+    <message>
+        <source>There is nothing to seek in.</source>
+        <translation>Im Augenblick lässt sich nicht spulen.</translation>
+    </message>
+    <message>
+        <source>This player is not called "%1".</source>
+        <translation>Dieser Player heißt nicht „%1“.</translation>
+    </message>
+    <message>
+        <source>Wrong method</source>
+        <translation>Falsche Methode</translation>
+    </message>
+    <message>
+        <source>Wrong type of content</source>
+        <translation>Falscher Inhaltstyp</translation>
+    </message>
+</context>
+</TS>

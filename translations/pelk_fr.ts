@@ -1,0 +1,262 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="fr" sourcelanguage="en">
+<context>
+    <name>CMError</name>
+    <message>
+        <source>Error</source>
+        <translation>Erreur</translation>
+    </message>
+</context>
+<context>
+    <name>CMListRowsNode</name>
+    <message>
+        <source>The rows %1 to %2 cannot be asked for; rows are counted from 0.</source>
+        <translation>Les lignes %1 à %2 n’existent pas ; on compte à partir de 0.</translation>
+    </message>
+</context>
+<context>
+    <name>CMNode</name>
+    <message>
+        <source>"%1" has no value that can be set as "%2".</source>
+        <translation>« %1 » n’a pas de valeur modifiable sous « %2 ».</translation>
+    </message>
+</context>
+<context>
+    <name>CMNodes</name>
+    <message>
+        <source>"%1" does not answer this kind of request.</source>
+        <translation>« %1 » ne répond pas à ce type de demande.</translation>
+    </message>
+    <message>
+        <source>There is nothing at "%1".</source>
+        <translation>Il n’y a rien à l’adresse « %1 ».</translation>
+    </message>
+</context>
+<context>
+    <name>CMRootWorker</name>
+    <message>
+        <source>No service answers at "%1".</source>
+        <translation>Aucun service ne répond à l’adresse « %1 ».</translation>
+    </message>
+    <message>
+        <source>Rows are counted from 0; the range asked for is not.</source>
+        <translation>Les lignes se comptent à partir de 0, contrairement à la partie demandée.</translation>
+    </message>
+    <message>
+        <source>The value at "%1" is of another kind.</source>
+        <translation>La valeur à l’adresse « %1 » est d’un autre type.</translation>
+    </message>
+    <message>
+        <source>The value at "%1" is set by its own service.</source>
+        <translation>La valeur à l’adresse « %1 » est gérée par son propre service.</translation>
+    </message>
+    <message>
+        <source>The value at "%1" is set by its role "value" alone.</source>
+        <translation>La valeur à l’adresse « %1 » ne se modifie que par le rôle « value ».</translation>
+    </message>
+    <message>
+        <source>There is no operation at "%1".</source>
+        <translation>Il n’y a pas de fonction à l’adresse « %1 ».</translation>
+    </message>
+</context>
+<context>
+    <name>PanelServer</name>
+    <message>
+        <source>"%1" gave no answer within %2 seconds.</source>
+        <translation>« %1 » n’a pas répondu en %2 secondes.</translation>
+    </message>
+    <message>
+        <source>"%1" has no value that can be set.</source>
+        <translation>« %1 » n’a pas de valeur modifiable.</translation>
+    </message>
+    <message>
+        <source>"%1" has to be a text.</source>
+        <translation>« %1 » doit être un texte.</translation>
+    </message>
+    <message>
+        <source>"%1" has to be a whole number from %2 to %3.</source>
+        <translation>« %1 » doit être un nombre entier de %2 à %3.</translation>
+    </message>
+    <message>
+        <source>"%1" has to be true or false.</source>
+        <translation>« %1 » doit valoir true ou false.</translation>
+    </message>
+    <message>
+        <source>"%1" stays within the player.</source>
+        <translation>« %1 » ne sort pas du lecteur.</translation>
+    </message>
+    <message>
+        <source>"entries" has to be a list of entries' numbers.</source>
+        <translation>« entries » doit être une liste de numéros d’entrées.</translation>
+    </message>
+    <message>
+        <source>"percent" or "muted" has to be given.</source>
+        <translation>Il faut indiquer « percent » ou « muted ».</translation>
+    </message>
+    <message>
+        <source>"repeat" has to be off, one or all.</source>
+        <translation>« repeat » doit valoir off, one ou all.</translation>
+    </message>
+    <message>
+        <source>"repeat" or "shuffle" has to be given.</source>
+        <translation>Il faut indiquer « repeat » ou « shuffle ».</translation>
+    </message>
+    <message>
+        <source>"value" has to be a tagged value.</source>
+        <translation>« value » doit être une valeur avec son type.</translation>
+    </message>
+    <message>
+        <source>"where" has to be replace, next or end.</source>
+        <translation>« where » doit valoir replace, next ou end.</translation>
+    </message>
+    <message>
+        <source>%1 browsers follow the player; more cannot.</source>
+        <translation>%1 navigateurs suivent déjà le lecteur ; il n’en accepte pas davantage.</translation>
+    </message>
+    <message>
+        <source>%1 is not possible here.</source>
+        <translation>%1 n’est pas possible ici.</translation>
+    </message>
+    <message>
+        <source>A body comes with its length, and only where something is sent.</source>
+        <translation>Un contenu doit indiquer sa longueur et n’est admis que lors d’un envoi.</translation>
+    </message>
+    <message>
+        <source>Ask for 1 to %1 roles.</source>
+        <translation>Demandez de 1 à %1 rôles.</translation>
+    </message>
+    <message>
+        <source>Busy</source>
+        <translation>Occupé</translation>
+    </message>
+    <message>
+        <source>Follow at most %1 values.</source>
+        <translation>On peut suivre au plus %1 valeurs.</translation>
+    </message>
+    <message>
+        <source>It has changed meanwhile</source>
+        <translation>Modifié entre-temps</translation>
+    </message>
+    <message>
+        <source>No answer</source>
+        <translation>Pas de réponse</translation>
+    </message>
+    <message>
+        <source>Not allowed</source>
+        <translation>Non autorisé</translation>
+    </message>
+    <message>
+        <source>Not found</source>
+        <translation>Introuvable</translation>
+    </message>
+    <message>
+        <source>Nothing to play</source>
+        <translation>Rien à lire</translation>
+    </message>
+    <message>
+        <source>Only the role "value" can be set.</source>
+        <translation>Seul le rôle « value » est modifiable.</translation>
+    </message>
+    <message>
+        <source>Other lists are still on their way into the queue; try again.</source>
+        <translation>D’autres listes sont encore en cours d’ajout à la file d’attente ; veuillez réessayer.</translation>
+    </message>
+    <message>
+        <source>Other sites may not use this player.</source>
+        <translation>D’autres sites ne peuvent pas utiliser ce lecteur.</translation>
+    </message>
+    <message>
+        <source>Pages of "%1" may not use this player.</source>
+        <translation>Les pages de « %1 » ne peuvent pas utiliser ce lecteur.</translation>
+    </message>
+    <message>
+        <source>That entry is no longer in the queue.</source>
+        <translation>Cette entrée n’est plus dans la file d’attente.</translation>
+    </message>
+    <message>
+        <source>The address is too long; at most 8 KiB are read.</source>
+        <translation>L’adresse est trop longue ; 8 Kio au plus sont acceptés.</translation>
+    </message>
+    <message>
+        <source>The body has to be a JSON object.</source>
+        <translation>Le contenu doit être un objet JSON.</translation>
+    </message>
+    <message>
+        <source>The body has to be application/json.</source>
+        <translation>Le contenu doit être de type application/json.</translation>
+    </message>
+    <message>
+        <source>The body is no JSON: %1</source>
+        <translation>Le contenu n’est pas du JSON : %1</translation>
+    </message>
+    <message>
+        <source>The body is too large; at most 64 KiB are read.</source>
+        <translation>Le contenu est trop volumineux ; 64 Kio au plus sont acceptés.</translation>
+    </message>
+    <message>
+        <source>The list holds no track that can be played.</source>
+        <translation>La liste ne contient aucun titre lisible.</translation>
+    </message>
+    <message>
+        <source>The panel is not installed in "%1".</source>
+        <translation>L’interface n’est pas installée dans « %1 ».</translation>
+    </message>
+    <message>
+        <source>The path is too long.</source>
+        <translation>Le chemin est trop long.</translation>
+    </message>
+    <message>
+        <source>The player could not answer.</source>
+        <translation>Le lecteur n’a pas pu répondre.</translation>
+    </message>
+    <message>
+        <source>The player ends.</source>
+        <translation>Le lecteur s’arrête.</translation>
+    </message>
+    <message>
+        <source>The player is busy; try again.</source>
+        <translation>Le lecteur est occupé ; veuillez réessayer.</translation>
+    </message>
+    <message>
+        <source>The queue is not complete</source>
+        <translation>La file d’attente est incomplète</translation>
+    </message>
+    <message>
+        <source>The request is no HTTP that can be read.</source>
+        <translation>La requête n’est pas du HTTP lisible.</translation>
+    </message>
+    <message>
+        <source>The request is too large</source>
+        <translation>La requête est trop volumineuse</translation>
+    </message>
+    <message>
+        <source>The request is wrong</source>
+        <translation>La requête est incorrecte</translation>
+    </message>
+    <message>
+        <source>There is no role "%1".</source>
+        <translation>Le rôle « %1 » n’existe pas.</translation>
+    </message>
+    <message>
+        <source>There is nothing at "%1".</source>
+        <translation>Il n’y a rien à l’adresse « %1 ».</translation>
+    </message>
+    <message>
+        <source>There is nothing to seek in.</source>
+        <translation>Le déplacement dans le titre est impossible pour le moment.</translation>
+    </message>
+    <message>
+        <source>This player is not called "%1".</source>
+        <translation>Ce lecteur ne s’appelle pas « %1 ».</translation>
+    </message>
+    <message>
+        <source>Wrong method</source>
+        <translation>Méthode incorrecte</translation>
+    </message>
+    <message>
+        <source>Wrong type of content</source>
+        <translation>Type de contenu incorrect</translation>
+    </message>
+</context>
+</TS>
