@@ -11,10 +11,27 @@
 #include "player/server/ServerText.h"
 #include "player/server/StaticFiles.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QThread>
 
+/// The resources of a static library are not there by themselves. Of no namespace, as Qt wants it.
+static void initResources()
+{
+    Q_INIT_RESOURCE(server);
+}
+
 namespace {
+
+/// The document that describes the interface.
+QJsonObject openApi()
+{
+    initResources();
+    QFile file(QStringLiteral(":/server/openapi.json"));
+    const bool isOpen = file.open(QIODevice::ReadOnly);
+    Q_ASSERT(isOpen);
+    return isOpen ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
+}
 
 const QString apiPrefix = QStringLiteral("/api/");
 const QByteArray eventsPath = QByteArrayLiteral("/api/events");
@@ -69,6 +86,9 @@ public:
               [this](const httplib::Request& in, httplib::Response& out) { guarded(in, out); })
     {
         endpoints = contentEndpoints(&calls) + playerEndpoints(&player, &calls);
+        endpoints.append({"GET", "/api/openapi.json", [document = openApi()](const ApiRequest&) {
+                              return ApiAnswer{200, document};
+                          }});
         events->moveToThread(&thread);
         http.set_default_headers(commonHeaders());
         // What the library itself refuses: a body that is too large, a request that is none.

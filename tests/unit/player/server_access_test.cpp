@@ -1,6 +1,7 @@
 #include "player/server/AccessRules.h"
 #include "tests/unit/player/server_fixture.h"
 
+#include <QSet>
 #include <QtTest>
 
 namespace {
@@ -365,6 +366,22 @@ private Q_SLOTS:
         const PanelReply reply = f.client().get("/");
         QCOMPARE(reply.status, 404);
         QCOMPARE(reply.detail(), text("The panel is not installed in \"%1\".").arg(f.options.panelFolder));
+    }
+
+    void theDocumentDescribesEveryEndpointAndNoOther()
+    {
+        ServerFixture f;
+        f.start();
+        const PanelReply reply = f.client().get("/api/openapi.json");
+        QCOMPARE(reply.status, 200);
+        QSet<QString> described;
+        const QJsonObject paths = reply.json().value(text("paths")).toObject();
+        for (auto path = paths.begin(); path != paths.end(); ++path)
+            for (const QString& method : path.value().toObject().keys())
+                described.insert(method.toUpper() + QLatin1Char(' ') + path.key());
+        const QStringList served = f.server->endpoints();
+        QVERIFY(served.size() > 15);
+        QCOMPARE(described, QSet<QString>(served.begin(), served.end()));
     }
 
     void aPortThatIsTakenIsToldInASentence()
