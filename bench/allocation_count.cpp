@@ -1,5 +1,6 @@
 // Counts what a page of 50 albums allocates from the body to the reply, and what its rows carry.
 
+#include "api/types/pelkhash.h"
 #include "api/types/trstring.h"
 #include "bench/conversion.h"
 
@@ -56,6 +57,8 @@ int text(const QByteArray& value)
 /// TrString, empty or not; a path stands in a row as its text. Keys do not count, and neither do numbers.
 int carried(const QVariant& value)
 {
+    if (value.userType() == qMetaTypeId<PelkHash>())
+        return carried(value.toHash());
     int count = 0;
     switch (value.userType()) {
     case QMetaType::QVariantHash: {

@@ -284,6 +284,8 @@ QStringList Stage::takeErrorLines()
 
 Json Stage::json(const QVariant& value)
 {
+    if (value.userType() == qMetaTypeId<PelkHash>())
+        return json(value.toHash());
     switch (value.userType()) {
     case QMetaType::QVariantHash: {
         Json object = Json::object();

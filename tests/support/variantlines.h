@@ -1,5 +1,6 @@
 #pragma once
 
+#include "api/types/pelkhash.h"
 #include "api/types/trstring.h"
 
 #include <QStringList>
@@ -7,9 +8,12 @@
 
 /// A variant, taken apart to its leaves: one line a leaf, with its place, its type and its value, in
 /// alphabetic order. Two variants have equal lines only if types are equal too, which QVariant's own
-/// comparison does not ask for; and a comparison of the lists names the first place where they differ.
+/// comparison does not ask for; and a comparison of the lists names the first place where they differ. A
+/// record counts as the hash that it turns into: which of the two a value stands in is not said anywhere.
 inline QStringList variantLines(const QVariant& value, const QString& place = QString())
 {
+    if (value.userType() == qMetaTypeId<PelkHash>())
+        return variantLines(value.toHash(), place);
     const QString head = place + QStringLiteral(": ") + QLatin1String(value.typeName());
     QStringList lines;
     switch (value.userType()) {

@@ -162,9 +162,10 @@ bool CMPath::parse(const QString& text, CMPath* path, QString* error)
 CMPath CMPath::operator+(const QString& component) const
 {
     CMPath result(*this);
-    if (!result.m_base.isEmpty() && !result.m_base.endsWith(QLatin1Char('/')))
-        result.m_base += QLatin1Char('/');
-    result.m_base += component;
+    if (m_base.isEmpty())
+        result.m_base = component;
+    else
+        result.m_base += m_base.endsWith(QLatin1Char('/')) ? component : QLatin1Char('/') + component;
     return result;
 }
 

@@ -1,83 +1,31 @@
 #include "api/types/pelkhash.h"
 
+#include "api/types/writtenhash.h"
+
+#include <QDebug>
 #include <QStringList>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
-QList<PelkHash> recordsIn(const QVariant& value)
+QVariantMap mapOf(const PelkHash& record)
 {
-    const QVariantList items = value.toList();
-    QList<PelkHash> records;
-    records.reserve(items.size());
-    for (const QVariant& item : items)
-        records.append(PelkHash::fromVariant(item));
-    return records;
+    QVariantMap map;
+    const QVariantHash hash = record.hash();
+    for (auto it = hash.begin(); it != hash.end(); ++it)
+        map.insert(it.key(), *it);
+    return map;
 }
 
-/// What was written, over what it was written into.
-class WrittenHash final : public PelkHashData
-{
-public:
-    explicit WrittenHash(const QVariantHash& hash)
-        : PelkHashData(Written)
-        , m_hash(hash)
-    {
-    }
-    explicit WrittenHash(const QExplicitlySharedDataPointer<const PelkHashData>& base)
-        : PelkHashData(Written)
-        , m_base(base)
-    {
-    }
-
-    void write(const QString& key, const QVariant& value) { m_hash.insert(key, value); }
-
-    bool isEmpty() const override { return m_hash.isEmpty() && (!m_base || m_base->isEmpty()); }
-    bool read(const QString& key, QVariant* value) const override
-    {
-        const auto it = m_hash.constFind(key);
-        if (it == m_hash.constEnd())
-            return m_base && m_base->read(key, value);
-        if (value)
-            *value = *it;
-        return true;
-    }
-    PelkHash record(const QString& key) const override
-    {
-        const auto it = m_hash.constFind(key);
-        if (it == m_hash.constEnd())
-            return m_base ? m_base->record(key) : PelkHash();
-        return PelkHash::fromVariant(*it);
-    }
-    QList<PelkHash> records(const QString& key) const override
-    {
-        const auto it = m_hash.constFind(key);
-        if (it == m_hash.constEnd())
-            return m_base ? m_base->records(key) : QList<PelkHash>();
-        return recordsIn(*it);
-    }
-    QVariantHash hash() const override
-    {
-        if (!m_base)
-            return m_hash;
-        QVariantHash hash = m_base->hash();
-        for (auto it = m_hash.begin(); it != m_hash.end(); ++it)
-            hash.insert(it.key(), *it);
-        return hash;
-    }
-
-private:
-    QVariantHash m_hash;
-    QExplicitlySharedDataPointer<const PelkHashData> m_base;
-};
-
 // A record inside a variant and a hash inside a variant turn into each other, and are compared as such.
-const bool hashRegistered = QMetaType::registerConverter<PelkHash, QVariantHash>(
-                                [](const PelkHash& record) { return record.hash(); }) &&
+const bool hashRegistered = QMetaType::registerConverter<PelkHash, QVariantHash>(&PelkHash::hash) &&
+                            QMetaType::registerConverter<PelkHash, QVariantMap>(&mapOf) &&
                             QMetaType::registerConverter<QVariantHash, PelkHash>(
                                 [](const QVariantHash& hash) { return PelkHash(hash); }) &&
-                            QMetaType::registerEqualsComparator<PelkHash>();
+                            QMetaType::registerEqualsComparator<PelkHash>() &&
+                            QMetaType::registerDebugStreamOperator<PelkHash>();
 
 } // namespace
 
@@ -109,6 +57,15 @@ QVariant PelkHash::value(const QString& key) const
     return value;
 }
 
+bool PelkHash::read(const QString& key, QVariant* value) const
+{
+    if (!entry(key, value))
+        return false;
+    if (value && value->userType() == qMetaTypeId<PelkHash>())
+        *value = withHash(*value);
+    return true;
+}
+
 QString PelkHash::text(const QString& key) const
 {
     return m_data ? m_data->text(key) : QString();
@@ -124,7 +81,7 @@ QList<PelkHash> PelkHash::records(const QString& key) const
     return m_data ? m_data->records(key) : QList<PelkHash>();
 }
 
-void PelkHash::insert(const QString& key, const QVariant& value)
+void PelkHash::insert(const QString& key, QVariant value)
 {
     const auto* written = m_data && m_data->kind == PelkHashData::Written
                               ? static_cast<const WrittenHash*>(m_data.data())
@@ -132,13 +89,13 @@ void PelkHash::insert(const QString& key, const QVariant& value)
     WrittenHash* own = nullptr;
     if (!written)
         own = new WrittenHash(m_data);
-    else if (written->ref.loadRelaxed() != 1)
+    else if (written->ref.loadAcquire() != 1)
         own = new WrittenHash(*written);
     if (own)
         m_data = own;
     else
         own = const_cast<WrittenHash*>(written); // nobody else reads it
-    own->write(key, value.userType() == qMetaTypeId<PelkHash>() ? QVariant(value.toHash()) : value);
+    own->write(key, std::move(value));
 }
 
 void PelkHash::remove(const QString& key)
@@ -166,8 +123,15 @@ bool PelkHash::operator==(const PelkHash& other) const
     return m_data == other.m_data || hash() == other.hash();
 }
 
+QDebug operator<<(QDebug debug, const PelkHash& record)
+{
+    return debug << record.hash();
+}
+
 QString pelkToString(const QVariant& value)
 {
+    if (value.userType() == qMetaTypeId<PelkHash>())
+        return PelkHash::fromVariant(value).toString();
     switch (value.userType()) {
     case QMetaType::QVariantHash:
         return PelkHash(value.toHash()).toString();

@@ -9,6 +9,8 @@
 #include <QString>
 #include <QVariant>
 
+class QDebug;
+
 /// A string-to-variant hash: what every record of the content model and of a service is made of.
 ///
 /// A value with implicit sharing; like every such value it may be read by several threads at once and is
@@ -28,10 +30,12 @@ public:
     static PelkHash fromVariant(const QVariant& value);
 
     bool isEmpty() const { return !m_data || m_data->isEmpty(); }
-    bool contains(const QString& key) const { return read(key, nullptr); }
+    bool contains(const QString& key) const { return entry(key, nullptr); }
     QVariant value(const QString& key) const;
     /// False where the key is absent; else its value goes to `value`, if that is given.
-    bool read(const QString& key, QVariant* value) const { return m_data && m_data->read(key, value); }
+    bool read(const QString& key, QVariant* value) const;
+    /// The same, but a record that was put in may come as a PelkHash, which costs no hash of it.
+    bool entry(const QString& key, QVariant* value) const { return m_data && m_data->read(key, value); }
     /// The value of a key as QVariant::toString() gives it.
     QString text(const QString& key) const;
     /// The record at a key; empty where there is none. Unlike value() it makes no hash of it.
@@ -39,7 +43,7 @@ public:
     /// The list at a key, with an empty record for each item that is none.
     QList<PelkHash> records(const QString& key) const;
 
-    void insert(const QString& key, const QVariant& value);
+    void insert(const QString& key, QVariant value);
     void remove(const QString& key);
 
     /// The wrapped hash: a QVariantHash at every depth. Made anew with each call.
@@ -56,6 +60,8 @@ public:
 private:
     QExplicitlySharedDataPointer<const PelkHashData> m_data; // changed only where nobody shares it
 };
+
+PELK_TYPES_EXPORT QDebug operator<<(QDebug debug, const PelkHash& record);
 
 /// A variant as text for logs, in the form of PelkHash::toString().
 PELK_TYPES_EXPORT QString pelkToString(const QVariant& value);

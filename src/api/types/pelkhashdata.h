@@ -27,8 +27,8 @@ public:
     PelkHashData& operator=(const PelkHashData&) = delete;
 
     virtual bool isEmpty() const = 0;
-    /// False where the key is absent; else its value, with a QVariantHash for each record in it, goes to
-    /// `value`, if that is given.
+    /// False where the key is absent; else its value goes to `value`, if that is given: a record as a
+    /// PelkHash if it was put in as one, else as a QVariantHash.
     virtual bool read(const QString& key, QVariant* value) const = 0;
     /// The value as QVariant::toString() gives it.
     virtual QString text(const QString& key) const;

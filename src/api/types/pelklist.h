@@ -4,6 +4,8 @@
 
 #include <QList>
 
+#include <type_traits>
+
 /// A list of records of one type. Inside a record it stands as a list of hashes.
 template <typename T>
 class PelkList : public QList<T>
@@ -15,9 +17,13 @@ public:
     static PelkList fromRecords(const QList<PelkHash>& records)
     {
         PelkList list;
-        list.reserve(records.size());
-        for (const PelkHash& record : records)
-            list.append(T(record));
+        if constexpr (std::is_same_v<T, PelkHash>) {
+            list.QList<PelkHash>::operator=(records);
+        } else {
+            list.reserve(records.size());
+            for (const PelkHash& record : records)
+                list.append(T(record));
+        }
         return list;
     }
 

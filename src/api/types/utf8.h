@@ -9,13 +9,15 @@
 /// leaves a byte order mark out that a text begins with.
 inline QString textOfUtf8(const char* bytes, int size)
 {
-    QString marks;
+    int marks = 0;
     while (size >= 3 && std::memcmp(bytes, "\xEF\xBB\xBF", 3) == 0) {
-        marks += QChar(0xFEFF);
+        ++marks;
         bytes += 3;
         size -= 3;
     }
-    return marks + QString::fromUtf8(bytes, qMax(size, 0)); // Qt would take -1 for a text that ends in a null
+    // Qt would take -1 for a text that ends in a null.
+    const QString text = QString::fromUtf8(bytes, qMax(size, 0));
+    return marks == 0 ? text : QString(marks, QChar(0xFEFF)) + text;
 }
 
 inline QString textOfUtf8(const QByteArray& bytes)

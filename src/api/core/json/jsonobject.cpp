@@ -3,11 +3,8 @@
 #include "api/core/json/keytable.h"
 #include "api/types/pelkhash.h"
 
-#include <QVarLengthArray>
 #include <QVariantHash>
 #include <QVariantList>
-
-#include <algorithm>
 
 namespace {
 
@@ -95,20 +92,31 @@ QVariant JsonObject::value(const JsonDocumentPointer& document, const simdjson::
 
 bool JsonObject::find(const QString& key, element* value) const
 {
-    QVarLengthArray<char, 64> ascii(key.size());
-    std::transform(key.begin(), key.end(), ascii.begin(), [](QChar letter) { return letter.toLatin1(); });
-    std::string_view wanted(ascii.constData(), static_cast<size_t>(ascii.size()));
-    QByteArray utf8;
-    if (std::any_of(key.begin(), key.end(), [](QChar letter) { return letter.unicode() >= 0x80; })) {
-        utf8 = key.toUtf8();
-        if (textOfUtf8(utf8) != key)
-            return false; // half of a surrogate pair: no such text was read
-        wanted = std::string_view(utf8.constData(), static_cast<size_t>(utf8.size()));
+    // Nearly all keys are short and ASCII, so that a key's characters are its bytes.
+    char ascii[64];
+    const int size = key.size();
+    ushort units = 0;
+    if (size <= int(sizeof ascii)) {
+        const QChar* letters = key.constData();
+        for (int i = 0; i < size; ++i) {
+            units |= letters[i].unicode();
+            ascii[i] = static_cast<char>(letters[i].unicode());
+        }
+        if (units < 0x80)
+            return find(std::string_view(ascii, static_cast<size_t>(size)), value);
     }
+    const QByteArray utf8 = key.toUtf8();
+    if (textOfUtf8(utf8) != key)
+        return false; // half of a surrogate pair: no such text was read
+    return find(std::string_view(utf8.constData(), static_cast<size_t>(utf8.size())), value);
+}
+
+bool JsonObject::find(std::string_view key, element* value) const
+{
     bool found = false;
     const auto end = m_object.end();
     for (auto it = m_object.begin(); it != end; ++it) {
-        if (it.key_equals(wanted)) {
+        if (it.key_equals(key)) {
             *value = it.value(); // of equal keys the last one counts
             found = true;
         }

@@ -5,6 +5,7 @@
 #include <QSharedData>
 
 #include <simdjson.h>
+#include <string_view>
 
 /// A parsed text. It is shared by the records that read from it and does not change as long as there are any.
 struct JsonDocument : QSharedData
@@ -36,6 +37,7 @@ public:
 
 private:
     bool find(const QString& key, simdjson::dom::element* value) const;
+    bool find(std::string_view utf8Key, simdjson::dom::element* value) const;
 
     JsonDocumentPointer m_document;
     simdjson::dom::object m_object;

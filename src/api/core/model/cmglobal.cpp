@@ -6,7 +6,7 @@ QVariantList CMGlobal::itemRolesToList(const QStringList& roles, const PelkRoles
     values.reserve(roles.size());
     for (const QString& role : roles) {
         values.append(QVariant());
-        row.read(role, &values.last());
+        row.entry(role, &values.last());
     }
     return values;
 }

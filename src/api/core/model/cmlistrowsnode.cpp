@@ -21,13 +21,16 @@ bool CMListRowsNode::getRowsRequest(const CMGetRowsRequest& request)
     QVariantList rows;
     for (int i = request.from(); i <= request.to() && i < m_rows.size(); ++i) {
         const auto* node = qobject_cast<const CMUINode*>(nodes()->node(m_rows.at(i)));
-        PelkRoles roles = node ? node->roles() : PelkRoles();
         CMPath path = m_rows.at(i);
         if (m_copyPathParams)
             for (const auto& param : request.path().params())
                 path.addParam(param.first, param.second);
-        if (!node || node->path() != path)
-            roles.setPath(path);
+        if (node && node->path() == path) {
+            rows.append(node->row(request.roles()));
+            continue;
+        }
+        PelkRoles roles = node ? node->roles() : PelkRoles();
+        roles.setPath(path);
         rows.append(QVariant(CMGlobal::itemRolesToList(request.roles(), roles)));
     }
     PelkRowsRoles reply;

@@ -24,7 +24,10 @@ public:
 
     CMNodesWorker* worker() const { return m_worker; }
     /// The node at a path, or null. Not owned.
-    CMNode* node(const CMPath& path) const { return m_nodes.value(path.withoutParams()); }
+    CMNode* node(const CMPath& path) const
+    {
+        return m_nodes.value(path.params().isEmpty() ? path : path.withoutParams());
+    }
 
     /// Called by CMNode::setNodes(). A node whose path lies outside the worker's prefix is made known to the
     /// root worker, which then routes requests for it here.

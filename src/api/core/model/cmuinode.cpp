@@ -9,6 +9,15 @@ PelkRoles CMUINode::roles() const
     return m_roles;
 }
 
+QVariant CMUINode::row(const QStringList& roleKeys) const
+{
+    if (!m_row.isValid() || m_roleKeys != roleKeys) {
+        m_row = CMGlobal::itemRolesToList(roleKeys, roles());
+        m_roleKeys = roleKeys;
+    }
+    return m_row;
+}
+
 PelkRoles CMUINode::makeRoles() const
 {
     PelkRoles roles;
@@ -19,6 +28,6 @@ PelkRoles CMUINode::makeRoles() const
 
 bool CMUINode::getDataRequest(const CMGetDataRequest& request)
 {
-    request.reply().setValue(CMGlobal::itemRolesToList(request.roles(), roles()));
+    request.reply().setValue(row(request.roles()));
     return true;
 }

@@ -63,7 +63,7 @@ class Field:
             self.argument = self.cpp
             return "enum", word
         self.cpp = word
-        self.read, self.write = f"{word}(record(KEY))", "value.variant()"
+        self.read, self.write = f"{word}(record(KEY))", "QVariant::fromValue<PelkHash>(value)"
         self.argument = f"const {word}&"
         return "record", word
 

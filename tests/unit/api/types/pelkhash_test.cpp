@@ -2,6 +2,10 @@
 
 #include <QtTest>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 namespace {
 
 const QString a = QStringLiteral("a");
@@ -40,7 +44,7 @@ private Q_SLOTS:
     void whatIsWrittenIsRead_data()
     {
         QTest::addColumn<int>("size");
-        for (const int size : {1, 8, 9, 31, 32, 33, 64, 65, 100})
+        for (const int size : {1, 8, 15, 16, 17, 18, 32, 33, 100})
             QTest::addRow("%d keys", size) << size;
     }
     void whatIsWrittenIsRead()
@@ -65,6 +69,21 @@ private Q_SLOTS:
         QCOMPARE(hash.hash().size(), size);
         QCOMPARE(hash.text(key(0)), QStringLiteral("7"));
         QCOMPARE(hash.text(QStringLiteral("none")), QString());
+    }
+
+    void aKeyIsTheSameInAnotherString()
+    {
+        const QChar letters[] = {QLatin1Char('k'), QLatin1Char('e'), QLatin1Char('y'), QLatin1Char('1')};
+        PelkHash hash;
+        hash.insert(key(1), 1);
+        hash.insert(QString(letters, 4), 2);
+        hash.insert(QString::fromRawData(letters, 3), 3); // another text at the same place
+        const QString other = QStringLiteral("kay1");     // as long, with the same first and last letter
+        QVERIFY(!hash.contains(other));
+        hash.insert(other, 4);
+        QCOMPARE(hash.hash(), (QVariantHash{{key(1), 2}, {QStringLiteral("key"), 3}, {other, 4}}));
+        QCOMPARE(hash.value(QString::fromRawData(letters, 4)), QVariant(2));
+        QVERIFY(!hash.contains(QString::fromRawData(letters, 2)));
     }
 
     void writingOverAHashLeavesTheHashAlone()
@@ -136,6 +155,82 @@ private Q_SLOTS:
         QVERIFY(over.record(a).isEmpty());
     }
 
+    void aRecordThatWasPutInIsHandedOnAsItself_data()
+    {
+        QTest::addColumn<int>("before");
+        QTest::newRow("first") << 0;
+        QTest::newRow("among others") << 5;
+        QTest::newRow("after many") << 40;
+    }
+    void aRecordThatWasPutInIsHandedOnAsItself()
+    {
+        QFETCH(int, before);
+        PelkHash inner;
+        inner.insert(b, 1);
+        PelkHash middle;
+        middle.insert(a, asVariant(inner));
+        PelkHash hash;
+        for (int n = 0; n < before; ++n)
+            hash.insert(key(n), n);
+        hash.insert(a, asVariant(middle));
+        hash.insert(b, asVariant(PelkHash()));
+
+        QVariant entry;
+        QVERIFY(hash.entry(a, &entry));
+        QCOMPARE(PelkHash::fromVariant(entry), middle);
+        QCOMPARE(hash.record(a), middle);
+        QCOMPARE(hash.record(a).record(a), inner);
+        QCOMPARE(hash.text(a), QString());
+        // Whoever reads hashes finds hashes, at every depth.
+        const QVariant plain = QVariantHash{{a, QVariantHash{{b, 1}}}};
+        for (const QVariant& read : {hash.value(a), hash.hash().value(a), QVariant(entry.toHash())}) {
+            QCOMPARE(read.userType(), int(QMetaType::QVariantHash));
+            QCOMPARE(read.toHash().value(a).userType(), int(QMetaType::QVariantHash));
+            QCOMPARE(read, plain);
+        }
+        // Empty is not null.
+        QVERIFY(hash.entry(b, &entry));
+        QVERIFY(entry.isValid() && !entry.isNull() && entry.toHash().isEmpty());
+
+        inner.insert(b, 2);
+        middle.insert(b, 3);
+        QCOMPARE(hash.value(a), plain);
+        hash.insert(a, 4);
+        QCOMPARE(hash.value(a), QVariant(4));
+        QCOMPARE(hash.hash().size(), before + 2);
+    }
+
+    void aRecordIsReadByThreadsWhileItsCopiesChange()
+    {
+        PelkHash inner;
+        inner.insert(b, 1);
+        PelkHash record;
+        record.insert(a, asVariant(inner));
+        for (int n = 0; n < 20; ++n)
+            record.insert(key(n), key(n));
+        std::atomic<int> wrong{0};
+        std::vector<std::thread> threads;
+        threads.reserve(4);
+        for (int thread = 0; thread < 4; ++thread) {
+            threads.emplace_back([&record, &wrong, thread] {
+                for (int round = 0; round < 200; ++round) {
+                    PelkHash own = record;
+                    own.insert(b, thread);
+                    PelkHash ownInner = own.record(a);
+                    ownInner.insert(b, thread);
+                    own.insert(a, asVariant(ownInner));
+                    if (record.contains(b) || record.record(a).value(b) != QVariant(1) ||
+                        own.value(a) != QVariant(QVariantHash{{b, thread}}) || own.text(key(19)) != key(19) ||
+                        record.hash().size() != 21)
+                        ++wrong;
+                }
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        QCOMPARE(wrong.load(), 0);
+    }
+
     void variantsOfHashesAndRecordsAreTheSame()
     {
         PelkHash record;
@@ -152,6 +247,15 @@ private Q_SLOTS:
         QVERIFY(asVariant(record) == asVariant(PelkHash(hash)));
         QVERIFY(asVariant(record) != QVariant(QVariantHash{{a, 2}}));
         QVERIFY(asVariant(record) != asVariant(PelkHash()));
+        QCOMPARE(asVariant(record).toMap(), (QVariantMap{{a, 1}}));
+        QVERIFY((QVariantList{asVariant(record)}) == (QVariantList{hash}));
+        QVERIFY((QVariantHash{{b, asVariant(record)}}) == (QVariantHash{{b, hash}}));
+        QCOMPARE(pelkToString(asVariant(record)), record.toString());
+        QString shown;
+        QDebug(&shown) << asVariant(record);
+        QString shownHash;
+        QDebug(&shownHash) << hash;
+        QVERIFY2(shown.contains(shownHash.trimmed()), qPrintable(shown));
     }
 };
 

@@ -310,6 +310,7 @@ private:
         QVariant fromHash = hash;
         QVERIFY2(fromHash.convert(qMetaTypeId<Record>()), name);
         QCOMPARE(fromHash.value<Record>().hash(), hash);
+        QCOMPARE(QVariant::fromValue(PelkHash(hash)).value<Record>().hash(), hash);
         QVERIFY2(QVariant::fromValue(Record(PelkHash(hash))).toHash() == hash, name);
     }
 };

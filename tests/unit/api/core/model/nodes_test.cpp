@@ -131,6 +131,33 @@ private Q_SLOTS:
         QCOMPARE(request.reply().value().rowsVersion(), 0);
     }
 
+    void aRowIsMadeAnewWhenItsNodeOrTheQuestionChanges()
+    {
+        auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
+        auto* child = CMListRowsNode::create(m_worker->nodes(), path("qobuz:child"));
+        list->rowsAppend(child->path());
+        const auto row = [&](const QStringList& roles) {
+            const CMGetRowsRequest request(list->path(), 0, 0, roles);
+            m_root->getRowsRequest(request);
+            return request.reply().value().rows().toList().value(0).toList();
+        };
+        child->setTitle(TrString(text("First")));
+        QCOMPARE(row({PelkRoles::Title()}), QVariantList{text("First")});
+        QVariantList kept = row({PelkRoles::Title()});
+        kept[0] = 5; // the asker's own
+        QCOMPARE(row({PelkRoles::Title()}), QVariantList{text("First")});
+        QCOMPARE(row({PelkRoles::ContainerPlayable()}), QVariantList{false});
+        child->setPlayable(true);
+        QCOMPARE(row({PelkRoles::ContainerPlayable()}), QVariantList{true});
+        child->setTitle(TrString(text("Second")));
+        QCOMPARE(row({PelkRoles::ContainerPlayable(), PelkRoles::Title()}),
+                 (QVariantList{true, text("Second")}));
+        QCOMPARE(row({}), QVariantList());
+        const CMGetDataRequest data(child->path(), {PelkRoles::Title()});
+        m_root->getDataRequest(data);
+        QCOMPARE(data.reply().value().toList(), QVariantList{text("Second")});
+    }
+
     void aRowCarriesTheRolesAskedForInTheirOrder()
     {
         auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "api/types/pelkhash.h"
+#include "api/types/pelkhashdata.h"
+
+#include <QVarLengthArray>
+
+#include <array>
+
+/// A value with a QVariantHash in place of a PelkHash.
+inline QVariant withHash(const QVariant& value)
+{
+    return value.userType() == qMetaTypeId<PelkHash>() ? QVariant(PelkHash::fromVariant(value).hash())
+                                                       : value;
+}
+
+/// An entry of a record that was written.
+struct WrittenEntry
+{
+    QString key;
+    QVariant value; ///< a record stands in it as a PelkHash
+};
+Q_DECLARE_TYPEINFO(WrittenEntry, Q_MOVABLE_TYPE);
+
+/// What was written, over what it was written into.
+///
+/// Records have a handful of keys, nearly always texts of the program, which compare by their address. So the
+/// first ones stand side by side and are looked through, which takes a piece of memory where a QHash takes
+/// one for each of them; what comes after them goes into a QHash.
+class WrittenHash final : public PelkHashData
+{
+public:
+    explicit WrittenHash(const QVariantHash& hash)
+        : PelkHashData(Written)
+        , m_rest(hash)
+    {
+    }
+    explicit WrittenHash(const QExplicitlySharedDataPointer<const PelkHashData>& base)
+        : PelkHashData(Written)
+        , m_base(base)
+    {
+    }
+
+    /// Only where nobody else reads it.
+    void write(const QString& key, QVariant&& value);
+
+    bool isEmpty() const override
+    {
+        return m_first.isEmpty() && m_rest.isEmpty() && (!m_base || m_base->isEmpty());
+    }
+    bool read(const QString& key, QVariant* value) const override;
+    QString text(const QString& key) const override;
+    PelkHash record(const QString& key) const override;
+    QList<PelkHash> records(const QString& key) const override;
+    QHash<QString, QVariant> hash() const override;
+
+private:
+    static constexpr int mostInLine = 16;
+
+    /// Where the key stands in m_first; its size if nowhere.
+    int placeOf(const QString& key, ushort mark) const;
+    const QVariant* find(const QString& key) const;
+
+    // Of the keys of m_first, which nearly all tells them apart without a look at them.
+    std::array<ushort, mostInLine> m_marks{};
+    QVarLengthArray<WrittenEntry, mostInLine> m_first;
+    QVariantHash m_rest; // has no key of m_first, and no PelkHash
+    QExplicitlySharedDataPointer<const PelkHashData> m_base;
+};
