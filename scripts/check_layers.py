@@ -15,7 +15,8 @@ ALLOWED = {
     "player/content": SDK | {"player/host"},
     "player/play": SDK | {"player/host", "player/content"},
     "player/server": SDK | {"player/host", "player/content", "player/play"},
-    "player": SDK | {"player/host", "player/content", "player/play", "player/server"},
+    "player/mpris": SDK | {"player/play"},
+    "player": SDK | {"player/host", "player/content", "player/play", "player/server", "player/mpris"},
     "sandbox": set(),
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)

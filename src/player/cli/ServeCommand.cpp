@@ -6,6 +6,7 @@
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
 #include "player/host/ServiceSettings.h"
+#include "player/mpris/MprisService.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
 #include "player/server/AccessRules.h"
@@ -49,6 +50,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
         Terminal::note(output.notice());
     PlayEngine engine(&output);
     PanelServer server(options, &engine);
+    MprisService mpris(&engine);
+    mpris.start();
     QString error;
     if (!server.start(&error)) {
         Terminal::error(error);

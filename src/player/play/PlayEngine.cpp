@@ -54,7 +54,10 @@ PlayEngine::PlayEngine(AudioOutput* output)
     connect(&m_stream, &StreamPlayer::stalled, this, &PlayEngine::onStalled);
     connect(&m_stream, &StreamPlayer::ended, this, &PlayEngine::onEnded);
     connect(&m_stream, &StreamPlayer::failed, this, &PlayEngine::onStreamFailed);
-    connect(&m_stream, &StreamPlayer::moved, this, &PlayEngine::statusChanged);
+    connect(&m_stream, &StreamPlayer::moved, this, [this] {
+        Q_EMIT seeked(positionMs());
+        Q_EMIT statusChanged();
+    });
     connect(&m_stream, &StreamPlayer::wentOver, this, &PlayEngine::onWentOver);
     // It is tried once more when its turn has come.
     connect(&m_stream, &StreamPlayer::nextFailed, this, [this] { m_next = ResolvedTrack(); });

@@ -53,6 +53,8 @@ public:
 Q_SIGNALS:
     /// Anything in status() but the position changed, or the position by a seek.
     void statusChanged();
+    /// A seek has arrived here.
+    void seeked(qint64 positionMs);
     /// Something that the listener should read.
     void noticed(const QString& title, const QString& message);
     /// The current track is heard, for the first time.
