@@ -65,6 +65,10 @@ def size(name, kib, limit):
     return Row(name, f"{kib:.1f} KiB", f"at most {limit:g} KiB", kib <= limit)
 
 
+def within(name, typical_ms, longest_ms, limit):
+    return Row(name, f"{typical_ms:.0f} ms (the longest {longest_ms:.0f} ms)", f"at most {limit:g} ms", longest_ms <= limit)
+
+
 def flat(name, costs, percent, text=time_text):
     """`costs`: {size: cost}. The dearest against the cheapest."""
     ratio = max(costs.values()) / min(costs.values())

@@ -52,6 +52,10 @@ class Rows(unittest.TestCase):
     def test_sizes_have_a_limit(self):
         self.check(report.size("", 400.04, 400), "400.0 KiB", "at most 400 KiB", False)
 
+    def test_the_longest_has_to_be_within_the_limit(self):
+        self.check(report.within("", 8.6, 184.1, 300), "9 ms (the longest 184 ms)", "at most 300 ms", True)
+        self.check(report.within("", 8.6, 300.1, 300), "9 ms (the longest 300 ms)", "at most 300 ms", False)
+
     def test_flat_compares_the_dearest_with_the_cheapest_wherever_they_stand(self):
         self.check(report.flat("", {10: 1000, 500: 800, 1000: 900}, 20), "+25.0 % (10: 1 µs, 500: 800 ns, 1,000: 900 ns)",
                    "flat within 20 %", False)

@@ -148,6 +148,12 @@ def memory_row(bench):
     return [report.grown(f"resident after {pages:,} pages : after the first 1,000", first, last, 1)]
 
 
+def sound_rows(bench):
+    cd, cd_longest, hires, hires_longest = bench.numbers("sound_start", "1" if bench.smoke else "30")
+    return [report.within(f"from the address to the first sound, {name}", typical / 1000, longest / 1000, 300)
+            for name, typical, longest in (("16 bit / 44.1 kHz", cd, cd_longest), ("24 bit / 192 kHz", hires, hires_longest))]
+
+
 def main():
     parser = argparse.ArgumentParser(usage=__doc__.replace("%", "%%"))
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "dev")
@@ -162,7 +168,7 @@ def main():
     try:
         rows = []
         if not arguments.store:
-            for measure in (conversion_rows, http_rows, footprint_rows, memory_row):
+            for measure in (conversion_rows, http_rows, footprint_rows, memory_row, sound_rows):
                 rows += measure(bench)
         key, counts = bench.instruction_counts()
     except (RuntimeError, ValueError, OSError, subprocess.CalledProcessError) as problem:

@@ -201,6 +201,131 @@ private Q_SLOTS:
         QCOMPARE(m_worker->states.size(), 6);
     }
 
+    void backwardsIsToTheTrackBeforeOrToTheStart()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("long"), QStringLiteral("1")};
+        playList();
+        const QVector<QueueEntry> entries = m_engine->queue().entries();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        m_engine->next();
+        QTRY_COMPARE(m_engine->status().entry, entries.at(1).id);
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        m_engine->previous();
+        QCOMPARE(m_engine->status().entry, entries.at(0).id);
+        QTRY_VERIFY(m_engine->status().canSeek);
+        QSignalSpy seeked(m_engine.get(), &PlayEngine::seeked);
+        m_engine->seek(10000);
+        QTRY_COMPARE(seeked.size(), 1);
+        m_engine->previous();
+        QTRY_COMPARE(seeked.size(), 2);
+        QVERIFY(m_engine->status().positionMs < 5000);
+        QCOMPARE(m_engine->status().entry, entries.at(0).id);
+        m_engine->stop();
+        QCOMPARE(m_worker->states.filter(QStringLiteral("userSkip")).size(), 2);
+    }
+
+    void aJumpPlaysThatEntryAndOneToNowhereNothing()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1"), QStringLiteral("2")};
+        playList();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        QVERIFY(!m_engine->jump(0));
+        QCOMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        QVERIFY(m_engine->jump(m_engine->queue().entries().at(2).id));
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_worker->states,
+                 stateTexts(QStringLiteral("long opening, long playing, long stopped userSkip, "
+                                           "2 opening, 2 playing, 2 stopped")));
+    }
+
+    void aStopKeepsThePlaceAndPlayBeginsThereAgain()
+    {
+        m_worker->list = QStringList{QStringLiteral("1"), QStringLiteral("long")};
+        playList();
+        const int second = m_engine->queue().entries().at(1).id;
+        m_engine->next();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        m_engine->stop();
+        QCOMPARE(m_engine->status().state, PelkPlayLogicState::Stopped);
+        QCOMPARE(m_engine->status().entry, second);
+        m_engine->play();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        QCOMPARE(m_engine->status().entry, second);
+    }
+
+    void theCurrentEntryThatIsRemovedGivesWayToTheNext()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
+        playList();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        QVERIFY(m_engine->queue().remove({m_engine->status().entry}));
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_worker->states,
+                 stateTexts(QStringLiteral("long opening, long playing, long stopped userSkip, "
+                                           "1 opening, 1 playing, 1 stopped")));
+    }
+
+    void aQueueThatIsClearedIsSilent()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
+        playList();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_engine->queue().clear();
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_engine->status().state, PelkPlayLogicState::Stopped);
+        QCOMPARE(m_engine->status().entry, 0);
+        QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userSkip"));
+        m_engine->play();
+        QCOMPARE(m_engine->status().state, PelkPlayLogicState::Stopped);
+    }
+
+    void tenThousandTracksArePlayedFromAnywhere()
+    {
+        QVector<PelkRoles> rows(10000, ScriptedPlayWorker::row(QStringLiteral("1")));
+        const QVector<int> ids = m_engine->queue().add(rows, PlayQueue::Where::Replace);
+        m_engine->setShuffled(true);
+        m_engine->setShuffled(false);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        QVERIFY(m_engine->jump(ids.at(9998)));
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_worker->states.size(), 6);
+        QCOMPARE(m_engine->status().queueCount, 10000);
+    }
+
+    void theVolumeIsHeard_data()
+    {
+        QTest::addColumn<int>("percent");
+        QTest::addColumn<bool>("muted");
+        QTest::addColumn<int>("loudest"); // of the file, which is at 30069 throughout
+        QTest::newRow("full") << 100 << false << 30069;
+        QTest::newRow("half, to the ear") << 50 << false << 30069 / 8;
+        QTest::newRow("none") << 0 << false << 0;
+        QTest::newRow("muted") << 100 << true << 0;
+        QTest::newRow("out of range") << 1000 << false << 30069;
+    }
+    void theVolumeIsHeard()
+    {
+        QFETCH(int, percent);
+        QFETCH(bool, muted);
+        QFETCH(int, loudest);
+        m_worker->list = QStringList{QStringLiteral("1")};
+        m_engine->setVolume(percent);
+        m_engine->setMuted(muted);
+        QCOMPARE(m_engine->status().volumePercent, qMin(percent, 100));
+        QCOMPARE(m_engine->status().muted, muted);
+        QVERIFY(playAll());
+        QString error;
+        QVERIFY(m_writer->finish(&error));
+        QFile file(m_dir.filePath(QStringLiteral("out.wav")));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray last = file.readAll().right(2);
+        const int sample = qint16(quint8(last.at(0)) | quint8(last.at(1)) << 8);
+        QVERIFY2(qAbs(sample - loudest) <= 2, qPrintable(QString::number(sample)));
+    }
+
     void anotherThreadsStopReturnsAtOnceAndIsAnswered()
     {
         m_worker->list = QStringList{QStringLiteral("long")};
