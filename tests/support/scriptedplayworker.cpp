@@ -36,6 +36,13 @@ PelkRoles ScriptedPlayWorker::row(const QString& id)
         row.setType(PelkRolesType::Container);
         return row;
     }
+    if (id.startsWith(QLatin1Char('+'))) {
+        row.setType(PelkRolesType::Container);
+        row.setContainerType(PelkRolesContainerType::Album);
+        row.setContainerPlayable(true);
+        row.setIcon(QStringLiteral("http://covers/") + id);
+        return row;
+    }
     PelkMetaData metaData;
     metaData.setPrePlayPath(pathWithId(QStringLiteral("preplay"), id));
     PelkMediaData mediaData;
@@ -48,16 +55,18 @@ PelkRoles ScriptedPlayWorker::row(const QString& id)
 void ScriptedPlayWorker::getRowsRequest(const CMGetRowsRequest& request)
 {
     rowRequests << QStringLiteral("%1-%2").arg(request.from()).arg(request.to());
-    if (request.path() != listPath()) {
+    const QString album = request.path().param(QStringLiteral("id"));
+    if (request.path() != listPath() && !albums.contains(album)) {
         CMNodesWorker::getRowsRequest(request);
         return;
     }
+    const QStringList ids = request.path() == listPath() ? list : albums.value(album);
     QVariantList rows;
-    for (int i = request.from(); i <= request.to() && i < list.size() && rows.size() < pageSize; ++i)
-        rows.append(QVariant(CMGlobal::itemRolesToList(request.roles(), row(list.at(i)))));
+    for (int i = request.from(); i <= request.to() && i < ids.size() && rows.size() < pageSize; ++i)
+        rows.append(QVariant(CMGlobal::itemRolesToList(request.roles(), row(ids.at(i)))));
     PelkRowsRoles reply;
     reply.setRows(rows);
-    reply.setRowsCount(list.size());
+    reply.setRowsCount(ids.size());
     reply.setRowsVersion(7);
     request.reply().setValue(reply);
 }

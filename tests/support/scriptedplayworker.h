@@ -14,7 +14,10 @@ public:
     ScriptedPlayWorker();
 
     /// The list, by the tracks' ids; an id may be there twice. One that begins with "-" is a container.
+    /// One that begins with "+" is an album, which plays as a whole.
     QStringList list;
+    /// The tracks of each album.
+    QMap<QString, QStringList> albums;
     int pageSize = 50;
     /// What a track resolves to; one that is not here resolves to an error that says "no track".
     QMap<QString, QString> uris;

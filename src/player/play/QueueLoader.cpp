@@ -2,16 +2,22 @@
 
 #include "api/core/model/cmabstractworker.h"
 #include "player/content/ContentClient.h"
+#include "player/content/KnownContainers.h"
 #include "player/content/ReplyLimit.h"
+
+namespace {
+
+/// The container that was asked for, and those in it.
+constexpr int mostLevels = 2;
+
+} // namespace
 
 QueueLoader::QueueLoader(PlayQueue* queue, const CMPath& container, PlayQueue::Where where, int from, int to,
                          QObject* parent)
     : QObject(parent)
     , m_queue(queue)
-    , m_container(container)
+    , m_levels{Level{container, {}, from, to, -1, {}, false}}
     , m_where(where)
-    , m_nextIndex(from)
-    , m_to(to)
 {
 }
 
@@ -31,11 +37,12 @@ void QueueLoader::start()
 
 void QueueLoader::askForPage()
 {
-    int last = m_nextIndex + ContentClient::pageSize - 1;
-    if (m_to >= 0)
-        last = qMin(last, m_to);
-    const CMGetRowsRequest request(m_container, m_nextIndex, last, ContentClient::allRoles());
-    whenFinished(this, request.reply(), m_container,
+    const Level& level = m_levels.last();
+    int last = level.next + ContentClient::pageSize - 1;
+    if (level.to >= 0)
+        last = qMin(last, level.to);
+    const CMGetRowsRequest request(level.path, level.next, last, ContentClient::allRoles());
+    whenFinished(this, request.reply(), level.path,
                  [this](const CMVoidReply& finished, const CMError& error) {
                      if (error.isSet()) {
                          finish(ContentClient::sentence(error));
@@ -53,38 +60,73 @@ void QueueLoader::takePage(const QVector<PelkRoles>& rows, int count)
         finish(QString());
         return;
     }
+    Level& level = m_levels.last();
+    level.waiting = rows;
+    level.next += rows.size();
+    level.complete = rows.isEmpty() || level.next >= count || (level.to >= 0 && level.next > level.to);
+    goOn();
+}
+
+void QueueLoader::goOn()
+{
+    while (!m_levels.isEmpty()) {
+        if (!addWaiting()) {
+            finish(QStringLiteral("The queue is full: it holds %1 tracks.").arg(PlayQueue::mostEntries));
+            return;
+        }
+        Level& level = m_levels.last();
+        if (!level.waiting.isEmpty()) { // a container
+            const PelkRoles row = level.waiting.takeFirst();
+            const int place = level.place >= 0 ? level.place : level.next - level.waiting.size() - 1;
+            m_levels.append(Level{row.path(), row, 0, -1, place, {}, false});
+            askForPage();
+            return;
+        }
+        if (!level.complete) {
+            askForPage();
+            return;
+        }
+        m_levels.removeLast();
+    }
+    finish(QString());
+}
+
+/// Adds the tracks up to the next container that stands for its own. False when the queue is full.
+bool QueueLoader::addWaiting()
+{
+    Level& level = m_levels.last();
     QVector<PelkRoles> playable;
     QVector<int> places;
-    for (int i = 0; i < rows.size(); ++i) {
-        if (!PlayQueue::isPlayable(rows.at(i)))
-            continue;
-        playable.append(rows.at(i));
-        places.append(m_nextIndex + i);
-    }
-    m_nextIndex += rows.size();
-    QVector<int> ids;
-    if (!playable.isEmpty()) {
-        if (m_first)
-            ids = m_queue->add(playable, m_where);
-        else if (m_where == PlayQueue::Where::Next)
-            ids = m_queue->addAfter(m_lastId, playable);
-        else
-            ids = m_queue->add(playable, PlayQueue::Where::End);
-        m_first = false;
-        m_generation = m_queue->generation();
-        m_added += ids.size();
-        places.resize(ids.size());
-        if (!ids.isEmpty()) {
-            m_lastId = ids.last();
-            Q_EMIT pageAdded(ids, places);
+    int taken = 0;
+    for (const PelkRoles& row : qAsConst(level.waiting)) {
+        const bool isContainer = row.type() == PelkRolesType::Container && row.containerPlayable();
+        if (isContainer && m_levels.size() < mostLevels)
+            break;
+        if (PlayQueue::isPlayable(row)) {
+            playable.append(KnownContainers::completed(row, level.row));
+            places.append(level.place >= 0 ? level.place : level.next - level.waiting.size() + taken);
         }
+        ++taken;
     }
-    if (ids.size() < playable.size())
-        finish(QStringLiteral("The queue is full: it holds %1 tracks.").arg(PlayQueue::mostEntries));
-    else if (rows.isEmpty() || m_nextIndex >= count || (m_to >= 0 && m_nextIndex > m_to))
-        finish(QString());
+    level.waiting.remove(0, taken);
+    if (playable.isEmpty())
+        return true;
+    QVector<int> ids;
+    if (m_first)
+        ids = m_queue->add(playable, m_where);
+    else if (m_where == PlayQueue::Where::Next)
+        ids = m_queue->addAfter(m_lastId, playable);
     else
-        askForPage();
+        ids = m_queue->add(playable, PlayQueue::Where::End);
+    m_first = false;
+    m_generation = m_queue->generation();
+    m_added += ids.size();
+    places.resize(ids.size());
+    if (!ids.isEmpty()) {
+        m_lastId = ids.last();
+        Q_EMIT pageAdded(ids, places);
+    }
+    return ids.size() == playable.size();
 }
 
 void QueueLoader::finish(const QString& sentence)

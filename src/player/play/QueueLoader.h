@@ -4,8 +4,9 @@
 #include "player/play/PlayQueue.h"
 
 /// Asks the content model for the rows of a container, page after page, and puts those that can be played
-/// into a queue as they come. Main thread; nothing blocks. Ends by itself when the queue is cleared or
-/// replaced by somebody else. Delete it to end it early.
+/// into a queue as they come. A container among the rows that plays as a whole stands for its tracks, such as
+/// each album of an artist. Main thread; nothing blocks. Ends by itself when the queue is cleared or replaced
+/// by somebody else. Delete it to end it early.
 class QueueLoader : public QObject
 {
     Q_OBJECT
@@ -17,27 +18,42 @@ public:
                 QObject* parent = nullptr);
     ~QueueLoader() override;
 
+    /// The container's own row: the tracks of an album have its title and cover from there.
+    void setContainerRow(const PelkRoles& row) { m_levels.first().row = row; }
     void start();
     /// How many entries were added.
     int added() const { return m_added; }
 
 Q_SIGNALS:
-    /// A page has come: `ids[i]` is the row `rows[i]` of the container. The queue has them already.
+    /// Rows have come: the track `ids[i]` came out of row `rows[i]` of the container. The queue has them
+    /// already.
     void pageAdded(const QVector<int>& ids, const QVector<int>& rows);
     /// Once, at the end. The sentence says why rows could not be had, or why some are missing; it is empty
     /// when all went well.
     void finished(const QString& sentence);
 
 private:
+    /// A container that is being asked for, below the one whose row led to it.
+    struct Level
+    {
+        CMPath path;
+        PelkRoles row;
+        int next;                   // where the next page begins
+        int to;                     // negative: the end of the container
+        int place;                  // the row of the outermost container that it is; -1 for that one itself
+        QVector<PelkRoles> waiting; // rows that have come and were not looked at
+        bool complete = false;      // no page follows
+    };
+
     void askForPage();
     void takePage(const QVector<PelkRoles>& rows, int count);
+    void goOn();
+    bool addWaiting();
     void finish(const QString& sentence);
 
     PlayQueue* m_queue;
-    CMPath m_container;
+    QVector<Level> m_levels;
     PlayQueue::Where m_where;
-    int m_nextIndex;
-    int m_to;
     int m_generation = 0;
     int m_lastId = 0;
     int m_added = 0;

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr int longestPathLetters = 4096;
+constexpr int contentError = 502;
 
 } // namespace
 
@@ -44,6 +45,7 @@ RowPage ContentCalls::rows(const CMPath& path, int from, int to)
         const PelkRowsRoles reply = request.reply().value();
         const QVector<PelkRoles> rows = ContentClient::rowsOf(reply);
         page.rows += rows;
+        m_known.add(rows);
         page.total = reply.rowsCount();
         page.version = reply.rowsVersion();
         if (rows.isEmpty() || rows.size() >= page.total - next)
@@ -57,7 +59,17 @@ QVariantList ContentCalls::data(const CMPath& path, const QStringList& roles)
 {
     const CMGetDataRequest request(path, roles);
     CMRoot()->getDataRequest(request);
-    wait(request.reply(), path, Clock::now() + m_limit);
+    try {
+        wait(request.reply(), path, Clock::now() + m_limit);
+    } catch (const Problem& problem) {
+        const PelkRoles known = m_known.find(path);
+        if (problem.status != contentError || known.isEmpty())
+            throw;
+        QVariantList values;
+        for (const QString& role : roles)
+            values.append(known.value(role));
+        return values;
+    }
     return request.reply().value().toList();
 }
 

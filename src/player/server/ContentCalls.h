@@ -2,6 +2,7 @@
 
 #include "api/core/model/cmrequest.h"
 #include "player/content/ContentClient.h"
+#include "player/content/KnownContainers.h"
 
 #include <QVector>
 
@@ -22,10 +23,13 @@ public:
     CMPath path(const QString& text) const;
     /// The rows `from` to `to`, as ContentClient::rows().
     RowPage rows(const CMPath& path, int from, int to);
-    /// The values of roles, one entry a role.
+    /// The values of roles, one entry a role. Of a container without a node: what the row said that led to
+    /// it.
     QVariantList data(const CMPath& path, const QStringList& roles);
     /// Sets the value of what has one; gives what the set-data request's reply carries.
     QVariant setValue(const CMPath& path, const QVariant& value);
+    /// What the rows that were asked for here say of a container; empty when they say nothing.
+    PelkRoles known(const CMPath& path) const { return m_known.find(path); }
     /// From now on nobody waits: what is waited for ends with a Problem.
     void end();
 
@@ -43,5 +47,6 @@ private:
 
     const QList<CMPath> m_closed;
     const std::chrono::milliseconds m_limit;
+    KnownContainers m_known;
     const std::shared_ptr<Waiting> m_waiting; // shared with replies that finish after this has gone
 };

@@ -124,6 +124,7 @@ ApiAnswer add(PlayerLink* player, const ContentCalls* calls, const ApiRequest& r
 {
     PlayerLink::Addition addition;
     addition.container = calls->path(request.text(QStringLiteral("path")));
+    addition.row = calls->known(addition.container);
     const QString from = QStringLiteral("from");
     const QString to = QStringLiteral("to");
     const QString startAt = QStringLiteral("startAt");

@@ -106,6 +106,7 @@ void PlayerLink::load(const Addition& addition)
                           "PanelServer", "Other lists are still on their way into the queue; try again.")));
     auto* loader = new QueueLoader(&m_engine->queue(), addition.container, addition.where, addition.from,
                                    addition.to, this);
+    loader->setContainerRow(addition.row);
     ++m_loaders;
     if (addition.where == PlayQueue::Where::Replace) {
         const auto hasStarted = std::make_shared<bool>(false);

@@ -1,4 +1,6 @@
 #include "api/core/model/cmrootworker.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
 #include "player/play/QueueLoader.h"
 #include "tests/support/scriptedplayworker.h"
 
@@ -111,6 +113,61 @@ private Q_SLOTS:
         QTRY_COMPARE(rows, (QVector<int>{1, 2, 4}));
         QCOMPARE(added.size(), 3);
         QCOMPARE(m_queue->entries().at(2).id, added.at(2));
+    }
+
+    void aContainerThatPlaysStandsForItsTracksInTheirPlace_data()
+    {
+        QTest::addColumn<int>("where");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("end") << int(PlayQueue::Where::End) << QStringLiteral("a b 1 A1 A2 A3 2 C1");
+        QTest::newRow("replace") << int(PlayQueue::Where::Replace) << QStringLiteral("1 A1 A2 A3 2 C1");
+    }
+    void aContainerThatPlaysStandsForItsTracksInTheirPlace()
+    {
+        QFETCH(int, where);
+        QFETCH(QString, expected);
+        m_queue->add(
+            {ScriptedPlayWorker::row(QStringLiteral("a")), ScriptedPlayWorker::row(QStringLiteral("b"))},
+            PlayQueue::Where::End);
+        m_worker->list = words(QStringLiteral("1 +A -x 2 +B +C"));
+        m_worker->albums = {{QStringLiteral("+A"), words(QStringLiteral("A1 A2 A3"))},
+                            {QStringLiteral("+B"), {}},
+                            {QStringLiteral("+C"), words(QStringLiteral("C1 +A"))}}; // no further down
+        m_worker->pageSize = 2;
+        QueueLoader loader(m_queue.get(), ScriptedPlayWorker::listPath(), PlayQueue::Where(where));
+        QVector<int> places;
+        connect(&loader, &QueueLoader::pageAdded, this,
+                [&places](const QVector<int>& ids, const QVector<int>& rows) {
+                    QCOMPARE(ids.size(), rows.size());
+                    places += rows;
+                });
+        QSignalSpy finished(&loader, &QueueLoader::finished);
+        loader.start();
+        QTRY_COMPARE(finished.size(), 1);
+        QCOMPARE(finished.at(0).at(0).toString(), QString());
+        QCOMPARE(ids(), words(expected));
+        QCOMPARE(places, (QVector<int>{0, 1, 1, 1, 3, 5}));
+        QVERIFY(!m_queue->isGrowing());
+    }
+
+    void theTracksOfAnAlbumHaveItsTitleAndCover()
+    {
+        m_worker->list = words(QStringLiteral("+A"));
+        m_worker->albums = {{QStringLiteral("+A"), words(QStringLiteral("A1"))}};
+        QCOMPARE(load(PlayQueue::Where::End), QString());
+        const PelkRoles byItsRow = m_queue->entries().first().row;
+        QCOMPARE(byItsRow.icon(), QStringLiteral("http://covers/+A"));
+        QCOMPARE(byItsRow.mediaData().metaData().album(), QStringLiteral("Track +A"));
+        QCOMPARE(byItsRow.mediaData().metaData().prePlayPath().param(QStringLiteral("id")),
+                 QStringLiteral("A1"));
+
+        const PelkRoles album = ScriptedPlayWorker::row(QStringLiteral("+A"));
+        QueueLoader loader(m_queue.get(), album.path(), PlayQueue::Where::End);
+        loader.setContainerRow(album);
+        QSignalSpy finished(&loader, &QueueLoader::finished);
+        loader.start();
+        QTRY_COMPARE(finished.size(), 1);
+        QCOMPARE(m_queue->entries().last().row.icon(), QStringLiteral("http://covers/+A"));
     }
 
     void rowsThatCannotBeHadAreASentence()
