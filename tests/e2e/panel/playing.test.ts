@@ -71,6 +71,17 @@ describe("playing", { timeout: testLimitMs }, () => {
     expect((await player()).positionMs).toBeGreaterThanOrEqual(at);
   });
 
+  test("shows the album's cover and title with its tracks, which say neither themselves", async () => {
+    const { row } = await player();
+    expect(row?.metaData?.album).toBe(album.title);
+    expect(row?.icon).toMatch(/^http/);
+    expect(await bar().locator(".cover img").getAttribute("src")).toBe(row?.icon);
+    const told = await stage.ask<{ data: { title: string } }>(
+      `/api/data?path=${encodeURIComponent(album.path)}&role=title`,
+    );
+    expect(told.data.title).toBe(album.title);
+  });
+
   test("counts the position on", async () => {
     const time = bar().locator(".time").first();
     const first = await time.textContent();
@@ -276,6 +287,37 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await page.evaluate(() => scrollTo(0, 0));
     await page.getByRole("button", { name: "Clear queue" }).click();
     await page.getByText("The queue is empty").waitFor();
+    await until(async () => (await player()).queue.count).toBe(0);
+  });
+});
+
+describe("an artist", { timeout: testLimitMs }, () => {
+  test("plays as all the tracks of the albums", async () => {
+    const { rows } = await stage.ask<RowsAnswer>("/api/rows?path=qobuz%3Afeatured%2Fartists&from=0&to=19");
+    const ask = async (path: string): Promise<RowsAnswer> =>
+      stage.ask(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=49`);
+    let wanted: { title: string; tracks: string[] } | undefined;
+    for (const row of rows) {
+      const albums = await ask(row.path!);
+      if (!row.title || albums.count < 2 || albums.count > 4) continue;
+      const lists = await Promise.all(albums.rows.map((each) => ask(each.path!)));
+      wanted = {
+        title: row.title,
+        tracks: lists.flatMap((list) => list.rows.map((each) => each.title ?? "")),
+      };
+      break;
+    }
+    expect(wanted).toBeDefined();
+    await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Fartists`);
+    const tile = page.locator(".tile").filter({ has: page.getByText(wanted!.title, { exact: true }) });
+    await tile
+      .first()
+      .getByRole("button", { name: /^More about/ })
+      .click();
+    await page.getByRole("button", { name: "Add to queue" }).click();
+    await until(queued).toEqual(wanted!.tracks);
+    await page.goto(`${stage.url}/queue`);
+    await page.getByRole("button", { name: "Clear queue" }).click();
     await until(async () => (await player()).queue.count).toBe(0);
   });
 });
