@@ -59,7 +59,8 @@ export function ActionSheet() {
     const button = shown.from.getBoundingClientRect();
     const { offsetWidth: width, offsetHeight: height } = sheet;
     if (matchMedia("(min-width: 700px)").matches) {
-      sheet.style.left = `${Math.max(12, Math.min(button.right - width, innerWidth - width - 12))}px`;
+      const fits = button.left + width + 12 <= innerWidth;
+      sheet.style.left = `${fits ? button.left : Math.max(12, button.right - width)}px`;
       sheet.style.top = `${button.bottom + height + 12 > innerHeight ? Math.max(12, button.top - height - 6) : button.bottom + 6}px`;
     }
   }, [shown]);
