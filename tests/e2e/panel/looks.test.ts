@@ -50,22 +50,24 @@ beforeAll(async () => {
   const albums = (await rows("qobuz:featured/albums")).rows;
   const artist = (await rows("qobuz:featured/artists")).rows[0]!;
   const playlist = (await rows("qobuz:playlists")).rows[0]!;
-  const post = async (operation: string, body: unknown): Promise<void> => {
-    const response = await fetch(`${stage.url}/api/player/${operation}`, {
-      method: "POST",
-      headers: { "Content-Type": "application/json" },
-      body: JSON.stringify(body),
-    });
-    expect(response.ok, `${operation}: ${response.status}`).toBe(true);
-  };
   // Something plays, paused in its middle, so that the pictures are the same each time.
-  await post("queue/add", { path: "qobuz:favourites/tracks", from: 0, to: 39, where: "replace", startAt: 1 });
+  await stage.operate("queue/add", {
+    path: "qobuz:favourites/tracks",
+    from: 0,
+    to: 39,
+    where: "replace",
+    startAt: 1,
+  });
   await vi.waitFor(
     async () => expect((await stage.ask<{ state: string }>("/api/player")).state).toBe("playing"),
     { timeout: patienceMs, interval: 50 },
   );
-  await post("pause", {});
-  await post("seek", { positionMs: 5_000 });
+  await stage.operate("pause", {});
+  await vi.waitFor(
+    async () => expect((await stage.ask<{ state: string }>("/api/player")).state).toBe("paused"),
+    { timeout: patienceMs, interval: 50 },
+  );
+  await stage.operate("seek", { positionMs: 5_000 });
   const tile = (page: Page) => page.locator(".tile:not(.skeleton)").first().waitFor();
   const track = (page: Page) => page.locator(".track:not(.skeleton)").first().waitFor();
   views = [

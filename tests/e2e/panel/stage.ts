@@ -211,6 +211,16 @@ export class Stage {
     return (await (await fetch(this.url + path)).json()) as T;
   }
 
+  /** Has the player do something, as a browser would. */
+  async operate(operation: string, body: unknown): Promise<void> {
+    const response = await fetch(`${this.url}/api/player/${operation}`, {
+      method: "POST",
+      headers: { "Content-Type": "application/json" },
+      body: JSON.stringify(body),
+    });
+    expect(response.ok, `${operation}: ${response.status}`).toBe(true);
+  }
+
   async close(): Promise<void> {
     await this.browser?.close();
     await end(this.pelk);
