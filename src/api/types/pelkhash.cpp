@@ -125,7 +125,7 @@ bool PelkHash::operator==(const PelkHash& other) const
 
 QDebug operator<<(QDebug debug, const PelkHash& record)
 {
-    return debug << record.hash();
+    return std::move(debug) << record.hash();
 }
 
 QString pelkToString(const QVariant& value)
