@@ -170,37 +170,43 @@ private Q_SLOTS:
         QVERIFY(!play.errors.isEmpty());
     }
 
-    void theTracksOfAContainerArePlayedInTheirOrder()
+    void theTracksOfAnAlbumFollowEachOtherAndEachIsReportedOnceWithItsDuration()
     {
+        const QJsonArray tracks =
+            m_players->controlGet(QStringLiteral("tracks?kind=cd")).value(QStringLiteral("cd")).toArray();
+        const QString album = tracks.at(0).toObject().value(QStringLiteral("album_id")).toString();
+        QCOMPARE(tracks.at(1).toObject().value(QStringLiteral("album_id")).toString(), album);
+        const int first = tracks.at(0).toObject().value(QStringLiteral("duration")).toInt();
+        QVERIFY(first > 0);
         // The first track is over well before the time; the second one plays on.
-        const QJsonObject favourites = m_players->rows(QStringLiteral("qobuz:favourites/tracks"), 0, 1);
-        QStringList ids;
-        const QJsonArray rows = favourites.value(QStringLiteral("rows")).toArray();
-        for (const QJsonValue& row : rows)
-            ids << row.toObject().value(QStringLiteral("path")).toString().section(QLatin1Char('='), 1);
         const QString target = m_players->home() + QStringLiteral("/out.wav");
         const Players::Outcome play = m_players->pelk(
-            {QStringLiteral("play"), QStringLiteral("qobuz:favourites/tracks"), QStringLiteral("--seconds"),
-             QStringLiteral("44"), QStringLiteral("--to"), target});
+            {QStringLiteral("play"), QStringLiteral("qobuz:album?id=") + album, QStringLiteral("--seconds"),
+             QString::number(first + 3), QStringLiteral("--to"), target});
         QVERIFY2(play.exitCode == 0, qPrintable(play.errors));
-        const QJsonArray heard = reports();
-        QVERIFY(heard.size() >= 4);
         QStringList told;
-        for (int i = 0; i < 4; ++i) {
-            const QJsonObject report = heard.at(i).toObject();
-            told << report.value(QStringLiteral("endpoint")).toString().section(QLatin1Char('/'), 1) +
-                        QLatin1Char(' ') +
-                        report.value(QStringLiteral("items"))
-                            .toObject()
-                            .value(QStringLiteral("track_id"))
-                            .toVariant()
-                            .toString();
+        const QJsonArray heard = reports();
+        for (const QJsonValue& report : heard) {
+            const QJsonObject items = report.toObject().value(QStringLiteral("items")).toObject();
+            told << QStringLiteral("%1 %2 %3")
+                        .arg(report.toObject()
+                                 .value(QStringLiteral("endpoint"))
+                                 .toString()
+                                 .section(QLatin1Char('/'), 1),
+                             items.value(QStringLiteral("track_id")).toVariant().toString(),
+                             items.value(QStringLiteral("duration")).toVariant().toString())
+                        .trimmed();
         }
-        QCOMPARE(told, (QStringList{QStringLiteral("reportStreamingStart ") + ids.at(0),
-                                    QStringLiteral("reportStreamingEnd ") + ids.at(0),
-                                    QStringLiteral("reportStreamingStart ") + ids.at(1),
-                                    QStringLiteral("reportStreamingEnd ") + ids.at(1)}));
-        QVERIFY(readWav(target).loudest > 0.01);
+        const auto id = [&tracks](int index) {
+            return QString::number(tracks.at(index).toObject().value(QStringLiteral("id")).toInt());
+        };
+        QCOMPARE(told, (QStringList{QStringLiteral("reportStreamingStart %1 0").arg(id(0)),
+                                    QStringLiteral("reportStreamingEnd %1 %2").arg(id(0)).arg(first),
+                                    QStringLiteral("reportStreamingStart %1 0").arg(id(1)),
+                                    QStringLiteral("reportStreamingEnd %1 3").arg(id(1))}));
+        const Wav wav = readWav(target);
+        QCOMPARE(wav.seconds, double(first + 3));
+        QVERIFY(wav.loudest > 0.01);
     }
 };
 

@@ -120,6 +120,10 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
     connect(&engine, &PlayEngine::trackBrokeOff, this, &PlayCommand::onBrokeOff);
     connect(&engine, &PlayEngine::trackStalled, this, &PlayCommand::onStalled);
     connect(&engine, &PlayEngine::trackResumed, this, [this] { m_stalled = false; });
+    connect(&engine, &PlayEngine::outputGone, this, [](const QString& sentence) {
+        Terminal::error(
+            QStringLiteral("The sound output is gone; playing goes on when it is back. (%1)").arg(sentence));
+    });
     connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
     connect(signalWatch, &SignalWatch::caught, &engine, [&] {
         if (engine.status().state == PelkPlayLogicState::Stopped)

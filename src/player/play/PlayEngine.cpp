@@ -247,9 +247,12 @@ void PlayEngine::start(int entry)
     setCurrent(entry);
     const ResolvedTrack prepared = m_next;
     m_next = ResolvedTrack();
+    const bool isOnTheWay = m_nextResolver.entry() == entry;
+    if (!isOnTheWay)
+        m_nextResolver.cancel();
     if (prepared.entry == entry && isFresh(prepared))
         onResolved(place, prepared, QString());
-    else if (m_nextResolver.entry() != entry) // else its answer is on the way
+    else if (!isOnTheWay)
         m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
             onResolved(place, track, failure);
         });
@@ -459,9 +462,11 @@ void PlayEngine::onOutputFailed(const QString& sentence)
     m_heldMs = at;
     forgetNext();
     m_stream.stop();
-    if (!m_outputGone)
+    if (!m_outputGone) {
+        Q_EMIT outputGone(sentence);
         Q_EMIT noticed(QStringLiteral("The sound output is gone"),
                        QStringLiteral("Playing goes on from here when it is back. (%1)").arg(sentence));
+    }
     // It may have been a hiccup; after that it is asked for now and then.
     m_outputRetry.start(m_outputGone ? outputRetryMs : 0);
     m_outputGone = true;

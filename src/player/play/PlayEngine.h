@@ -67,6 +67,8 @@ Q_SIGNALS:
     /// The current track, which was heard, broke off; the sentence says why. It has ended; otherwise as
     /// trackFailed.
     void trackBrokeOff(const PelkRoles& row, const QString& sentence);
+    /// There is nowhere to play to, and playing goes on once there is; the sentence says what happened.
+    void outputGone(const QString& sentence);
     /// A track could not be played; the sentence says why. The queue goes on, unless three failed in a row.
     void trackFailed(const PelkRoles& row, const QString& sentence);
     /// Playing has ended, and every change of state was told and dealt with.

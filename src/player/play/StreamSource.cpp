@@ -47,7 +47,9 @@ public:
             *m_brokenForGood = false;
             m_isExpected = true;
         } else if (gst_event_has_name(event, "http-headers")) {
-            if (!m_isExpected && ++m_resumptions >= mostResumptions) {
+            if (!m_isExpected)
+                ++m_resumptions;
+            if (m_resumptions >= mostResumptions) {
                 setRetries(notOnceMore);
                 *m_brokenForGood = true;
             }

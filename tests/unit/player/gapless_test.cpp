@@ -174,6 +174,20 @@ private Q_SLOTS:
         QCOMPARE(states().filter(QStringLiteral("stopped")).size(), heard.size());
     }
 
+    void anEditAtTheVeryEndIsRight()
+    {
+        // When the sound of the next one is on the way already, which cannot be taken back.
+        const QVector<int> ids = playUntilPrepared(list(QStringLiteral("a, b, c")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            m_host->output.samples().size() > m_decoded.value(QStringLiteral("a")).size(), 10000);
+        engine().queue().remove({ids.at(1)});
+        QVERIFY(waitForEnd());
+        QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("c"))));
+        QCOMPARE(states().last(), QStringLiteral("c stopped"));
+        QCOMPARE(states().filter(QStringLiteral("stopped")).size(),
+                 states().filter(QStringLiteral("opening")).size());
+    }
+
     void aModeThatChangesAfterTheNextOneIsPreparedIsHeard()
     {
         QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
@@ -199,6 +213,39 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("b"))));
         QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
                                                "b opening, b playing, b stopped")));
+    }
+
+    void aJumpWhileTheNextOneIsAskedForPlaysWhereItLeads()
+    {
+        ScriptedPlayWorker& worker = m_host->worker;
+        connect(&engine(), &PlayEngine::trackStarted, this, [&worker] { worker.holdAnswers = true; });
+        const QVector<int> ids = m_host->fill(list(QStringLiteral("a, b, c")));
+        engine().play();
+        QTRY_COMPARE(worker.held.size(), 1);
+        QVERIFY(engine().jump(ids.at(2)));
+        QCOMPARE(worker.resolved, list(QStringLiteral("a, b, c")));
+        worker.holdAnswers = false;
+        for (const CMSetDataRequest& request : qAsConst(worker.held))
+            worker.setDataRequest(request);
+        QVERIFY(waitForEnd());
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
+                                               "c opening, c playing, c stopped")));
+    }
+
+    void aSkipWhileTheNextOneIsAskedForTakesThatAnswer()
+    {
+        ScriptedPlayWorker& worker = m_host->worker;
+        connect(&engine(), &PlayEngine::trackStarted, this, [&worker] { worker.holdAnswers = true; });
+        m_host->fill(list(QStringLiteral("a, b")));
+        engine().play();
+        QTRY_COMPARE(worker.held.size(), 1);
+        engine().next();
+        QCOMPARE(engine().status().state, PelkPlayLogicState::Opening);
+        QCOMPARE(worker.held.size(), 1);
+        worker.holdAnswers = false;
+        worker.setDataRequest(worker.held.first());
+        QVERIFY(waitForEnd());
+        QCOMPARE(states().last(), QStringLiteral("b stopped"));
     }
 
     void aNextOneThatCannotBePlayedIsSkippedWhenItsTurnComes_data()
