@@ -153,9 +153,9 @@ private Q_SLOTS:
 
     void whatBreaksOffAfterItWasHeardIsToldAsThatAndThenAsTheEnd()
     {
-        // More than is gathered before it is heard, which is 2 MB.
-        m_file = wav(4);
-        m_breakAfter = 2500000;
+        // Two seconds more than what is gathered before it is heard, which is 2 MB.
+        m_file = wav(6);
+        m_breakAfter = 4500000;
         m_breaksLeft = 100;
         m_rangesRefused = true;
         QSignalSpy brokeOff(&engine(), &PlayEngine::trackBrokeOff);
