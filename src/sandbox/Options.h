@@ -11,6 +11,7 @@ struct Options
     std::string address = "127.0.0.1"; ///< a loopback address, 127.x.x.x
     int port = 8090;                   ///< 0 takes any free port
     std::uint64_t seed = 1;            ///< two runs with one seed have the same catalogue
+    int featuredAlbums = 1200;         ///< how many of the albums are featured
     std::string appId = "100000001";
     std::string appSecret = "sandbox-secret-0123456789abcdef";
     int tokenTtlSeconds = 30 * 24 * 3600;

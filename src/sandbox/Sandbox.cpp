@@ -76,7 +76,7 @@ public:
         Service(const Catalogue& catalogue, Access& access, const Options& options,
                 const std::string& siteUrl)
             : streams(catalogue, siteUrl, options.streamTtlSeconds)
-            , endpoints(catalogue, access, streams, siteUrl)
+            , endpoints(catalogue, access, streams, siteUrl, options.featuredAlbums)
             , media(catalogue, streams)
         {
         }

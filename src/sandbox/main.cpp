@@ -1,4 +1,5 @@
 #include "sandbox/Sandbox.h"
+#include "sandbox/catalogue/Catalogue.h"
 #include "sandbox/control/Faults.h"
 
 #include <CLI/CLI.hpp>
@@ -50,6 +51,9 @@ int main(int argc, char** argv)
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();
     app.add_option("--seed", options.seed, "What the catalogue is made from")->capture_default_str();
+    app.add_option("--featured-albums", options.featuredAlbums, "How many albums are featured")
+        ->check(CLI::Range(0, sandbox::Catalogue::albumCount))
+        ->capture_default_str();
     app.add_option("--app-id", options.appId, "Application id that clients must send")->capture_default_str();
     app.add_option("--app-secret", options.appSecret, "Secret that requests are signed with")
         ->capture_default_str();

@@ -12,7 +12,6 @@
 namespace sandbox {
 namespace {
 
-constexpr int featuredAlbumCount = 1200;
 constexpr int featuredArtistCount = 600;
 
 /// A whole decimal number; none when the text is anything else.
@@ -71,12 +70,13 @@ Answer refusal(int status, const std::string& message)
 }
 
 Endpoints::Endpoints(const Catalogue& catalogue, Access& access, const StreamUrls& streams,
-                     const std::string& siteUrl)
+                     const std::string& siteUrl, int featuredAlbums)
     : m_catalogue(catalogue)
     , m_access(access)
     , m_streams(streams)
     , m_records(catalogue, siteUrl)
     , m_library(catalogue)
+    , m_featuredAlbums(featuredAlbums)
     , m_artistNames(Catalogue::artistCount, [&](int i) { return catalogue.artistName(i); })
     , m_albumTitles(Catalogue::albumCount, [&](int i) { return catalogue.albumTitle(i); })
     , m_trackTitles(catalogue.trackCount(), [&](int i) { return catalogue.trackTitle(i); })
@@ -216,7 +216,7 @@ std::vector<int> Endpoints::featuredAlbums(const Call& call) const
     // Every type has an order of its own, and so has every combination of types.
     const int start = static_cast<int>(std::hash<std::string>()(call.value("type")) % 9973);
     std::vector<int> found;
-    for (int position = 0; position < featuredAlbumCount; ++position) {
+    for (int position = 0; position < m_featuredAlbums; ++position) {
         const int album = shuffled(position, start, Catalogue::albumCount);
         const auto path = Catalogue::genrePath(m_catalogue.albumGenre(album));
         if (std::any_of(path.begin(), path.end(),

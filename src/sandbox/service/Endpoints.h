@@ -47,7 +47,7 @@ public:
     static constexpr int largestFullPage = 200;
 
     Endpoints(const Catalogue& catalogue, Access& access, const StreamUrls& streams,
-              const std::string& siteUrl);
+              const std::string& siteUrl, int featuredAlbums);
 
     bool knows(const std::string& endpoint) const { return m_methods.count(endpoint) != 0; }
     /// The answer to a call, an error answer included. An unknown endpoint is a 404.
@@ -98,6 +98,7 @@ private:
     const StreamUrls& m_streams;
     Records m_records;
     Library m_library;
+    int m_featuredAlbums;
     NameIndex m_artistNames;
     NameIndex m_albumTitles;
     NameIndex m_trackTitles;

@@ -46,6 +46,8 @@ private Q_SLOTS:
         QTest::newRow("no such port") << QStringList{QStringLiteral("--port"), QStringLiteral("70000")};
         QTest::newRow("not loopback")
             << QStringList{QStringLiteral("--address"), QStringLiteral("192.0.2.1")};
+        QTest::newRow("more featured than there are")
+            << QStringList{QStringLiteral("--featured-albums"), QStringLiteral("12001")};
         QTest::newRow("unknown") << QStringList{QStringLiteral("--colour")};
     }
 
