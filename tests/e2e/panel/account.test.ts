@@ -69,11 +69,13 @@ describe("the account", { timeout: testLimitMs }, () => {
   test.each([
     ["de-AT", "de", "Konto", "Entdecken", "Klangqualität"],
     ["fr", "fr", "Compte", "Découvrir", "Qualité sonore"],
-  ])("speaks the browser's language: %s", async (locale, language, account, _discover, quality) => {
+  ])("speaks the browser's language: %s", async (locale, language, account, discover, quality) => {
     const other = await stage.page({ locale }, "/account");
     await other.getByRole("heading", { name: account }).waitFor();
     await other.getByText(quality, { exact: true }).waitFor();
     expect(await other.locator("html").getAttribute("lang")).toBe(language);
+    // The menu's texts come from the player, in the same language.
+    await other.getByRole("navigation").getByText(discover, { exact: true }).waitFor();
     await other.context().close();
   });
 

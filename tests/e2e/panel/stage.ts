@@ -67,6 +67,7 @@ export class Stage {
   private pelk: ChildProcess | undefined;
   private browser: Browser | undefined;
   private control = "";
+  private sandboxOptions: string[] = [];
   private readonly faults: string[] = [];
   api = "";
   /** Where the panel is. */
@@ -85,7 +86,8 @@ export class Stage {
   static async open(options: { loggedIn?: boolean; sandbox?: string[] } = {}): Promise<Stage> {
     const stage = new Stage();
     try {
-      await stage.startSandbox(options.sandbox ?? []);
+      stage.sandboxOptions = options.sandbox ?? [];
+      await stage.startService();
       if (options.loggedIn ?? true)
         stage.command(["login", demo.user, "--password-stdin"], `${demo.password}\n`);
       await stage.startPlayer();
@@ -97,11 +99,11 @@ export class Stage {
     }
   }
 
-  private async startSandbox(args: string[]): Promise<void> {
+  async startService(): Promise<void> {
     const port = this.api ? new URL(this.api).port : "0";
     const { process: child, url } = await launch(
       "qobuz-sandbox",
-      ["--port", port, ...args],
+      ["--port", port, ...this.sandboxOptions],
       this.env,
       /^qobuz-sandbox: (\S+)$/m,
     );
@@ -132,9 +134,6 @@ export class Stage {
   }
   async stopService(): Promise<void> {
     await end(this.sandbox);
-  }
-  async startService(): Promise<void> {
-    await this.startSandbox([]);
   }
 
   private async startBrowser(): Promise<void> {

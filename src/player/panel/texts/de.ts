@@ -39,12 +39,12 @@ export const de: Texts = {
   waiting: "Warten auf den Strom …",
   lowerThanAsked: "geringer als gewünscht",
   nothingPlays: "Es läuft nichts",
-  nothingPlaysHint: "Wählen Sie ein Album, eine Wiedergabeliste oder einen Titel.",
+  nothingPlaysHint: "Wählen Sie ein Album, eine Playlist oder einen Titel.",
   openNowPlaying: "Aktuelle Wiedergabe öffnen",
 
   queueEmpty: "Die Warteschlange ist leer",
   queueEmptyHint:
-    "„An die Warteschlange anhängen“ steht im Menü jedes Albums, jeder Wiedergabeliste und jedes Titels.",
+    "„An die Warteschlange anhängen“ steht im Menü jedes Albums, jeder Playlist und jedes Titels.",
   clearQueue: "Warteschlange leeren",
   removeTitle: (title) => `${title} entfernen`,
   moveTitle: (title) => `${title} verschieben`,
@@ -58,7 +58,7 @@ export const de: Texts = {
   items: (n) => plural(n, "Eintrag", "Einträge"),
   artist: "Künstler",
   album: "Album",
-  playlist: "Wiedergabeliste",
+  playlist: "Playlist",
   track: "Titel",
   number: "Nr.",
   title: "Titel",
@@ -72,7 +72,7 @@ export const de: Texts = {
   tryAgain: "Erneut versuchen",
   showMore: "Mehr anzeigen",
 
-  searchHint: "Künstler, Alben, Titel, Wiedergabelisten",
+  searchHint: "Künstler, Alben, Titel, Playlists",
   searchStart: "Was möchten Sie hören?",
   clearSearch: "Suche leeren",
   noResults: (text) => `Zu „${text}“ wurde nichts gefunden.`,
