@@ -1,5 +1,6 @@
 #include "player/server/Endpoint.h"
 
+#include "api/core/json/pelkjson.h"
 #include "player/server/ServerText.h"
 
 #include <limits>
@@ -25,6 +26,18 @@ bool isNumber(const QVariant& value)
 }
 
 } // namespace
+
+void ApiRequest::readBody(const QByteArray& json)
+{
+    PelkError error;
+    const QVariant value = PelkJson::parse(json, error);
+    if (!error.isEmpty())
+        throw Problem(
+            400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The body is no JSON: %1"), {error.message()}));
+    if (value.userType() != qMetaTypeId<PelkHash>())
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The body has to be a JSON object.")));
+    body = PelkHash::fromVariant(value);
+}
 
 QString ApiRequest::param(const QString& name) const
 {

@@ -16,6 +16,9 @@ struct ApiRequest
     PelkHash body;                           ///< of a POST
     const Language* language = nullptr;      ///< the reader's; never null
 
+    /// Reads the body of a POST. Throws a Problem where it is no JSON object.
+    void readBody(const QByteArray& json);
+
     /// The first parameter of a name; empty where there is none.
     QString param(const QString& name) const;
     QStringList all(const QString& name) const;

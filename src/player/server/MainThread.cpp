@@ -3,6 +3,8 @@
 #include "player/server/Problem.h"
 #include "player/server/ServerText.h"
 
+#include <QThread>
+
 #include <chrono>
 #include <optional>
 
@@ -13,6 +15,10 @@ MainThread::MainThread()
 
 void MainThread::run(const std::function<void()>& work)
 {
+    if (QThread::currentThread() == thread()) {
+        work();
+        return;
+    }
     struct Outcome
     {
         bool done = false;

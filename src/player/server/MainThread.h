@@ -19,7 +19,8 @@ public:
     MainThread();
 
     /// Has `work` done and returns once it is. What it throws as a Problem is thrown here. Throws a Problem
-    /// too when it was not done in time; it may then still be done later. Any thread but the main one.
+    /// too when it was not done in time; it may then still be done later. On the main thread itself it is
+    /// done at once.
     void run(const std::function<void()>& work);
     /// From now on nobody waits. What has not begun is not done.
     void end();

@@ -1,6 +1,5 @@
 #include "player/server/PanelServer.h"
 
-#include "api/core/json/pelkjson.h"
 #include "player/server/AccessRules.h"
 #include "player/server/ContentCalls.h"
 #include "player/server/ContentEndpoints.h"
@@ -312,15 +311,7 @@ ApiRequest PanelServer::Private::apiRequest(const httplib::Request& in) const
         request.params.append({QString::fromStdString(name), QString::fromStdString(value)});
     if (isRead(in))
         return request;
-    PelkError error;
-    const QVariant body = PelkJson::parse(QByteArray(in.body.data(), int(in.body.size())), error);
-    if (body.userType() != qMetaTypeId<PelkHash>())
-        throw Problem(
-            400,
-            error.message().isEmpty()
-                ? serverText(QT_TRANSLATE_NOOP("PanelServer", "The body has to be a JSON object."))
-                : serverText(QT_TRANSLATE_NOOP("PanelServer", "The body is no JSON: %1"), {error.message()}));
-    request.body = PelkHash::fromVariant(body);
+    request.readBody(QByteArray(in.body.data(), int(in.body.size())));
     return request;
 }
 
