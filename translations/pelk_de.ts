@@ -61,6 +61,25 @@
     </message>
 </context>
 <context>
+    <name>PlayEngine</name>
+    <message>
+        <source>%1 broke off</source>
+        <translation>%1 wurde unterbrochen</translation>
+    </message>
+    <message>
+        <source>%1 cannot be played</source>
+        <translation>%1 kann nicht abgespielt werden</translation>
+    </message>
+    <message>
+        <source>Playing goes on from here when it is back. (%1)</source>
+        <translation>Die Wiedergabe geht hier weiter, sobald sie wieder da ist. (%1)</translation>
+    </message>
+    <message>
+        <source>The sound output is gone</source>
+        <translation>Die Tonausgabe ist nicht mehr da</translation>
+    </message>
+</context>
+<context>
     <name>PanelServer</name>
     <message>
         <source>"%1" gave no answer within %2 seconds.</source>
@@ -197,6 +216,10 @@
     <message>
         <source>The list holds no track that can be played.</source>
         <translation>Die Liste enthält keinen Titel, der abgespielt werden kann.</translation>
+    </message>
+    <message>
+        <source>The login could not be saved</source>
+        <translation>Die Anmeldung konnte nicht gespeichert werden</translation>
     </message>
     <message>
         <source>The panel is not installed in "%1".</source>

@@ -61,6 +61,25 @@
     </message>
 </context>
 <context>
+    <name>PlayEngine</name>
+    <message>
+        <source>%1 broke off</source>
+        <translation>%1 s’est interrompu</translation>
+    </message>
+    <message>
+        <source>%1 cannot be played</source>
+        <translation>%1 ne peut pas être lu</translation>
+    </message>
+    <message>
+        <source>Playing goes on from here when it is back. (%1)</source>
+        <translation>La lecture reprendra ici dès son retour. (%1)</translation>
+    </message>
+    <message>
+        <source>The sound output is gone</source>
+        <translation>La sortie audio a disparu</translation>
+    </message>
+</context>
+<context>
     <name>PanelServer</name>
     <message>
         <source>"%1" gave no answer within %2 seconds.</source>
@@ -197,6 +216,10 @@
     <message>
         <source>The list holds no track that can be played.</source>
         <translation>La liste ne contient aucun titre lisible.</translation>
+    </message>
+    <message>
+        <source>The login could not be saved</source>
+        <translation>La connexion n’a pas pu être enregistrée</translation>
     </message>
     <message>
         <source>The panel is not installed in "%1".</source>

@@ -11,6 +11,7 @@
 #include "player/play/PlayEngine.h"
 #include "player/server/AccessRules.h"
 #include "player/server/PanelServer.h"
+#include "player/server/ServerText.h"
 #include "player/server/Translations.h"
 
 #include <QCoreApplication>
@@ -34,6 +35,17 @@ ServeCommand::ServeCommand(Host& host, const CommandLine& line)
 QString ServeCommand::defaultPanelFolder()
 {
     return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../share/pelk/panel"));
+}
+
+void ServeCommand::tellSaveFailure(PanelServer* server) const
+{
+    const QString failure = m_host.loginSaveFailure();
+    if (failure.isEmpty())
+        return;
+    PelkNotificationDisplayItem notice;
+    notice.setTitle(serverText(QT_TRANSLATE_NOOP("PanelServer", "The login could not be saved")));
+    notice.setMessage(TrString(failure));
+    server->notify(notice);
 }
 
 int ServeCommand::run(SignalWatch* signalWatch)
@@ -63,6 +75,12 @@ int ServeCommand::run(SignalWatch* signalWatch)
             QStringLiteral("Warning: everybody who reaches %1 can use this player and its account; "
                            "nothing asks them who they are.")
                 .arg(options.address));
+    QObject context;
+    // The module that writes the login does not look at the outcome.
+    CMRoot()
+        ->subscribe(ServiceAccount::LoginStore::path())
+        ->add(CMSubscribe::Value, ServiceAccount::LoginStore::path(), &context,
+              [this, &server](const PelkValue&) { tellSaveFailure(&server); });
     Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
     Terminal::flushOut();
     QEventLoop loop;

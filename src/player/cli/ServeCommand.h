@@ -3,6 +3,7 @@
 #include <QString>
 
 class Host;
+class PanelServer;
 class SignalWatch;
 struct CommandLine;
 
@@ -19,6 +20,8 @@ public:
     static QString defaultPanelFolder();
 
 private:
+    void tellSaveFailure(PanelServer* server) const;
+
     Host& m_host;
     const CommandLine& m_line;
 };

@@ -44,6 +44,11 @@ bool isFresh(const ResolvedTrack& track)
     return !track.isTooOld() && track.askedQuality == ServiceAccount::quality();
 }
 
+TrString engineText(const char* source, const QList<TrArg>& arguments = {})
+{
+    return {TrCharData{"PlayEngine", source}, arguments};
+}
+
 } // namespace
 
 PlayEngine::PlayEngine(AudioOutput* output)
@@ -444,7 +449,7 @@ void PlayEngine::onStreamFailed(const QString& sentence)
     m_reporter.breakOff(PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
     closeTrack(QString());
     Q_EMIT trackBrokeOff(row, sentence);
-    Q_EMIT noticed(QStringLiteral("%1 broke off").arg(titleOf(row)), sentence);
+    Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "%1 broke off"), {titleOf(row)}), sentence);
     goOnAfterFailure();
 }
 
@@ -464,8 +469,10 @@ void PlayEngine::onOutputFailed(const QString& sentence)
     m_stream.stop();
     if (!m_outputGone) {
         Q_EMIT outputGone(sentence);
-        Q_EMIT noticed(QStringLiteral("The sound output is gone"),
-                       QStringLiteral("Playing goes on from here when it is back. (%1)").arg(sentence));
+        Q_EMIT noticed(
+            engineText(QT_TRANSLATE_NOOP("PlayEngine", "The sound output is gone")),
+            engineText(QT_TRANSLATE_NOOP("PlayEngine", "Playing goes on from here when it is back. (%1)"),
+                       {sentence}));
     }
     // It may have been a hiccup; after that it is asked for now and then.
     m_outputRetry.start(m_outputGone ? outputRetryMs : 0);
@@ -536,7 +543,8 @@ void PlayEngine::fail(const PelkRoles& row, const QString& sentence, const QStri
 {
     endTrack(error);
     Q_EMIT trackFailed(row, sentence);
-    Q_EMIT noticed(QStringLiteral("%1 cannot be played").arg(titleOf(row)), sentence);
+    Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "%1 cannot be played"), {titleOf(row)}),
+                   sentence);
     goOnAfterFailure();
 }
 

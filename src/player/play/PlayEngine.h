@@ -56,7 +56,7 @@ Q_SIGNALS:
     /// A seek has arrived here.
     void seeked(qint64 positionMs);
     /// Something that the listener should read.
-    void noticed(const QString& title, const QString& message);
+    void noticed(const TrString& title, const TrString& message);
     /// The current track is heard, for the first time.
     void trackStarted(const PelkRoles& row);
     /// The current track is over, whether it was heard to its end or not.

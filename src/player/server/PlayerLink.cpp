@@ -40,8 +40,8 @@ PlayerLink::PlayerLink(PlayEngine* engine, EventStreams* events)
     };
     connect(engine, &PlayEngine::statusChanged, this, tellSoon(&m_tellStatus, &PlayerLink::tellStatus));
     connect(&engine->queue(), &PlayQueue::changed, this, tellSoon(&m_tellQueue, &PlayerLink::tellQueue));
-    connect(engine, &PlayEngine::noticed, this, [this](const QString& title, const QString& message) {
-        m_events->notify(notice(TrString(title), TrString(message)));
+    connect(engine, &PlayEngine::noticed, this, [this](const TrString& title, const TrString& message) {
+        m_events->notify(notice(title, message));
     });
     tellStatus();
     tellQueue();

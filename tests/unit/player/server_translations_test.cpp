@@ -210,19 +210,24 @@ private Q_SLOTS:
                      text("Titre indisponible"));
     }
 
-    void everyTextOfTheServerIsInBothCatalogues_data() { languages(); }
-    void everyTextOfTheServerIsInBothCatalogues()
+    void everyTextOfThePlayerIsInBothCatalogues_data() { languages(); }
+    void everyTextOfThePlayerIsInBothCatalogues()
     {
         QFETCH(QString, code);
-        const QSet<QString> written = literals(
-            text("player/server"), QStringLiteral("QT_TRANSLATE_NOOP\\(\\s*\"PanelServer\",\\s*") + literal);
+        QSet<QString> written;
+        QSet<QString> known;
+        for (const char* context : {"PanelServer", "PlayEngine"}) {
+            for (const char* folder : {"player/server", "player/play", "player/cli"})
+                written += literals(text(folder), text("QT_TRANSLATE_NOOP\\(\\s*\"") + text(context) +
+                                                      text("\",\\s*") + literal);
+            known += messages(text("pelk_") + code + text(".ts"))[text(context)];
+        }
         QVERIFY(written.size() > 40);
-        const QSet<QString> known = messages(text("pelk_") + code + text(".ts"))[text("PanelServer")];
         QCOMPARE(QStringList((written - known).values()), QStringList());
         QCOMPARE(QStringList((known - written).values()), QStringList());
         // A text that is wrapped otherwise would escape the catalogues.
-        const QSet<QString> unmarked =
-            literals(text("player/server"), QStringLiteral("(?:serverText|wrong)\\(\\s*") + literal);
+        const QSet<QString> unmarked = literals(
+            text("player/server"), QStringLiteral("(?:serverText|engineText|wrong)\\(\\s*") + literal);
         QCOMPARE(QStringList(unmarked.values()), QStringList());
     }
 

@@ -1,0 +1,276 @@
+#include "tests/e2e/players.h"
+#include "tests/support/panelclient.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+
+QString text(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+/// `pelk serve` as a process, on a port of its own.
+class Serve
+{
+public:
+    explicit Serve(const Players& players, const QString& address = text("127.0.0.1:0"))
+        : process(players.start({text("serve"), text("--listen"), address}))
+    {
+        while (!process->canReadLine() && process->waitForReadyRead(60000)) {
+        }
+        line = QString::fromUtf8(process->readLine()).trimmed();
+        port = quint16(QUrl(line.section(QLatin1Char(' '), -1)).port());
+    }
+    ~Serve()
+    {
+        if (process->state() != QProcess::NotRunning)
+            end();
+    }
+    Serve(const Serve&) = delete;
+    Serve& operator=(const Serve&) = delete;
+
+    PanelClient client() const { return PanelClient(port); }
+    /// Ends it; the exit code, or -1 when it did not end in order.
+    int end(int signal = SIGTERM) const
+    {
+        ::kill(pid_t(process->processId()), signal);
+        return process->waitForFinished(30000) && process->exitStatus() == QProcess::NormalExit
+                   ? process->exitCode()
+                   : -1;
+    }
+    QString errors() const { return QString::fromUtf8(process->readAllStandardError()); }
+
+    PanelReply login(const char* password = "demo") const
+    {
+        return client().post(
+            "/api/data",
+            QJsonObject{{text("path"), text("account:qobuz")},
+                        {text("role"), text("value")},
+                        {text("value"), QJsonObject{{text("type"), 138},
+                                                    {text("qobuzAccount"),
+                                                     QJsonObject{{text("operation"), 1},
+                                                                 {text("username"), text("demo@example.com")},
+                                                                 {text("password"), text(password)}}}}}});
+    }
+    PanelReply logout() const
+    {
+        return client().post(
+            "/api/data", QJsonObject{{text("path"), text("account:qobuz")},
+                                     {text("role"), text("value")},
+                                     {text("value"), QJsonObject{{text("type"), 138},
+                                                                 {text("qobuzAccount"),
+                                                                  QJsonObject{{text("operation"), 2}}}}}});
+    }
+    void play(const char* path) const
+    {
+        QCOMPARE(client()
+                     .post("/api/player/queue/add",
+                           QJsonObject{{text("path"), text(path)}, {text("where"), text("replace")}})
+                     .status,
+                 202);
+        QTRY_COMPARE_WITH_TIMEOUT(state(), text("playing"), 30000);
+    }
+    QString state() const { return client().get("/api/player").json().value(text("state")).toString(); }
+
+    std::unique_ptr<QProcess> process;
+    QString line;
+    quint16 port = 0;
+};
+
+/// How many reports of a kind the service has heard.
+int reports(const Players& players, const char* what)
+{
+    const QJsonArray requests = players.controlGet(text("requests")).value(text("requests")).toArray();
+    int count = 0;
+    for (const QJsonValue& request : requests)
+        count += request.toObject().value(text("target")).toString().contains(text(what)) ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+/// `pelk serve` in front of the sandbox.
+class ServeE2ETest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void itSaysWhereThePanelIsAndEndsInOrder_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("asked to end") << SIGTERM;
+        QTest::newRow("interrupted") << SIGINT;
+    }
+    void itSaysWhereThePanelIsAndEndsInOrder()
+    {
+        QFETCH(int, signal);
+        const Players players;
+        const Serve serve(players);
+        QVERIFY2(serve.line.startsWith(text("The panel is at http://127.0.0.1:")), qPrintable(serve.line));
+        QCOMPARE(serve.client().get("/api/player").status, 200);
+        EventReader reader(serve.port);
+        QTRY_COMPARE(reader.status(), 200);
+        QCOMPARE(serve.end(signal), 0);
+        QTRY_VERIFY(reader.hasEnded());
+    }
+
+    void aPortThatAnInstanceHasIsToldInASentence()
+    {
+        const Players players;
+        const Serve serve(players);
+        const Players::Outcome second =
+            players.pelk({text("serve"), text("--listen"), text("127.0.0.1:%1").arg(serve.port)});
+        QCOMPARE(second.exitCode, 1);
+        QVERIFY2(second.errors.contains(
+                     text("127.0.0.1 port %1 cannot be listened on; does another pelk serve run there?")
+                         .arg(serve.port)),
+                 qPrintable(second.errors));
+        QCOMPARE(serve.client().get("/api/player").status, 200);
+    }
+
+    void whatIsNoAddressIsWrongUsage_data()
+    {
+        QTest::addColumn<QString>("address");
+        for (const char* address :
+             {"8080", "127.0.0.1", "127.0.0.1:", "127.0.0.1:x", "127.0.0.1:70000", ":8080", "::1:8080"})
+            QTest::newRow(address) << text(address);
+    }
+    void whatIsNoAddressIsWrongUsage()
+    {
+        QFETCH(QString, address);
+        const Players players;
+        const Players::Outcome outcome = players.pelk({text("serve"), text("--listen"), address});
+        QCOMPARE(outcome.exitCode, 2);
+        QVERIFY2(outcome.errors.contains(text("\"%1\" is no address with a port").arg(address)),
+                 qPrintable(outcome.errors));
+    }
+
+    void anAddressOfTheNetworkIsWarnedOf()
+    {
+        const Players players;
+        const Serve serve(players, text("0.0.0.0:0"));
+        QCOMPARE(serve.client().get("/api/player").status, 200);
+        QCOMPARE(serve.client()
+                     .get("/api/player", {{"Host", "evil.example:" + QByteArray::number(serve.port)}})
+                     .status,
+                 403);
+        QCOMPARE(serve.end(), 0);
+        const QString errors = serve.errors();
+        QVERIFY2(errors.contains(text("Warning: everybody who reaches 0.0.0.0 can use this player")),
+                 qPrintable(errors));
+    }
+
+    void aLoginIsFollowedAndKept()
+    {
+        const Players players;
+        const Serve serve(players);
+        EventReader reader(serve.port, "?value=account:qobuz%2FloginState");
+        const auto state = [&] {
+            return reader.last(text("value"))
+                .value(text("value"))
+                .toObject()
+                .value(text("qobuzLoginState"))
+                .toObject()
+                .value(text("state"))
+                .toInt(-1);
+        };
+        QTRY_COMPARE(state(), 2);
+        const PanelReply wrong = serve.login("wrong");
+        QCOMPARE(wrong.status, 502);
+        QCOMPARE(wrong.detail(), text("Invalid username/email and password combination"));
+        QTRY_COMPARE(state(), 3);
+        QCOMPARE(serve.login().status, 200);
+        QTRY_COMPARE(state(), 0);
+        QCOMPARE(serve.client().get("/api/rows?path=qobuz:&from=0&to=9").json().value(text("count")).toInt(),
+                 5);
+        QCOMPARE(serve.end(), 0);
+        QCOMPARE(players.pelk({text("status")}).exitCode, 0);
+    }
+
+    void aLoginThatCannotBeSavedIsANotice()
+    {
+        const Players players;
+        // A file stands where its folder has to be, so that not even root can write it.
+        const QString folder = QFileInfo(players.loginFile()).path();
+        QVERIFY(QDir().mkpath(QFileInfo(folder).path()));
+        QFile file(folder);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        const Serve serve(players);
+        EventReader reader(serve.port, "?lang=de");
+        QTRY_COMPARE(reader.status(), 200);
+        QCOMPARE(serve.login().status, 200);
+        QTRY_COMPARE(reader.last(text("notification")).value(text("title")).toString(),
+                     text("Die Anmeldung konnte nicht gespeichert werden"));
+        QCOMPARE(serve.client().get("/api/rows?path=qobuz:&from=0&to=9").status, 200);
+    }
+
+    void aLogoutWhilePlayingStopsThePlayer()
+    {
+        const Players players;
+        const Serve serve(players);
+        QCOMPARE(serve.login().status, 200);
+        serve.play("qobuz:favourites/tracks");
+        QCOMPARE(serve.logout().status, 200);
+        QTRY_COMPARE(serve.state(), text("stopped"));
+        QCOMPARE(serve.client().get("/api/rows?path=qobuz:&from=0&to=9&lang=fr").detail(),
+                 text("Aucun compte n’est connecté"));
+    }
+
+    void anEndWhilePlayingIsReported()
+    {
+        const Players players;
+        const Serve serve(players);
+        QCOMPARE(serve.login().status, 200);
+        serve.play("qobuz:favourites/tracks");
+        QTRY_COMPARE(reports(players, "reportStreamingStart"), 1);
+        QCOMPARE(serve.end(SIGINT), 0);
+        QCOMPARE(reports(players, "reportStreamingEnd"), 1);
+        QVERIFY2(!serve.errors().contains(text("did not end in time")), "a module was left behind");
+    }
+
+    void aServiceThatIsAwayIsToldAndComesBack()
+    {
+        const Players players;
+        const Serve serve(players);
+        QCOMPARE(serve.login().status, 200);
+        const QByteArray albums = "/api/rows?path=qobuz:featured/albums&from=0&to=9";
+        QCOMPARE(serve.client().get(albums).status, 200);
+        players.fault(text("catalog/getFeatured"),
+                      QJsonObject{{text("kind"), text("status")}, {text("status"), 503}, {text("count"), 1}});
+        const PanelReply away = serve.client().get(albums);
+        QCOMPARE(away.status, 502);
+        QVERIFY(!away.detail().isEmpty());
+        QTRY_COMPARE(serve.client().get(albums).status, 200);
+    }
+
+    void nothingSecretIsWrittenAnywhere()
+    {
+        const Players players;
+        const Serve serve(players);
+        QCOMPARE(serve.login().status, 200);
+        serve.play("qobuz:favourites/tracks");
+        QCOMPARE(serve.end(), 0);
+        QFile file(players.loginFile());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString token = QJsonDocument::fromJson(file.readAll())
+                                  .object()
+                                  .value(text("session:qobuz"))
+                                  .toObject()
+                                  .value(text("qobuzUserSession"))
+                                  .toObject()
+                                  .value(text("userAuthToken"))
+                                  .toString();
+        QVERIFY(token.size() > 10);
+        const QString said =
+            serve.line + serve.errors() + QString::fromUtf8(serve.process->readAllStandardOutput());
+        QVERIFY2(!said.contains(token) && !said.contains(text("/streams/")), qPrintable(said));
+    }
+};
+
+QTEST_GUILESS_MAIN(ServeE2ETest)
+#include "serve_e2e_test.moc"
