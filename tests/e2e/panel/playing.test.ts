@@ -355,6 +355,21 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     await until(() => bar().locator(".format").textContent()).toMatch(/MP3/);
   });
 
+  test("says when a track is not to be had as finely as it was asked for", async () => {
+    await page.getByRole("link", { name: "Account" }).first().click();
+    await page.getByRole("radio", { name: /The finest there is/ }).check();
+    await until(() => stage.command(["quality"]).trim()).toBe("hires192");
+    const { cd } =
+      await stage.sandboxAnswers<Record<string, { id: number; album_id: string }[]>>("tracks?kind=cd");
+    const path = `qobuz:album?id=${cd![0]!.album_id}`;
+    const { rows } = await stage.ask<RowsAnswer>(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=49`);
+    const index = rows.findIndex((row) => row.path!.endsWith(`=${cd![0]!.id}`));
+    await page.goto(stage.url + browseUrl(path));
+    await page.locator(`[aria-posinset="${index + 1}"] .track-main`).click();
+    await until(async () => (await player()).row?.path).toBe(rows[index]!.path);
+    await until(() => bar().locator(".format").textContent()).toMatch(/FLAC.*16.*lower than asked for/);
+  });
+
   test("goes on playing what it has while the service is away, and plays again when it is back", async () => {
     await stage.stopService();
     await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);

@@ -235,6 +235,7 @@ export async function shot(page: Page, name: string): Promise<void> {
   await page.waitForFunction(
     () =>
       document.fonts.status === "loaded" &&
+      !document.querySelector(".skeleton") &&
       [...document.querySelectorAll<HTMLImageElement>("img")].every((image) => {
         const place = image.getBoundingClientRect();
         const seen =
