@@ -360,6 +360,29 @@ private Q_SLOTS:
         QTRY_COMPARE(two.last(text("queue")).value(text("count")).toInt(-1), 0);
     }
 
+    void aPositionIsThatOfNowForWhoComesLater()
+    {
+        ServerFixture f;
+        f.addTrack(text("1"), 20000);
+        f.start();
+        EventReader first(f.port);
+        QTRY_COMPARE(first.events().size(), 2);
+        QCOMPARE(f.client()
+                     .post("/api/player/queue/add",
+                           QJsonObject{{text("path"), text("test:list")}, {text("where"), text("replace")}})
+                     .status,
+                 202);
+        QTRY_COMPARE(first.last(text("player")).value(text("state")).toString(), text("playing"));
+        const double told = first.last(text("player")).value(text("positionMs")).toDouble();
+        QTRY_VERIFY(f.engine->status().positionMs > told + 300);
+        const double now = double(f.engine->status().positionMs);
+        EventReader second(f.port);
+        QTRY_COMPARE(second.last(text("player")).value(text("state")).toString(), text("playing"));
+        const double position = second.last(text("player")).value(text("positionMs")).toDouble();
+        QVERIFY2(position >= now - 250,
+                 qPrintable(QString::number(position) + text(" ") + QString::number(now)));
+    }
+
     void anEndWhileTheMainThreadIsAwayKeepsNobodyWaiting()
     {
         ServerFixture f;
