@@ -1,7 +1,6 @@
 #include "player/play/PlayOrder.h"
 
 #include <QRandomGenerator>
-#include <QSet>
 
 #include <algorithm>
 
@@ -10,10 +9,16 @@ void PlayOrder::add(const QVector<int>& ids, bool next)
     if (!m_shuffled)
         return; // sync() takes the queue's own order
     const int after = m_ids.indexOf(m_current) + 1;
+    // What was wanted next before stays that.
+    int spread = after;
+    while (spread < m_ids.size() && m_wantedNext.contains(m_ids.at(spread)))
+        ++spread;
     for (int i = 0; i < ids.size(); ++i) {
-        const int range = m_ids.size() - after + 1;
-        const int place = next ? after + i : after + QRandomGenerator::global()->bounded(range);
+        const int range = m_ids.size() - spread + 1;
+        const int place = next ? after + i : spread + QRandomGenerator::global()->bounded(range);
         m_ids.insert(place, ids.at(i));
+        if (next)
+            m_wantedNext.insert(ids.at(i));
     }
 }
 
@@ -49,6 +54,7 @@ void PlayOrder::setShuffled(bool shuffled, const PlayQueue& queue)
     if (shuffled == m_shuffled)
         return;
     m_shuffled = shuffled;
+    m_wantedNext.clear();
     if (!shuffled) {
         sync(queue);
         return;

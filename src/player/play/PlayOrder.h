@@ -2,6 +2,8 @@
 
 #include "player/play/PlayQueue.h"
 
+#include <QSet>
+
 enum class RepeatMode
 {
     Off,
@@ -42,7 +44,8 @@ public:
 private:
     int around(int step) const;
 
-    QVector<int> m_ids; // in the order of playing
+    QVector<int> m_ids;     // in the order of playing
+    QSet<int> m_wantedNext; // of a shuffled order: what was put right after the current entry
     int m_current = 0;
     int m_heir = 0;
     bool m_shuffled = false;

@@ -175,9 +175,9 @@ private Q_SLOTS:
         const QVector<int> spread = queue.add(
             QVector<PelkRoles>(100, ScriptedPlayWorker::row(QStringLiteral("z"))), PlayQueue::Where::End);
         QCOMPARE(queue.entries().at(1).id, next.at(0));
+        QCOMPARE(walk(order, 2), next);
         QVector<int> played = walk(order, 1000);
         QCOMPARE(played.size(), 106);
-        QVERIFY(played.indexOf(next.at(0)) < played.indexOf(next.at(1)));
         QVERIFY(played != ids.mid(1) + next + spread);
         for (const int id : spread)
             QCOMPARE(played.count(id), 1);
