@@ -146,13 +146,31 @@ void StreamPlayer::play(const QString& uri, qint64 startMs, bool paused)
     applyTarget();
 }
 
+/// Whether the end of all streams has left the concat, or is about to: it is sent just after the turn is
+/// given up, so this looks for some moments.
+bool StreamPlayer::hasSentEnd() const
+{
+    GstPad* out = gst_element_get_static_pad(m_concat, "src");
+    GstEvent* end = nullptr;
+    for (int i = 0; i < 5 && !end; ++i) {
+        end = gst_pad_get_sticky_event(out, GST_EVENT_EOS, 0);
+        if (!end)
+            g_usleep(1000);
+    }
+    gst_object_unref(out);
+    if (end)
+        gst_event_unref(end);
+    return end;
+}
+
 bool StreamPlayer::setNext(const QString& uri)
 {
     if (!m_current || !m_current->isFeeding())
         return false;
     m_next = std::make_unique<StreamSource>(m_pipeline, m_concat, uri);
-    // Asked again: the last of the current stream may have gone through meanwhile, and its end with it.
-    if (!m_current->isFeeding()) {
+    // Asked again: the last of the current stream may have gone through meanwhile. That is well as long as
+    // the end did not go with it, since the concat saw this one too late.
+    if (!m_current->isFeeding() && hasSentEnd()) {
         m_tooLate = std::move(m_next);
         return false;
     }
@@ -437,7 +455,8 @@ void StreamPlayer::applyTarget()
     if (!m_pipeline)
         return;
     // What feeds the output has to have enough, not what is heard last of.
-    m_buffering = (m_changeAtNs >= 0 ? m_next : m_current)->bufferedPercent < buffered;
+    const StreamSource* feeding = m_changeAtNs >= 0 && m_next ? m_next.get() : m_current.get();
+    m_buffering = feeding->bufferedPercent < buffered;
     // Not while a change is under way: one that is overtaken between its parts is never completed. Its end
     // leads here again.
     GstState state = GST_STATE_NULL;

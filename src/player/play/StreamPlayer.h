@@ -82,6 +82,7 @@ private:
     };
     bool makePipeline(QString* error);
     void onBus(GstMessage* message);
+    bool hasSentEnd() const;
     StreamSource* senderOf(GstMessage* message) const;
     void onError(GstMessage* message);
     void onState(int state);
