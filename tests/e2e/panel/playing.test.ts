@@ -45,6 +45,14 @@ const bar = (on = page) => on.getByRole("region", { name: "Now playing" });
 const button = (name: string) => bar().getByRole("button", { name, exact: true });
 const until = (what: () => unknown) => expect.poll(what, { timeout: patienceMs });
 const state = () => until(async () => (await player()).state);
+/** Nothing is left of what was asked for before. */
+const clearQueue = async (): Promise<void> => {
+  await stage.operate("queue/clear", {});
+  await vi.waitFor(
+    async () => expect(await player()).toMatchObject({ state: "stopped", queue: { count: 0 } }),
+    { timeout: patienceMs, interval: 50 },
+  );
+};
 const titles = (on = page): Promise<string[]> => on.locator(".queue-row .track-title").allTextContents();
 
 describe("playing", { timeout: testLimitMs }, () => {
@@ -168,6 +176,8 @@ describe("the queue", { timeout: testLimitMs }, () => {
         timeout: patienceMs,
         interval: 50,
       });
+    // What still plays would be taken for the start of what is asked for.
+    await clearQueue();
     await stage.operate("queue/add", { path: album.path, where: "replace", startAt: 3 });
     await state("playing");
     // The tracks are short: the queue must not come to its end meanwhile.
@@ -296,6 +306,8 @@ describe("the queue", { timeout: testLimitMs }, () => {
 });
 
 describe("an artist", { timeout: testLimitMs }, () => {
+  beforeAll(clearQueue, testLimitMs);
+
   test("plays as all the tracks of the albums", async () => {
     const { rows } = await stage.ask<RowsAnswer>("/api/rows?path=qobuz%3Afeatured%2Fartists&from=0&to=19");
     const ask = async (path: string): Promise<RowsAnswer> =>
@@ -327,23 +339,32 @@ describe("an artist", { timeout: testLimitMs }, () => {
 });
 
 describe("playing and the service", { timeout: testLimitMs }, () => {
+  beforeAll(clearQueue, testLimitMs);
+
   test("reports one start and one end for each track that was heard", async () => {
+    const reported = async (): Promise<string[]> =>
+      (await stage.reports()).map(
+        ({ endpoint, items }) => `${endpoint.split("/")[1]!} ${ids.indexOf(items["track_id"]!)}`,
+      );
+    const { rows } = await stage.ask<RowsAnswer>(
+      `/api/rows?path=${encodeURIComponent(album.path)}&from=0&to=49`,
+    );
+    const ids = rows.map((row) => new URLSearchParams(row.path!.split("?")[1]).get("id"));
     await stage.sandboxAnswers("requests", "DELETE");
     await page.goto(stage.url + albumUrl());
     await page.getByRole("button", { name: "Play", exact: true }).first().click();
     await bar().getByText(album.tracks[0]!, { exact: true }).waitFor();
     await state().toBe("playing");
+    await until(reported).toEqual(["reportStreamingStart 0"]);
     await button("Next track").click();
     await bar().getByText(album.tracks[1]!, { exact: true }).waitFor();
     await state().toBe("playing");
-    await until(async () => (await stage.reports()).map(({ endpoint }) => endpoint.split("/")[1])).toEqual([
-      "reportStreamingStart",
-      "reportStreamingEnd",
-      "reportStreamingStart",
+    // An end and the next track's start go out in one go, and may come by two connections.
+    await until(async () => (await reported()).sort()).toEqual([
+      "reportStreamingEnd 0",
+      "reportStreamingStart 0",
+      "reportStreamingStart 1",
     ]);
-    const reports = await stage.reports();
-    expect(reports[0]!.items["track_id"]).toBe(reports[1]!.items["track_id"]);
-    expect(reports[2]!.items["track_id"]).not.toBe(reports[1]!.items["track_id"]);
   });
 
   test("plays in the quality that was chosen last, from the next track on", async () => {
