@@ -409,19 +409,23 @@ void PlayEngine::onPlaying()
 
 void PlayEngine::onPaused()
 {
+    fallSilent(false);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::fallSilent(bool stalled)
+{
+    // In a stall too: who counts the time of listening is not to count the silence.
     m_reporter.change(PelkPlayLogicState::Paused);
     stopHearing();
     if (!m_pauseAge.isValid())
         m_pauseAge.start();
-    m_stalled = false;
-    Q_EMIT statusChanged();
+    m_stalled = stalled;
 }
 
 void PlayEngine::onStalled()
 {
-    // Who counts the time of listening is not to count the silence.
-    onPaused();
-    m_stalled = true;
+    fallSilent(true);
     Q_EMIT trackStalled(m_track.row);
     Q_EMIT statusChanged();
 }

@@ -88,6 +88,7 @@ private:
     void onWentOver();
     void onPlaying();
     void onPaused();
+    void fallSilent(bool stalled);
     void onStalled();
     void onEnded();
     void onStreamFailed(const QString& sentence);

@@ -191,8 +191,12 @@ void StreamPlayer::setPaused(bool paused)
     m_wantsPause = paused;
     applyTarget();
     // Whose silence it is changes without a change of the pipeline's state.
-    if (m_buffering && m_told != Nothing && m_told != Playing)
-        setSilent(paused ? Paused : Stalled);
+    post([this] {
+        GstState state = GST_STATE_NULL;
+        if (m_pipeline && gst_element_get_state(m_pipeline, &state, nullptr, 0) != GST_STATE_CHANGE_ASYNC &&
+            state == GST_STATE_PAUSED)
+            tellSilence();
+    });
 }
 
 void StreamPlayer::stop()
@@ -375,10 +379,18 @@ void StreamPlayer::onState(int state)
         m_openLimit.stop();
         m_stallLimit.stop();
         Q_EMIT playing();
-    } else if (state == GST_STATE_PAUSED && m_wantsPause && m_told != Paused) {
+    } else if (state == GST_STATE_PAUSED) {
+        tellSilence();
+    }
+}
+
+/// The pipeline stands still: because the listener wants it, or for want of more of the stream.
+void StreamPlayer::tellSilence()
+{
+    if (m_wantsPause && m_told != Paused) {
         setSilent(Paused);
         Q_EMIT paused();
-    } else if (state == GST_STATE_PAUSED && m_buffering && m_told == Playing) {
+    } else if (!m_wantsPause && m_buffering && (m_told == Playing || m_told == Paused)) {
         setSilent(Stalled);
         Q_EMIT stalled();
     }

@@ -94,6 +94,7 @@ private:
     qint64 now() const;
     void applyTarget();
     void applyVolume();
+    void tellSilence();
     void setSilent(Told told);
     /// Runs something on this object's thread, unless the stream has changed until then. Any thread.
     template <typename Function>

@@ -24,6 +24,7 @@ class StreamsTest : public QObject
     std::atomic<int> m_breaksLeft{0};   // answers that break off
     std::atomic<bool> m_refused{false}; // whether the address holds no longer
     std::atomic<bool> m_rangesRefused{false};
+    std::atomic<int> m_dripBytes{0}; // every 50 ms; 0: all at once
 
     PlayEngine& engine() { return m_host->engine; }
     const QStringList& states() const { return m_host->worker.states; }
@@ -48,6 +49,8 @@ class StreamsTest : public QObject
         }
         if (m_breakAfter > 0 && m_breaksLeft.fetch_sub(1) > 0)
             response.truncateAfter = m_breakAfter;
+        response.dripBytes = m_dripBytes;
+        response.dripPauseMs = 50;
         return response;
     }
 
@@ -95,7 +98,7 @@ private Q_SLOTS:
 
     void init()
     {
-        m_breakAfter = m_breaksLeft = 0;
+        m_breakAfter = m_breaksLeft = m_dripBytes = 0;
         m_refused = m_rangesRefused = false;
         m_file = m_flac;
         m_server = std::make_unique<TestHttpServer>();
@@ -168,6 +171,41 @@ private Q_SLOTS:
                  (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
                               QStringLiteral("1 stopped streamFailed"), QStringLiteral("1 stopped")}));
         QCOMPARE(engine().data().error(), QStringLiteral("streamFailed"));
+    }
+
+    void aPauseWhileMusicIsGatheredIsToldAndHolds_data()
+    {
+        QTest::addColumn<bool>("heard");
+        QTest::newRow("before it is heard") << false;
+        QTest::newRow("in a stall") << true;
+    }
+    void aPauseWhileMusicIsGatheredIsToldAndHolds()
+    {
+        QFETCH(bool, heard);
+        // A second of it has 1.1 MB, which take two seconds to come.
+        m_file = wav(heard ? 5 : 3);
+        m_dripBytes = 30000;
+        m_host->fill({QStringLiteral("1")});
+        engine().play();
+        QTRY_VERIFY_WITH_TIMEOUT(heard ? engine().status().stalled : engine().status().format.rateHz > 0,
+                                 20000);
+        QCOMPARE(engine().status().state, heard ? PelkPlayLogicState::Playing : PelkPlayLogicState::Opening);
+        engine().pause();
+        QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        QVERIFY(!engine().status().stalled);
+        QCOMPARE(states().last(), QStringLiteral("1 paused"));
+        // Until more has come it cannot be heard, and that is no pause of the listener's.
+        engine().play();
+        QTRY_VERIFY(engine().status().stalled || states().last() == QLatin1String("1 playing"));
+        QCOMPARE(engine().status().state, PelkPlayLogicState::Playing);
+        engine().pause();
+        QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        engine().play();
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(30000));
+        QCOMPARE(m_host->output.samples().size(), m_file.size() - 44);
+        QCOMPARE(states().last(), QStringLiteral("1 stopped"));
+        QCOMPARE(states().filter(QStringLiteral("opening")).size(), 1);
     }
 
     void aSeekArrivesWithin50Milliseconds_data()
