@@ -14,28 +14,47 @@ constexpr int buffered = 100;
 // Sound that is over is told so late that who counts the time from the start, which was told late too, does
 // not come out short.
 constexpr int endMarginMs = 60;
+// How often it is looked whether a next stream that is late goes through.
+constexpr qint64 changeCheckMs = 5;
 
 /// For who watches what the concat lets through; owned by the probe.
 struct Feed
 {
     bool streamBegan = false;
+    GstSegment segment;
+    std::atomic<qint64>* untilNs; // where in the pipeline's time what was let through ends
     std::function<void(qint64 baseNs)> tell;
 };
 
 /// The streaming thread. The first segment of each stream says when, in the pipeline's time, it is heard.
-GstPadProbeReturn onEvent(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
+GstPadProbeReturn onFeed(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
 {
     Feed* feed = static_cast<Feed*>(data);
+    if (GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) {
+        const GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+        const guint64 end = buffer->pts + buffer->duration;
+        if (GST_CLOCK_TIME_IS_VALID(buffer->pts) && GST_CLOCK_TIME_IS_VALID(buffer->duration))
+            *feed->untilNs = qint64(gst_segment_to_running_time(&feed->segment, GST_FORMAT_TIME,
+                                                                qMin<guint64>(end, feed->segment.stop)));
+        return GST_PAD_PROBE_OK;
+    }
     GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
     if (GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
         feed->streamBegan = true;
-    } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT && feed->streamBegan) {
+    } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+        gst_event_copy_segment(event, &feed->segment);
+        *feed->untilNs = qint64(feed->segment.base);
+        if (feed->streamBegan)
+            feed->tell(qint64(feed->segment.base));
         feed->streamBegan = false;
-        const GstSegment* segment = nullptr;
-        gst_event_parse_segment(event, &segment);
-        feed->tell(qint64(segment->base));
     }
     return GST_PAD_PROBE_OK;
+}
+
+/// The streaming thread: it is another stream's turn.
+void onTurn(GObject* /*concat*/, GParamSpec* /*property*/, gpointer tell)
+{
+    (*static_cast<std::function<void()>*>(tell))();
 }
 
 QString sentenceOf(const GError* error)
@@ -107,11 +126,17 @@ bool StreamPlayer::makePipeline(QString* error)
         return false;
     }
     auto* feed = new Feed;
+    gst_segment_init(&feed->segment, GST_FORMAT_TIME);
+    feed->untilNs = &m_fedUntilNs;
     feed->tell = [this](qint64 baseNs) { post([this, baseNs] { onFeeding(baseNs); }); };
     GstPad* out = gst_element_get_static_pad(m_concat, "src");
-    gst_pad_add_probe(out, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onEvent, feed,
-                      [](gpointer data) { delete static_cast<Feed*>(data); });
+    gst_pad_add_probe(out, GstPadProbeType(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM | GST_PAD_PROBE_TYPE_BUFFER),
+                      onFeed, feed, [](gpointer data) { delete static_cast<Feed*>(data); });
     gst_object_unref(out);
+    g_signal_connect_data(
+        m_concat, "notify::active-pad", G_CALLBACK(::onTurn),
+        new std::function<void()>([this] { post([this] { onTurn(); }); }),
+        [](gpointer tell, GClosure*) { delete static_cast<std::function<void()>*>(tell); }, GConnectFlags(0));
     GstBus* bus = gst_element_get_bus(m_pipeline);
     gst_bus_set_sync_handler(
         bus,
@@ -207,6 +232,7 @@ void StreamPlayer::stop()
     m_wantsPause = m_buffering = m_seeking = false;
     m_startMs = 0;
     m_changeAtNs = -1;
+    m_nextCame = false;
     m_nextFailure.clear();
     m_told = Nothing;
     if (m_pipeline) {
@@ -352,8 +378,7 @@ void StreamPlayer::onError(GstMessage* message)
             // It fails when its turn has come. To take it out now would end the pipeline's stream from this
             // thread, which then waits for the output.
             m_nextFailure = sentence;
-            if (m_changeAtNs < 0)
-                onFeeding(now() + (durationMs() - positionMs()) * qint64(GST_MSECOND));
+            onTurn();
             return;
         }
         m_next.reset();
@@ -406,12 +431,24 @@ void StreamPlayer::setSilent(Told told)
         m_stallLimit.stop();
 }
 
+/// It is the next stream's turn, once what the current one has let through was heard.
+void StreamPlayer::onTurn()
+{
+    if (!m_next || !m_next->isFeeding() || m_changeAtNs >= 0)
+        return;
+    m_endMs = m_current->durationMs();
+    m_changeAtNs = m_fedUntilNs;
+    checkChange();
+}
+
+/// The next stream has come.
 void StreamPlayer::onFeeding(qint64 changeAtNs)
 {
     if (!m_next || !m_next->isFeeding())
         return;
     m_endMs = m_current->durationMs();
     m_changeAtNs = changeAtNs;
+    m_nextCame = true;
     checkChange();
 }
 
@@ -420,16 +457,20 @@ void StreamPlayer::checkChange()
     if (m_changeAtNs < 0)
         return;
     const qint64 leftMs = (m_changeAtNs - now()) / qint64(GST_MSECOND) + endMarginMs;
-    if (leftMs <= 0)
+    const bool canGoOver = m_nextCame || !m_nextFailure.isEmpty();
+    if (leftMs <= 0 && canGoOver)
         goOver();
+    else if (leftMs <= 0 && !m_next->hasBegun())
+        finish(); // to wait for it would lose the first of it, since the pipeline's time goes on
     else if (GST_STATE(m_pipeline) == GST_STATE_PLAYING) // else when it plays again
-        m_changeTimer.start(int(leftMs));
+        m_changeTimer.start(int(qMax(leftMs, changeCheckMs)));
 }
 
 void StreamPlayer::goOver()
 {
     m_changeTimer.stop();
     m_changeAtNs = -1;
+    m_nextCame = false;
     m_current = std::move(m_next);
     const int generation = m_generation;
     if (!m_output->failure().isEmpty()) {
@@ -453,8 +494,13 @@ void StreamPlayer::onEnd()
     const int generation = m_generation;
     if (m_changeAtNs >= 0)
         goOver(); // a stream shorter than what is on the way to the output
-    if (generation != m_generation)
-        return;
+    if (generation == m_generation)
+        finish();
+}
+
+void StreamPlayer::finish()
+{
+    m_changeTimer.stop();
     ++m_generation;
     if (m_output->failure().isEmpty())
         Q_EMIT ended();
@@ -467,7 +513,7 @@ void StreamPlayer::applyTarget()
     if (!m_pipeline)
         return;
     // What feeds the output has to have enough, not what is heard last of.
-    const StreamSource* feeding = m_changeAtNs >= 0 && m_next ? m_next.get() : m_current.get();
+    const StreamSource* feeding = m_nextCame && m_next ? m_next.get() : m_current.get();
     m_buffering = feeding->bufferedPercent < buffered;
     // Not while a change is under way: one that is overtaken between its parts is never completed. Its end
     // leads here again.

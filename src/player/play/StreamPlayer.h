@@ -63,7 +63,8 @@ Q_SIGNALS:
     /// The stream was played to its end, and it is the next one's turn: that is the current one now, and
     /// playing() or failed() follows.
     void wentOver();
-    /// The stream was played to its end, and there was no next one.
+    /// The stream was played to its end, and there was no next one, or that had not come in time: it is as
+    /// if it had not been set.
     void ended();
     /// The stream broke off or could not be played; the sentence says why.
     void failed(const QString& sentence);
@@ -86,8 +87,10 @@ private:
     StreamSource* senderOf(GstMessage* message) const;
     void onError(GstMessage* message);
     void onState(int state);
+    void onTurn();
     void onFeeding(qint64 changeAtNs);
     void onEnd();
+    void finish();
     void checkChange();
     void goOver();
     void fail(const QString& sentence);
@@ -117,7 +120,9 @@ private:
     qint64 m_startMs = 0;     // to be sought for as soon as the pipeline can
     qint64 m_changeAtNs = -1; // when the next stream is heard, in the pipeline's time; -1: not known yet
     qint64 m_endMs = 0;       // of the current stream, once m_changeAtNs is known
-    QString m_nextFailure;    // of the next stream when it comes too late to drop it
+    bool m_nextCame = false;  // whether the next stream has come by its turn
+    std::atomic<qint64> m_fedUntilNs{0}; // in the pipeline's time, what the concat has let through
+    QString m_nextFailure;               // of the next stream when it comes too late to drop it
     Told m_told = Nothing;
     QTimer m_openLimit;
     QTimer m_stallLimit;

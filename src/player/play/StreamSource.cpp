@@ -177,6 +177,14 @@ bool StreamSource::isFeeding() const
     return active == m_entrance;
 }
 
+bool StreamSource::hasBegun() const
+{
+    GstCaps* caps = gst_pad_get_current_caps(m_out);
+    if (caps)
+        gst_caps_unref(caps);
+    return caps;
+}
+
 void StreamSource::readTags(GstMessage* message)
 {
     GstTagList* tags = nullptr;

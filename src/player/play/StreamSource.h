@@ -37,6 +37,8 @@ public:
     bool sent(GstMessage* message) const;
     /// Whether the concat lets this stream through now.
     bool isFeeding() const;
+    /// Whether any of its sound has been decoded.
+    bool hasBegun() const;
     /// Takes what a tag message says about the stream.
     void readTags(GstMessage* message);
 
