@@ -54,6 +54,10 @@ PelkRoles ScriptedPlayWorker::row(const QString& id)
 
 void ScriptedPlayWorker::getRowsRequest(const CMGetRowsRequest& request)
 {
+    if (holdRows) {
+        heldRows.append(request);
+        return;
+    }
     rowRequests << QStringLiteral("%1-%2").arg(request.from()).arg(request.to());
     const QString album = request.path().param(QStringLiteral("id"));
     if (request.path() != listPath() && !albums.contains(album)) {

@@ -24,6 +24,9 @@ public:
     /// When set, pre-play requests are kept here and not answered.
     bool holdAnswers = false;
     QList<CMSetDataRequest> held;
+    /// The same for requests for rows.
+    bool holdRows = false;
+    QList<CMGetRowsRequest> heldRows;
 
     /// What the streams say about how long their addresses hold; 0 is nothing.
     qint64 maxIdleMs = 0;

@@ -36,14 +36,23 @@ int PlayQueue::indexOf(int id) const
 
 QVector<int> PlayQueue::add(const QVector<PelkRoles>& rows, Where where)
 {
-    if (where == Where::Replace) {
-        m_entries.clear();
-        m_current = 0;
-        ++m_generation;
-    }
+    if (where == Where::Replace)
+        return replace(rows, ++m_turn);
     const int current = indexOf(m_current);
     const bool next = where == Where::Next;
     return insert(next && current >= 0 ? current + 1 : m_entries.size(), rows, next);
+}
+
+QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn)
+{
+    m_entries.clear();
+    m_current = 0;
+    m_replacedTurn = turn;
+    if (m_growing.contains(turn))
+        m_growing[turn] = false;
+    const QVector<int> ids = insert(0, rows, false);
+    Q_EMIT settled();
+    return ids;
 }
 
 QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows)
@@ -96,14 +105,31 @@ bool PlayQueue::move(int id, int beforeId)
 void PlayQueue::clear()
 {
     m_entries.clear();
-    ++m_generation;
+    m_replacedTurn = ++m_turn;
     tellChange();
+    Q_EMIT settled();
 }
 
-void PlayQueue::endGrowth()
+int PlayQueue::beginGrowth(bool replaces)
 {
-    if (--m_growing == 0)
+    m_growing.insert(++m_turn, replaces);
+    return m_turn;
+}
+
+void PlayQueue::endGrowth(int turn)
+{
+    m_growing.remove(turn);
+    Q_EMIT settled();
+    if (!isGrowing())
         Q_EMIT changed();
+}
+
+bool PlayQueue::isToBeReplaced(int turn) const
+{
+    for (auto it = m_growing.upperBound(m_replacedTurn); it != m_growing.end() && it.key() < turn; ++it)
+        if (it.value())
+            return true;
+    return false;
 }
 
 void PlayQueue::tellChange()

@@ -2,6 +2,7 @@
 
 #include "api/types/pelkroles.h"
 
+#include <QMap>
 #include <QObject>
 #include <QVector>
 
@@ -45,16 +46,21 @@ public:
     /// is not there.
     bool move(int id, int beforeId);
     void clear();
-    /// Grows when all entries go at once, by clear() or Where::Replace: who still adds in pieces to what was
-    /// there before has to end.
-    int generation() const { return m_generation; }
 
     /// The entry that Where::Next means; the engine says which.
     void setCurrent(int id) { m_current = id; }
     /// While somebody is still adding, the end of the entries is not the end of the music.
-    bool isGrowing() const { return m_growing > 0; }
-    void beginGrowth() { ++m_growing; }
-    void endGrowth();
+    bool isGrowing() const { return !m_growing.isEmpty(); }
+    /// For who is going to add in pieces, or, with `replaces`, to begin with a replace(). Gives the turn:
+    /// what was wanted later has a later one, however early its rows come.
+    int beginGrowth(bool replaces);
+    void endGrowth(int turn);
+    /// Whether all entries have gone since, by what was wanted later: nothing more is wanted of this turn.
+    bool isOvertaken(int turn) const { return m_replacedTurn > turn; }
+    /// Whether all entries are still to go, by what was wanted before: what is added now would go too.
+    bool isToBeReplaced(int turn) const;
+    /// As add() with Where::Replace, in this turn.
+    QVector<int> replace(const QVector<PelkRoles>& rows, int turn);
 
     /// Whether a row can be played: it says where its stream is asked for.
     static bool isPlayable(const PelkRoles& row);
@@ -64,6 +70,8 @@ Q_SIGNALS:
     void added(const QVector<int>& ids, bool next);
     /// Entries came, went or moved; also when nobody is adding any longer.
     void changed();
+    /// What isToBeReplaced() spoke of has happened, or will not.
+    void settled();
 
 private:
     QVector<int> insert(int index, const QVector<PelkRoles>& rows, bool next);
@@ -71,7 +79,8 @@ private:
 
     QVector<QueueEntry> m_entries;
     quint64 m_revision = 0;
-    int m_generation = 0;
     int m_current = 0;
-    int m_growing = 0;
+    int m_turn = 0;            // the last one that was given
+    int m_replacedTurn = 0;    // when all entries went at once
+    QMap<int, bool> m_growing; // the turns that are not over, and whether they are still to replace
 };

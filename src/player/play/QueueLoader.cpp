@@ -24,14 +24,21 @@ QueueLoader::QueueLoader(PlayQueue* queue, const CMPath& container, PlayQueue::W
 QueueLoader::~QueueLoader()
 {
     if (m_loading)
-        m_queue->endGrowth();
+        m_queue->endGrowth(m_turn);
 }
 
 void QueueLoader::start()
 {
     m_loading = true;
-    m_generation = m_queue->generation();
-    m_queue->beginGrowth();
+    m_turn = m_queue->beginGrowth(m_where == PlayQueue::Where::Replace);
+    // Queued: whoever settles it may be in the middle of its own page.
+    connect(
+        m_queue, &PlayQueue::settled, this,
+        [this] {
+            if (m_loading && m_waiting)
+                goOn();
+        },
+        Qt::QueuedConnection);
     askForPage();
 }
 
@@ -56,10 +63,6 @@ void QueueLoader::askForPage()
 
 void QueueLoader::takePage(const QVector<PelkRoles>& rows, int count)
 {
-    if (m_queue->generation() != m_generation) {
-        finish(QString());
-        return;
-    }
     Level& level = m_levels.last();
     level.waiting = rows;
     level.next += rows.size();
@@ -69,6 +72,13 @@ void QueueLoader::takePage(const QVector<PelkRoles>& rows, int count)
 
 void QueueLoader::goOn()
 {
+    m_waiting = m_queue->isToBeReplaced(m_turn);
+    if (m_waiting)
+        return;
+    if (wasOvertaken()) {
+        finish(QString());
+        return;
+    }
     while (!m_levels.isEmpty()) {
         if (!addWaiting()) {
             finish(QStringLiteral("The queue is full: it holds %1 tracks.").arg(PlayQueue::mostEntries));
@@ -112,14 +122,15 @@ bool QueueLoader::addWaiting()
     if (playable.isEmpty())
         return true;
     QVector<int> ids;
-    if (m_first)
+    if (m_first && m_where == PlayQueue::Where::Replace)
+        ids = m_queue->replace(playable, m_turn);
+    else if (m_first)
         ids = m_queue->add(playable, m_where);
     else if (m_where == PlayQueue::Where::Next)
         ids = m_queue->addAfter(m_lastId, playable);
     else
         ids = m_queue->add(playable, PlayQueue::Where::End);
     m_first = false;
-    m_generation = m_queue->generation();
     m_added += ids.size();
     places.resize(ids.size());
     if (!ids.isEmpty()) {
@@ -132,6 +143,6 @@ bool QueueLoader::addWaiting()
 void QueueLoader::finish(const QString& sentence)
 {
     m_loading = false;
-    m_queue->endGrowth();
+    m_queue->endGrowth(m_turn);
     Q_EMIT finished(sentence);
 }

@@ -5,8 +5,9 @@
 
 /// Asks the content model for the rows of a container, page after page, and puts those that can be played
 /// into a queue as they come. A container among the rows that plays as a whole stands for its tracks, such as
-/// each album of an artist. Main thread; nothing blocks. Ends by itself when the queue is cleared or replaced
-/// by somebody else. Delete it to end it early.
+/// each album of an artist. Main thread; nothing blocks. What was wanted first comes first: it waits while an
+/// earlier one is still to replace the queue, and ends by itself when the queue is cleared or replaced by
+/// what was wanted later. Delete it to end it early.
 class QueueLoader : public QObject
 {
     Q_OBJECT
@@ -23,6 +24,8 @@ public:
     void start();
     /// How many entries were added.
     int added() const { return m_added; }
+    /// Whether it ended since the queue was cleared or replaced meanwhile.
+    bool wasOvertaken() const { return m_queue->isOvertaken(m_turn); }
 
 Q_SIGNALS:
     /// Rows have come: the track `ids[i]` came out of row `rows[i]` of the container. The queue has them
@@ -54,9 +57,10 @@ private:
     PlayQueue* m_queue;
     QVector<Level> m_levels;
     PlayQueue::Where m_where;
-    int m_generation = 0;
+    int m_turn = 0;
     int m_lastId = 0;
     int m_added = 0;
     bool m_first = true;
     bool m_loading = false;
+    bool m_waiting = false; // for an earlier one, which is still to replace the queue
 };

@@ -121,7 +121,7 @@ void PlayerLink::load(const Addition& addition)
     connect(loader, &QueueLoader::finished, this, [this, loader, addition](const QString& sentence) {
         --m_loaders;
         loader->deleteLater();
-        if (!m_events || (sentence.isEmpty() && loader->added() > 0))
+        if (!m_events || (sentence.isEmpty() && (loader->added() > 0 || loader->wasOvertaken())))
             return;
         if (sentence.isEmpty())
             m_events->notify(notice(

@@ -191,6 +191,73 @@ private Q_SLOTS:
         QCOMPARE(m_worker->rowRequests.size(), 2);
     }
 
+    void whatIsWantedLastIsWhatComesInTheEnd_data()
+    {
+        using Where = PlayQueue::Where;
+        QTest::addColumn<int>("first");
+        QTest::addColumn<int>("second");
+        QTest::addColumn<bool>("firstComesFirst");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char* name, Where first, Where second, const char* expected) {
+            for (const bool inOrder : {true, false})
+                QTest::addRow("%s, %s", name, inOrder ? "in order" : "the other way round")
+                    << int(first) << int(second) << inOrder << QString::fromLatin1(expected);
+        };
+        row("one list after the other", Where::Replace, Where::Replace, "B1 B2 B3");
+        row("more at the end of a new list", Where::Replace, Where::End, "A1 A2 A3 B1 B2 B3");
+        row("a new list after more", Where::End, Where::Replace, "B1 B2 B3");
+    }
+    void whatIsWantedLastIsWhatComesInTheEnd()
+    {
+        QFETCH(int, first);
+        QFETCH(int, second);
+        QFETCH(bool, firstComesFirst);
+        QFETCH(QString, expected);
+        m_queue->add({ScriptedPlayWorker::row(QStringLiteral("old"))}, PlayQueue::Where::End);
+        m_worker->albums = {{QStringLiteral("+A"), words(QStringLiteral("A1 A2 A3"))},
+                            {QStringLiteral("+B"), words(QStringLiteral("B1 B2 B3"))}};
+        m_worker->holdRows = true;
+        const auto path = [](const char* id) {
+            return ScriptedPlayWorker::row(QString::fromLatin1(id)).path();
+        };
+        QueueLoader a(m_queue.get(), path("+A"), PlayQueue::Where(first));
+        QueueLoader b(m_queue.get(), path("+B"), PlayQueue::Where(second));
+        QSignalSpy finishedA(&a, &QueueLoader::finished);
+        QSignalSpy finishedB(&b, &QueueLoader::finished);
+        a.start();
+        b.start();
+        QCOMPARE(m_worker->heldRows.size(), 2);
+        m_worker->holdRows = false;
+        for (const int index : {firstComesFirst ? 0 : 1, firstComesFirst ? 1 : 0}) {
+            m_worker->getRowsRequest(m_worker->heldRows.at(index));
+            QCoreApplication::processEvents();
+        }
+        QTRY_VERIFY(finishedA.size() == 1 && finishedB.size() == 1);
+        QCOMPARE(ids(), words(expected));
+        QVERIFY(!b.wasOvertaken());
+        QVERIFY(!m_queue->isGrowing());
+    }
+
+    void aNewListThatCannotBeHadKeepsNothingElseFromComing()
+    {
+        m_queue->add({ScriptedPlayWorker::row(QStringLiteral("old"))}, PlayQueue::Where::End);
+        m_worker->list = words(QStringLiteral("1 2"));
+        m_worker->albums = {{QStringLiteral("+A"), {}}};
+        m_worker->holdRows = true;
+        QueueLoader none(m_queue.get(), ScriptedPlayWorker::row(QStringLiteral("+A")).path(),
+                         PlayQueue::Where::Replace);
+        QueueLoader more(m_queue.get(), ScriptedPlayWorker::listPath(), PlayQueue::Where::End);
+        none.start();
+        more.start();
+        m_worker->holdRows = false;
+        m_worker->getRowsRequest(m_worker->heldRows.at(1));
+        QCoreApplication::processEvents();
+        QCOMPARE(ids(), words(QStringLiteral("old")));
+        m_worker->getRowsRequest(m_worker->heldRows.at(0));
+        QTRY_COMPARE(ids(), words(QStringLiteral("old 1 2")));
+        QVERIFY(!m_queue->isGrowing());
+    }
+
     void tenThousandTracksFitAndAQueueThatIsFullSaysSo()
     {
         QVector<PelkRoles> rows(PlayQueue::mostEntries - 10000, ScriptedPlayWorker::row(QStringLiteral("x")));
