@@ -24,7 +24,7 @@ class StreamsTest : public QObject
     std::atomic<int> m_breaksLeft{0};   // answers that break off
     std::atomic<bool> m_refused{false}; // whether the address holds no longer
     std::atomic<bool> m_rangesRefused{false};
-    std::atomic<int> m_dripBytes{0}; // every 50 ms; 0: all at once
+    std::atomic<int> m_dripBytes{0};  // every 50 ms; 0: all at once
     std::atomic<int> m_unanswered{0}; // requests that come now and are kept waiting
 
     PlayEngine& engine() { return m_host->engine; }
@@ -209,8 +209,7 @@ private Q_SLOTS:
         engine().play();
         QTRY_VERIFY_WITH_TIMEOUT(heard ? engine().status().stalled : engine().status().format.rateHz > 0,
                                  20000);
-        QCOMPARE(engine().status().state,
-                 heard ? PelkPlayLogicState::Playing : PelkPlayLogicState::Opening);
+        QCOMPARE(engine().status().state, heard ? PelkPlayLogicState::Playing : PelkPlayLogicState::Opening);
         engine().pause();
         QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
         QVERIFY(!engine().status().stalled);
