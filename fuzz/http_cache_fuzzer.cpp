@@ -1,6 +1,7 @@
 // What a server says about keeping its answers: a line an operation on a small cache, "s" or "r" (an answer,
 // or one that confirms another) or "d", a letter for the URL, and header fields between bars.
 
+#include "api/http/pelkurl.h"
 #include "api/http/responsecache.h"
 #include "fuzz/input.h"
 
@@ -13,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     auto now = ResponseCache::Clock::now();
     while (!input.atEnd()) {
         const QByteArray line = input.line();
-        const PelkUrl url(QStringLiteral("http://h/") + QString::fromLatin1(line.mid(1, 1)));
+        const QByteArray url =
+            PelkUrl(QStringLiteral("http://h/") + QString::fromLatin1(line.mid(1, 1))).toEncoded();
         HttpClientHeaders headers;
         for (const QByteArray& field : line.mid(2).split('|')) {
             const int colon = field.indexOf(':');

@@ -1,6 +1,5 @@
 #include "api/http/curlloop.h"
 
-#include <QPointer>
 #include <QSocketNotifier>
 
 #include <utility>
@@ -13,15 +12,16 @@ constexpr long keptConnections = 64;
 
 } // namespace
 
-CurlLoop::CurlLoop(Finished finished)
+CurlLoop::CurlLoop(Finished finished, Settled settled)
     : m_finished(std::move(finished))
+    , m_settled(std::move(settled))
     , m_multi(curl_multi_init())
 {
     Q_ASSERT(m_multi);
     m_timer.setSingleShot(true);
     // A coarse timer may fire early, and libcurl would have to be woken twice.
     m_timer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { act(CURL_SOCKET_TIMEOUT, 0); });
+    QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { onEvent(CURL_SOCKET_TIMEOUT, 0); });
     curl_multi_setopt(m_multi, CURLMOPT_SOCKETFUNCTION, &CurlLoop::onSocket);
     curl_multi_setopt(m_multi, CURLMOPT_SOCKETDATA, this);
     curl_multi_setopt(m_multi, CURLMOPT_TIMERFUNCTION, &CurlLoop::onTimer);
@@ -37,6 +37,12 @@ CurlLoop::~CurlLoop()
 bool CurlLoop::add(CURL* transfer)
 {
     return curl_multi_add_handle(m_multi, transfer) == CURLM_OK;
+}
+
+void CurlLoop::start()
+{
+    if (m_timer.isActive() && m_timer.interval() == 0)
+        act(CURL_SOCKET_TIMEOUT, 0);
 }
 
 void CurlLoop::remove(CURL* transfer)
@@ -70,7 +76,7 @@ void CurlLoop::watch(curl_socket_t socket, int what)
         const auto make = [this, socket](QSocketNotifier::Type type, int event) {
             auto* notifier = new QSocketNotifier(socket, type, &m_notifiers);
             QObject::connect(notifier, &QSocketNotifier::activated, notifier,
-                             [this, socket, event] { act(socket, event); });
+                             [this, socket, event] { onEvent(socket, event); });
             return notifier;
         };
         watch.read = make(QSocketNotifier::Read, CURL_CSELECT_IN);
@@ -80,6 +86,13 @@ void CurlLoop::watch(curl_socket_t socket, int what)
         return;
     watch.read->setEnabled(what == CURL_POLL_IN || what == CURL_POLL_INOUT);
     watch.write->setEnabled(what == CURL_POLL_OUT || what == CURL_POLL_INOUT);
+}
+
+void CurlLoop::onEvent(curl_socket_t socket, int events)
+{
+    act(socket, events);
+    const Settled settled = m_settled; // it may delete this
+    settled();
 }
 
 void CurlLoop::act(curl_socket_t socket, int events)

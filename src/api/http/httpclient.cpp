@@ -69,6 +69,7 @@ public:
     };
 
     void start(Request request);
+    void admit(Request request);
     void send(Request request);
     void onFinished(CURL* handle, CURLcode code);
     void onAnswer(Request request, Exchange::Answer answer);
@@ -116,7 +117,8 @@ CurlLoop& HttpClientPrivate::curlLoop()
     static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
     Q_ASSERT(ready == CURLE_OK);
     if (!loop)
-        loop.emplace([this](CURL* handle, CURLcode code) { onFinished(handle, code); });
+        loop.emplace([this](CURL* handle, CURLcode code) { onFinished(handle, code); },
+                     [this] { deliver(); });
     return *loop;
 }
 
@@ -131,6 +133,16 @@ void HttpClientPrivate::start(Request request)
 {
     ++inFlight;
     processCount().add(1);
+    admit(std::move(request));
+    if (loop)
+        loop->start();
+    // Never from inside the caller's call.
+    if (!finished.empty())
+        queueDelivery();
+}
+
+void HttpClientPrivate::admit(Request request)
+{
     if (!RedirectRules::isHttp(request.url)) {
         fail(request, HttpClientResult::InvalidUrl, QStringLiteral("Not an absolute http or https URL"));
         return;
@@ -139,7 +151,7 @@ void HttpClientPrivate::start(Request request)
     request.wire.headers = request.options.headers();
     request.wire.readSizeLimit = request.options.readSizeLimit();
     if (cacheOn && !request.wire.isPost) {
-        request.cacheKey = ResponseCache::key(request.url, request.wire.headers);
+        request.cacheKey = ResponseCache::key(request.wire.url, request.wire.headers);
         auto entry = request.cacheKey.isNull() ? nullptr : cache.find(request.cacheKey);
         const int limit = request.wire.readSizeLimit;
         // An answer that the limit forbids is asked for anew, and fails as it would without a cache.
@@ -202,7 +214,7 @@ void HttpClientPrivate::onAnswer(Request request, Exchange::Answer answer)
     }
     // What was read from there before may have changed (RFC 9111, section 4.4).
     if (request.wire.isPost && answer.code < 400)
-        cache.removeUrl(request.url);
+        cache.removeUrl(request.url.toEncoded());
     if (!answer.redirect.isEmpty()) {
         redirect(std::move(request), answer);
         return;
@@ -269,22 +281,27 @@ void HttpClientPrivate::fail(Request& request, HttpClientResult::Status status, 
 void HttpClientPrivate::finish(HttpClient::Callback callback, HttpClientResult result)
 {
     finished.push_back({std::move(callback), std::move(result)});
-    queueDelivery();
 }
 
-/// One delivery is queued at a time, so that idle() is told once.
 void HttpClientPrivate::queueDelivery()
 {
     if (deliveryQueued)
         return;
     deliveryQueued = true;
     QMetaObject::invokeMethod(
-        q, [this] { deliver(); }, Qt::QueuedConnection);
+        q,
+        [this] {
+            deliveryQueued = false;
+            deliver();
+        },
+        Qt::QueuedConnection);
 }
 
+/// Calls back for what has finished so far, from the event loop.
 void HttpClientPrivate::deliver()
 {
-    deliveryQueued = false;
+    if (finished.empty())
+        return;
     const QPointer<HttpClient> alive(q);
     // What callbacks finish in turn, from the cache say, waits for the next round of the event loop.
     for (size_t count = finished.size(); count > 0 && !finished.empty(); --count) {

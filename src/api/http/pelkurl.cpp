@@ -45,16 +45,26 @@ void appendEscaped(QByteArray& out, char c)
     out += digits[byte & 15];
 }
 
+/// Appends the text, escaping each byte that allowed(index) is false for.
+template <typename Allowed>
+void appendEscapedBut(QByteArray& out, const QByteArray& bytes, Allowed allowed)
+{
+    int from = 0;
+    for (int i = 0; i < bytes.size(); ++i) {
+        if (allowed(i))
+            continue;
+        out.append(bytes.constData() + from, i - from);
+        appendEscaped(out, bytes.at(i));
+        from = i + 1;
+    }
+    out.append(bytes.constData() + from, bytes.size() - from);
+}
+
 /// Encodes text whose percent signs are literal.
 void appendEncoded(QByteArray& out, const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
-    for (const char c : bytes) {
-        if (isUnreserved(c))
-            out += c;
-        else
-            appendEscaped(out, c);
-    }
+    appendEscapedBut(out, bytes, [&bytes](int i) { return isUnreserved(bytes.at(i)); });
 }
 
 int hexValue(char c)
@@ -88,15 +98,10 @@ QString decoded(const QByteArray& text)
 void appendMended(QByteArray& out, const QString& text, std::string_view extra)
 {
     const QByteArray bytes = text.toUtf8();
-    for (int i = 0; i < bytes.size(); ++i) {
+    appendEscapedBut(out, bytes, [&bytes, extra](int i) {
         const char c = bytes.at(i);
-        const bool sequence =
-            c == '%' && i + 2 < bytes.size() && isHex(bytes.at(i + 1)) && isHex(bytes.at(i + 2));
-        if (isUnreserved(c) || sequence || isOneOf(c, extra))
-            out += c;
-        else
-            appendEscaped(out, c);
-    }
+        return isUnreserved(c) || isOneOf(c, extra) || isSequence(bytes, i);
+    });
 }
 
 /// The length of the scheme that the text begins with, 0 without one.

@@ -75,11 +75,11 @@ qint64 bytesOf(const QByteArray& key, const ResponseCache::Entry& entry)
     return bytes;
 }
 
-QByteArray urlKey(const PelkUrl& url)
+/// The URL without its fragment, and a mark of its end.
+QByteArray urlKey(const QByteArray& encodedUrl)
 {
-    PelkUrl plain = url;
-    plain.setFragment(QString());
-    return plain.toEncoded() + '\n';
+    const int fragment = encodedUrl.indexOf('#');
+    return (fragment < 0 ? encodedUrl : encodedUrl.left(fragment)) + '\n';
 }
 
 } // namespace
@@ -97,7 +97,7 @@ void ResponseCache::clear()
     m_size = 0;
 }
 
-QByteArray ResponseCache::key(const PelkUrl& url, const HttpClientHeaders& requestHeaders)
+QByteArray ResponseCache::key(const QByteArray& encodedUrl, const HttpClientHeaders& requestHeaders)
 {
     QStringList lines;
     for (const auto& item : requestHeaders.items()) {
@@ -108,7 +108,7 @@ QByteArray ResponseCache::key(const PelkUrl& url, const HttpClientHeaders& reque
         lines.append(name + QLatin1Char(':') + item.second);
     }
     lines.sort();
-    return urlKey(url) + lines.join(QLatin1Char('\n')).toUtf8();
+    return urlKey(encodedUrl) + lines.join(QLatin1Char('\n')).toUtf8();
 }
 
 ResponseCache::EntryPointer ResponseCache::find(const QByteArray& key)
@@ -184,9 +184,9 @@ void ResponseCache::remove(const QByteArray& key)
         erase(*found);
 }
 
-void ResponseCache::removeUrl(const PelkUrl& url)
+void ResponseCache::removeUrl(const QByteArray& encodedUrl)
 {
-    const QByteArray prefix = urlKey(url);
+    const QByteArray prefix = urlKey(encodedUrl);
     for (auto place = m_places.begin(); place != m_places.end();) {
         const auto next = std::next(place);
         if (place->key.startsWith(prefix))

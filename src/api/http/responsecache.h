@@ -1,7 +1,6 @@
 #pragma once
 
 #include "api/http/httpclientheaders.h"
-#include "api/http/pelkurl.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -39,7 +38,7 @@ public:
 
     /// The key of a request; null when its headers take it past the cache (a range, conditions or cache
     /// control).
-    static QByteArray key(const PelkUrl& url, const HttpClientHeaders& requestHeaders);
+    static QByteArray key(const QByteArray& encodedUrl, const HttpClientHeaders& requestHeaders);
     /// The entry of the key, fresh or not, which counts as a use; null when there is none.
     EntryPointer find(const QByteArray& key);
     static bool isFresh(const Entry& entry, Clock::time_point now);
@@ -55,7 +54,7 @@ public:
                               const HttpClientHeaders& headers, Clock::time_point requested);
     void remove(const QByteArray& key);
     /// Drops every entry of the URL, whatever the request headers were.
-    void removeUrl(const PelkUrl& url);
+    void removeUrl(const QByteArray& encodedUrl);
 
 private:
     struct Place

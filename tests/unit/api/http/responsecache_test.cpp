@@ -18,7 +18,7 @@ HttpClientHeaders headersOf(const QString& lines)
 
 QByteArray keyOf(const char* url, const char* headers = "")
 {
-    return ResponseCache::key(PelkUrl(QString::fromUtf8(url)), headersOf(QString::fromUtf8(headers)));
+    return ResponseCache::key(url, headersOf(QString::fromUtf8(headers)));
 }
 
 const QString fresh = QStringLiteral("Cache-Control: max-age=60");
@@ -106,7 +106,7 @@ private Q_SLOTS:
     void requestsWithConditionsOfTheirOwnPassTheCache()
     {
         QFETCH(QString, header);
-        QVERIFY(ResponseCache::key(PelkUrl(QStringLiteral("http://h/")), headersOf(header)).isNull());
+        QVERIFY(ResponseCache::key("http://h/", headersOf(header)).isNull());
     }
 
     void theEntryUsedLongestAgoGoesFirst()
@@ -194,7 +194,7 @@ private Q_SLOTS:
         cache.setCapacity(10000);
         for (const QByteArray& key : {keyOf("http://h/a"), keyOf("http://h/a", "T: 1"), keyOf("http://h/ab")})
             cache.store(key, headersOf(fresh), "x", Clock::now());
-        cache.removeUrl(PelkUrl(QStringLiteral("http://h/a#f")));
+        cache.removeUrl("http://h/a#f");
         QVERIFY(!cache.find(keyOf("http://h/a")));
         QVERIFY(!cache.find(keyOf("http://h/a", "T: 1")));
         QVERIFY(cache.find(keyOf("http://h/ab")));
