@@ -223,8 +223,11 @@ bool PelkUrl::isEmpty() const
 QByteArray PelkUrl::toEncoded() const
 {
     QByteArray out;
-    if (!m_scheme.isEmpty())
-        out = m_scheme.toUtf8() + ':';
+    out.reserve(256); // most are shorter
+    if (!m_scheme.isEmpty()) {
+        out += m_scheme.toUtf8();
+        out += ':';
+    }
     const bool hasAuthority = !m_host.isEmpty() || !m_userInfo.isEmpty() || m_port >= 0;
     if (hasAuthority) {
         out += "//";
