@@ -26,6 +26,12 @@ QByteArray written(const QByteArray& event, const QJsonObject& data)
     return "event: " + event + "\ndata: " + QJsonDocument(data).toJson(QJsonDocument::Compact) + "\n\n";
 }
 
+/// Of a value; no state of the player is called so, whatever the path.
+QString topicOf(const CMPath& path)
+{
+    return QStringLiteral("value ") + path.toString();
+}
+
 EventStreams::Describe describeValue(const CMPath& path, const PelkValue& value)
 {
     return [path, value](const Language& language) {
@@ -110,8 +116,9 @@ struct EventStreams::Stream
     }
 };
 
-EventStreams::EventStreams()
+EventStreams::EventStreams(int heartbeatMs)
     : m_taken(std::make_shared<std::atomic<int>>(0))
+    , m_heartbeatMs(heartbeatMs)
     , m_heartbeat(this)
 {
     connect(&m_heartbeat, &QTimer::timeout, this, &EventStreams::beat);
@@ -167,7 +174,7 @@ void EventStreams::admit(const std::shared_ptr<Connection>& connection, const Pl
     stream->place = place;
     stream->language = &language;
     for (const CMPath& path : values) {
-        stream->values.insert(path.toString());
+        stream->values.insert(topicOf(path));
         follow(path);
     }
     const int socket = connection->socket();
@@ -186,13 +193,13 @@ void EventStreams::admit(const std::shared_ptr<Connection>& connection, const Pl
             stream->put(topic, written(state.event, state.describe(language)));
     m_streams.push_back(std::move(owned));
     if (!m_heartbeat.isActive())
-        m_heartbeat.start(heartbeatMs);
+        m_heartbeat.start(m_heartbeatMs);
     flush(stream);
 }
 
 void EventStreams::follow(const CMPath& path)
 {
-    const QString topic = path.toString();
+    const QString topic = topicOf(path);
     if (m_states.count(topic) > 0)
         return;
     State& state = m_states[topic];

@@ -26,14 +26,14 @@ class EventStreams : public QObject
 public:
     static constexpr int mostStreams = 64;
     static constexpr int mostValues = 16;
-    static constexpr int heartbeatMs = 15000;
     /// A reader that takes nothing for so many heartbeats is let go.
     static constexpr int mostSilentHeartbeats = 4;
 
     /// What an event says, in a reader's language.
     using Describe = std::function<QJsonObject(const Language& language)>;
 
-    EventStreams();
+    /// `heartbeatMs`: how often each reader is sent a comment.
+    explicit EventStreams(int heartbeatMs);
     ~EventStreams() override;
 
     /// A place among the streams, which is free again when its last handle goes.
@@ -67,7 +67,8 @@ private:
     void beat();
 
     std::vector<std::unique_ptr<Stream>> m_streams;
-    std::map<QString, State> m_states;               // by topic: the event's name, or the value's path
+    std::map<QString, State> m_states;               // by topic: the event's name, or of a value
     const std::shared_ptr<std::atomic<int>> m_taken; // outlives this with the places
+    const int m_heartbeatMs;
     QTimer m_heartbeat;
 };

@@ -77,7 +77,7 @@ public:
         , translations(opts.translationFolders)
         , calls(opts.closedPaths, opts.contentLimitMs)
         , rules(opts.address, opts.port)
-        , events(std::make_unique<EventStreams>())
+        , events(std::make_unique<EventStreams>(opts.heartbeatMs))
         , player(engine, events.get())
         , http(
               &thread, isSlow,

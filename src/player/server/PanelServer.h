@@ -23,6 +23,7 @@ public:
         QStringList translationFolders;
         QList<CMPath> closedPaths;  ///< whose values stay within the player
         int contentLimitMs = 35000; ///< how long the content model may take for an answer
+        int heartbeatMs = 15000;    ///< between two comments on the event stream
     };
 
     /// The engine is not owned and outlives the server.

@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <unistd.h>
 #include <vector>
 
@@ -70,6 +71,17 @@ public:
     SleepingReader(const SleepingReader&) = delete;
     SleepingReader& operator=(const SleepingReader&) = delete;
 
+    /// Reads what has been sent; whether the server has ended the connection after that.
+    bool hasBeenLetGo() const
+    {
+        QByteArray block(1 << 20, '\0');
+        const timeval limit{20, 0};
+        ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        ssize_t got = 1;
+        while (got > 0)
+            got = ::recv(m_socket, block.data(), size_t(block.size()), 0);
+        return got == 0 || errno == ECONNRESET;
+    }
     QByteArray readUntil(const char* text) const
     {
         QByteArray all;
@@ -169,6 +181,59 @@ private Q_SLOTS:
         first.reset();
         f.worker.state->setValue(stateValue(PelkQobuzLoginStates::Failed));
         QTRY_COMPARE(stateIn(second), int(PelkQobuzLoginStates::Failed));
+    }
+
+    void aValueThatIsCalledLikeAnEventTakesNothingFromOthers_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::newRow("player") << QByteArray("player");
+        QTest::newRow("queue") << QByteArray("queue");
+    }
+    void aValueThatIsCalledLikeAnEventTakesNothingFromOthers()
+    {
+        QFETCH(QByteArray, name);
+        ServerFixture f;
+        f.start();
+        auto first = std::make_unique<EventReader>(f.port, "?value=" + name);
+        QTRY_COMPARE(first->events().size(), 3);
+        QVERIFY(first->last(text("value"), QString::fromLatin1(name)).value(text("value")).isNull());
+        first.reset();
+        // Whoever comes later has the state of everything all the same.
+        for (int i = 0; i < 5; ++i) {
+            EventReader later(f.port);
+            QTRY_COMPARE(later.count(text("queue")), 1);
+            QTRY_COMPARE(later.count(text("player")), 1);
+        }
+    }
+
+    void aQuietStreamIsKeptAliveByComments()
+    {
+        ServerFixture f;
+        f.options.heartbeatMs = 50;
+        f.start();
+        EventReader reader(f.port);
+        QTRY_VERIFY(reader.comments() >= 3);
+        QCOMPARE(reader.events().size(), 2);
+        QCOMPARE(PanelServer::Options().heartbeatMs, 15000);
+    }
+
+    void aReaderThatTakesNothingIsLetGo()
+    {
+        ServerFixture f;
+        f.options.heartbeatMs = 200;
+        f.start();
+        EventReader quick(f.port);
+        QTRY_COMPARE(quick.events().size(), 2);
+        SleepingReader asleep(f.port);
+        const QString large(4 * 1000 * 1000, QLatin1Char('n'));
+        for (int i = 0; i < 3; ++i)
+            f.server->notify(notice("Albums", large));
+        QTRY_COMPARE(quick.count(text("notification")), 3);
+        const int before = quick.comments();
+        QTRY_VERIFY(quick.comments() > before + EventStreams::mostSilentHeartbeats);
+        QVERIFY(asleep.hasBeenLetGo());
+        f.server->notify(notice("Albums", text("small")));
+        QTRY_COMPARE(quick.count(text("notification")), 4);
     }
 
     void aNoticeReachesEverybodyWhoListens()
