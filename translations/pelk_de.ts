@@ -194,6 +194,10 @@
         <translation>Dieser Eintrag ist nicht mehr in der Warteschlange.</translation>
     </message>
     <message>
+        <source>The browser has gone.</source>
+        <translation>Der Browser ist nicht mehr da.</translation>
+    </message>
+    <message>
         <source>The address is too long; at most 8 KiB are read.</source>
         <translation>Die Adresse ist zu lang; höchstens 8 KiB sind möglich.</translation>
     </message>

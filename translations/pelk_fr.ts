@@ -194,6 +194,10 @@
         <translation>Cette entrée n’est plus dans la file d’attente.</translation>
     </message>
     <message>
+        <source>The browser has gone.</source>
+        <translation>Le navigateur n’est plus là.</translation>
+    </message>
+    <message>
         <source>The address is too long; at most 8 KiB are read.</source>
         <translation>L’adresse est trop longue ; 8 Kio au plus sont acceptés.</translation>
     </message>

@@ -106,6 +106,13 @@ bool Connection::discard() const
     }
 }
 
+bool Connection::isOpen() const
+{
+    char byte = 0;
+    const ssize_t got = ::recv(m_socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
 void Connection::interrupt() const
 {
     ::shutdown(m_socket, SHUT_RD);
@@ -118,7 +125,8 @@ bool Connection::is_readable() const
 
 ssize_t Connection::read(char* bytes, size_t size)
 {
-    if (!hasInput() && !receive())
+    // The client may wait for a word before it sends the body.
+    if (!hasInput() && ((!m_output.empty() && !finishAnswer()) || !receive()))
         return -1;
     const std::size_t count = std::min(size, m_input.size() - m_inputUsed);
     std::memcpy(bytes, m_input.data() + m_inputUsed, count);

@@ -39,6 +39,8 @@ public:
     void endAnswer() const;
     /// Throws away what has come; false when the client has ended too. Does not block.
     bool discard() const;
+    /// Whether the client is still there; while its request is answered. Does not block.
+    bool isOpen() const;
     /// Wakes the thread that waits for the client, from another thread.
     void interrupt() const;
 

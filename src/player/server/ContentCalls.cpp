@@ -4,16 +4,21 @@
 #include "player/server/Problem.h"
 #include "player/server/ServerText.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr int longestPathLetters = 4096;
 constexpr int contentError = 502;
+/// How soon it is seen that a browser has gone.
+constexpr std::chrono::milliseconds lookMs(200);
 
 } // namespace
 
-ContentCalls::ContentCalls(const QList<CMPath>& closed, int limitMs)
+ContentCalls::ContentCalls(const QList<CMPath>& closed, int limitMs, IsWanted isWanted)
     : m_closed(closed)
     , m_limit(limitMs)
+    , m_isWanted(std::move(isWanted))
     , m_waiting(std::make_shared<Waiting>())
 {
 }
@@ -40,6 +45,7 @@ RowPage ContentCalls::rows(const CMPath& path, int from, int to)
     for (int next = from; next <= to;) {
         const int last = to - next < ContentClient::pageSize ? to : next + ContentClient::pageSize - 1;
         const CMGetRowsRequest request(path, next, last, ContentClient::allRoles(), page.version);
+        checkWanted();
         CMRoot()->getRowsRequest(request);
         wait(request.reply(), path, until);
         const PelkRowsRoles reply = request.reply().value();
@@ -96,6 +102,12 @@ void ContentCalls::end()
     m_waiting->changed.notify_all();
 }
 
+void ContentCalls::checkWanted() const
+{
+    if (!m_isWanted())
+        throw Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer", "The browser has gone.")));
+}
+
 void ContentCalls::wait(const CMVoidReply& reply, const CMPath& path, Clock::time_point until)
 {
     const auto finished = std::make_shared<bool>(false);
@@ -107,8 +119,13 @@ void ContentCalls::wait(const CMVoidReply& reply, const CMPath& path, Clock::tim
         },
         Qt::DirectConnection);
     std::unique_lock<std::mutex> lock(m_waiting->mutex);
-    const bool inTime = m_waiting->changed.wait_until(
-        lock, until, [this, &finished] { return m_waiting->ended || *finished; });
+    const auto isOver = [this, &finished] { return m_waiting->ended || *finished; };
+    bool inTime = isOver();
+    while (!inTime && Clock::now() < until) {
+        inTime = m_waiting->changed.wait_until(lock, std::min(until, Clock::now() + lookMs), isOver);
+        if (!inTime)
+            checkWanted();
+    }
     const bool isFinished = *finished;
     lock.unlock();
     if (isFinished && reply.error().isSet())

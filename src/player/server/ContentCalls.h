@@ -8,16 +8,21 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 
 /// Asks the content model from threads that may wait for it. Every operation throws a Problem: what the
-/// content model says, or that it gave no answer in time. Any thread but those of modules and the main one.
+/// content model says, or that it gave no answer in time. An answer that nobody wants any longer is not
+/// waited for. Any thread but those of modules and the main one.
 class ContentCalls
 {
 public:
+    /// Whether somebody still waits for what the calling thread asks. Must not block.
+    using IsWanted = std::function<bool()>;
+
     /// The paths in `closed` are neither read nor set from here.
-    explicit ContentCalls(const QList<CMPath>& closed, int limitMs = ContentClient::timeoutMs);
+    ContentCalls(const QList<CMPath>& closed, int limitMs, IsWanted isWanted);
 
     /// Reads the text form of a path from outside.
     CMPath path(const QString& text) const;
@@ -43,10 +48,12 @@ private:
         bool ended = false;
     };
 
+    void checkWanted() const;
     void wait(const CMVoidReply& reply, const CMPath& path, Clock::time_point until);
 
     const QList<CMPath> m_closed;
     const std::chrono::milliseconds m_limit;
+    const IsWanted m_isWanted;
     KnownContainers m_known;
     const std::shared_ptr<Waiting> m_waiting; // shared with replies that finish after this has gone
 };

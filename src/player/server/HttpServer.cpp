@@ -6,7 +6,6 @@
 namespace {
 
 constexpr std::size_t largestBodyBytes = 64 * 1024;
-constexpr std::size_t peekedBytes = 64;
 thread_local Connection* current = nullptr;
 
 /// The library hands every accepted socket to its tasks; what is done with one here never blocks.
@@ -19,11 +18,12 @@ public:
 
 } // namespace
 
-HttpServer::HttpServer(QThread* thread, IsSlow isSlow, Gate gate, Handler handler)
-    : m_isSlow(std::move(isSlow))
+HttpServer::HttpServer(QThread* thread, KindOf kindOf, Gate gate, Handler handler)
+    : m_kindOf(std::move(kindOf))
     , m_room(std::make_unique<ConnectionRoom>(
           [this](const std::shared_ptr<Connection>& connection) { dispatch(connection); }))
-    , m_slow(slowThreads, longestQueue)
+    , m_asking(askingThreads, longestQueue)
+    , m_writing(writingThreads, longestQueue)
     , m_quick(quickThreads, longestQueue)
 {
     m_room->moveToThread(thread);
@@ -81,7 +81,8 @@ void HttpServer::stop()
         for (const SharedConnection& connection : m_busy)
             connection->interrupt();
     }
-    m_slow.stop();
+    m_asking.stop();
+    m_writing.stop();
     m_quick.stop();
     // Its notifiers have to go on their own thread.
     if (m_room->thread()->isRunning())
@@ -102,7 +103,8 @@ bool HttpServer::process_and_close_socket(socket_t socket)
 
 void HttpServer::dispatch(const SharedConnection& connection)
 {
-    Lane& lane = m_isSlow(connection->peek(peekedBytes)) ? m_slow : m_quick;
+    const Kind kind = m_kindOf(connection->peek(peekedBytes));
+    Lane& lane = kind == Kind::Asking ? m_asking : kind == Kind::Writing ? m_writing : m_quick;
     if (!lane.post([this, connection] { serve(connection); }))
         refuse(connection, "503 Service Unavailable");
 }

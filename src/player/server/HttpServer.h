@@ -10,23 +10,33 @@
 class QThread;
 
 /// The library's server with its connections kept by us: one that waits for its next request takes no
-/// thread, and one that an answer goes on over can be taken over. Two lanes of threads answer: one for what
-/// may have to wait for others, one for all the rest, which so never waits behind it.
+/// thread, and one that an answer goes on over can be taken over. Lanes of threads answer: two for what
+/// may have to wait for others, one for all the rest, which so never waits behind them.
 class HttpServer : public httplib::Server
 {
 public:
-    /// Whether a request that begins so ("GET /api/rows?") may have to wait for others.
-    using IsSlow = std::function<bool(const std::string& start)>;
+    /// How a request is answered.
+    enum class Kind
+    {
+        Quick,  ///< at once
+        Asking, ///< may have to wait for others
+        Writing ///< the same, and holds nobody up who only asks
+    };
+    /// The kind of a request that begins so ("GET /api/rows?").
+    using KindOf = std::function<Kind(const std::string& start)>;
     /// Looks at a request before its body is read; true when it has answered.
     using Gate = std::function<bool(const httplib::Request&, httplib::Response&)>;
     using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
 
-    static constexpr int slowThreads = 16;
+    static constexpr int askingThreads = 16;
+    static constexpr int writingThreads = 4;
     static constexpr int quickThreads = 4;
     static constexpr int longestQueue = 256;
+    /// So much of a request's beginning tells its kind.
+    static constexpr std::size_t peekedBytes = 64;
 
     /// Connections wait on `thread`, which has an event loop and outlives the server.
-    HttpServer(QThread* thread, IsSlow isSlow, Gate gate, Handler handler);
+    HttpServer(QThread* thread, KindOf kindOf, Gate gate, Handler handler);
     /// As stop().
     ~HttpServer() override;
 
@@ -49,9 +59,10 @@ private:
     void answer(const SharedConnection& connection);
     void refuse(const SharedConnection& connection, const std::string& status);
 
-    IsSlow m_isSlow;
+    KindOf m_kindOf;
     std::unique_ptr<ConnectionRoom> m_room; // lives on that thread
-    Lane m_slow;
+    Lane m_asking;
+    Lane m_writing;
     Lane m_quick;
     std::thread m_acceptThread;
     std::mutex m_mutex;

@@ -75,12 +75,12 @@ public:
         : options(opts)
         , files(opts.panelFolder)
         , translations(opts.translationFolders)
-        , calls(opts.closedPaths, opts.contentLimitMs)
+        , calls(opts.closedPaths, opts.contentLimitMs, [] { return HttpServer::connection().isOpen(); })
         , rules(opts.address, opts.port)
         , events(std::make_unique<EventStreams>(opts.heartbeatMs))
         , player(engine, events.get())
         , http(
-              &thread, isSlow,
+              &thread, kindOf,
               [this](const httplib::Request& in, httplib::Response& out) { return gate(in, out); },
               [this](const httplib::Request& in, httplib::Response& out) { guarded(in, out); })
     {
@@ -97,7 +97,7 @@ public:
         });
     }
 
-    static bool isSlow(const std::string& start);
+    static HttpServer::Kind kindOf(const std::string& start);
     static Problem libraryProblem(int status);
     bool gate(const httplib::Request& in, httplib::Response& out);
     void check(const httplib::Request& in) const;
@@ -122,13 +122,21 @@ public:
     quint16 port = 0;
 };
 
-bool PanelServer::Private::isSlow(const std::string& start)
+HttpServer::Kind PanelServer::Private::kindOf(const std::string& start)
 {
-    for (const char* slow : {"GET /api/rows", "GET /api/data", "POST /api/data"})
-        if (start.rfind(slow, 0) == 0)
-            return true;
-    // A line that comes in pieces may be anybody's.
-    return start.find(' ') == std::string::npos || start.find(' ', start.find(' ') + 1) == std::string::npos;
+    using Kind = HttpServer::Kind;
+    const std::size_t method = start.find(' ');
+    if (method == std::string::npos)
+        return Kind::Asking; // a line that comes in pieces may be anybody's
+    const std::size_t end = start.find_first_of(" ?", method + 1);
+    const std::string path = start.substr(method + 1, end - method - 1);
+    // Nor can be told what is written in another way than the panel does.
+    const bool isPlain = !path.empty() && path.front() == '/' && path.find('%') == std::string::npos;
+    if (end == std::string::npos && start.size() < HttpServer::peekedBytes)
+        return Kind::Asking;
+    if (isPlain && path == "/api/data" && start.compare(0, method, "POST") == 0)
+        return Kind::Writing;
+    return isPlain && path != "/api/rows" && path != "/api/data" ? Kind::Quick : Kind::Asking;
 }
 
 Problem PanelServer::Private::libraryProblem(int status)
@@ -175,7 +183,9 @@ void PanelServer::Private::check(const httplib::Request& in) const
         throw Problem(403,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Pages of \"%1\" may not use this player."),
                                  {header(in, "Origin")}));
-    if (pathOf(in).startsWith(apiPrefix) && in.get_header_value("Sec-Fetch-Site") == "cross-site")
+    // Pages of other programs of this machine are strangers too.
+    const std::string site = in.get_header_value("Sec-Fetch-Site");
+    if (pathOf(in).startsWith(apiPrefix) && !site.empty() && site != "same-origin" && site != "none")
         throw Problem(403,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Other sites may not use this player.")));
     const std::string length = in.get_header_value("Content-Length");

@@ -109,6 +109,9 @@ private Q_SLOTS:
             << PanelClient::Headers{{"Host", "127.0.0.1:PORT"}, {"Origin", "http://localhost:PORT"}} << 403;
         QTest::newRow("an element of a foreign page")
             << PanelClient::Headers{{"Sec-Fetch-Site", "cross-site"}} << 403;
+        QTest::newRow("an element of another page of this machine")
+            << PanelClient::Headers{{"Sec-Fetch-Site", "same-site"}} << 403;
+        QTest::newRow("the address bar") << PanelClient::Headers{{"Sec-Fetch-Site", "none"}} << 200;
         QTest::newRow("the panel says so") << PanelClient::Headers{{"Sec-Fetch-Site", "same-origin"}} << 200;
     }
     void aStrangerIsRefused()
@@ -261,6 +264,18 @@ private Q_SLOTS:
         const QByteArray withBody =
             "GET /api/player HTTP/1.1\r\nHost: " + f.client().host() + "\r\nContent-Length: 2\r\n\r\n{}";
         QCOMPARE(f.client().raw(withBody).status, 400);
+    }
+
+    void whoAsksFirstIsToldToSendTheBody()
+    {
+        ServerFixture f;
+        f.start();
+        PendingReply pending(f.port, "POST /api/player/pause HTTP/1.1\r\nHost: " + f.client().host() +
+                                         "\r\nContent-Type: application/json\r\nContent-Length: 2\r\n"
+                                         "Expect: 100-continue\r\n\r\n");
+        QTRY_VERIFY(pending.bytes().startsWith("HTTP/1.1 100 "));
+        pending.socket().write("{}");
+        QTRY_VERIFY(pending.bytes().contains("HTTP/1.1 204 "));
     }
 
     void whatIsNoHttpIsAnsweredOrLeft_data()

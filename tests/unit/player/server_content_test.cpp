@@ -309,22 +309,88 @@ private Q_SLOTS:
         }
     }
 
+    void whoeverMayHaveToWaitIsToldFromTheRestHoweverItIsWritten_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::newRow("the head alone") << QByteArray("HEAD /api/rows?path=test:list&from=0&to=9");
+        QTest::newRow("a slash as a sequence") << QByteArray("GET /api%2Frows?path=test:list&from=0&to=9");
+        QTest::newRow("a letter as a sequence") << QByteArray("GET /%61pi/rows?path=test:list&from=0&to=9");
+    }
+    void whoeverMayHaveToWaitIsToldFromTheRestHoweverItIsWritten()
+    {
+        QFETCH(QByteArray, line);
+        ServerFixture f;
+        f.worker.silent = true;
+        f.start();
+        std::vector<std::unique_ptr<PendingReply>> waiting;
+        for (int i = 0; i < 12; ++i)
+            waiting.push_back(std::make_unique<PendingReply>(
+                f.port, line + " HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n"));
+        QTRY_COMPARE(f.worker.kept.size(), 12);
+        QCOMPARE(f.client().get("/api/player").status, 200);
+    }
+
+    void formsWithoutAnAnswerHoldUpNobodyWhoReads()
+    {
+        ServerFixture f;
+        f.worker.deaf = true;
+        f.start();
+        const QByteArray form =
+            R"({"path": "account:test", "role": "value", "value": {"type": 138, "qobuzAccount": {"operation": 0}}})";
+        const QByteArray bytes =
+            "POST /api/data HTTP/1.1\r\nHost: " + f.client().host() +
+            "\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(form.size()) +
+            "\r\n\r\n" + form;
+        std::vector<std::unique_ptr<PendingReply>> waiting;
+        for (int i = 0; i < 30; ++i)
+            waiting.push_back(std::make_unique<PendingReply>(f.port, bytes));
+        QTRY_COMPARE(f.worker.sets.size(), 4); // as many as have a thread
+        QCOMPARE(f.client().get("/api/rows?path=&from=0&to=9").status, 200);
+        QCOMPARE(f.client().get("/api/data?path=test:menu&role=title").status, 200);
+        QCOMPARE(f.client().get("/api/player").status, 200);
+    }
+
+    void nobodyWaitsForABrowserThatHasGone()
+    {
+        ServerFixture f;
+        f.worker.silent = true;
+        f.start();
+        std::vector<std::unique_ptr<PendingReply>> waiting;
+        for (int i = 0; i < 100; ++i)
+            waiting.push_back(
+                std::make_unique<PendingReply>(f.port, getBytes(f, "/api/rows?path=test:list&from=0&to=9")));
+        QTRY_COMPARE(f.worker.kept.size(), 16);
+        // All have sent what they want before they go.
+        for (const auto& one : waiting)
+            QTRY_COMPARE(one->socket().bytesToWrite(), 0);
+        for (const auto& one : waiting)
+            one->socket().abort();
+        PendingReply next(f.port, getBytes(f, "/api/rows?path=test:menu&from=0&to=9"));
+        QTRY_COMPARE_WITH_TIMEOUT(f.worker.kept.size(), 17, 20000);
+        QCOMPARE(f.worker.kept.last().path(), f.worker.menu->path());
+    }
+
     void moreThanCanWaitIsRefusedAtOnce()
     {
         ServerFixture f;
         f.worker.silent = true;
         f.start();
         std::vector<std::unique_ptr<PendingReply>> waiting;
-        for (int i = 0; i < 300; ++i)
-            waiting.push_back(
-                std::make_unique<PendingReply>(f.port, getBytes(f, "/api/rows?path=test:list&from=0&to=9")));
+        const auto ask = [&](int times) {
+            for (int i = 0; i < times; ++i)
+                waiting.push_back(std::make_unique<PendingReply>(
+                    f.port, getBytes(f, "/api/rows?path=test:list&from=0&to=9")));
+        };
+        ask(16);
+        QTRY_COMPARE(f.worker.kept.size(), 16); // every thread has one
+        ask(300);
         const auto refused = [&] {
             int count = 0;
             for (const auto& one : waiting)
                 count += one->isFinished() && one->reply().status == 503 ? 1 : 0;
             return count;
         };
-        QTRY_COMPARE_WITH_TIMEOUT(refused(), 300 - 16 - 256, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(refused(), 300 - 256, 20000);
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 

@@ -54,6 +54,7 @@ public:
     CMValueNode* state;
     CMValueNode* account;
     bool silent = false; ///< row requests are kept and not answered
+    bool deaf = false;   ///< what the account is set to is kept and not answered
     QList<CMGetRowsRequest> kept;
     QList<CMSetDataRequest> sets;
 
@@ -71,7 +72,8 @@ private:
     {
         if (request.path() == account->path()) {
             sets.append(request);
-            request.reply().setValue(QVariantList{account->value().variant(), false});
+            if (!deaf)
+                request.reply().setValue(QVariantList{account->value().variant(), false});
         } else if (request.path().base() == QLatin1String("state") ||
                    request.path().base() == QLatin1String("preplay")) {
             script.setDataRequest(request);
