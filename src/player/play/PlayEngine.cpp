@@ -72,7 +72,7 @@ PlayEngine::PlayEngine(AudioOutput* output)
     m_outputRetry.setSingleShot(true);
     connect(&m_outputRetry, &QTimer::timeout, this, [this] { reopen(m_heldMs); });
     connect(&m_queue, &PlayQueue::added, this,
-            [this](const QVector<int>& ids, bool next) { m_order.add(ids, next); });
+            [this](const QVector<int>& ids, int after) { m_order.add(ids, after); });
     connect(&m_queue, &PlayQueue::changed, this, &PlayEngine::onQueueChanged);
     connect(&m_limitTimer, &QTimer::timeout, this, &PlayEngine::checkLimit);
 }

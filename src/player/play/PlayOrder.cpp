@@ -4,20 +4,20 @@
 
 #include <algorithm>
 
-void PlayOrder::add(const QVector<int>& ids, bool next)
+void PlayOrder::add(const QVector<int>& ids, int after)
 {
     if (!m_shuffled)
         return; // sync() takes the queue's own order
-    const int after = m_ids.indexOf(m_current) + 1;
     // What was wanted next before stays that.
-    int spread = after;
+    int spread = m_ids.indexOf(m_current) + 1;
     while (spread < m_ids.size() && m_wantedNext.contains(m_ids.at(spread)))
         ++spread;
+    const int next = m_ids.indexOf(after) + 1;
     for (int i = 0; i < ids.size(); ++i) {
         const int range = m_ids.size() - spread + 1;
-        const int place = next ? after + i : spread + QRandomGenerator::global()->bounded(range);
+        const int place = after != 0 ? next + i : spread + QRandomGenerator::global()->bounded(range);
         m_ids.insert(place, ids.at(i));
-        if (next)
+        if (after != 0)
             m_wantedNext.insert(ids.at(i));
     }
 }
@@ -47,6 +47,7 @@ void PlayOrder::sync(const PlayQueue& queue)
     }
     m_ids.erase(std::remove_if(m_ids.begin(), m_ids.end(), [&there](int id) { return !there.contains(id); }),
                 m_ids.end());
+    m_wantedNext.intersect(there);
 }
 
 void PlayOrder::setShuffled(bool shuffled, const PlayQueue& queue)

@@ -15,9 +15,9 @@ enum class RepeatMode
 class PlayOrder
 {
 public:
-    /// Takes what came into the queue, before sync() sees it. In a shuffled order `next` puts it right after
-    /// the current entry, else it is spread over what is still to come.
-    void add(const QVector<int>& ids, bool next);
+    /// Takes what came into the queue, before sync() sees it. In a shuffled order it comes right after the
+    /// entry `after`; with 0 it is spread over what is still to come.
+    void add(const QVector<int>& ids, int after);
     /// Forgets what has gone from the queue, and follows its order unless shuffled. When the current entry
     /// has gone, there is none any longer, and heir() says what would have followed.
     void sync(const PlayQueue& queue);
@@ -45,7 +45,7 @@ private:
     int around(int step) const;
 
     QVector<int> m_ids;     // in the order of playing
-    QSet<int> m_wantedNext; // of a shuffled order: what was put right after the current entry
+    QSet<int> m_wantedNext; // of a shuffled order: what was put right after an entry
     int m_current = 0;
     int m_heir = 0;
     bool m_shuffled = false;

@@ -38,9 +38,7 @@ QVector<int> PlayQueue::add(const QVector<PelkRoles>& rows, Where where)
 {
     if (where == Where::Replace)
         return replace(rows, ++m_turn);
-    const int current = indexOf(m_current);
-    const bool next = where == Where::Next;
-    return insert(next && current >= 0 ? current + 1 : m_entries.size(), rows, next);
+    return where == Where::Next ? addAfter(m_current, rows) : insert(m_entries.size(), rows, 0);
 }
 
 QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn)
@@ -50,7 +48,7 @@ QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn)
     m_replacedTurn = turn;
     if (m_growing.contains(turn))
         m_growing[turn] = false;
-    const QVector<int> ids = insert(0, rows, false);
+    const QVector<int> ids = insert(0, rows, 0);
     Q_EMIT settled();
     return ids;
 }
@@ -58,10 +56,10 @@ QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn)
 QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows)
 {
     const int index = indexOf(id);
-    return insert(index >= 0 ? index + 1 : m_entries.size(), rows, false);
+    return index >= 0 ? insert(index + 1, rows, id) : insert(m_entries.size(), rows, 0);
 }
 
-QVector<int> PlayQueue::insert(int index, const QVector<PelkRoles>& rows, bool next)
+QVector<int> PlayQueue::insert(int index, const QVector<PelkRoles>& rows, int after)
 {
     const int count = qMin(rows.size(), mostEntries - m_entries.size());
     QVector<int> ids;
@@ -72,7 +70,7 @@ QVector<int> PlayQueue::insert(int index, const QVector<PelkRoles>& rows, bool n
         ids.append(m_entries.at(index + i).id);
     }
     if (!ids.isEmpty())
-        Q_EMIT added(ids, next);
+        Q_EMIT added(ids, after);
     tellChange();
     return ids;
 }

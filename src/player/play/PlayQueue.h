@@ -66,15 +66,15 @@ public:
     static bool isPlayable(const PelkRoles& row);
 
 Q_SIGNALS:
-    /// Comes before changed(). `next`: they are wanted right after the current one.
-    void added(const QVector<int>& ids, bool next);
+    /// Comes before changed(). `after`: the entry right after which they are wanted; 0 where that is all one.
+    void added(const QVector<int>& ids, int after);
     /// Entries came, went or moved; also when nobody is adding any longer.
     void changed();
     /// What isToBeReplaced() spoke of has happened, or will not.
     void settled();
 
 private:
-    QVector<int> insert(int index, const QVector<PelkRoles>& rows, bool next);
+    QVector<int> insert(int index, const QVector<PelkRoles>& rows, int after);
     void tellChange();
 
     QVector<QueueEntry> m_entries;

@@ -165,19 +165,22 @@ private Q_SLOTS:
         PlayQueue queue;
         PlayOrder order;
         connect(&queue, &PlayQueue::added, this,
-                [&order](const QVector<int>& ids, bool next) { order.add(ids, next); });
+                [&order](const QVector<int>& ids, int after) { order.add(ids, after); });
         connect(&queue, &PlayQueue::changed, this, [&] { order.sync(queue); });
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d e")), PlayQueue::Where::End);
         order.setCurrent(ids.at(0));
         queue.setCurrent(ids.at(0));
         order.setShuffled(true, queue);
-        const QVector<int> next = queue.add(rows(QStringLiteral("x y")), PlayQueue::Where::Next);
+        QVector<int> next = queue.add(rows(QStringLiteral("x y")), PlayQueue::Where::Next);
         const QVector<int> spread = queue.add(
             QVector<PelkRoles>(100, ScriptedPlayWorker::row(QStringLiteral("z"))), PlayQueue::Where::End);
         QCOMPARE(queue.entries().at(1).id, next.at(0));
         QCOMPARE(walk(order, 2), next);
+        // What comes in pieces comes in its order.
+        next += queue.addAfter(next.last(), rows(QStringLiteral("u v")));
+        QCOMPARE(walk(order, 4), next);
         QVector<int> played = walk(order, 1000);
-        QCOMPARE(played.size(), 106);
+        QCOMPARE(played.size(), 108);
         QVERIFY(played != ids.mid(1) + next + spread);
         for (const int id : spread)
             QCOMPARE(played.count(id), 1);
