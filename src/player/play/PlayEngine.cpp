@@ -9,10 +9,6 @@
 
 namespace {
 
-constexpr int limitCheckMs = 20;
-// Who counts the listening time drops what is less than a second, and starts to count a little after the
-// sound: a stop on the very tick would be told as a second less.
-constexpr int limitMarginMs = 60;
 constexpr int mostFailuresInARow = 3;
 // Up to here into a track "previous" means the one before it.
 constexpr int justBegunMs = 3000;
@@ -74,7 +70,7 @@ PlayEngine::PlayEngine(AudioOutput* output)
     connect(&m_queue, &PlayQueue::added, this,
             [this](const QVector<int>& ids, int after) { m_order.add(ids, after); });
     connect(&m_queue, &PlayQueue::changed, this, &PlayEngine::onQueueChanged);
-    connect(&m_limitTimer, &QTimer::timeout, this, &PlayEngine::checkLimit);
+    connect(&m_limit, &ListeningLimit::reached, this, qOverload<>(&PlayEngine::stop));
 }
 
 PlayEngine::~PlayEngine()
@@ -121,6 +117,7 @@ PlayerStatus PlayEngine::status() const
 void PlayEngine::play()
 {
     m_failuresInARow = 0;
+    m_arrival = Arrival::Play;
     if (m_active) {
         m_wantsPause = false;
         const qint64 maxIdleMs = m_track.maxIdleMs();
@@ -138,6 +135,13 @@ void PlayEngine::play()
 
 void PlayEngine::pause()
 {
+    if (m_arrival == Arrival::Play)
+        m_arrival = Arrival::Pause;
+    hold();
+}
+
+void PlayEngine::hold()
+{
     if (!m_active)
         return;
     m_wantsPause = true;
@@ -148,6 +152,7 @@ void PlayEngine::pause()
 
 void PlayEngine::stop()
 {
+    m_arrival = Arrival::Stay;
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
     finish();
 }
@@ -177,7 +182,7 @@ void PlayEngine::previous()
 {
     m_failuresInARow = 0;
     const int entry = m_order.previous();
-    if (entry == 0 || (!m_track.isEmpty() && m_stream.positionMs() > justBegunMs)) {
+    if (entry == 0 || (!m_track.isEmpty() && positionMs() > justBegunMs)) {
         seek(0);
         return;
     }
@@ -195,14 +200,27 @@ bool PlayEngine::jump(int entryId)
     return true;
 }
 
+bool PlayEngine::startExpected(int entryId)
+{
+    const Arrival arrival = m_arrival;
+    if (arrival != Arrival::Stay && !jump(entryId))
+        return false;
+    if (arrival == Arrival::Stay)
+        setCurrent(entryId);
+    else if (arrival == Arrival::Pause)
+        pause();
+    Q_EMIT statusChanged();
+    return true;
+}
+
 void PlayEngine::seek(qint64 positionMs)
 {
     const PlayerStatus now = status();
-    if (!now.canSeek || m_heldMs >= 0)
+    if (!now.canSeek)
         return;
     const qint64 to = qBound<qint64>(0, positionMs, now.durationMs > 0 ? now.durationMs : positionMs);
     // The last of it may be on the way to the output already.
-    if (!m_stream.seek(to))
+    if (m_heldMs >= 0 || !m_stream.seek(to))
         reopen(to);
 }
 
@@ -234,22 +252,14 @@ void PlayEngine::setShuffled(bool shuffled)
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::stopAfter(int seconds)
-{
-    m_heardMs = 0;
-    m_limitMs = qint64(seconds) * 1000;
-    if (m_limitMs > 0)
-        m_limitTimer.start(limitCheckMs);
-    else
-        m_limitTimer.stop();
-}
-
 void PlayEngine::start(int entry)
 {
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
     m_active = true;
     m_waiting = m_wantsPause = false;
+    m_arrival = Arrival::Play;
     setCurrent(entry);
+    m_reporter.expect(place.row);
     const ResolvedTrack prepared = m_next;
     m_next = ResolvedTrack();
     const bool isOnTheWay = m_nextResolver.entry() == entry;
@@ -379,6 +389,7 @@ void PlayEngine::goOn(int entry)
         start(entry);
     } else if (m_queue.isGrowing() && m_active) {
         m_waiting = true;
+        forgetNext();
         Q_EMIT statusChanged();
     } else {
         setCurrent(0);
@@ -389,8 +400,7 @@ void PlayEngine::goOn(int entry)
 void PlayEngine::onPlaying()
 {
     m_reporter.change(PelkPlayLogicState::Playing);
-    if (!m_hearing.isValid())
-        m_hearing.start();
+    m_limit.begin();
     m_heldMs = -1;
     m_outputWorked = true;
     m_outputGone = false;
@@ -417,7 +427,7 @@ void PlayEngine::fallSilent(bool stalled)
 {
     // In a stall too: who counts the time of listening is not to count the silence.
     m_reporter.change(PelkPlayLogicState::Paused);
-    stopHearing();
+    m_limit.end();
     if (!m_pauseAge.isValid())
         m_pauseAge.start();
     m_stalled = stalled;
@@ -486,6 +496,7 @@ void PlayEngine::onOutputFailed(const QString& sentence)
 void PlayEngine::onQueueChanged()
 {
     const int before = m_order.current();
+    const bool paused = m_wantsPause;
     m_order.sync(m_queue);
     if (before != 0 && m_order.current() == 0) {
         const int heir = m_order.heir();
@@ -498,6 +509,8 @@ void PlayEngine::onQueueChanged()
     } else if (m_waiting) {
         goOn(m_order.next(true));
     }
+    if (paused)
+        hold(); // another track, but nobody has asked for sound
     prepareNext();
     Q_EMIT statusChanged();
 }
@@ -515,27 +528,23 @@ void PlayEngine::endStream()
     m_outputRetry.stop();
     m_pauseAge.invalidate();
     m_heldMs = -1;
-    stopHearing();
+    m_outputGone = false;
+    m_limit.end();
     m_stream.stop();
 }
 
 void PlayEngine::closeTrack(const QString& error)
 {
-    stopHearing();
-    if (m_track.isEmpty())
+    m_limit.end();
+    if (m_track.isEmpty()) {
+        m_reporter.end(error);
         return;
+    }
     const PelkRoles row = m_track.row;
     m_track = ResolvedTrack();
     m_stalled = false;
     m_reporter.end(error);
     Q_EMIT trackEnded(row);
-}
-
-void PlayEngine::stopHearing()
-{
-    if (m_hearing.isValid())
-        m_heardMs += m_hearing.elapsed();
-    m_hearing.invalidate();
 }
 
 qint64 PlayEngine::positionMs() const
@@ -561,18 +570,12 @@ void PlayEngine::goOnAfterFailure()
         finish();
 }
 
-void PlayEngine::checkLimit()
-{
-    if (m_hearing.isValid() && m_heardMs + m_hearing.elapsed() >= m_limitMs + limitMarginMs)
-        stop();
-}
-
 void PlayEngine::finish()
 {
     if (!m_active)
         return;
     m_active = m_waiting = false;
-    m_limitTimer.stop();
+    m_limit.set(0);
     forgetNext();
     Q_EMIT statusChanged();
     const auto tell = [this] {

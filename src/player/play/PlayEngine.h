@@ -1,6 +1,7 @@
 #pragma once
 
 #include "api/play/playlogicinterface.h"
+#include "player/play/ListeningLimit.h"
 #include "player/play/PlayQueue.h"
 #include "player/play/PlayStateReporter.h"
 #include "player/play/PlayerStatus.h"
@@ -37,6 +38,11 @@ public:
     void previous();
     /// Plays this entry from its start. False when it is not in the queue.
     bool jump(int entryId);
+    /// Somebody has asked for what is to play, and its rows are on their way: a pause or a stop from now on
+    /// is meant for that, too.
+    void expectStart() { m_arrival = Arrival::Play; }
+    /// It is there: as jump(), unless the listener has paused or stopped since expectStart().
+    bool startExpected(int entryId);
     /// To this place in the current track. Without effect where the track cannot do that.
     void seek(qint64 positionMs);
     /// 0 to 100; what is outside becomes the nearest.
@@ -45,7 +51,7 @@ public:
     void setRepeat(RepeatMode repeat);
     void setShuffled(bool shuffled);
     /// Stops, as a listener would, when so much was heard from now on; 0 plays to the end.
-    void stopAfter(int seconds);
+    void stopAfter(int seconds) { m_limit.set(seconds); }
 
     PelkPlayLogicData data() const override { return m_reporter.data(); }
     CMVoidReply stop(PelkPlayLogicStopReason::Enum reason) override;
@@ -75,7 +81,14 @@ Q_SIGNALS:
     void finished();
 
 private:
+    enum class Arrival
+    {
+        Play,
+        Pause,
+        Stay
+    };
     void start(int entry);
+    void hold();
     void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const QString& failure);
     void begin(const ResolvedTrack& track);
     void goOn(int entry);
@@ -98,10 +111,8 @@ private:
     void endTrack(const QString& error);
     void endStream();
     void closeTrack(const QString& error);
-    void stopHearing();
     qint64 positionMs() const;
     void fail(const PelkRoles& row, const QString& sentence, const QString& error);
-    void checkLimit();
     void finish();
 
     StreamPlayer m_stream;
@@ -117,9 +128,10 @@ private:
     bool m_active = false;  // from the first start to the end of the playing
     bool m_waiting = false; // at the end of a queue that somebody is still adding to
     bool m_wantsPause = false;
-    bool m_started = false; // whether the current track was heard
-    bool m_stalled = false; // whether it waits for more of its stream
-    qint64 m_heldMs = -1;   // where it goes on once it has a stream or an output again; -1: it has both
+    Arrival m_arrival = Arrival::Play; // what becomes of what somebody has asked for
+    bool m_started = false;            // whether the current track was heard
+    bool m_stalled = false;            // whether it waits for more of its stream
+    qint64 m_heldMs = -1; // where it goes on once it has a stream or an output again; -1: it has both
     QElapsedTimer m_pauseAge;
     bool m_outputWorked = false; // since the engine was made
     bool m_outputGone = false;
@@ -127,8 +139,5 @@ private:
     int m_failuresInARow = 0;
     int m_volumePercent = 100;
     bool m_muted = false;
-    QElapsedTimer m_hearing; // runs while sound comes out
-    qint64 m_heardMs = 0;
-    qint64 m_limitMs = 0;
-    QTimer m_limitTimer;
+    ListeningLimit m_limit;
 };

@@ -4,15 +4,20 @@
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
 
-void PlayStateReporter::begin(const PelkRoles& row)
+void PlayStateReporter::expect(const PelkRoles& row)
 {
     Q_ASSERT(!m_current);
+    const QMutexLocker locker(&m_mutex);
+    m_data = PelkPlayLogicData();
+    m_data.setTrackRoles(row);
+    m_data.setState(PelkPlayLogicState::Opening);
+    m_data.setError(QString());
+}
+
+void PlayStateReporter::begin(const PelkRoles& row)
+{
+    expect(row);
     m_current = true;
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_data = PelkPlayLogicData();
-        m_data.setTrackRoles(row);
-    }
     tell(PelkPlayLogicState::Opening, QString());
 }
 
@@ -40,10 +45,11 @@ void PlayStateReporter::breakOff(const QString& error)
 
 void PlayStateReporter::end(const QString& error)
 {
-    if (!m_current)
-        return;
+    if (m_current)
+        tell(PelkPlayLogicState::Stopped, error);
+    else if (data().state() == PelkPlayLogicState::Opening)
+        set(PelkPlayLogicState::Stopped, error);
     m_current = false;
-    tell(PelkPlayLogicState::Stopped, error);
 }
 
 PelkPlayLogicData PlayStateReporter::data() const
@@ -52,16 +58,17 @@ PelkPlayLogicData PlayStateReporter::data() const
     return m_data;
 }
 
+void PlayStateReporter::set(PelkPlayLogicState::Enum state, const QString& error)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_data.setState(state);
+    m_data.setError(error);
+}
+
 void PlayStateReporter::tell(PelkPlayLogicState::Enum state, const QString& error)
 {
-    PelkPlayLogicData told;
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_data.setState(state);
-        m_data.setError(error);
-        told = m_data;
-    }
-    send(told);
+    set(state, error);
+    send(data());
 }
 
 void PlayStateReporter::send(const PelkPlayLogicData& told)

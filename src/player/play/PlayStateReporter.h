@@ -11,6 +11,9 @@
 class PlayStateReporter
 {
 public:
+    /// It is asked where a track's stream is, so that nobody can be told yet: data() is about this row, as
+    /// opening, until begin() or end().
+    void expect(const PelkRoles& row);
     /// A track begins; its row carries the path that its changes are told to. Told as opening.
     void begin(const PelkRoles& row);
     /// The current track plays or is paused. Nothing is told when it did so already.
@@ -23,7 +26,7 @@ public:
     /// data().
     void breakOff(const QString& error);
     /// The current track stops, with an empty error at its natural end and else an error's name. Nothing is
-    /// told when no track is current.
+    /// told when no track is current; one that was only expected is in data() as stopped.
     void end(const QString& error);
 
     PelkPlayLogicData data() const;
@@ -32,6 +35,7 @@ public:
     CMVoidReply lastReply() const { return m_lastReply; }
 
 private:
+    void set(PelkPlayLogicState::Enum state, const QString& error);
     void tell(PelkPlayLogicState::Enum state, const QString& error);
     void send(const PelkPlayLogicData& told);
 

@@ -109,13 +109,14 @@ void PlayerLink::load(const Addition& addition)
     loader->setContainerRow(addition.row);
     ++m_loaders;
     if (addition.where == PlayQueue::Where::Replace) {
+        m_engine->expectStart();
         const auto hasStarted = std::make_shared<bool>(false);
         connect(loader, &QueueLoader::pageAdded, this,
                 [this, hasStarted, startAt = addition.startAt](const QVector<int>& ids,
                                                                const QVector<int>& rows) {
                     for (int i = 0; i < ids.size() && !*hasStarted; ++i)
                         if (rows.at(i) >= startAt)
-                            *hasStarted = m_engine->jump(ids.at(i));
+                            *hasStarted = m_engine->startExpected(ids.at(i));
                 });
     }
     connect(loader, &QueueLoader::finished, this, [this, loader, addition](const QString& sentence) {

@@ -1,4 +1,5 @@
 #include "api/core/model/cmrootworker.h"
+#include "api/play/pelkplaylogicerrorname.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
 #include "player/play/QueueLoader.h"
@@ -265,6 +266,78 @@ private Q_SLOTS:
         QCOMPARE(m_worker->states,
                  stateTexts(QStringLiteral("long opening, long playing, long stopped userSkip, "
                                            "1 opening, 1 playing, 1 stopped")));
+    }
+
+    void aPauseOutlastsTheRemovalOfItsEntry()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
+        playList();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        m_engine->pause();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
+        QVERIFY(m_engine->queue().remove({m_engine->status().entry}));
+        QTRY_COMPARE(m_worker->states.last(), QStringLiteral("1 paused"));
+        QCOMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_engine->play();
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_worker->states.mid(4),
+                 stateTexts(QStringLiteral("1 opening, 1 paused, 1 playing, 1 stopped")));
+    }
+
+    void aPauseWhileTheStreamIsAskedForHolds()
+    {
+        m_worker->list = QStringList{QStringLiteral("1")};
+        m_worker->holdAnswers = true;
+        playList();
+        m_engine->pause();
+        m_worker->holdAnswers = false;
+        m_worker->setDataRequest(m_worker->held.first());
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("1 opening, 1 paused")));
+    }
+
+    void whatIsAskedForIsTheCurrentTrackAlreadyAndAFailureHasItsName()
+    {
+        m_worker->list = QStringList{QStringLiteral("unknown")};
+        m_worker->holdAnswers = true;
+        playList();
+        // Who stops the player since content is gone has to see what is about to play.
+        const PelkPlayLogicData asked = m_engine->data();
+        QCOMPARE(asked.trackRoles().path().param(QStringLiteral("id")), QStringLiteral("unknown"));
+        QCOMPARE(asked.state(), PelkPlayLogicState::Opening);
+        QCOMPARE(asked.error(), QString());
+        m_worker->holdAnswers = false;
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_worker->setDataRequest(m_worker->held.first());
+        QVERIFY(finished.wait(5000));
+        const PelkPlayLogicData failed = m_engine->data();
+        QCOMPARE(failed.state(), PelkPlayLogicState::Stopped);
+        QCOMPARE(failed.error(), PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
+        QVERIFY(m_worker->states.isEmpty());
+    }
+
+    void aSuccessBetweenStartsTheCountOfFailuresAnew()
+    {
+        m_worker->list = stateTexts(QStringLiteral("unknown, unknown, 1, unknown, broken, 2, unknown"));
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        QVERIFY(playAll());
+        QCOMPARE(failed.size(), 5);
+        QCOMPARE(m_worker->states.filter(QStringLiteral("playing")).size(), 2);
+    }
+
+    void aSeekPastTheEndIsTheEnd()
+    {
+        m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
+        playList();
+        QTRY_VERIFY(m_engine->status().canSeek);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        m_engine->seek(1000000);
+        QVERIFY(finished.wait(15000));
+        QVERIFY(failed.isEmpty());
+        QCOMPARE(m_worker->states, stateTexts(QStringLiteral("long opening, long playing, long stopped, "
+                                                             "1 opening, 1 playing, 1 stopped")));
     }
 
     void aQueueThatIsClearedIsSilent()

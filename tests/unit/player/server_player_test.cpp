@@ -272,6 +272,48 @@ private Q_SLOTS:
             reader.last(text("notification")).value(text("message")).toString().contains(text("no track")));
     }
 
+    void whatIsPausedOrStoppedWhileItsListIsOnItsWayIsNotHeard_data()
+    {
+        QTest::addColumn<QByteArray>("operation");
+        QTest::addColumn<QString>("outcome");
+        QTest::newRow("pause") << QByteArray("pause") << text("paused");
+        QTest::newRow("stop") << QByteArray("stop") << text("stopped");
+    }
+    void whatIsPausedOrStoppedWhileItsListIsOnItsWayIsNotHeard()
+    {
+        QFETCH(QByteArray, operation);
+        QFETCH(QString, outcome);
+        ServerFixture f;
+        f.addTrack(text("a"), 20000);
+        f.addTrack(text("b"), 20000);
+        f.worker.silent = true;
+        f.start();
+        QCOMPARE(f.client().post(addTarget, with(addition("replace"), "startAt", 1)).status, 202);
+        QTRY_COMPARE(f.worker.kept.size(), 1);
+        QCOMPARE(post(f, operation), 204);
+        f.worker.script.getRowsRequest(f.worker.kept.first());
+        QTRY_COMPARE(queue(f).value(text("count")).toInt(), 2);
+        QTRY_COMPARE(state(f), outcome);
+        QCOMPARE(player(f).value(text("row")).toObject().value(text("title")).toString(), text("Track b"));
+        QVERIFY(!f.worker.script.states.contains(text("b playing")));
+        QCOMPARE(post(f, "play"), 204);
+        QTRY_COMPARE(state(f), text("playing"));
+        QCOMPARE(player(f).value(text("row")).toObject().value(text("title")).toString(), text("Track b"));
+    }
+
+    void aListThatIsPlayedInAPauseIsHeard()
+    {
+        ServerFixture f;
+        f.addTrack(text("a"), 20000);
+        f.start();
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(state(f), text("playing"));
+        QCOMPARE(post(f, "pause"), 204);
+        QTRY_COMPARE(state(f), text("paused"));
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(state(f), text("playing"));
+    }
+
     void aListThatFailsLeavesTheQueueAlone()
     {
         ServerFixture f;

@@ -294,6 +294,46 @@ private Q_SLOTS:
                                         QStringLiteral("1 stopped")}));
     }
 
+    void aSeekInAPausedTrackWhoseAddressIsAskedForAgainArrives()
+    {
+        m_host->worker.maxIdleMs = 300;
+        startAndHear();
+        engine().pause();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 paused"));
+        QElapsedTimer idle;
+        idle.start();
+        QTRY_VERIFY(idle.hasExpired(m_host->worker.maxIdleMs));
+        m_host->output.clear();
+        engine().play();
+        engine().pause();
+        QTRY_VERIFY(engine().status().canSeek);
+        engine().seek(1000);
+        QTRY_VERIFY(qAbs(engine().status().positionMs - 1000) <= 50);
+        QTRY_VERIFY(engine().status().canSeek);
+        engine().play();
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(10000));
+        QVERIFY(m_decoded.endsWith(m_host->output.samples()));
+        const int heardMs =
+            m_host->output.samples().size() / EngineHost::frameBytes * 1000 / EngineHost::rateHz;
+        QVERIFY2(qAbs(heardMs - (seconds * 1000 - 1000)) <= 50, qPrintable(QString::number(heardMs)));
+    }
+
+    void anOutputThatIsStillGoneIsToldOfAgainWhenTheListenerStartsAnew()
+    {
+        startAndHear();
+        QSignalSpy noticed(&engine(), &PlayEngine::noticed);
+        m_host->output.unplug();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 paused"));
+        engine().stop();
+        QCOMPARE(states().last(), QStringLiteral("1 stopped userStop"));
+        QCOMPARE(noticed.size(), 1);
+        engine().play();
+        QTRY_COMPARE(noticed.size(), 2);
+        m_host->output.plug();
+        QTRY_COMPARE_WITH_TIMEOUT(states().last(), QStringLiteral("1 playing"), 10000);
+    }
+
     void anOutputThatGoesAwayHoldsTheMusicUntilItIsBack()
     {
         startAndHear();
