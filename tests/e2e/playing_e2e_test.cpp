@@ -59,6 +59,49 @@ class PlayingE2ETest : public QObject
         return m_players->controlGet(QStringLiteral("reports")).value(QStringLiteral("reports")).toArray();
     }
 
+    /// The Range of each request for a stream, in order; empty for all of it.
+    static QStringList streamRanges(const Players& players)
+    {
+        QStringList ranges;
+        const QJsonArray requests =
+            players.controlGet(QStringLiteral("requests?all=1")).value(QStringLiteral("requests")).toArray();
+        for (const QJsonValue& request : requests) {
+            if (request.toObject().value(QStringLiteral("endpoint")) != QStringLiteral("stream"))
+                continue;
+            QString range;
+            const QJsonArray headers = request.toObject().value(QStringLiteral("headers")).toArray();
+            for (const QJsonValue& header : headers)
+                if (header.toArray().at(0).toString().toLower() == QLatin1String("range"))
+                    range = header.toArray().at(1).toString();
+            ranges << range;
+        }
+        return ranges;
+    }
+
+    /// Each report as "endpoint track duration".
+    QStringList told() const
+    {
+        QStringList told;
+        const QJsonArray heard = reports();
+        for (const QJsonValue& report : heard) {
+            const QJsonObject items = report.toObject().value(QStringLiteral("items")).toObject();
+            told << QStringLiteral("%1 %2 %3")
+                        .arg(report.toObject()
+                                 .value(QStringLiteral("endpoint"))
+                                 .toString()
+                                 .section(QLatin1Char('/'), 1),
+                             items.value(QStringLiteral("track_id")).toVariant().toString(),
+                             items.value(QStringLiteral("duration")).toVariant().toString())
+                        .trimmed();
+        }
+        return told;
+    }
+
+    static QString idOf(const QJsonObject& track)
+    {
+        return QString::number(track.value(QStringLiteral("id")).toInt());
+    }
+
     QJsonObject trackOfKind(const QString& kind) const
     {
         return m_players->controlGet(QStringLiteral("tracks?kind=") + kind)
@@ -170,6 +213,44 @@ private Q_SLOTS:
         QVERIFY(!play.errors.isEmpty());
     }
 
+    void aStreamThatBreaksIsResumedAndReportedLikeAnyOther()
+    {
+        const QJsonObject track = trackOfKind(QStringLiteral("cd"));
+        const auto target = [](const Players& players) {
+            return players.home() + QStringLiteral("/out.wav");
+        };
+        const auto play = [&](const Players& players) {
+            return players.start(
+                {QStringLiteral("play"), pathOf(track), QStringLiteral("--to"), target(players)});
+        };
+        // The same track from another service, which has no such trouble, to compare with.
+        const Players whole;
+        QCOMPARE(whole.login().fault(), QString());
+        m_players->fault(QStringLiteral("stream"),
+                         QJsonObject{{QStringLiteral("kind"), QStringLiteral("truncate")},
+                                     {QStringLiteral("bytes"), 200000},
+                                     {QStringLiteral("count"), 3}});
+        const std::unique_ptr<QProcess> broken = play(*m_players);
+        const std::unique_ptr<QProcess> undisturbed = play(whole);
+        QVERIFY(broken->waitForFinished(120000) && undisturbed->waitForFinished(120000));
+        QVERIFY2(broken->exitCode() == 0, broken->readAllStandardError().constData());
+        QCOMPARE(undisturbed->exitCode(), 0);
+        QCOMPARE(streamRanges(whole), QStringList{QString()});
+        QCOMPARE(streamRanges(*m_players),
+                 (QStringList{QString(), QStringLiteral("bytes=200000-"), QStringLiteral("bytes=400000-"),
+                              QStringLiteral("bytes=600000-")}));
+        QFile one(target(*m_players));
+        QFile other(target(whole));
+        QVERIFY(one.open(QIODevice::ReadOnly) && other.open(QIODevice::ReadOnly));
+        QVERIFY(one.readAll() == other.readAll());
+        const int duration = track.value(QStringLiteral("duration")).toInt();
+        QVERIFY(duration > 0);
+        QCOMPARE(readWav(one.fileName()).seconds, double(duration));
+        QCOMPARE(told(),
+                 (QStringList{QStringLiteral("reportStreamingStart %1 0").arg(idOf(track)),
+                              QStringLiteral("reportStreamingEnd %1 %2").arg(idOf(track)).arg(duration)}));
+    }
+
     void theTracksOfAnAlbumFollowEachOtherAndEachIsReportedOnceWithItsDuration()
     {
         const QJsonArray tracks =
@@ -184,26 +265,11 @@ private Q_SLOTS:
             {QStringLiteral("play"), QStringLiteral("qobuz:album?id=") + album, QStringLiteral("--seconds"),
              QString::number(first + 3), QStringLiteral("--to"), target});
         QVERIFY2(play.exitCode == 0, qPrintable(play.errors));
-        QStringList told;
-        const QJsonArray heard = reports();
-        for (const QJsonValue& report : heard) {
-            const QJsonObject items = report.toObject().value(QStringLiteral("items")).toObject();
-            told << QStringLiteral("%1 %2 %3")
-                        .arg(report.toObject()
-                                 .value(QStringLiteral("endpoint"))
-                                 .toString()
-                                 .section(QLatin1Char('/'), 1),
-                             items.value(QStringLiteral("track_id")).toVariant().toString(),
-                             items.value(QStringLiteral("duration")).toVariant().toString())
-                        .trimmed();
-        }
-        const auto id = [&tracks](int index) {
-            return QString::number(tracks.at(index).toObject().value(QStringLiteral("id")).toInt());
-        };
-        QCOMPARE(told, (QStringList{QStringLiteral("reportStreamingStart %1 0").arg(id(0)),
-                                    QStringLiteral("reportStreamingEnd %1 %2").arg(id(0)).arg(first),
-                                    QStringLiteral("reportStreamingStart %1 0").arg(id(1)),
-                                    QStringLiteral("reportStreamingEnd %1 3").arg(id(1))}));
+        const auto id = [&tracks](int index) { return idOf(tracks.at(index).toObject()); };
+        QCOMPARE(told(), (QStringList{QStringLiteral("reportStreamingStart %1 0").arg(id(0)),
+                                      QStringLiteral("reportStreamingEnd %1 %2").arg(id(0)).arg(first),
+                                      QStringLiteral("reportStreamingStart %1 0").arg(id(1)),
+                                      QStringLiteral("reportStreamingEnd %1 3").arg(id(1))}));
         const Wav wav = readWav(target);
         QCOMPARE(wav.seconds, double(first + 3));
         QVERIFY(wav.loudest > 0.01);
