@@ -80,11 +80,18 @@
     </message>
 </context>
 <context>
-    <name>PanelServer</name>
+    <name>ContentClient</name>
     <message>
         <source>"%1" gave no answer within %2 seconds.</source>
         <translation>„%1“ hat innerhalb von %2 Sekunden nicht geantwortet.</translation>
     </message>
+    <message>
+        <source>The service gave no whole answer; is the network up?</source>
+        <translation>Der Dienst hat nicht vollständig geantwortet; ist das Netz da?</translation>
+    </message>
+</context>
+<context>
+    <name>PanelServer</name>
     <message>
         <source>"%1" has no value that can be set.</source>
         <translation>„%1“ hat keinen Wert, der sich setzen lässt.</translation>

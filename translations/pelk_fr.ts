@@ -80,11 +80,18 @@
     </message>
 </context>
 <context>
-    <name>PanelServer</name>
+    <name>ContentClient</name>
     <message>
         <source>"%1" gave no answer within %2 seconds.</source>
         <translation>« %1 » n’a pas répondu en %2 secondes.</translation>
     </message>
+    <message>
+        <source>The service gave no whole answer; is the network up?</source>
+        <translation>Le service n’a pas répondu entièrement ; le réseau est-il disponible ?</translation>
+    </message>
+</context>
+<context>
+    <name>PanelServer</name>
     <message>
         <source>"%1" has no value that can be set.</source>
         <translation>« %1 » n’a pas de valeur modifiable.</translation>

@@ -5,6 +5,17 @@
 
 #include <QEventLoop>
 
+namespace {
+
+const QString errorCode = QStringLiteral("ErrorCode");
+
+TrString contentText(const char* source, const QList<TrArg>& arguments)
+{
+    return {TrCharData{"ContentClient", source}, arguments};
+}
+
+} // namespace
+
 QStringList ContentClient::allRoles()
 {
     return {PelkRoles::Title(),
@@ -37,11 +48,26 @@ QVector<PelkRoles> ContentClient::rowsOf(const PelkRowsRoles& reply)
     return rows;
 }
 
-QString ContentClient::noAnswer(const CMPath& path)
+TrString ContentClient::noAnswer(const CMPath& path, int limitMs)
 {
-    return QStringLiteral("\"%1\" gave no answer within %2 seconds.")
-        .arg(path.toString())
-        .arg(timeoutMs / 1000);
+    return contentText(QT_TRANSLATE_NOOP("ContentClient", "\"%1\" gave no answer within %2 seconds."),
+                       {path.toString(), QString::number(limitMs / 1000)});
+}
+
+bool ContentClient::isNetworkFault(const CMError& error)
+{
+    // Modules that speak HTTP put the status code here; 0 stands for an answer that did not come, or not
+    // whole.
+    const QVariant code = error.data().value(errorCode);
+    return code.isValid() && code.toInt() == 0;
+}
+
+TrString ContentClient::told(const CMError& error)
+{
+    if (isNetworkFault(error))
+        return contentText(
+            QT_TRANSLATE_NOOP("ContentClient", "The service gave no whole answer; is the network up?"), {});
+    return error.message().toString().trimmed().isEmpty() ? TrString(error.name()) : error.message();
 }
 
 QString ContentClient::sentence(const CMError& error)
@@ -49,11 +75,9 @@ QString ContentClient::sentence(const CMError& error)
     QString text = error.message().toString().trimmed();
     if (text.isEmpty())
         text = error.name();
-    // Modules that speak HTTP put the status code here; 0 stands for an answer that did not come, or not
-    // whole.
-    const QVariant code = error.data().value(QStringLiteral("ErrorCode"));
-    if (code.isValid() && code.toInt() == 0)
-        text = QStringLiteral("The service gave no whole answer; is the network up? (%1)").arg(text);
+    const QVariant code = error.data().value(errorCode);
+    if (isNetworkFault(error))
+        text = told(error).toString() + QStringLiteral(" (%1)").arg(text);
     else if (code.isValid())
         text += QStringLiteral(" (%1)").arg(code.toInt());
     if (!text.endsWith(QLatin1Char('.')) && !text.endsWith(QLatin1Char('!')))

@@ -28,8 +28,13 @@ public:
     /// The rows of a reply to a request for allRoles().
     static QVector<PelkRoles> rowsOf(const PelkRowsRoles& reply);
     /// The sentence for a path that did not answer in time.
-    static QString noAnswer(const CMPath& path);
-    /// An error as a sentence.
+    static TrString noAnswer(const CMPath& path, int limitMs = timeoutMs);
+    /// Whether the service gave no answer, or not a whole one, as modules that speak HTTP tell it.
+    static bool isNetworkFault(const CMError& error);
+    /// An error for people who read different languages: what the content model says, as it came, or that the
+    /// network may be down.
+    static TrString told(const CMError& error);
+    /// An error as a sentence, in the program's language.
     static QString sentence(const CMError& error);
 
     /// The rows `from` to `to`, both inclusive. Answers may be shorter than asked for, so this asks again

@@ -13,7 +13,7 @@ void whenFinished(QObject* context, const CMVoidReply& reply, const CMPath& path
     timer->setSingleShot(true);
     QObject::connect(timer, &QTimer::timeout, context, [timer, path, done] {
         timer->deleteLater();
-        done(CMVoidReply(), CMError(TrString(ContentClient::noAnswer(path))));
+        done(CMVoidReply(), CMError(ContentClient::noAnswer(path)));
     });
     timer->start(ContentClient::timeoutMs);
     reply.addWatcher([timer, done](const CMVoidReply& finished) {

@@ -134,7 +134,5 @@ void ContentCalls::wait(const CMVoidReply& reply, const CMPath& path, Clock::tim
         return;
     if (inTime)
         throw Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player ends.")));
-    throw Problem(504,
-                  serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" gave no answer within %2 seconds."),
-                             {path.toString(), QString::number(m_limit.count() / 1000)}));
+    throw Problem(504, ContentClient::noAnswer(path, int(m_limit.count())));
 }

@@ -1,5 +1,6 @@
 #include "player/server/Problem.h"
 
+#include "player/content/ContentClient.h"
 #include "player/server/ServerText.h"
 
 #include <QJsonDocument>
@@ -45,7 +46,8 @@ Problem::Problem(int httpStatus, const TrString& sentence)
 
 Problem::Problem(const CMError& error)
     : status(502)
-    , detail(error.message())
+    , detail(ContentClient::told(error))
+    , reason(ContentClient::isNetworkFault(error) ? error.message() : TrString())
     , title(error.title())
     , name(error.name())
 {
@@ -53,10 +55,14 @@ Problem::Problem(const CMError& error)
 
 QByteArray Problem::json(const Language& language) const
 {
+    QString sentence = language.text(detail);
+    const QString more = language.text(reason);
+    if (!more.isEmpty())
+        sentence += QStringLiteral(" (%1)").arg(more);
     QJsonObject object{{QStringLiteral("type"), QStringLiteral("about:blank")},
                        {QStringLiteral("title"), language.text(title)},
                        {QStringLiteral("status"), status},
-                       {QStringLiteral("detail"), language.text(detail)}};
+                       {QStringLiteral("detail"), sentence}};
     if (!name.isEmpty())
         object.insert(QStringLiteral("name"), name);
     return QJsonDocument(object).toJson(QJsonDocument::Compact);

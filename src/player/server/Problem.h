@@ -11,11 +11,13 @@
 struct Problem
 {
     Problem(int httpStatus, const TrString& sentence);
-    /// What the content model says: its own message, title and name.
+    /// What the content model says: its own message, title and name. That the network may be down is said
+    /// before it.
     explicit Problem(const CMError& error);
 
     int status;
     TrString detail; ///< a sentence for people
+    TrString reason; ///< what else the content model said; may be empty
     TrString title;
     QString name;     ///< of the content model's error; else empty
     QByteArray allow; ///< of a 405: the methods that are allowed

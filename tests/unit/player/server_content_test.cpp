@@ -123,6 +123,41 @@ private Q_SLOTS:
         QCOMPARE(reply.json().value(text("name")).toString(), status == 502 ? text("error") : QString());
     }
 
+    void whatTheContentModelSaysIsToldAsItCame_data()
+    {
+        QTest::addColumn<CMError>("error");
+        QTest::addColumn<QByteArray>("language");
+        QTest::addColumn<QString>("detail");
+        const TrString own(TrCharData{"Menu", "Albums"}, {});
+        const auto withCode = [](const TrString& message, int code) {
+            return CMError(message, QVariantHash{{text("ErrorCode"), code}});
+        };
+        QTest::newRow("the module's own") << CMError(own) << QByteArray("en") << text("Albums");
+        QTest::newRow("the service's")
+            << withCode(text("Closed for lunch"), 503) << QByteArray("de") << text("Closed for lunch");
+        QTest::newRow("no answer") << withCode(own, 0) << QByteArray("en")
+                                   << text("The service gave no whole answer; is the network up? (Albums)");
+        QTest::newRow("no answer, in German")
+            << withCode(own, 0) << QByteArray("de")
+            << text("Der Dienst hat nicht vollständig geantwortet; ist das Netz da? (Albums)");
+        QTest::newRow("no message") << CMError(PelkHash(QVariantHash{{CMError::Name(), text("refused")}}))
+                                    << QByteArray("en") << text("refused");
+    }
+    void whatTheContentModelSaysIsToldAsItCame()
+    {
+        QFETCH(CMError, error);
+        QFETCH(QByteArray, language);
+        QFETCH(QString, detail);
+        ServerFixture f;
+        f.options.translationFolders = QStringList{text(PELK_CATALOGUES)};
+        f.worker.failure = error;
+        f.start();
+        const PanelReply reply = f.client().get("/api/rows?path=test:list&from=0&to=9&lang=" + language);
+        QCOMPARE(reply.status, 502);
+        QCOMPARE(reply.detail(), detail);
+        QCOMPARE(reply.json().value(text("name")).toString(), error.name());
+    }
+
     void whatNodesTellIsReadByRole()
     {
         ServerFixture f;

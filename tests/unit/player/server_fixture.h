@@ -54,6 +54,7 @@ public:
     CMValueNode* state;
     CMValueNode* account;
     bool silent = false; ///< row requests are kept and not answered
+    CMError failure;     ///< when set: how row requests fail
     bool deaf = false;   ///< what the account is set to is kept and not answered
     QList<CMGetRowsRequest> kept;
     QList<CMSetDataRequest> sets;
@@ -63,6 +64,8 @@ private:
     {
         if (silent)
             kept.append(request);
+        else if (failure.isSet())
+            request.reply().setError(failure);
         else if (request.path() == ScriptedPlayWorker::listPath())
             script.getRowsRequest(request);
         else

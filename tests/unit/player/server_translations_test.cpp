@@ -216,8 +216,8 @@ private Q_SLOTS:
         QFETCH(QString, code);
         QSet<QString> written;
         QSet<QString> known;
-        for (const char* context : {"PanelServer", "PlayEngine"}) {
-            for (const char* folder : {"player/server", "player/play", "player/cli"})
+        for (const char* context : {"PanelServer", "PlayEngine", "ContentClient"}) {
+            for (const char* folder : {"player/server", "player/play", "player/cli", "player/content"})
                 written += literals(text(folder), text("QT_TRANSLATE_NOOP\\(\\s*\"") + text(context) +
                                                       text("\",\\s*") + literal);
             known += messages(text("pelk_") + code + text(".ts"))[text(context)];
