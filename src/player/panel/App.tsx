@@ -1,5 +1,5 @@
 import type { ComponentChildren } from "preact";
-import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
+import { useEffect, useRef } from "preact/hooks";
 import { menuOf } from "./menu";
 import { arrival, route } from "./router";
 import { listener, loginState, needsLogin, status, t, titleOf } from "./state";
@@ -9,6 +9,7 @@ import { Link } from "./parts/Link";
 import { ConnectionLine, NoticeArea } from "./parts/Notice";
 import { PlayerBar } from "./parts/PlayerBar";
 import { urlOf } from "./parts/Tiles";
+import { useArrival } from "./parts/useArrival";
 import { Account } from "./views/Account";
 import { Browse } from "./views/Browse";
 import { Home } from "./views/Home";
@@ -20,13 +21,11 @@ import { Welcome } from "./views/Welcome";
 export function App() {
   const main = useRef<HTMLElement>(null);
   const place = route.value;
-  const { number, scroll } = arrival.value;
-  useLayoutEffect(() => {
-    if (scroll === 0) scrollTo(0, 0);
-  }, [number]);
+  const { number } = arrival.value;
+  useArrival();
   useEffect(() => {
-    // A reader of the screen is told of the new page by its heading; the search takes the focus itself.
-    if (number > 0 && route.value.view !== "search")
+    // A reader of the screen is told of the new page by its heading; an empty search takes the focus itself.
+    if (number > 0 && !(place.view === "search" && place.text === ""))
       main.current?.querySelector<HTMLElement>("h1")?.focus({ preventScroll: true });
   }, [number]);
   useEffect(() => {

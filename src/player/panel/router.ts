@@ -9,6 +9,8 @@ export interface Step {
 interface Kept {
   scroll?: number;
   trail?: Step[];
+  /** How parts of the page were left. */
+  parts?: Record<string, string | number>;
 }
 
 const kept = (): Kept => (history.state as Kept | null) ?? {};
@@ -21,6 +23,14 @@ export const arrival = signal({ number: 0, scroll: kept().scroll ?? 0 });
 
 function keepScroll(): void {
   history.replaceState({ ...kept(), scroll: scrollY }, "");
+}
+
+/** Notes how a part of the present page stands, so that it does so again when the listener comes back. */
+export function keepPart(name: string, value: string | number): void {
+  history.replaceState({ ...kept(), parts: { ...kept().parts, [name]: value } }, "");
+}
+export function keptPart(name: string): string | number | undefined {
+  return kept().parts?.[name];
 }
 
 function arrive(scroll: number): void {

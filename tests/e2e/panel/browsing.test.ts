@@ -1,6 +1,7 @@
 import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test } from "vitest";
 import type { RowsAnswer } from "../../../src/player/panel/api/types";
+import { browseUrl } from "../../../src/player/panel/model/routes";
 import { patienceMs, Stage, testLimitMs } from "./stage";
 
 let stage: Stage;
@@ -104,6 +105,34 @@ describe("browsing", { timeout: testLimitMs }, () => {
       .poll(() => page.evaluate(() => scrollY), { timeout: patienceMs })
       .toBeGreaterThan(before - 1500);
     await page.locator(".tile-title", { hasText: title }).first().waitFor();
+  });
+
+  test("comes back to a start page as it was left: how far, which lists, how far along", async () => {
+    await page.setViewportSize({ width: 390, height: 844 });
+    await page.goto(stage.url);
+    await page.getByRole("button", { name: "Artists" }).first().click();
+    await page.getByRole("list", { name: "Artists" }).first().getByRole("listitem").first().waitFor();
+    const lists = page.locator(".section").nth(1).locator(".shelf");
+    await lists.locator(".tile:not(.skeleton)").nth(5).waitFor();
+    await lists.evaluate((element) => (element.scrollLeft = 500));
+    const along = await lists.evaluate((element) => element.scrollLeft);
+    expect(along).toBeGreaterThan(300);
+    await page.locator(".section").last().locator(".track, .tile").first().waitFor();
+    const down = (): Promise<number> => page.evaluate(() => scrollY);
+    await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
+    const before = await down();
+    expect(before).toBeGreaterThan(300);
+    // Where the page was left is noted when it has come to rest.
+    const noted = (): Promise<unknown> => page.evaluate(() => JSON.stringify(history.state));
+    await expect.poll(noted, { timeout: patienceMs }).toContain(`"shelf qobuz:playlists":${along}`);
+    await page.locator(".section").last().getByRole("link").first().click();
+    await heading("Purchases").waitFor();
+    expect(await down()).toBe(0);
+    await page.goBack();
+    await expect.poll(down, { timeout: patienceMs }).toBe(before);
+    expect(await lists.evaluate((element) => element.scrollLeft)).toBe(along);
+    expect(await page.locator('.tab[aria-pressed="true"]').first().textContent()).toBe("Artists");
+    await page.setViewportSize({ width: 1440, height: 900 });
   });
 
   test("scrolls through a list of 12,000 albums to its end, and holds only what is near", async () => {
@@ -237,6 +266,20 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.getByText("The player does not answer. Trying again…").waitFor({ state: "detached" });
     await firstTile().click();
     await page.locator(".track-title").first().waitFor();
+  });
+
+  test("an album is one too for a player that has not seen it before", async () => {
+    const path = "qobuz:featured/albums";
+    const { rows } = await stage.ask<RowsAnswer>(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=0`);
+    const album = rows[0]!;
+    await stage.stopPlayer();
+    await stage.startPlayer();
+    const other = await stage.page({}, browseUrl(album.path!, album.title));
+    await other.getByRole("heading", { name: album.title!, exact: true, level: 1 }).waitFor();
+    await other.locator(".head .eyebrow").getByText("Album").waitFor();
+    expect(await other.locator(".head .cover img").getAttribute("src")).toBe(album.icon);
+    expect(await other.locator(".track-number").first().textContent()).toBe("1");
+    await other.context().close();
   });
 
   test("says so where there is nothing", async () => {

@@ -101,6 +101,21 @@ describe("searching", { timeout: testLimitMs }, () => {
     expect(await box().inputValue()).toBe("summer");
   });
 
+  test("comes back to where the results were left", async () => {
+    await page.setViewportSize({ width: 390, height: 600 });
+    await page.locator(".results .tile-link").first().waitFor();
+    await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
+    const before = await page.evaluate(() => scrollY);
+    expect(before).toBeGreaterThan(200);
+    const found = page.locator(".results .tile-link").last();
+    const title = (await found.locator(".tile-title").textContent())!;
+    await found.click();
+    await page.getByRole("heading", { name: title, exact: true, level: 1 }).waitFor();
+    await page.goBack();
+    await expect.poll(() => page.evaluate(() => scrollY), { timeout: patienceMs }).toBe(before);
+    await page.setViewportSize({ width: 1440, height: 900 });
+  });
+
   test("shows the whole of a kind", async () => {
     await page.getByRole("link", { name: "See all of Tracks" }).click();
     await page.getByRole("heading", { name: "Tracks", exact: true, level: 1 }).waitFor();

@@ -44,6 +44,14 @@ export function isMenu(row: Row): boolean {
   return kind === "folder" || (kind === "trackList" && !isItem(row.path ?? ""));
 }
 
+/** Whether tracks are those of one album, from its first on. */
+export function isAlbum(rows: (Row | undefined)[]): boolean {
+  const album = rows[0]?.metaData?.album;
+  const number = (i: number): number => rows[i]?.metaData?.originalTrackNumber ?? 0;
+  const follows = (i: number): boolean => number(i) === 1 || (i > 0 && number(i) === number(i - 1) + 1);
+  return rows.length > 1 && !!album && rows.every((row, i) => row?.metaData?.album === album && follows(i));
+}
+
 /** How a list is shown; its first row tells. */
 export function layoutOf(row: Row | undefined): "tracks" | "covers" | "menu" {
   if (!row || row.type === "audio") return "tracks";

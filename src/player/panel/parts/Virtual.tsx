@@ -2,7 +2,6 @@ import type { ComponentChildren } from "preact";
 import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { Ranges } from "../model/ranges";
 import { columnsOf, windowOf } from "../model/window";
-import { arrival } from "../router";
 
 /** While scrolling goes on, rows are asked for once it rests this long, */
 const restMs = 70;
@@ -76,14 +75,6 @@ export function Virtual<T>({ list, label, grid, lineHeight = 60, class: name = "
       sized.disconnect();
     };
   }, []);
-
-  // A list that was come back to is shown where it was left, as soon as it has its height.
-  const restored = useRef(-1);
-  useLayoutEffect(() => {
-    if (part.height === 0 || restored.current === arrival.value.number) return;
-    restored.current = arrival.value.number;
-    if (arrival.value.scroll > 0) scrollTo(0, arrival.value.scroll);
-  });
 
   const asked = useRef(0);
   useEffect(() => {

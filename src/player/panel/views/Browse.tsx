@@ -1,6 +1,6 @@
 import { useEffect, useState } from "preact/hooks";
 import type { Row } from "../api/types";
-import { ancestors, isItem, layoutOf } from "../model/paths";
+import { ancestors, isAlbum, isItem, layoutOf } from "../model/paths";
 import { browseUrl } from "../model/routes";
 import type { Ranges } from "../model/ranges";
 import { trail, type Step } from "../router";
@@ -34,10 +34,11 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
   const steps = useSteps(path);
   const here: Step[] = [...steps, { title, url: browseUrl(path, isItem(path) ? title : "") }];
   const layout = layoutOf(list.at(0));
+  const kind = kindOf(path, list);
   return (
     <>
       <Crumbs steps={steps} title={title} />
-      <Head path={path} title={title} list={list} layout={layout} />
+      <Head path={path} title={title} list={list} layout={layout} kind={kind} />
       {list.fault !== undefined ? (
         <Failure message={sentence(list.fault)} retry={() => list.retry(0)} />
       ) : list.count === undefined ? (
@@ -49,10 +50,18 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
       ) : layout === "covers" ? (
         <Covers list={list} title={title} steps={here} />
       ) : (
-        <Tracks list={list} title={title} path={path} />
+        <Tracks list={list} title={title} path={path} kind={kind} />
       )}
     </>
   );
+}
+
+/** What kind of container a path is: as its row had it, or as its tracks show. */
+function kindOf(path: string, list: Ranges<Row>): string {
+  const told = known.get(path)?.kind;
+  if (told !== undefined || !isItem(path)) return told ?? "";
+  const first = Array.from({ length: Math.min(list.count ?? 0, list.size) }, (_, i) => list.at(i));
+  return isAlbum(first) ? "album" : "";
 }
 
 /** The title of a path: as its row had it, as the content model says it, or as the address carries it. */
@@ -125,24 +134,25 @@ interface HeadProps {
   title: string;
   list: Ranges<Row>;
   layout: "tracks" | "covers" | "menu";
+  kind: string;
 }
 
-function Head({ path, title, list, layout }: HeadProps) {
+function Head({ path, title, list, layout, kind }: HeadProps) {
   const about = known.get(path);
   const item = isItem(path) && layout !== "menu";
   const first = list.at(0);
-  const kind = about?.kind ?? "";
   const word = { album: t.album, artist: t.artist, trackList: t.playlist }[kind];
   const artist = kind === "album" ? first?.metaData?.artist : undefined;
   const playable = list.count !== 0 && (about?.playable ?? (item && layout === "tracks"));
-  const row: Row = { title, path, ...(about?.icon && { icon: about.icon }) };
+  const icon = about?.icon ?? (kind === "album" ? first?.icon : undefined);
+  const row: Row = { title, path, ...(icon && { icon }) };
   const shuffled = (): void => {
     void attempt(client.mode({ shuffle: true })).then((set) => (set ? play({ row, path }) : undefined));
   };
   const count = list.count;
   return (
     <header class={item ? "head" : "head plain-head"}>
-      {item && <Cover src={about?.icon} round={kind === "artist"} icon={kindIcon({ containerType: kind })} />}
+      {item && <Cover src={icon} round={kind === "artist"} icon={kindIcon({ containerType: kind })} />}
       <div class="head-text">
         {item && word && <p class="eyebrow">{word}</p>}
         <h1 tabIndex={-1} dir="auto">
@@ -217,8 +227,15 @@ function FailedTile({ message, retry, aria }: { message: string; retry: () => vo
   );
 }
 
-function Tracks({ list, title, path }: { list: Ranges<Row>; title: string; path: string }) {
-  const onAlbum = known.get(path)?.kind === "album" || !list.at(0)?.metaData?.album;
+interface TracksProps {
+  list: Ranges<Row>;
+  title: string;
+  path: string;
+  kind: string;
+}
+
+function Tracks({ list, title, path, kind }: TracksProps) {
+  const onAlbum = kind === "album" || !list.at(0)?.metaData?.album;
   return (
     <Virtual
       list={list}

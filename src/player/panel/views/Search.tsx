@@ -15,7 +15,9 @@ const pauseMs = 250;
 export function Search({ text }: { text: string }) {
   const [typed, setTyped] = useState(text);
   const input = useRef<HTMLInputElement>(null);
-  useEffect(() => input.current?.focus(), []);
+  useEffect(() => {
+    if (!text) input.current?.focus();
+  }, []);
   // The browser's back button changes the text from outside.
   useEffect(() => setTyped((now) => (now.trim() === text ? now : text)), [text]);
   useEffect(() => {

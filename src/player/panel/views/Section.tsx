@@ -1,7 +1,7 @@
-import { useEffect, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { Row } from "../api/types";
 import { layoutOf } from "../model/paths";
-import type { Step } from "../router";
+import { keepPart, keptPart, type Step } from "../router";
 import { lists, sentence, t, titleOf } from "../state";
 import { play } from "../parts/Actions";
 import { Icon } from "../parts/Icon";
@@ -12,6 +12,8 @@ import { TrackRow, TrackSkeleton } from "../parts/Tracks";
 
 const tilesShown = 12;
 const tracksShown = 6;
+/** A shelf has come to rest after so long. */
+const restMs = 150;
 
 interface Props {
   row: Row;
@@ -58,9 +60,9 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
       ) : count === 0 ? (
         <p class="empty">{t.empty}</p>
       ) : layout === "menu" ? (
-        <Tabs rows={rows} steps={steps} label={titleOf(row)} />
+        <Tabs rows={rows} steps={steps} path={path} label={titleOf(row)} />
       ) : layout === "covers" ? (
-        <Shelf rows={rows} steps={steps} label={titleOf(row)} />
+        <Shelf rows={rows} steps={steps} path={path} label={titleOf(row)} />
       ) : (
         <TrackShelf rows={rows.slice(0, tracksShown)} path={path} label={titleOf(row)} />
       )}
@@ -78,17 +80,28 @@ function Waiting() {
   );
 }
 
-function Shelf({
-  rows,
-  steps,
-  label,
-}: {
+interface RowsProps {
   rows: (Row | undefined)[];
   steps?: Step[] | undefined;
+  /** Of the list that the rows are from. */
+  path: string;
   label: string;
-}) {
+}
+
+function Shelf({ rows, steps, path, label }: RowsProps) {
+  const shelf = useRef<HTMLDivElement>(null);
+  const timer = useRef<ReturnType<typeof setTimeout>>();
+  const part = `shelf ${path}`;
+  useLayoutEffect(() => {
+    shelf.current!.scrollLeft = Number(keptPart(part) ?? 0);
+    return () => clearTimeout(timer.current);
+  }, []);
+  const noteSoon = (): void => {
+    clearTimeout(timer.current);
+    timer.current = setTimeout(() => keepPart(part, shelf.current?.scrollLeft ?? 0), restMs);
+  };
   return (
-    <div class="shelf" role="list" aria-label={label}>
+    <div class="shelf" role="list" aria-label={label} ref={shelf} onScroll={noteSoon}>
       {rows.map((row, i) => {
         const aria = { role: "listitem" as const, "aria-setsize": rows.length, "aria-posinset": i + 1 };
         return row ? (
@@ -124,17 +137,10 @@ function TrackShelf({ rows, path, label }: { rows: (Row | undefined)[]; path: st
 }
 
 /** The lists of a branch, one of them open. */
-function Tabs({
-  rows,
-  steps,
-  label,
-}: {
-  rows: (Row | undefined)[];
-  steps?: Step[] | undefined;
-  label: string;
-}) {
+function Tabs({ rows, steps, path, label }: RowsProps) {
   const menu = rows.filter((row): row is Row => row?.type === "container");
-  const [chosen, setChosen] = useState(menu[0]?.path);
+  const part = `tab ${path}`;
+  const [chosen, setChosen] = useState(keptPart(part) ?? menu[0]?.path);
   const open = menu.find((row) => row.path === chosen) ?? menu[0];
   return (
     <>
@@ -145,7 +151,10 @@ function Tabs({
               key={row.path}
               class="tab"
               aria-pressed={row === open}
-              onClick={() => setChosen(row.path)}
+              onClick={() => {
+                setChosen(row.path);
+                keepPart(part, row.path ?? "");
+              }}
             >
               {titleOf(row)}
             </button>
@@ -180,7 +189,7 @@ function Preview({ row, steps }: { row: Row; steps?: Step[] | undefined }) {
   return layout === "tracks" ? (
     <TrackShelf rows={rows.slice(0, tracksShown)} path={path} label={titleOf(row)} />
   ) : (
-    <Shelf rows={rows} steps={steps} label={titleOf(row)} />
+    <Shelf rows={rows} steps={steps} path={path} label={titleOf(row)} />
   );
 }
 

@@ -1,7 +1,7 @@
 import { describe, expect, test } from "vitest";
 import type { Row } from "../../../../src/player/panel/api/types";
 import { beforeOf, moved } from "../../../../src/player/panel/model/moves";
-import { ancestors, isMenu, layoutOf, resultsPath } from "../../../../src/player/panel/model/paths";
+import { ancestors, isAlbum, isMenu, layoutOf, resultsPath } from "../../../../src/player/panel/model/paths";
 import { browseUrl, parseRoute, searchUrl } from "../../../../src/player/panel/model/routes";
 
 describe("the way to a path", () => {
@@ -34,6 +34,24 @@ describe("how a list is shown", () => {
     ["nothing", undefined, "tracks"],
   ])("%s", (_, first, expected) => expect(layoutOf(first)).toBe(expected));
   test("a row with a picture is no branch", () => expect(isMenu(row({ icon: "http://x/" }))).toBe(false));
+});
+
+describe("tracks of one album", () => {
+  const track = (album: string | undefined, originalTrackNumber: number): Row => ({
+    type: "audio",
+    metaData: { originalTrackNumber, ...(album !== undefined && { album }) },
+  });
+  test.each<[string, (Row | undefined)[], boolean]>([
+    ["from its first on", [track("A", 1), track("A", 2), track("A", 3)], true],
+    ["of two discs", [track("A", 1), track("A", 2), track("A", 1), track("A", 2)], true],
+    ["not from its first on", [track("A", 2), track("A", 3)], false],
+    ["in another order", [track("A", 1), track("A", 3)], false],
+    ["of two", [track("A", 1), track("B", 2)], false],
+    ["of which nobody says it", [track(undefined, 1), track(undefined, 2)], false],
+    ["one alone", [track("A", 1)], false],
+    ["not there yet", [track("A", 1), undefined], false],
+    ["none", [], false],
+  ])("%s", (_, rows, expected) => expect(isAlbum(rows)).toBe(expected));
 });
 
 describe("addresses", () => {
