@@ -4,6 +4,9 @@ import type { BrowserContextOptions, Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { RowsAnswer } from "../../../src/player/panel/api/types";
 import { browseUrl } from "../../../src/player/panel/model/routes";
+import { de } from "../../../src/player/panel/texts/de";
+import { en, type Texts } from "../../../src/player/panel/texts/en";
+import { fr } from "../../../src/player/panel/texts/fr";
 import { patienceMs, shot, Stage, testLimitMs } from "./stage";
 
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
@@ -104,10 +107,76 @@ describe.each(everywhere)("on a %s screen", { timeout: testLimitMs }, (name, opt
     await page.goto(`${stage.url}${views[1]![1]}`);
     await tileMenu(page);
     await shot(page, `menu-${name}`);
-    const found = await findings(page);
-    if (found.length > 0) wrong["menu"] = found;
+    const look = async (view: string): Promise<void> => {
+      const found = await findings(page);
+      if (found.length > 0) wrong[view] = found;
+    };
+    await look("menu");
+
+    // Nothing is really added: the next pictures show the same queue.
+    const added = { status: 202, json: { revision: 1, count: 1 } };
+    await page.route("**/api/player/queue/add*", (request) => request.fulfill(added));
+    await page.getByRole("button", { name: "Add to queue" }).click();
+    await page.locator(".notice.info").waitFor();
+    await page.unroute("**/api/player/queue/add*");
+    await page.route("**/api/**", (request) => request.abort());
+    await page
+      .getByRole("region", { name: "Now playing" })
+      .getByRole("button", { name: "Play" })
+      .last()
+      .click();
+    await page.locator(".notice.error").waitFor();
+    await shot(page, `notices-${name}`);
+    await look("notices");
+
+    await page.goto(`${stage.url}${views[1]![1]}`);
+    await page.getByRole("alert").waitFor();
+    await look("nothing loaded");
+    await page.unroute("**/api/**");
+    await page.goto(`${stage.url}/nowhere`);
+    await page.getByRole("heading", { name: "There is nothing at this address." }).waitFor();
+    await look("no such page");
     await page.context().close();
     expect(wrong).toEqual({});
+  });
+});
+
+const menu = ["Discover", "My Playlists", "Favourites", "Purchases", "Artists", "Tracks"];
+/** The browser's language, the panel's texts in it, and texts that must not be there. */
+const languages: [string, Texts, Texts[], string[]][] = [
+  ["de-DE", de, [en, fr], [...menu, "Albums"]],
+  ["fr-FR", fr, [en, de], menu],
+];
+const plain = (texts: Texts): string[] =>
+  Object.values(texts).filter((text): text is string => typeof text === "string");
+
+describe.each(languages)("in the language %s", { timeout: testLimitMs }, (locale, own, others, words) => {
+  test("every text is in it, and fits a phone", async () => {
+    const page = await stage.page({ ...devices[0]![1], locale });
+    const foreign = new Set([...others.flatMap(plain), ...words]);
+    for (const text of plain(own)) foreign.delete(text);
+    for (const [view, url, ready] of views) {
+      await page.goto(stage.url + url);
+      await (view === "account" ? page.locator("input[name=quality]").first().waitFor() : ready(page));
+      const said = await page.evaluate(() => {
+        const texts = [document.title];
+        const walk = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+        while (walk.nextNode()) texts.push(walk.currentNode.textContent ?? "");
+        for (const element of document.querySelectorAll("[aria-label],[placeholder],[title]"))
+          for (const name of ["aria-label", "placeholder", "title"])
+            texts.push(element.getAttribute(name) ?? "");
+        return texts.map((text) => text.trim()).filter(Boolean);
+      });
+      expect(
+        said.filter((text) => foreign.has(text)),
+        `${view} in another language`,
+      ).toEqual([]);
+      expect(
+        await page.evaluate(() => document.documentElement.scrollWidth - innerWidth),
+        `${view} is wider than the screen`,
+      ).toBeLessThanOrEqual(0);
+    }
+    await page.context().close();
   });
 });
 

@@ -221,6 +221,34 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(queued).toEqual(order);
   });
 
+  test("is put into another order by a finger, and the page stands still meanwhile", async () => {
+    const phone = await stage.page(
+      { viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true },
+      "/queue",
+    );
+    await until(() => titles(phone)).toEqual(order);
+    const middle = async (title: string): Promise<{ x: number; y: number }> => {
+      const grip = phone.getByRole("button", { name: `Move ${title}`, exact: true });
+      const { x, y, width, height } = (await grip.boundingBox())!;
+      return { x: x + width / 2, y: y + height / 2 };
+    };
+    const from = await middle(order[0]!);
+    const to = await middle(order[2]!);
+    const finger = await phone.context().newCDPSession(phone);
+    const touch = (type: "touchStart" | "touchMove", y: number): Promise<unknown> =>
+      finger.send("Input.dispatchTouchEvent", { type, touchPoints: [{ x: from.x, y }] });
+    await touch("touchStart", from.y);
+    for (let step = 1; step <= 8; ++step) await touch("touchMove", from.y + ((to.y - from.y) * step) / 8);
+    await phone.locator(".drop-after").waitFor();
+    await finger.send("Input.dispatchTouchEvent", { type: "touchEnd", touchPoints: [] });
+    order.splice(2, 0, order.shift()!);
+    await until(queued).toEqual(order);
+    await until(() => titles(phone)).toEqual(order);
+    expect(await phone.evaluate(() => scrollY)).toBe(0);
+    await phone.context().close();
+    await until(() => titles()).toEqual(order);
+  });
+
   test("loses the entry that is removed", async () => {
     const gone = order.pop()!;
     await page.getByRole("button", { name: `Remove ${gone}`, exact: true }).click();
@@ -282,19 +310,57 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(queued).toEqual(order);
   });
 
-  test("scrolls smoothly through thousands of entries, and holds only what is near", async () => {
-    await page.goto(`${stage.url}/browse?path=qobuz%3Afavourites%2Ftracks`);
+  test("holds more than 10,000 entries: its end is seen, put into another order and removed", async () => {
+    const path = "qobuz:favourites/tracks";
+    let playable = 0;
+    for (let from = 0, count = 1; from < count; from += 100) {
+      const part = await stage.ask<RowsAnswer>(
+        `/api/rows?path=${encodeURIComponent(path)}&from=${from}&to=${from + 99}`,
+      );
+      count = part.count;
+      playable += part.rows.filter((row) => row.playable).length;
+    }
+    const times = Math.ceil(10_000 / playable);
+    let count = (await player()).queue.count + playable;
+    await page.goto(stage.url + browseUrl(path));
     await page.getByRole("button", { name: "More about Tracks", exact: true }).click();
     await page.getByRole("button", { name: "Add to queue" }).click();
-    await until(async () => (await player()).queue.count).toBeGreaterThan(1_300);
-    const { count } = (await player()).queue;
+    await until(async () => (await player()).queue.count).toBe(count);
+    for (let i = 1; i < times; ++i) {
+      await stage.operate("queue/add", { path, where: "end" });
+      count += playable;
+      await until(async () => (await player()).queue.count).toBe(count);
+    }
+    expect(count).toBeGreaterThan(10_000);
+
     await page.getByRole("link", { name: "Queue" }).first().click();
-    const last = page.locator(`.queue-row[aria-posinset="${count}"]`);
+    await page.locator(".queue-row").first().waitFor();
+    let asked = 0;
+    page.on("request", (request) => (asked += request.url().includes("/api/player/queue?") ? 1 : 0));
+    const row = (place: number) => page.locator(`.queue-row[aria-posinset="${place}"]`);
+    const ids = async (from: number, to: number): Promise<number[]> =>
+      (await stage.ask<QueueAnswer>(`/api/player/queue?from=${from}&to=${to}`)).entries.map(({ id }) => id);
+    const entry = (place: number): Promise<number> =>
+      row(place).evaluate((element) => Number((element as HTMLElement).dataset["entry"]));
     await until(async () => {
       await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
-      return last.count();
+      return row(count).count();
     }).toBe(1);
     expect(await page.locator(".queue-row").count()).toBeLessThan(60);
+    expect(asked).toBeLessThan(20);
+    const end = await ids(count - 3, count - 1);
+    expect([await entry(count - 2), await entry(count - 1), await entry(count)]).toEqual(end);
+
+    await row(count).locator(".grip").press("ArrowUp");
+    await until(() => ids(count - 3, count - 1)).toEqual([end[0], end[2], end[1]]);
+    await until(() => entry(count)).toBe(end[1]);
+    await row(count).locator(".remove").click();
+    await until(() => ids(count - 3, count - 1)).toEqual([end[0], end[2]]);
+    await until(() => page.locator(`[aria-setsize="${count - 1}"].queue-row`).count()).toBeGreaterThan(0);
+    await until(() => entry(count - 1)).toBe(end[2]);
+    // What stands at its front is there as it was.
+    await page.evaluate(() => scrollTo(0, 0));
+    await until(() => entry(1)).toBe((await ids(0, 0))[0]);
   });
 
   test("is emptied, and says so", async () => {
