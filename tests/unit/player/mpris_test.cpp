@@ -231,6 +231,9 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("PELK_TEST_BUS")) {
         qputenv("PELK_TEST_BUS", "1");
         std::vector<char*> command{const_cast<char*>("dbus-run-session"), const_cast<char*>("--")};
+        QByteArray emulator = qgetenv("PELK_TEST_EMULATOR"); // see tests/support/builtprogram.h
+        if (!emulator.isEmpty())
+            command.push_back(emulator.data());
         command.insert(command.end(), argv, argv + argc);
         command.push_back(nullptr);
         execvp(command.front(), command.data());
