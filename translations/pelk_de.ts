@@ -61,25 +61,6 @@
     </message>
 </context>
 <context>
-    <name>PlayEngine</name>
-    <message>
-        <source>%1 broke off</source>
-        <translation>%1 wurde unterbrochen</translation>
-    </message>
-    <message>
-        <source>%1 cannot be played</source>
-        <translation>%1 kann nicht abgespielt werden</translation>
-    </message>
-    <message>
-        <source>Playing goes on from here when it is back. (%1)</source>
-        <translation>Die Wiedergabe geht hier weiter, sobald sie wieder da ist. (%1)</translation>
-    </message>
-    <message>
-        <source>The sound output is gone</source>
-        <translation>Die Tonausgabe ist nicht mehr da</translation>
-    </message>
-</context>
-<context>
     <name>ContentClient</name>
     <message>
         <source>"%1" gave no answer within %2 seconds.</source>
@@ -291,6 +272,58 @@
     <message>
         <source>Wrong type of content</source>
         <translation>Falscher Inhaltstyp</translation>
+    </message>
+</context>
+<context>
+    <name>PlayEngine</name>
+    <message>
+        <source>%1 broke off</source>
+        <translation>%1 wurde unterbrochen</translation>
+    </message>
+    <message>
+        <source>%1 cannot be played</source>
+        <translation>%1 kann nicht abgespielt werden</translation>
+    </message>
+    <message>
+        <source>Playing goes on from here when it is back. (%1)</source>
+        <translation>Die Wiedergabe geht hier weiter, sobald sie wieder da ist. (%1)</translation>
+    </message>
+    <message>
+        <source>The sound output is gone</source>
+        <translation>Die Tonausgabe ist nicht mehr da</translation>
+    </message>
+</context>
+<context>
+    <name>QueueLoader</name>
+    <message>
+        <source>The queue is full: it holds %1 tracks.</source>
+        <translation>Die Warteschlange ist voll: Sie fasst %1 Titel.</translation>
+    </message>
+</context>
+<context>
+    <name>StreamPlayer</name>
+    <message>
+        <source>Nothing came of the stream for %1 seconds; is the network up?</source>
+        <translation>Seit %1 Sekunden ist nichts mehr vom Stream gekommen. Besteht eine Verbindung zum Netz?</translation>
+    </message>
+    <message>
+        <source>The connection broke again and again.</source>
+        <translation>Die Verbindung ist immer wieder abgebrochen.</translation>
+    </message>
+    <message>
+        <source>The stream did not begin within %1 seconds.</source>
+        <translation>Der Stream hat innerhalb von %1 Sekunden nicht begonnen.</translation>
+    </message>
+    <message>
+        <source>The stream is nothing that can be played. (%1)</source>
+        <translation>Der Stream lässt sich nicht abspielen. (%1)</translation>
+    </message>
+</context>
+<context>
+    <name>TrackResolver</name>
+    <message>
+        <source>The service gave no address to play it from.</source>
+        <translation>Der Dienst hat keine Adresse genannt, von der es abgespielt werden kann.</translation>
     </message>
 </context>
 </TS>

@@ -61,25 +61,6 @@
     </message>
 </context>
 <context>
-    <name>PlayEngine</name>
-    <message>
-        <source>%1 broke off</source>
-        <translation>%1 s’est interrompu</translation>
-    </message>
-    <message>
-        <source>%1 cannot be played</source>
-        <translation>%1 ne peut pas être lu</translation>
-    </message>
-    <message>
-        <source>Playing goes on from here when it is back. (%1)</source>
-        <translation>La lecture reprendra ici dès son retour. (%1)</translation>
-    </message>
-    <message>
-        <source>The sound output is gone</source>
-        <translation>La sortie audio a disparu</translation>
-    </message>
-</context>
-<context>
     <name>ContentClient</name>
     <message>
         <source>"%1" gave no answer within %2 seconds.</source>
@@ -291,6 +272,58 @@
     <message>
         <source>Wrong type of content</source>
         <translation>Type de contenu incorrect</translation>
+    </message>
+</context>
+<context>
+    <name>PlayEngine</name>
+    <message>
+        <source>%1 broke off</source>
+        <translation>%1 s’est interrompu</translation>
+    </message>
+    <message>
+        <source>%1 cannot be played</source>
+        <translation>%1 ne peut pas être lu</translation>
+    </message>
+    <message>
+        <source>Playing goes on from here when it is back. (%1)</source>
+        <translation>La lecture reprendra ici dès son retour. (%1)</translation>
+    </message>
+    <message>
+        <source>The sound output is gone</source>
+        <translation>La sortie audio a disparu</translation>
+    </message>
+</context>
+<context>
+    <name>QueueLoader</name>
+    <message>
+        <source>The queue is full: it holds %1 tracks.</source>
+        <translation>La file d’attente est pleine : elle contient %1 titres.</translation>
+    </message>
+</context>
+<context>
+    <name>StreamPlayer</name>
+    <message>
+        <source>Nothing came of the stream for %1 seconds; is the network up?</source>
+        <translation>Plus rien n’est arrivé du flux depuis %1 secondes. Le réseau est-il disponible ?</translation>
+    </message>
+    <message>
+        <source>The connection broke again and again.</source>
+        <translation>La connexion s’est interrompue à plusieurs reprises.</translation>
+    </message>
+    <message>
+        <source>The stream did not begin within %1 seconds.</source>
+        <translation>Le flux n’a pas commencé en %1 secondes.</translation>
+    </message>
+    <message>
+        <source>The stream is nothing that can be played. (%1)</source>
+        <translation>Le flux n’est pas lisible. (%1)</translation>
+    </message>
+</context>
+<context>
+    <name>TrackResolver</name>
+    <message>
+        <source>The service gave no address to play it from.</source>
+        <translation>Le service n’a donné aucune adresse de lecture.</translation>
     </message>
 </context>
 </TS>

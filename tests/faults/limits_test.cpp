@@ -149,7 +149,8 @@ private Q_SLOTS:
         row("a stream that does not begin", "stream", 1, 30000,
             {QStringLiteral(" cannot be played: The stream did not begin within 30 seconds.")});
         row("rows on a dead link", "rows", 1, 30000, {noAnswer});
-        row("a track on a dead link", "track", 1, 30000, {QStringLiteral(" cannot be played: ") + noAnswer});
+        row("a track on a dead link", "track", 1, 30000,
+            {QStringLiteral(" cannot be played: The service gave no whole answer; is the network up?")});
         row("a login on a dead link", "login", 1, 30000, {noAnswer});
     }
     void theLimitHolds()

@@ -36,6 +36,14 @@ QString titleOf(const PelkRoles& row)
     return printableText(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
 }
 
+/// What was written to stand alone, as a sentence among others.
+QString whole(const TrString& sentence)
+{
+    const QString text = sentence.toString();
+    const bool isWhole = QStringLiteral(".!?").contains(text.right(1));
+    return isWhole ? text : text + QLatin1Char('.');
+}
+
 /// A track has no rows that could be asked for; where its stream is asked for is all that it takes.
 PelkRoles trackRow(const CMPath& path, const CMPath& prePlay)
 {
@@ -120,9 +128,9 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
     connect(&engine, &PlayEngine::trackBrokeOff, this, &PlayCommand::onBrokeOff);
     connect(&engine, &PlayEngine::trackStalled, this, &PlayCommand::onStalled);
     connect(&engine, &PlayEngine::trackResumed, this, [this] { m_stalled = false; });
-    connect(&engine, &PlayEngine::outputGone, this, [](const QString& sentence) {
-        Terminal::error(
-            QStringLiteral("The sound output is gone; playing goes on when it is back. (%1)").arg(sentence));
+    connect(&engine, &PlayEngine::outputGone, this, [](const TrString& sentence) {
+        Terminal::error(QStringLiteral("The sound output is gone; playing goes on when it is back. (%1)")
+                            .arg(sentence.toString()));
     });
     connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
     connect(signalWatch, &SignalWatch::caught, &engine, [&] {
@@ -135,8 +143,8 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
             engine.play();
         first = false;
     });
-    connect(&loader, &QueueLoader::finished, &engine, [&](const QString& sentence) {
-        if (!sentence.isEmpty())
+    connect(&loader, &QueueLoader::finished, &engine, [&](const TrString& sentence) {
+        if (sentence != TrString())
             onFailed(PelkRoles(), sentence);
         if (loader.added() == 0)
             loop.quit();
@@ -172,20 +180,20 @@ void PlayCommand::onStarted(const PelkRoles& row)
     m_durationSeconds = row.mediaData().resources().value(0).duration();
 }
 
-void PlayCommand::onFailed(const PelkRoles& row, const QString& sentence)
+void PlayCommand::onFailed(const PelkRoles& row, const TrString& sentence)
 {
     m_anyFailed = true;
     const QString login =
         ServiceAccount::isLoggedIn() ? QString() : QStringLiteral(" Log in with: pelk login USER");
-    Terminal::error(row.isEmpty()
-                        ? sentence + login
-                        : QStringLiteral("%1 cannot be played: %2").arg(titleOf(row), sentence) + login);
+    Terminal::error(
+        row.isEmpty() ? whole(sentence) + login
+                      : QStringLiteral("%1 cannot be played: %2").arg(titleOf(row), whole(sentence)) + login);
 }
 
-void PlayCommand::onBrokeOff(const PelkRoles& row, const QString& sentence)
+void PlayCommand::onBrokeOff(const PelkRoles& row, const TrString& sentence)
 {
     m_anyFailed = true;
-    Terminal::error(QStringLiteral("%1 broke off: %2").arg(titleOf(row), sentence));
+    Terminal::error(QStringLiteral("%1 broke off: %2").arg(titleOf(row), whole(sentence)));
 }
 
 void PlayCommand::onStalled()

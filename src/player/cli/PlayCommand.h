@@ -21,8 +21,8 @@ public:
 private:
     int play(AudioOutput* output, const CMPath& path, SignalWatch* signalWatch);
     void onStarted(const PelkRoles& row);
-    void onFailed(const PelkRoles& row, const QString& sentence);
-    void onBrokeOff(const PelkRoles& row, const QString& sentence);
+    void onFailed(const PelkRoles& row, const TrString& sentence);
+    void onBrokeOff(const PelkRoles& row, const TrString& sentence);
     void onStalled();
     void showProgress(const PlayEngine& engine);
 

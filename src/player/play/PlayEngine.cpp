@@ -266,15 +266,15 @@ void PlayEngine::start(int entry)
     if (!isOnTheWay)
         m_nextResolver.cancel();
     if (prepared.entry == entry && isFresh(prepared))
-        onResolved(place, prepared, QString());
+        onResolved(place, prepared, TrString());
     else if (!isOnTheWay)
-        m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
+        m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const TrString& failure) {
             onResolved(place, track, failure);
         });
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track, const QString& failure)
+void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure)
 {
     if (track.isEmpty()) {
         fail(entry.row, failure, PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
@@ -313,7 +313,7 @@ void PlayEngine::reopen(qint64 positionMs)
         return;
     }
     m_resolver.resolve(m_queue.entries().at(index), m_heldMs,
-                       [this](const ResolvedTrack& track, const QString& failure) {
+                       [this](const ResolvedTrack& track, const TrString& failure) {
                            if (track.isEmpty()) {
                                onStreamFailed(failure);
                                return;
@@ -341,7 +341,7 @@ void PlayEngine::prepareNext()
         return;
     m_nextAsked = wanted;
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(wanted));
-    m_nextResolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const QString& failure) {
+    m_nextResolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const TrString& failure) {
         if (m_track.isEmpty()) {
             onResolved(place, track, failure); // it is its turn already
         } else if (!track.isEmpty()) {         // else it is tried once more when its turn has come
@@ -447,7 +447,7 @@ void PlayEngine::onEnded()
     goOn(m_order.next(true));
 }
 
-void PlayEngine::onStreamFailed(const QString& sentence)
+void PlayEngine::onStreamFailed(const TrString& sentence)
 {
     const PelkRoles row = m_track.row;
     if (!m_started) {
@@ -467,7 +467,7 @@ void PlayEngine::onStreamFailed(const QString& sentence)
     goOnAfterFailure();
 }
 
-void PlayEngine::onOutputFailed(const QString& sentence)
+void PlayEngine::onOutputFailed(const TrString& sentence)
 {
     if (!m_outputWorked) {
         // Nor would the next track find an output.
@@ -486,7 +486,7 @@ void PlayEngine::onOutputFailed(const QString& sentence)
         Q_EMIT noticed(
             engineText(QT_TRANSLATE_NOOP("PlayEngine", "The sound output is gone")),
             engineText(QT_TRANSLATE_NOOP("PlayEngine", "Playing goes on from here when it is back. (%1)"),
-                       {sentence}));
+                       {sentence.toString()}));
     }
     // It may have been a hiccup; after that it is asked for now and then.
     m_outputRetry.start(m_outputGone ? outputRetryMs : 0);
@@ -552,7 +552,7 @@ qint64 PlayEngine::positionMs() const
     return m_heldMs >= 0 ? m_heldMs : m_stream.positionMs();
 }
 
-void PlayEngine::fail(const PelkRoles& row, const QString& sentence, const QString& error)
+void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QString& error)
 {
     endTrack(error);
     Q_EMIT trackFailed(row, sentence);

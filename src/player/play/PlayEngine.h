@@ -72,11 +72,11 @@ Q_SIGNALS:
     void trackResumed(const PelkRoles& row);
     /// The current track, which was heard, broke off; the sentence says why. It has ended; otherwise as
     /// trackFailed.
-    void trackBrokeOff(const PelkRoles& row, const QString& sentence);
+    void trackBrokeOff(const PelkRoles& row, const TrString& sentence);
     /// There is nowhere to play to, and playing goes on once there is; the sentence says what happened.
-    void outputGone(const QString& sentence);
+    void outputGone(const TrString& sentence);
     /// A track could not be played; the sentence says why. The queue goes on, unless three failed in a row.
-    void trackFailed(const PelkRoles& row, const QString& sentence);
+    void trackFailed(const PelkRoles& row, const TrString& sentence);
     /// Playing has ended, and every change of state was told and dealt with.
     void finished();
 
@@ -89,7 +89,7 @@ private:
     };
     void start(int entry);
     void hold();
-    void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const QString& failure);
+    void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure);
     void begin(const ResolvedTrack& track);
     void goOn(int entry);
     void reopen(qint64 positionMs);
@@ -104,15 +104,15 @@ private:
     void fallSilent(bool stalled);
     void onStalled();
     void onEnded();
-    void onStreamFailed(const QString& sentence);
-    void onOutputFailed(const QString& sentence);
+    void onStreamFailed(const TrString& sentence);
+    void onOutputFailed(const TrString& sentence);
     void onQueueChanged();
     void goOnAfterFailure();
     void endTrack(const QString& error);
     void endStream();
     void closeTrack(const QString& error);
     qint64 positionMs() const;
-    void fail(const PelkRoles& row, const QString& sentence, const QString& error);
+    void fail(const PelkRoles& row, const TrString& sentence, const QString& error);
     void finish();
 
     StreamPlayer m_stream;

@@ -10,6 +10,9 @@ namespace {
 /// The container that was asked for, and those in it.
 constexpr int mostLevels = 2;
 
+constexpr const char* queueIsFull =
+    QT_TRANSLATE_NOOP("QueueLoader", "The queue is full: it holds %1 tracks.");
+
 } // namespace
 
 QueueLoader::QueueLoader(PlayQueue* queue, const CMPath& container, PlayQueue::Where where, int from, int to,
@@ -52,7 +55,7 @@ void QueueLoader::askForPage()
     whenFinished(this, request.reply(), level.path,
                  [this](const CMVoidReply& finished, const CMError& error) {
                      if (error.isSet()) {
-                         finish(ContentClient::sentence(error));
+                         finish(ContentClient::told(error));
                          return;
                      }
                      const PelkRowsRoles reply = CMReply<PelkRowsRoles>::from(finished).value();
@@ -76,12 +79,12 @@ void QueueLoader::goOn()
     if (m_waiting)
         return;
     if (wasOvertaken()) {
-        finish(QString());
+        finish(TrString());
         return;
     }
     while (!m_levels.isEmpty()) {
         if (!addWaiting()) {
-            finish(QStringLiteral("The queue is full: it holds %1 tracks.").arg(PlayQueue::mostEntries));
+            finish(TrString(TrCharData{"QueueLoader", queueIsFull}, {PlayQueue::mostEntries}));
             return;
         }
         Level& level = m_levels.last();
@@ -98,7 +101,7 @@ void QueueLoader::goOn()
         }
         m_levels.removeLast();
     }
-    finish(QString());
+    finish(TrString());
 }
 
 /// Adds the tracks up to the next container that stands for its own. False when the queue is full.
@@ -140,7 +143,7 @@ bool QueueLoader::addWaiting()
     return ids.size() == playable.size();
 }
 
-void QueueLoader::finish(const QString& sentence)
+void QueueLoader::finish(const TrString& sentence)
 {
     m_loading = false;
     m_queue->endGrowth(m_turn);

@@ -33,7 +33,7 @@ Q_SIGNALS:
     void pageAdded(const QVector<int>& ids, const QVector<int>& rows);
     /// Once, at the end. The sentence says why rows could not be had, or why some are missing; it is empty
     /// when all went well.
-    void finished(const QString& sentence);
+    void finished(const TrString& sentence);
 
 private:
     /// A container that is being asked for, below the one whose row led to it.
@@ -52,7 +52,7 @@ private:
     void takePage(const QVector<PelkRoles>& rows, int count);
     void goOn();
     bool addWaiting();
-    void finish(const QString& sentence);
+    void finish(const TrString& sentence);
 
     PlayQueue* m_queue;
     QVector<Level> m_levels;

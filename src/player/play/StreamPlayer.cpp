@@ -57,14 +57,23 @@ void onTurn(GObject* /*concat*/, GParamSpec* /*property*/, gpointer tell)
     (*static_cast<std::function<void()>*>(tell))();
 }
 
-QString sentenceOf(const GError* error)
+TrString playerText(const char* source, const QList<TrArg>& arguments = {})
 {
-    const QString text = QString::fromUtf8(error->message);
+    return {TrCharData{"StreamPlayer", source}, arguments};
+}
+
+TrString sentenceOf(const GError* error)
+{
+    // GStreamer's texts may quote the address, and its query is a permission to fetch it.
+    const QString text = maskSecrets(QString::fromUtf8(error->message));
     const bool unknown =
         error->domain == GST_STREAM_ERROR &&
         (error->code == GST_STREAM_ERROR_TYPE_NOT_FOUND || error->code == GST_STREAM_ERROR_WRONG_TYPE ||
          error->code == GST_STREAM_ERROR_CODEC_NOT_FOUND || error->code == GST_STREAM_ERROR_FORMAT);
-    return unknown ? QStringLiteral("The stream is nothing that can be played. (%1)").arg(text) : text;
+    return unknown ? playerText(
+                         QT_TRANSLATE_NOOP("StreamPlayer", "The stream is nothing that can be played. (%1)"),
+                         {text})
+                   : TrString(text);
 }
 
 } // namespace
@@ -88,14 +97,15 @@ StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
     m_openLimit.setSingleShot(true);
     m_openLimit.setInterval(StreamSource::openLimitMs);
     connect(&m_openLimit, &QTimer::timeout, this, [this] {
-        fail(QStringLiteral("The stream did not begin within %1 seconds.")
-                 .arg(StreamSource::openLimitMs / 1000));
+        fail(playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The stream did not begin within %1 seconds."),
+                        {StreamSource::openLimitMs / 1000}));
     });
     m_stallLimit.setSingleShot(true);
     m_stallLimit.setInterval(StreamSource::stallLimitMs);
     connect(&m_stallLimit, &QTimer::timeout, this, [this] {
-        fail(QStringLiteral("Nothing came of the stream for %1 seconds; is the network up?")
-                 .arg(StreamSource::stallLimitMs / 1000));
+        fail(playerText(QT_TRANSLATE_NOOP("StreamPlayer",
+                                          "Nothing came of the stream for %1 seconds; is the network up?"),
+                        {StreamSource::stallLimitMs / 1000}));
     });
     m_changeTimer.setSingleShot(true);
     m_changeTimer.setTimerType(Qt::PreciseTimer);
@@ -233,7 +243,7 @@ void StreamPlayer::stop()
     m_startMs = 0;
     m_changeAtNs = -1;
     m_nextCame = false;
-    m_nextFailure.clear();
+    m_nextFailed = false;
     m_told = Nothing;
     if (m_pipeline) {
         gst_element_set_state(m_pipeline, GST_STATE_NULL);
@@ -366,17 +376,17 @@ void StreamPlayer::onError(GstMessage* message)
 {
     GError* error = nullptr;
     gst_message_parse_error(message, &error, nullptr);
-    // GStreamer's texts may quote the address, and its query is a permission to fetch it.
-    QString sentence = maskSecrets(sentenceOf(error));
+    TrString sentence = sentenceOf(error);
     g_error_free(error);
     GstObject* object = GST_MESSAGE_SRC(message);
     const StreamSource* sender = senderOf(message);
     if (sender && sender->isBrokenForGood())
-        sentence = QStringLiteral("The connection broke again and again.");
+        sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The connection broke again and again."));
     if (sender && sender == m_next.get()) {
         if (m_next->isFeeding()) {
             // It fails when its turn has come. To take it out now would end the pipeline's stream from this
             // thread, which then waits for the output.
+            m_nextFailed = true;
             m_nextFailure = sentence;
             onTurn();
             return;
@@ -457,7 +467,7 @@ void StreamPlayer::checkChange()
     if (m_changeAtNs < 0)
         return;
     const qint64 leftMs = (m_changeAtNs - now()) / qint64(GST_MSECOND) + endMarginMs;
-    const bool canGoOver = m_nextCame || !m_nextFailure.isEmpty();
+    const bool canGoOver = m_nextCame || m_nextFailed;
     if (leftMs <= 0 && canGoOver)
         goOver();
     else if (leftMs <= 0 && !m_next->hasBegun())
@@ -480,7 +490,7 @@ void StreamPlayer::goOver()
     Q_EMIT wentOver();
     if (generation != m_generation)
         return;
-    if (!m_nextFailure.isEmpty()) {
+    if (m_nextFailed) {
         fail(m_nextFailure);
         return;
     }
@@ -532,7 +542,7 @@ void StreamPlayer::applyTarget()
         gst_element_set_state(m_pipeline, wanted);
 }
 
-void StreamPlayer::fail(const QString& sentence)
+void StreamPlayer::fail(const TrString& sentence)
 {
     m_openLimit.stop();
     m_stallLimit.stop();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "api/types/trstring.h"
 #include "player/play/AudioFormat.h"
 
 #include <QObject>
@@ -67,11 +68,11 @@ Q_SIGNALS:
     /// if it had not been set.
     void ended();
     /// The stream broke off or could not be played; the sentence says why.
-    void failed(const QString& sentence);
+    void failed(const TrString& sentence);
     /// The next stream cannot be played; there is none any longer.
-    void nextFailed(const QString& sentence);
+    void nextFailed(const TrString& sentence);
     /// There is nowhere to play to; the sentence says why. The stream itself is as good as it was.
-    void outputFailed(const QString& sentence);
+    void outputFailed(const TrString& sentence);
 
 private:
     enum Told
@@ -93,7 +94,7 @@ private:
     void finish();
     void checkChange();
     void goOver();
-    void fail(const QString& sentence);
+    void fail(const TrString& sentence);
     qint64 now() const;
     void applyTarget();
     void applyVolume();
@@ -122,7 +123,8 @@ private:
     qint64 m_endMs = 0;       // of the current stream, once m_changeAtNs is known
     bool m_nextCame = false;  // whether the next stream has come by its turn
     std::atomic<qint64> m_fedUntilNs{0}; // in the pipeline's time, what the concat has let through
-    QString m_nextFailure;               // of the next stream when it comes too late to drop it
+    bool m_nextFailed = false;           // when it was too late to drop the next stream
+    TrString m_nextFailure;
     Told m_told = Nothing;
     QTimer m_openLimit;
     QTimer m_stallLimit;

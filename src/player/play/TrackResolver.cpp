@@ -8,6 +8,13 @@
 #include "player/content/ReplyLimit.h"
 #include "player/host/ServiceAccount.h"
 
+namespace {
+
+constexpr const char* noAddress =
+    QT_TRANSLATE_NOOP("TrackResolver", "The service gave no address to play it from.");
+
+} // namespace
+
 QString ResolvedTrack::uri() const
 {
     return row.mediaData().resources().value(0).uri();
@@ -51,17 +58,16 @@ void TrackResolver::resolve(const QueueEntry& entry, qint64 startMs, const Callb
                          return;
                      m_entry = 0;
                      if (error.isSet()) {
-                         callback(ResolvedTrack(), ContentClient::sentence(error));
+                         callback(ResolvedTrack(), ContentClient::told(error));
                          return;
                      }
                      track.row = PelkRoles(PelkHash::fromVariant(finished.d()->value()));
                      track.age.start();
                      track.lowerThanAsked = ServiceAccount::isLowerThan(track.askedQuality, track.row);
                      if (track.uri().isEmpty())
-                         callback(ResolvedTrack(),
-                                  QStringLiteral("The service gave no address to play it from."));
+                         callback(ResolvedTrack(), TrString(TrCharData{"TrackResolver", noAddress}, {}));
                      else
-                         callback(track, QString());
+                         callback(track, TrString());
                  });
     CMRoot()->setDataRequest(request);
 }

@@ -31,7 +31,7 @@ public:
     explicit TrackResolver(QObject* parent = nullptr);
 
     /// Gets the track, or a sentence that says why there is none. May be called before resolve() returns.
-    using Callback = std::function<void(const ResolvedTrack& track, const QString& failure)>;
+    using Callback = std::function<void(const ResolvedTrack& track, const TrString& failure)>;
     /// Asks; an earlier request that is under way is forgotten. `startMs` is where in the track it is going
     /// to be played from.
     void resolve(const QueueEntry& entry, qint64 startMs, const Callback& callback);

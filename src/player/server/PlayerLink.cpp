@@ -119,18 +119,18 @@ void PlayerLink::load(const Addition& addition)
                             *hasStarted = m_engine->startExpected(ids.at(i));
                 });
     }
-    connect(loader, &QueueLoader::finished, this, [this, loader, addition](const QString& sentence) {
+    connect(loader, &QueueLoader::finished, this, [this, loader, addition](const TrString& sentence) {
         --m_loaders;
         loader->deleteLater();
-        if (!m_events || (sentence.isEmpty() && (loader->added() > 0 || loader->wasOvertaken())))
+        if (!m_events || (sentence == TrString() && (loader->added() > 0 || loader->wasOvertaken())))
             return;
-        if (sentence.isEmpty())
+        if (sentence == TrString())
             m_events->notify(notice(
                 serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing to play")),
                 serverText(QT_TRANSLATE_NOOP("PanelServer", "The list holds no track that can be played."))));
         else
-            m_events->notify(notice(serverText(QT_TRANSLATE_NOOP("PanelServer", "The queue is not complete")),
-                                    TrString(sentence)));
+            m_events->notify(
+                notice(serverText(QT_TRANSLATE_NOOP("PanelServer", "The queue is not complete")), sentence));
     });
     loader->start();
 }

@@ -164,7 +164,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("id");
         QTest::addColumn<QString>("sentence");
-        QTest::newRow("refused") << QStringLiteral("unknown") << QStringLiteral("no track.");
+        QTest::newRow("refused") << QStringLiteral("unknown") << QStringLiteral("no track");
         QTest::newRow("no address") << QStringLiteral("nowhere")
                                     << QStringLiteral("The service gave no address to play it from.");
     }

@@ -1,3 +1,5 @@
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
 #include "player/server/Translations.h"
 #include "tests/unit/player/server_fixture.h"
 
@@ -210,13 +212,51 @@ private Q_SLOTS:
                      text("Titre indisponible"));
     }
 
+    void whatCannotBePlayedIsToldInTheReadersLanguage()
+    {
+        ServerFixture f;
+        f.options.translationFolders = folders;
+        f.start();
+        EventReader german(f.port, "?lang=de");
+        QTRY_VERIFY(german.events().size() >= 2);
+        const auto told = [&german](const char* message) {
+            for (const EventReader::Event& event : german.events())
+                if (event.name == text("notification") &&
+                    event.data.value(text("message")).toString().startsWith(text(message)))
+                    return true;
+            return false;
+        };
+        // A list and a track that nobody answers for, one without an address, one without sound.
+        QCOMPARE(f.client()
+                     .post("/api/player/queue/add",
+                           QJsonObject{{text("path"), text("none:list")}, {text("where"), text("end")}})
+                     .status,
+                 202);
+        QTRY_VERIFY(told("Unter „none:list“ antwortet kein Dienst."));
+        PelkMetaData metaData;
+        metaData.setPrePlayPath(CMPath(text("none:x")));
+        PelkMediaData mediaData;
+        mediaData.setMetaData(metaData);
+        PelkRoles row;
+        row.setMediaData(mediaData);
+        f.worker.script.uris = {{text("empty"), QString()}, {text("noise"), text("file://" SOURCE_DIR "/README.md")}};
+        f.engine->queue().add(
+            {row, ScriptedPlayWorker::row(text("empty")), ScriptedPlayWorker::row(text("noise"))},
+            PlayQueue::Where::Replace);
+        f.engine->play();
+        QTRY_VERIFY(told("Unter „none:x“ antwortet kein Dienst."));
+        QTRY_VERIFY(told("Der Dienst hat keine Adresse genannt"));
+        QTRY_VERIFY(told("Der Stream lässt sich nicht abspielen."));
+    }
+
     void everyTextOfThePlayerIsInBothCatalogues_data() { languages(); }
     void everyTextOfThePlayerIsInBothCatalogues()
     {
         QFETCH(QString, code);
         QSet<QString> written;
         QSet<QString> known;
-        for (const char* context : {"PanelServer", "PlayEngine", "ContentClient"}) {
+        for (const char* context :
+             {"ContentClient", "PanelServer", "PlayEngine", "QueueLoader", "StreamPlayer", "TrackResolver"}) {
             for (const char* folder : {"player/server", "player/play", "player/cli", "player/content"})
                 written += literals(text(folder), text("QT_TRANSLATE_NOOP\\(\\s*\"") + text(context) +
                                                       text("\",\\s*") + literal);
@@ -226,8 +266,10 @@ private Q_SLOTS:
         QCOMPARE(QStringList((written - known).values()), QStringList());
         QCOMPARE(QStringList((known - written).values()), QStringList());
         // A text that is wrapped otherwise would escape the catalogues.
-        const QSet<QString> unmarked = literals(
-            text("player/server"), QStringLiteral("(?:serverText|engineText|wrong)\\(\\s*") + literal);
+        QSet<QString> unmarked;
+        for (const char* folder : {"player/server", "player/play"})
+            unmarked += literals(
+                text(folder), QStringLiteral("(?:serverText|engineText|playerText|wrong)\\(\\s*") + literal);
         QCOMPARE(QStringList(unmarked.values()), QStringList());
     }
 
