@@ -92,6 +92,18 @@ int reports(const Players& players, const char* what)
     return count;
 }
 
+/// How many requests of a kind it has answered.
+int answered(const Players& players, const char* what)
+{
+    const QJsonArray requests = players.controlGet(text("requests")).value(text("requests")).toArray();
+    int count = 0;
+    for (const QJsonValue& request : requests)
+        if (request.toObject().value(text("endpoint")).toString() == text(what) &&
+            request.toObject().value(text("status")).toInt() != 0)
+            ++count;
+    return count;
+}
+
 } // namespace
 
 /// `pelk serve` in front of the sandbox.
@@ -219,6 +231,29 @@ private Q_SLOTS:
         QTRY_COMPARE(serve.state(), text("stopped"));
         QCOMPARE(serve.client().get("/api/rows?path=qobuz:&from=0&to=9&lang=fr").detail(),
                  text("Aucun compte n’est connecté"));
+    }
+
+    void aLogoutWhileTheStreamIsAskedForStopsThePlayer()
+    {
+        const Players players;
+        const Serve serve(players);
+        QCOMPARE(serve.login().status, 200);
+        players.fault(text("track/getFileUrl"),
+                      QJsonObject{{text("kind"), text("delay")}, {text("ms"), 3000}, {text("count"), 1}});
+        QCOMPARE(
+            serve.client()
+                .post("/api/player/queue/add", QJsonObject{{text("path"), text("qobuz:favourites/tracks")},
+                                                           {text("where"), text("replace")}})
+                .status,
+            202);
+        QTRY_COMPARE_WITH_TIMEOUT(serve.state(), text("opening"), 30000);
+        QTRY_COMPARE(reports(players, "track/getFileUrl"), 1);
+        QCOMPARE(serve.logout().status, 200);
+        QTRY_COMPARE(serve.state(), text("stopped"));
+        // The answer comes to nobody.
+        QTRY_COMPARE_WITH_TIMEOUT(answered(players, "track/getFileUrl"), 1, 30000);
+        QCOMPARE(serve.state(), text("stopped"));
+        QCOMPARE(reports(players, "reportStreaming"), 0);
     }
 
     void anEndWhilePlayingIsReported()

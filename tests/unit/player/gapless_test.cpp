@@ -310,6 +310,23 @@ private Q_SLOTS:
                                                "b opening, b playing, b stopped")));
     }
 
+    void aSeekAfterTheNextOneIsPreparedKeepsTheSeam()
+    {
+        QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
+        QTRY_VERIFY(!m_host->output.samples().isEmpty());
+        QSignalSpy seeked(&engine(), &PlayEngine::seeked);
+        engine().seek(400);
+        QTRY_COMPARE(seeked.size(), 1);
+        QVERIFY(waitForEnd());
+        const QByteArray a = m_decoded.value(QStringLiteral("a"));
+        const QByteArray rest = a.mid(400 * EngineHost::rateHz / 1000 * EngineHost::frameBytes);
+        QVERIFY(m_host->output.samples().endsWith(rest + m_decoded.value(QStringLiteral("b"))));
+        QCOMPARE(m_host->output.sinksAsked(), 1);
+        QCOMPARE(m_host->worker.resolved, list(QStringLiteral("a, b")));
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                               "b opening, b playing, b stopped")));
+    }
+
     void anAddressThatGrewTooOldIsAskedForAgain()
     {
         m_host->worker.maxIdleMs = 200;

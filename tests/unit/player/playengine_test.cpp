@@ -317,6 +317,18 @@ private Q_SLOTS:
         QVERIFY(m_worker->states.isEmpty());
     }
 
+    void aTrackThatFailsIsNotRepeated()
+    {
+        m_worker->list = stateTexts(QStringLiteral("unknown, 1"));
+        m_engine->setRepeat(RepeatMode::One);
+        connect(m_engine.get(), &PlayEngine::trackStarted, this,
+                [this] { m_engine->setRepeat(RepeatMode::Off); });
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        QVERIFY(playAll());
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(m_worker->states.last(), QStringLiteral("1 stopped"));
+    }
+
     void aSuccessBetweenStartsTheCountOfFailuresAnew()
     {
         m_worker->list = stateTexts(QStringLiteral("unknown, unknown, 1, unknown, broken, 2, unknown"));

@@ -201,6 +201,14 @@ private Q_SLOTS:
         queue.remove({ids.at(3)});
         order.sync(queue);
         QCOMPARE(order.heir(), 0);
+        order.setCurrent(ids.at(0));
+        const int last = queue.add(rows(QStringLiteral("e")), PlayQueue::Where::End).first();
+        order.sync(queue);
+        order.setCurrent(last);
+        order.setRepeat(RepeatMode::All);
+        queue.remove({last});
+        order.sync(queue);
+        QCOMPARE(order.heir(), ids.at(0)); // round and round
     }
 };
 

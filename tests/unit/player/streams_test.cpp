@@ -294,6 +294,26 @@ private Q_SLOTS:
                                         QStringLiteral("1 stopped")}));
     }
 
+    void anAddressThatHeldNoLongerWhenTheStreamBrokeIsAskedForAgain()
+    {
+        // As above: it is heard before it breaks.
+        m_file = wav(6);
+        m_breakAfter = 4500000;
+        m_breaksLeft = 1;
+        m_host->worker.maxIdleMs = 300;
+        startAndHear();
+        m_refused = true;
+        m_host->worker.uris.insert(QStringLiteral("1"), m_server->url(QStringLiteral("/fresh.flac")));
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(20000));
+        QCOMPARE(m_host->worker.resolved.size(), 2);
+        QCOMPARE(states().first(), QStringLiteral("1 opening"));
+        QCOMPARE(states().last(), QStringLiteral("1 stopped"));
+        QCOMPARE(states().filter(QStringLiteral("stopped")).size(), 1);
+        const qint64 lost = m_file.size() - 44 - m_host->output.samples().size();
+        QVERIFY2(qAbs(lost) <= 192 * 6 * 250, qPrintable(QString::number(lost))); // 250 ms on the way out
+    }
+
     void aSeekInAPausedTrackWhoseAddressIsAskedForAgainArrives()
     {
         m_host->worker.maxIdleMs = 300;
