@@ -86,6 +86,8 @@ void ScriptedPlayWorker::setDataRequest(const CMSetDataRequest& request)
         request.reply().setValue(QVariant());
     } else if (request.path().base() == QLatin1String("preplay") && request.role() == PelkRoles::PrePlay()) {
         resolved << request.path().param(QStringLiteral("id"));
+        resolvedAtMs
+            << PelkRoles(PelkHash(request.value().toHash())).mediaData().metaData().prePlayTimeOffset();
         if (holdAnswers)
             held.append(request);
         else

@@ -35,6 +35,8 @@ public:
     QStringList rowRequests;
     /// The ids whose streams were asked for.
     QStringList resolved;
+    /// Where in the track each of those was going to be played from.
+    QVector<qint64> resolvedAtMs;
 
     static CMPath listPath();
     static PelkRoles row(const QString& id);
