@@ -83,6 +83,7 @@ void ScriptedPlayWorker::setDataRequest(const CMSetDataRequest& request)
                       .arg(data.trackRoles().path().param(QStringLiteral("id")),
                            PelkPlayLogicState::toString(data.state()), data.error())
                       .trimmed();
+        lastStream = request.path().param(QStringLiteral("stream")).toInt();
         request.reply().setValue(QVariant());
     } else if (request.path().base() == QLatin1String("preplay") && request.role() == PelkRoles::PrePlay()) {
         resolved << request.path().param(QStringLiteral("id"));
@@ -107,7 +108,9 @@ void ScriptedPlayWorker::resolve(const CMSetDataRequest& request) const
     PelkRoles row(PelkHash(request.value().toHash()));
     PelkMediaData mediaData = row.mediaData();
     PelkMetaData metaData = mediaData.metaData();
-    metaData.setContentStateChangePath(pathWithId(QStringLiteral("state"), id));
+    CMPath state = pathWithId(QStringLiteral("state"), id);
+    state.addParam(QStringLiteral("stream"), QString::number(resolved.size()));
+    metaData.setContentStateChangePath(state);
     mediaData.setMetaData(metaData);
     PelkResource resource;
     resource.setUri(uris.value(id));

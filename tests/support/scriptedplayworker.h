@@ -32,6 +32,8 @@ public:
     qint64 maxIdleMs = 0;
 
     QStringList states;
+    /// Of how many streams that were asked for it was the last one that the latest state is about.
+    int lastStream = 0;
     QStringList rowRequests;
     /// The ids whose streams were asked for.
     QStringList resolved;

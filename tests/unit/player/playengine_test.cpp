@@ -460,6 +460,38 @@ private Q_SLOTS:
         QCOMPARE(m_writer->milliseconds(), 1000);
     }
 
+    void aPauseDoesNotCountAsHeard()
+    {
+        m_worker->list = QStringList{QStringLiteral("long")};
+        m_engine->stopAfter(1);
+        playList();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
+        m_engine->pause();
+        QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
+        QElapsedTimer paused;
+        paused.start();
+        QTRY_VERIFY(paused.hasExpired(1200));
+        QCOMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
+        QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
+        m_engine->play();
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
+    }
+
+    void theNextOneIsAskedForShortlyBeforeItsTurn()
+    {
+        m_worker->uris.insert(QStringLiteral("longer"), sound(30000));
+        m_worker->list = QStringList{QStringLiteral("longer"), QStringLiteral("1")};
+        playList();
+        QTRY_VERIFY(m_engine->status().canSeek);
+        QTRY_VERIFY(m_engine->status().positionMs > 700); // it was looked at by then
+        QCOMPARE(m_worker->resolved, QStringList{QStringLiteral("longer")});
+        m_engine->seek(15000);
+        QTRY_COMPARE(m_worker->resolved.size(), 2);
+        QVERIFY(m_engine->status().positionMs < 20000);
+        m_engine->stop();
+    }
+
     void theTracksOfAContainerStandInOneFileInTheFormOfTheFirst()
     {
         // Long enough that each is prepared in time: it has to be brought into form within one pipeline.

@@ -267,6 +267,29 @@ private Q_SLOTS:
                                 .arg((same - rest) * 1000.0 / EngineHost::frameBytes / EngineHost::rateHz)));
     }
 
+    void aSeekIsNoBreak()
+    {
+        startAndHear();
+        engine().pause();
+        QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        QSignalSpy seeked(&engine(), &PlayEngine::seeked);
+        m_breakAfter = m_file.size() / 5;
+        // More often than a stream is resumed; after that it is resumed all the same.
+        for (int i = 1; i <= 5; ++i) {
+            m_breaksLeft = i == 5 ? 1 : 0;
+            engine().seek(i * 10);
+            QTRY_COMPARE(seeked.size(), i);
+        }
+        m_host->output.clear();
+        engine().play();
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(states().last(), QStringLiteral("1 stopped"));
+        QCOMPARE(states().filter(QStringLiteral("stopped")).size(), 1);
+        QVERIFY(m_host->output.samples().size() > m_decoded.size() * 9 / 10);
+        QVERIFY(m_decoded.endsWith(m_host->output.samples()));
+    }
+
     void anAddressThatHeldNoLongerAfterAPauseIsAskedForAgain()
     {
         m_host->worker.maxIdleMs = 300;
@@ -284,6 +307,7 @@ private Q_SLOTS:
         QSignalSpy finished(&engine(), &PlayEngine::finished);
         QVERIFY(finished.wait(10000));
         QCOMPARE(m_host->worker.resolvedAtMs, (QVector<qint64>{0, position}));
+        QCOMPARE(m_host->worker.lastStream, 2);
         const int heardMs =
             m_host->output.samples().size() / EngineHost::frameBytes * 1000 / EngineHost::rateHz;
         QVERIFY2(qAbs(heardMs - (seconds * 1000 - position)) <= 50,
