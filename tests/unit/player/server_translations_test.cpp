@@ -239,7 +239,8 @@ private Q_SLOTS:
         mediaData.setMetaData(metaData);
         PelkRoles row;
         row.setMediaData(mediaData);
-        f.worker.script.uris = {{text("empty"), QString()}, {text("noise"), text("file://" SOURCE_DIR "/README.md")}};
+        f.worker.script.uris = {{text("empty"), QString()},
+                                {text("noise"), text("file://" SOURCE_DIR "/README.md")}};
         f.engine->queue().add(
             {row, ScriptedPlayWorker::row(text("empty")), ScriptedPlayWorker::row(text("noise"))},
             PlayQueue::Where::Replace);
