@@ -18,8 +18,9 @@ QString text(const char* utf8)
 class Serve
 {
 public:
-    explicit Serve(const Players& players, const QString& address = text("127.0.0.1:0"))
-        : process(players.start({text("serve"), text("--listen"), address}))
+    explicit Serve(const Players& players, const QString& address = text("127.0.0.1:0"),
+                   const QStringList& options = {})
+        : process(players.start(options + QStringList{text("serve"), text("--listen"), address}))
     {
         while (!process->canReadLine() && process->waitForReadyRead(60000)) {
         }
@@ -283,13 +284,65 @@ private Q_SLOTS:
         QTRY_COMPARE(serve.client().get(albums).status, 200);
     }
 
-    void nothingSecretIsWrittenAnywhere()
+    void whatThePlayerKeepsForItselfIsNeitherReadNorSetNorFollowed_data()
     {
+        QTest::addColumn<QString>("path");
+        QTest::newRow("the saved login") << text("session:qobuz");
+        QTest::newRow("the saved login, spelled otherwise") << text("session:%71obuz?x=1");
+        QTest::newRow("the settings") << text("settings:qobuz");
+        QTest::newRow("the device's identifier") << text("system:memberId");
+    }
+    void whatThePlayerKeepsForItselfIsNeitherReadNorSetNorFollowed()
+    {
+        QFETCH(QString, path);
         const Players players;
         const Serve serve(players);
         QCOMPARE(serve.login().status, 200);
+        const QByteArray encoded = QUrl::toPercentEncoding(path);
+        for (const char* target :
+             {"/api/data?role=value&path=", "/api/rows?from=0&to=9&path=", "/api/events?value="})
+            QCOMPARE(serve.client().get(target + encoded).status, 403);
+        const QJsonObject value{{text("type"), 140}, {text("qobuzUserSession"), QJsonObject()}};
+        QCOMPARE(serve.client()
+                     .post("/api/data", QJsonObject{{text("path"), path},
+                                                    {text("role"), text("value")},
+                                                    {text("value"), value}})
+                     .status,
+                 403);
+        QCOMPARE(serve.client()
+                     .post("/api/player/queue/add",
+                           QJsonObject{{text("path"), path}, {text("where"), text("end")}})
+                     .status,
+                 403);
+        QCOMPARE(serve.client().get("/api/rows?path=qobuz:&from=0&to=9").status, 200);
+    }
+
+    void nothingSecretIsWrittenAnywhere()
+    {
+        const Players players;
+        const Serve serve(players, text("127.0.0.1:0"), {text("--log-level"), text("info")});
+        EventReader reader(serve.port, "?value=account:qobuz&value=account:qobuz%2FloginState");
+        QTRY_COMPARE(reader.events().size(), 4);
+        const PanelReply login = serve.login();
+        QCOMPARE(login.status, 200);
         serve.play("qobuz:favourites/tracks");
+        QTRY_COMPARE(reader.last(text("player")).value(text("state")).toString(), text("playing"));
+        QByteArray told = login.body;
+        for (const char* target :
+             {"/api/data?role=value&path=account:qobuz", "/api/player", "/api/player/queue?from=0&to=99",
+              "/api/rows?path=qobuz:favourites%2Ftracks&from=0&to=99"}) {
+            const PanelReply reply = serve.client().get(target);
+            QCOMPARE(reply.status, 200);
+            told += reply.body;
+        }
+        for (const EventReader::Event& event : reader.events())
+            told += QJsonDocument(event.data).toJson();
+        QCOMPARE(serve.logout().status, 200);
+        QTRY_COMPARE(serve.state(), text("stopped"));
+        QCOMPARE(serve.login().status, 200);
         QCOMPARE(serve.end(), 0);
+        const QString log = serve.errors();
+        QVERIFY2(log.contains(text("Account removed")), qPrintable(log)); // it was written
         QFile file(players.loginFile());
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QString token = QJsonDocument::fromJson(file.readAll())
@@ -301,9 +354,11 @@ private Q_SLOTS:
                                   .value(text("userAuthToken"))
                                   .toString();
         QVERIFY(token.size() > 10);
-        const QString said =
-            serve.line + serve.errors() + QString::fromUtf8(serve.process->readAllStandardOutput());
+        const QString said = serve.line + log + QString::fromUtf8(serve.process->readAllStandardOutput());
         QVERIFY2(!said.contains(token) && !said.contains(text("/streams/")), qPrintable(said));
+        for (const char* secret :
+             {"oken", "assword", "ecret", "credential", "/streams/", "preplay", "stateChange"})
+            QVERIFY2(!told.contains(secret), secret);
     }
 };
 
