@@ -37,10 +37,16 @@ describe("the account", { timeout: testLimitMs }, () => {
   test("opens the music once the password is right, in every browser at once", async () => {
     const other = await stage.page();
     await other.getByRole("heading", { name: "Welcome" }).waitFor();
+    const asked = await stage.page({}, `/search?q=${encodeURIComponent("δρα")}`);
+    await asked.getByRole("heading", { name: "Welcome" }).waitFor();
     await logIn(demo.password);
     await page.getByRole("heading", { name: "Discover" }).waitFor();
     await other.getByRole("heading", { name: "Discover" }).waitFor();
+    // The page that an address asked for comes then.
+    await asked.locator(".results .track-title").first().waitFor();
+    expect(await asked.getByRole("searchbox").inputValue()).toBe("δρα");
     await other.context().close();
+    await asked.context().close();
   });
 
   test("tells who is logged in", async () => {
@@ -81,16 +87,25 @@ describe("the account", { timeout: testLimitMs }, () => {
 
   test("no answer that the page gets carries the password or a token", async () => {
     await page.goto(`${stage.url}/account`);
+    await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
     const heard: string[] = [];
+    const asked: string[] = [];
     page.on("response", async (response) => {
+      asked.push(response.url());
       if (response.url().includes("/api/data")) heard.push(await response.text().catch(() => ""));
     });
     await page.getByRole("button", { name: "Log out" }).click();
     await page.getByText("You are not logged in.").waitFor();
     await logIn(demo.password);
     await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
-    await expect.poll(() => heard.length, { timeout: patienceMs }).toBeGreaterThan(0);
+    // Out, in, and who it is.
+    await expect.poll(() => heard.length, { timeout: patienceMs }).toBeGreaterThanOrEqual(3);
     expect(heard.join("\n")).not.toMatch(/token|"demo"/i);
+    // Nor does an address, which browsers and servers write down.
+    expect(asked.concat(page.url()).join("\n")).not.toMatch(/password|=demo\b|token/i);
+    expect(
+      await page.evaluate(() => JSON.stringify([history.state, sessionStorage, localStorage])),
+    ).not.toMatch(/password|"demo"|token/i);
   });
 
   test("leaves the music when it logs out", async () => {

@@ -17,7 +17,9 @@ const sections = (): Promise<string[]> =>
 describe("searching", { timeout: testLimitMs }, () => {
   test("begins with an empty box that has the focus", async () => {
     await page.getByText("What would you like to hear?").waitFor();
-    await expect.poll(() => box().evaluate((input) => document.activeElement === input)).toBe(true);
+    await expect
+      .poll(() => box().evaluate((input) => document.activeElement === input), { timeout: patienceMs })
+      .toBe(true);
   });
 
   test("finds artists, albums, tracks and playlists as one types", async () => {
@@ -73,10 +75,11 @@ describe("searching", { timeout: testLimitMs }, () => {
     await box().fill("velvet");
     const list = page.getByRole("list", { name: "Tracks" });
     const titles = (): Promise<string[]> => list.locator(".track-title").allTextContents();
-    await expect.poll(async () => (await titles()).length, { timeout: patienceMs }).toBeGreaterThan(0);
-    expect((await titles()).join("\n")).toMatch(/velvet/i);
+    await expect.poll(async () => (await titles()).join("\n"), { timeout: patienceMs }).toMatch(/velvet/i);
     await expect
-      .poll(async () => (await stage.sandboxAnswers<{ faults: unknown[] }>("faults")).faults.length)
+      .poll(async () => (await stage.sandboxAnswers<{ faults: unknown[] }>("faults")).faults.length, {
+        timeout: patienceMs,
+      })
       .toBe(0);
     expect((await titles()).join("\n")).not.toMatch(/amber/i);
     await stage.noFaults();

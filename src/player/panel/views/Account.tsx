@@ -136,10 +136,12 @@ export function LoginForm() {
 function SoundQuality() {
   const [wanted, setWanted] = useState<Quality | undefined>(undefined);
   const chosen = wanted ?? quality.value;
+  // What the listener chose is shown until the player tells it, or something newer.
+  useEffect(() => setWanted(undefined), [quality.value]);
   const choose = async (choice: Quality): Promise<void> => {
     setWanted(choice);
-    await attempt(client.setValue(service.qualityPath, service.qualityValue(choice)));
-    setWanted(undefined);
+    if (!(await attempt(client.setValue(service.qualityPath, service.qualityValue(choice)))))
+      setWanted(undefined);
   };
   return (
     <fieldset class="card qualities">
