@@ -217,6 +217,37 @@ private Q_SLOTS:
         QVERIFY2(!get.body.contains("TOKEN-1") && !get.body.contains("oken"), get.body.constData());
     }
 
+    void whatIsSecretIsLeftOutOfAValueAtAnyDepth_data()
+    {
+        QTest::addColumn<QString>("field");
+        for (const char* field : {"userAuthToken", "password", "appSecret", "credentialId", "resources",
+                                  "uri", "prePlayPath", "contentStateChangePath"})
+            QTest::newRow(field) << text(field);
+    }
+    void whatIsSecretIsLeftOutOfAValueAtAnyDepth()
+    {
+        QFETCH(QString, field);
+        ServerFixture f;
+        const QVariantHash inner{{field, text("SECRET-3")}, {text("userName"), text("listener")}};
+        f.worker.account->setValue(PelkValue(PelkHash(QVariantHash{
+            {text("type"), 1},
+            {field, text("SECRET-3")},
+            {text("hash"), inner},
+            {text("record"), QVariant::fromValue(PelkHash(inner))},
+            {text("list"), QVariantList{QVariantList{inner}}},
+        })));
+        f.start();
+        const QJsonObject shown{{text("userName"), text("listener")}};
+        const QJsonObject expected{{text("type"), 1},
+                                   {text("hash"), shown},
+                                   {text("record"), shown},
+                                   {text("list"), QJsonArray{QJsonArray{shown}}}};
+        const PanelReply reply = f.client().get("/api/data?path=account:test&role=value");
+        QCOMPARE(reply.json().value(text("data")).toObject().value(text("value")).toObject(), expected);
+        EventReader reader(f.port, "?value=account:test");
+        QTRY_COMPARE(reader.last(text("value")).value(text("value")).toObject(), expected);
+    }
+
     void whatIsClosedIsNeitherReadNorSetNorFollowed_data()
     {
         QTest::addColumn<QByteArray>("path");
