@@ -327,6 +327,60 @@ private Q_SLOTS:
                                                "b opening, b playing, b stopped")));
     }
 
+    void aTrackThatIsRepeatedHasNoGapEither()
+    {
+        engine().setRepeat(RepeatMode::One);
+        QSignalSpy started(&engine(), &PlayEngine::trackStarted);
+        m_host->fill(list(QStringLiteral("a, b")));
+        engine().play();
+        QTRY_COMPARE_WITH_TIMEOUT(started.size(), 3, 15000);
+        engine().setRepeat(RepeatMode::Off);
+        QVERIFY(waitForEnd());
+        const QByteArray a = m_decoded.value(QStringLiteral("a"));
+        QCOMPARE(difference(a + a + a + m_decoded.value(QStringLiteral("b"))), QString());
+        QCOMPARE(m_host->output.sinksAsked(), 1);
+    }
+
+    void aSeekBackFromTheVeryEndKeepsTheSeam()
+    {
+        const QVector<int> ids = playUntilPrepared(list(QStringLiteral("a, b")));
+        // The sound of the next one is on the way already.
+        QElapsedTimer limit;
+        limit.start();
+        while (m_host->output.samples().size() <= m_decoded.value(QStringLiteral("a")).size() &&
+               !limit.hasExpired(10000))
+            QCoreApplication::processEvents();
+        if (engine().status().entry != ids.at(0))
+            QSKIP("The machine was too busy to be in time.");
+        engine().seek(200);
+        QVERIFY(waitForEnd());
+        QCOMPARE(m_host->output.sinksAsked(), 2);
+        const QByteArray rest = m_decoded.value(QStringLiteral("a"))
+                                    .mid(200 * EngineHost::rateHz / 1000 * EngineHost::frameBytes);
+        QVERIFY(m_host->output.samples().endsWith(rest + m_decoded.value(QStringLiteral("b"))));
+        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                               "b opening, b playing, b stopped")));
+    }
+
+    void aSeamAfterALongPauseHasNoGapEither()
+    {
+        m_host->worker.maxIdleMs = 400;
+        QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
+        engine().pause();
+        QTRY_COMPARE(states().last(), QStringLiteral("a paused"));
+        QElapsedTimer idle;
+        idle.start();
+        QTRY_VERIFY(idle.hasExpired(m_host->worker.maxIdleMs));
+        m_host->worker.maxIdleMs = 0;
+        engine().play();
+        QTRY_COMPARE(states().last(), QStringLiteral("a playing"));
+        const int asked = m_host->output.sinksAsked();
+        QCOMPARE(asked, 2);
+        QVERIFY(waitForEnd());
+        QCOMPARE(m_host->output.sinksAsked(), asked);
+        QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("b"))));
+    }
+
     void anAddressThatGrewTooOldIsAskedForAgain()
     {
         m_host->worker.maxIdleMs = 200;

@@ -363,6 +363,36 @@ private Q_SLOTS:
         QVERIFY2(qAbs(heardMs - (seconds * 1000 - 1000)) <= 50, qPrintable(QString::number(heardMs)));
     }
 
+    void anOutputThatNeverWorkedEndsThePlayingAtOnce()
+    {
+        m_host->output.unplug();
+        QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
+        QVERIFY(m_host->playAll({QStringLiteral("1"), QStringLiteral("1"), QStringLiteral("1")}));
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(failed.at(0).at(1).toString(), QStringLiteral("There is no sound device."));
+        QCOMPARE(states(),
+                 (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 stopped streamFailed")}));
+    }
+
+    void whoAsksToPlayWhatPlaysChangesNothing()
+    {
+        m_host->worker.maxIdleMs = 300;
+        startAndHear();
+        engine().pause();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 paused"));
+        engine().play();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 playing"));
+        QElapsedTimer idle;
+        idle.start();
+        QTRY_VERIFY(idle.hasExpired(m_host->worker.maxIdleMs));
+        engine().play();
+        QSignalSpy finished(&engine(), &PlayEngine::finished);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(m_host->output.sinksAsked(), 1);
+        QCOMPARE(m_host->worker.resolved.size(), 1);
+        QVERIFY(m_host->output.samples() == m_decoded);
+    }
+
     void anOutputThatIsStillGoneIsToldOfAgainWhenTheListenerStartsAnew()
     {
         startAndHear();
