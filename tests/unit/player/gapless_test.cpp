@@ -350,10 +350,11 @@ private Q_SLOTS:
         while (m_host->output.samples().size() <= m_decoded.value(QStringLiteral("a")).size() &&
                !limit.hasExpired(10000))
             QCoreApplication::processEvents();
-        if (engine().status().entry != ids.at(0))
-            QSKIP("The machine was too busy to be in time.");
+        const bool isInTime = engine().status().entry == ids.at(0);
         engine().seek(200);
         QVERIFY(waitForEnd());
+        if (!isInTime)
+            return;
         QCOMPARE(m_host->output.sinksAsked(), 2);
         const QByteArray rest = m_decoded.value(QStringLiteral("a"))
                                     .mid(200 * EngineHost::rateHz / 1000 * EngineHost::frameBytes);
