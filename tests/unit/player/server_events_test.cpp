@@ -334,6 +334,7 @@ private Q_SLOTS:
         f.server->notify(notice("Albums", text("the last one")));
         QTRY_COMPARE(quick.count(text("notification")), notices + 1);
         const QByteArray read = slow.readUntil("the last one");
+        QVERIFY(read.contains("the last one"));
         QVERIFY(read.contains("\"volumePercent\":14"));
         QVERIFY2(read.count("event: notification") < notices, "more was kept for it than it could read");
         QVERIFY(read.count("event: notification") > 0);
