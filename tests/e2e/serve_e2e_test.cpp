@@ -3,6 +3,7 @@
 
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <csignal>
@@ -161,6 +162,39 @@ private Q_SLOTS:
         QCOMPARE(outcome.exitCode, 2);
         QVERIFY2(outcome.errors.contains(text("\"%1\" is no address with a port").arg(address)),
                  qPrintable(outcome.errors));
+    }
+
+    void twoDoNotShareAFolderForSettings()
+    {
+        const QTemporaryDir home;
+        const QStringList arguments{text("--bin"), text(PELK_BIN_DIR), text("--home"), home.path()};
+        QProcess first;
+        first.setStandardInputFile(QProcess::nullDevice());
+        first.start(text(PELK_SCRIPTS "/serve"), arguments);
+        QByteArray said;
+        QTRY_VERIFY2_WITH_TIMEOUT((said += first.readAllStandardOutput()).contains("pelk --help"),
+                                  said.constData(), 30000);
+        const QString settings = home.filePath(text("config/pelk/pelk.ini"));
+        const auto contents = [&settings] {
+            QFile file(settings);
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        };
+        const QByteArray before = contents();
+        QVERIFY(!before.isEmpty());
+        QProcess second;
+        second.start(text(PELK_SCRIPTS "/serve"), arguments);
+        const bool ended = second.waitForFinished(20000);
+        if (!ended) {
+            second.terminate();
+            second.waitForFinished();
+        }
+        first.terminate();
+        QVERIFY(first.waitForFinished());
+        QVERIFY(ended);
+        QCOMPARE(second.exitCode(), 2);
+        const QByteArray sentence = second.readAllStandardError();
+        QVERIFY2(sentence.contains("another one runs with " + home.path().toUtf8()), sentence.constData());
+        QCOMPARE(contents(), before);
     }
 
     void anAddressOfTheNetworkIsWarnedOf()
