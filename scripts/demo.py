@@ -6,6 +6,8 @@ import array
 import json
 import os
 import pathlib
+import shlex
+import shutil
 import signal
 import subprocess
 import sys
@@ -39,7 +41,7 @@ class Demo:
         home = str(folder)
         self.environment = dict(os.environ, HOME=home, XDG_CONFIG_HOME=home + "/config", XDG_STATE_HOME=home + "/state",
                                 XDG_CACHE_HOME=home + "/cache",
-                                COLUMNS=os.environ.get("COLUMNS", "100"))
+                                COLUMNS=str(shutil.get_terminal_size((100, 24)).columns))
         self.sandbox = subprocess.Popen([self.programs / "qobuz-sandbox", "--port", "0"], stdout=subprocess.PIPE, text=True)
         line = self.sandbox.stdout.readline()
         check(line.startswith("qobuz-sandbox: "), "The sandbox did not start.")
@@ -53,7 +55,7 @@ class Demo:
 
     def pelk(self, *arguments, text=None, show=True):
         if show:
-            print("$ pelk " + " ".join(arguments), flush=True)
+            print("$ pelk " + shlex.join(arguments), flush=True)
         result = subprocess.run([self.programs / "pelk", *arguments], input=text, env=self.environment, stdout=subprocess.PIPE,
                                 text=True, timeout=120)
         check(result.returncode == 0, f"'pelk {' '.join(arguments)}' ended with exit code {result.returncode}.")
@@ -88,7 +90,7 @@ class Demo:
         check(tracks, "The album has no tracks.")
 
         heading("Search")
-        print(self.pelk("search", tracks[0]["title"].split()[0]), end="")
+        print(self.pelk("search", tracks[0]["title"].split()[0].strip(",")), end="")
 
         heading(f"Play {PLAY_SECONDS} seconds in the best quality")
         self.pelk("quality", "hires192")
