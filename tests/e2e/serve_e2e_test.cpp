@@ -164,6 +164,19 @@ private Q_SLOTS:
                  qPrintable(outcome.errors));
     }
 
+    void aFolderWithoutAPanelIsWarnedOf()
+    {
+        const Players players;
+        const std::unique_ptr<QProcess> serve = players.start(
+            {text("serve"), text("--listen"), text("127.0.0.1:0"), text("--panel"), players.home()});
+        QByteArray errors;
+        QTRY_VERIFY2((errors += serve->readAllStandardError())
+                         .contains("Warning: " + players.home().toUtf8() + " holds no panel"),
+                     errors.constData());
+        serve->terminate();
+        QVERIFY(serve->waitForFinished());
+    }
+
     void twoDoNotShareAFolderForSettings()
     {
         const QTemporaryDir home;

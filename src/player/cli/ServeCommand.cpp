@@ -17,6 +17,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QTimer>
 #include <gst/gst.h>
 
@@ -81,6 +82,10 @@ int ServeCommand::run(SignalWatch* signalWatch)
         ->subscribe(ServiceAccount::LoginStore::path())
         ->add(CMSubscribe::Value, ServiceAccount::LoginStore::path(), &context,
               [this, &server](const PelkValue&) { tellSaveFailure(&server); });
+    if (!QFileInfo::exists(QDir(options.panelFolder).filePath(QStringLiteral("index.html"))))
+        Terminal::note(
+            QStringLiteral("Warning: %1 holds no panel, so browsers find none; --panel DIR names its folder.")
+                .arg(options.panelFolder));
     Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
     Terminal::flushOut();
     QEventLoop loop;
