@@ -74,6 +74,8 @@ private Q_SLOTS:
         row("malformed path", {rows, QStringLiteral("qobuz:a%zz")}, 2, "is not a path");
         row("unknown service", {rows, QStringLiteral("nix:")}, 1, "No service answers at \"nix:\".");
         row("unknown path", {rows, QStringLiteral("qobuz:nix")}, 1, "There is nothing at \"qobuz:nix\".");
+        row("rows of a track", {rows, QStringLiteral("qobuz:track?id=118860487")}, 1,
+            "play it with: pelk play 'qobuz:track?id=118860487'");
         row("unknown album", {rows, QStringLiteral("qobuz:album?id=nix")}, 1,
             "No result matching given argument");
         row("negative range", {rows, QStringLiteral("qobuz:"), QStringLiteral("--from=-1")}, 2,

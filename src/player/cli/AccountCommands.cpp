@@ -38,11 +38,14 @@ int Commands::login(const Host& host, const CommandLine& line)
             ? Terminal::readLine()
             : Terminal::askPassword(printableText(QStringLiteral("Password for %1: ").arg(line.userName)));
     if (!password) {
-        Terminal::error(
-            line.passwordStdin
-                ? QStringLiteral("Standard input holds no password: its first line is read, as UTF-8.")
-                : QStringLiteral("The password cannot be asked for, since standard input is no "
-                                 "terminal; use --password-stdin."));
+        QString sentence =
+            QStringLiteral("The password cannot be asked for, since standard input is no terminal; "
+                           "use --password-stdin.");
+        if (line.passwordStdin)
+            sentence = QStringLiteral("Standard input holds no password: its first line is read, as UTF-8.");
+        else if (Terminal::inputIsTerminal())
+            sentence = QStringLiteral("No password was typed, or none in UTF-8; nobody was logged in.");
+        Terminal::error(sentence);
         return ExitCode::usage;
     }
     if (!send(ServiceAccount::loginRequest(line.userName, *password)))

@@ -16,9 +16,9 @@ constexpr int rowsPerSection = 5;
 // More than any list of entries or sections has.
 constexpr int allRows = 999;
 
-int failure(const QString& sentence)
+int failure(const QString& sentence, const CMPath& path)
 {
-    if (ServiceAccount::isLoggedIn()) {
+    if (!ServiceAccount::lacksLogin(path)) {
         Terminal::error(sentence);
         return ExitCode::failed;
     }
@@ -69,12 +69,12 @@ int searchBelow(const PelkRoles& root, const QString& text)
     QString error;
     PelkRoles entry;
     if (!findEntry(root, &entry, &error))
-        return failure(error);
+        return failure(error, root.searchPath());
     CMPath results = entry.queryPath();
     results.addParam(entry.query(), text);
     RowPage sections;
     if (!ContentClient::rows(results, 0, allRows, &sections, &error))
-        return failure(error);
+        return failure(error, results);
     // All are asked at once, since each is a question to a service.
     QVector<CMGetRowsRequest> requests;
     for (const PelkRoles& section : qAsConst(sections.rows)) {
@@ -85,7 +85,7 @@ int searchBelow(const PelkRoles& root, const QString& text)
     for (int i = 0; i < requests.size(); ++i) {
         const CMGetRowsRequest& request = requests.at(i);
         if (!ContentClient::wait(request.reply(), request.path(), &error)) {
-            code = failure(error);
+            code = failure(error, request.path());
             continue;
         }
         const PelkRowsRoles reply = request.reply().value();
@@ -105,8 +105,12 @@ int Commands::rows(const CommandLine& line)
         return ExitCode::usage;
     }
     RowPage page;
-    if (!ContentClient::rows(path, line.from, line.to, &page, &error))
-        return failure(error);
+    if (!ContentClient::rows(path, line.from, line.to, &page, &error)) {
+        if (!ServiceAccount::prePlayPath(path).isEmpty() && ServiceAccount::isLoggedIn())
+            error +=
+                QStringLiteral(" A track has no rows; play it with: pelk play '%1'").arg(path.toString());
+        return failure(error, path);
+    }
     if (line.json) {
         Terminal::out(QString::fromUtf8(rowsToJson(page)));
         return ExitCode::ok;
@@ -121,7 +125,7 @@ int Commands::search(const CommandLine& line)
     RowPage roots;
     QString error;
     if (!ContentClient::rows(CMPath(), 0, allRows, &roots, &error))
-        return failure(error);
+        return failure(error, CMPath());
     int code = ExitCode::ok;
     bool any = false;
     for (const PelkRoles& root : qAsConst(roots.rows)) {

@@ -102,6 +102,7 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     app.fallthrough();
     app.footer(footer);
     app.get_formatter()->column_width(28);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.add_option("--config", config, "Settings file")->type_name("FILE")->capture_default_str();
     app.add_option("--modules", modules, "Folder with the modules")->type_name("DIR")->capture_default_str();
     app.add_option("--log-level", level, "Log lines: off, error, warn, info, debug, trace")
@@ -109,7 +110,7 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
         ->check(oneOf(Logging::levels()))
         ->capture_default_str();
     const auto add = [&app, &line](const char* name, const char* description, Command which) {
-        CLI::App* sub = app.add_subcommand(name, description);
+        CLI::App* sub = app.add_subcommand(name, description)->group("Commands");
         sub->footer(std::string("--config, --modules and --log-level go with every command: pelk --help\n") +
                     footer);
         sub->callback([&line, which] { line.command = which; });
@@ -173,8 +174,12 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
             current = sub->get_name();
         // Else the library only says that a command is missing.
         const QString word = app.remaining().empty() ? QString() : decoded(app.remaining().front());
-        if (current.empty() && !word.isEmpty() && !word.startsWith(QLatin1Char('-')))
-            sentence = QStringLiteral("There is no command \"%1\".").arg(word);
+        if (current.empty() && !word.isEmpty())
+            sentence = (word.startsWith(QLatin1Char('-')) ? QStringLiteral("There is no option \"%1\".")
+                                                          : QStringLiteral("There is no command \"%1\"."))
+                           .arg(word);
+        else if (current.empty() && problem.get_name() == "RequiredError")
+            sentence = QStringLiteral("A command is missing.");
         *exitCode = wrongUsage(sentence, current);
         return std::nullopt;
     }

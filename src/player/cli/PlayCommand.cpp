@@ -93,9 +93,11 @@ int PlayCommand::run(SignalWatch* signalWatch)
         return ExitCode::failed;
     }
     if (writer.milliseconds() > 0)
-        Terminal::note(QStringLiteral("Wrote %1 seconds of sound to %2.")
-                           .arg(double(writer.milliseconds()) / 1000)
-                           .arg(m_line.wavFile));
+        Terminal::note(QStringLiteral("Wrote %1 of sound to %2.")
+                           .arg(writer.milliseconds() == 1000
+                                    ? QStringLiteral("1 second")
+                                    : QStringLiteral("%1 seconds").arg(double(writer.milliseconds()) / 1000),
+                                m_line.wavFile));
     return code;
 }
 
@@ -168,7 +170,7 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
     }
     if (!m_anyFailed)
         return ExitCode::ok;
-    return ServiceAccount::isLoggedIn() ? ExitCode::failed : ExitCode::notLoggedIn;
+    return ServiceAccount::lacksLogin(path) ? ExitCode::notLoggedIn : ExitCode::failed;
 }
 
 void PlayCommand::onStarted(const PelkRoles& row)
@@ -183,8 +185,9 @@ void PlayCommand::onStarted(const PelkRoles& row)
 void PlayCommand::onFailed(const PelkRoles& row, const TrString& sentence)
 {
     m_anyFailed = true;
-    const QString login =
-        ServiceAccount::isLoggedIn() ? QString() : QStringLiteral(" Log in with: pelk login USER");
+    const QString login = ServiceAccount::lacksLogin(CMPath(m_line.path))
+                              ? QStringLiteral(" Log in with: pelk login USER")
+                              : QString();
     Terminal::error(
         row.isEmpty() ? whole(sentence) + login
                       : QStringLiteral("%1 cannot be played: %2").arg(titleOf(row), whole(sentence)) + login);

@@ -83,6 +83,11 @@ bool Terminal::errorIsTerminal()
     return ::isatty(STDERR_FILENO) != 0;
 }
 
+bool Terminal::inputIsTerminal()
+{
+    return ::isatty(STDIN_FILENO) != 0;
+}
+
 bool Terminal::flushOut()
 {
     return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;

@@ -24,8 +24,9 @@ bool flushOut();
 /// The columns that a line may take: COLUMNS, else what the terminal says, else 0 for no limit.
 int width();
 
-/// Asks for a password without showing it. Nothing when standard input is no terminal; an interrupt ends the
-/// program, after the terminal was put back.
+bool inputIsTerminal();
+/// Asks for a password without showing it. Nothing when standard input is no terminal, or no UTF-8 was typed;
+/// an interrupt ends the program, after the terminal was put back.
 std::optional<QString> askPassword(const QString& prompt);
 /// The first line of standard input, without its end. Nothing when there is none or it is no UTF-8.
 std::optional<QString> readLine();

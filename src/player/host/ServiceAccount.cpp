@@ -40,6 +40,11 @@ bool ServiceAccount::isLoggedIn()
            value.qobuzLoginState().state() == PelkQobuzLoginStates::LoggedIn;
 }
 
+bool ServiceAccount::lacksLogin(const CMPath& path)
+{
+    return path.prefix() == PelkQobuzBrowsePath().prefix() && !isLoggedIn();
+}
+
 QString ServiceAccount::userName()
 {
     return CMRoot()->getValue(PelkQobuzUserSessionPath()).qobuzUserSession().userName();

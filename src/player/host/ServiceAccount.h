@@ -16,6 +16,8 @@ CMSetDataRequest logoutRequest();
 
 /// Whether a module has published that a user is logged in.
 bool isLoggedIn();
+/// Whether what is at this path takes a login while nobody is logged in.
+bool lacksLogin(const CMPath& path);
 /// The user name of the saved login; empty when there is none.
 QString userName();
 

@@ -64,7 +64,8 @@ private Q_SLOTS:
             QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(sentence);
         };
         row("frob", "There is no command \"frob\".");
-        row("--frob", "pelk: ");
+        row("--frob", "There is no option \"--frob\".");
+        row("--log-level off", "A command is missing.");
         row("rows --from 10 --to 5", "The range is empty: --to 5 comes before --from 10.");
         row("rows --from -5", "\"-5\" is no whole number from 0");
         row("rows --to x", "\"x\" is no whole number from 0");
@@ -106,10 +107,48 @@ private Q_SLOTS:
 
     void failuresAreExitCode4WhileNobodyIsLoggedIn()
     {
-        const Result result = run(withModules({QStringLiteral("rows"), QStringLiteral("none:x")}));
-        QCOMPARE(result.code, 4);
-        QVERIFY(result.error.contains(QStringLiteral("No service answers at \"none:x\".")));
+        for (const char* command : {"rows", "play"}) {
+            const Result result =
+                run(withModules({QString::fromLatin1(command), QStringLiteral("qobuz:playlists")}));
+            QCOMPARE(result.code, 4);
+            QVERIFY2(result.error.endsWith(QStringLiteral(" Log in with: pelk login USER\n")),
+                     qPrintable(result.error));
+        }
         QCOMPARE(run(withModules({QStringLiteral("status")})).code, 4);
+    }
+
+    void aPathThatNoLoginMakesBetterIsExitCode1()
+    {
+        for (const char* command : {"rows", "play"}) {
+            const Result result = run(withModules({QString::fromLatin1(command), QStringLiteral("none:x")}));
+            QCOMPARE(result.code, 1);
+            QVERIFY2(result.error.endsWith(QStringLiteral("pelk: No service answers at \"none:x\".\n")),
+                     qPrintable(result.error));
+        }
+    }
+
+    void anEndOfInputAtTheQuestionForThePasswordIsNoPassword()
+    {
+        if (!qEnvironmentVariableIsEmpty("PELK_TEST_EMULATOR"))
+            QSKIP("script(1) starts programs of this machine.");
+        QProcess terminal;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.path());
+        environment.insert(QStringLiteral("XDG_STATE_HOME"), m_home.path());
+        terminal.setProcessEnvironment(environment);
+        terminal.start(QStringLiteral("script"),
+                       {QStringLiteral("-qec"),
+                        QStringLiteral("'%1' --modules '%2' login somebody")
+                            .arg(QStringLiteral(PELK_PROGRAM), QStringLiteral(TEST_MODULES "/good")),
+                        QStringLiteral("/dev/null")});
+        QByteArray said;
+        while (!said.contains("Password for somebody: ") && terminal.waitForReadyRead(60000))
+            said += terminal.readAllStandardOutput();
+        terminal.write("\x04"); // what Ctrl-D sends
+        QVERIFY(terminal.waitForFinished(60000));
+        said += terminal.readAllStandardOutput();
+        QVERIFY2(said.contains("pelk: No password was typed"), said.constData());
+        QCOMPARE(terminal.exitCode(), 2);
     }
 
     void rowsAreATableAndALineAboutTheRange()
