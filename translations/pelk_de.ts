@@ -126,8 +126,12 @@
         <translation>%1 ist hier nicht möglich.</translation>
     </message>
     <message>
-        <source>A body comes with its length, and only where something is sent.</source>
-        <translation>Ein Inhalt braucht eine Längenangabe und ist nur beim Senden erlaubt.</translation>
+        <source>Nothing is sent where one reads.</source>
+        <translation>Wo gelesen wird, wird nichts gesendet.</translation>
+    </message>
+    <message>
+        <source>What changes something is sent as JSON, {} at least, and with its length.</source>
+        <translation>Was etwas ändert, wird als JSON gesendet, mindestens {}, und mit seiner Länge.</translation>
     </message>
     <message>
         <source>Ask for 1 to %1 roles.</source>

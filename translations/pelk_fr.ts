@@ -126,8 +126,12 @@
         <translation>%1 n’est pas possible ici.</translation>
     </message>
     <message>
-        <source>A body comes with its length, and only where something is sent.</source>
-        <translation>Un contenu doit indiquer sa longueur et n’est admis que lors d’un envoi.</translation>
+        <source>Nothing is sent where one reads.</source>
+        <translation>On n’envoie rien là où on lit.</translation>
+    </message>
+    <message>
+        <source>What changes something is sent as JSON, {} at least, and with its length.</source>
+        <translation>Ce qui change quelque chose est envoyé en JSON, au moins {}, avec sa longueur.</translation>
     </message>
     <message>
         <source>Ask for 1 to %1 roles.</source>

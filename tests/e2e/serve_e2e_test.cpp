@@ -147,6 +147,16 @@ private Q_SLOTS:
         QCOMPARE(serve.client().get("/api/player").status, 200);
     }
 
+    void anAddressThatTheMachineDoesNotHaveIsToldInASentence()
+    {
+        const Players players;
+        const Players::Outcome outcome = players.pelk({text("serve"), text("--listen"), text("192.0.2.1:0")});
+        QCOMPARE(outcome.exitCode, 1);
+        QVERIFY2(outcome.errors.contains(text("192.0.2.1 port 0 cannot be listened on; it is no address of "
+                                              "this machine.")),
+                 qPrintable(outcome.errors));
+    }
+
     void whatIsNoAddressIsWrongUsage_data()
     {
         QTest::addColumn<QString>("address");
@@ -221,8 +231,10 @@ private Q_SLOTS:
                  403);
         QCOMPARE(serve.end(), 0);
         const QString errors = serve.errors();
-        QVERIFY2(errors.contains(text("Warning: everybody who reaches 0.0.0.0 can use this player")),
+        QVERIFY2(errors.contains(text("Warning: everybody who reaches %1 can use this player")
+                                     .arg(QSysInfo::machineHostName())),
                  qPrintable(errors));
+        QVERIFY2(serve.line.startsWith(text("The panel is at http://127.0.0.1:")), qPrintable(serve.line));
     }
 
     void aLoginIsFollowedAndKept()

@@ -18,6 +18,7 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QSysInfo>
 #include <QTimer>
 #include <gst/gst.h>
 
@@ -75,7 +76,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
         Terminal::note(
             QStringLiteral("Warning: everybody who reaches %1 can use this player and its account; "
                            "nothing asks them who they are.")
-                .arg(options.address));
+                .arg(AccessRules::isEveryAddress(options.address) ? QSysInfo::machineHostName()
+                                                                  : options.address));
     QObject context;
     // The module that writes the login does not look at the outcome.
     CMRoot()

@@ -48,7 +48,7 @@ std::optional<std::pair<QString, quint16>> parsed(const QString& host)
 
 AccessRules::AccessRules(const QString& address, quint16 port)
     : m_names{address.toLower()}
-    , m_anyAddress(address == QLatin1String("0.0.0.0") || address == QLatin1String("::"))
+    , m_anyAddress(isEveryAddress(address))
     , m_port(port)
 {
     if (isLoopback(address) || m_anyAddress)
@@ -78,4 +78,9 @@ bool AccessRules::isLoopback(const QString& address)
     return address.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
            address == QLatin1String("::1") ||
            (isAddress(address) && address.startsWith(QLatin1String("127.")));
+}
+
+bool AccessRules::isEveryAddress(const QString& address)
+{
+    return address == QLatin1String("0.0.0.0") || address == QLatin1String("::");
 }

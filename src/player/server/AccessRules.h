@@ -18,6 +18,8 @@ public:
     static bool isOwnOrigin(const QString& origin, const QString& host);
     /// Whether only this machine can reach an address.
     static bool isLoopback(const QString& address);
+    /// Whether it stands for all addresses of this machine.
+    static bool isEveryAddress(const QString& address);
 
 private:
     QSet<QString> m_names;

@@ -14,6 +14,8 @@
 #include <QJsonDocument>
 #include <QThread>
 
+#include <cerrno>
+
 /// The resources of a static library are not there by themselves. Of no namespace, as Qt wants it.
 static void initResources()
 {
@@ -191,10 +193,12 @@ void PanelServer::Private::check(const httplib::Request& in) const
     const std::string length = in.get_header_value("Content-Length");
     const bool isLength = !length.empty() && length.find_first_not_of("0123456789") == std::string::npos;
     const bool hasBody = in.has_header("Transfer-Encoding") || in.has_header("Content-Length");
-    if (in.has_header("Transfer-Encoding") || (isRead(in) ? hasBody && length != "0" : !isLength))
-        throw Problem(400,
-                      serverText(QT_TRANSLATE_NOOP(
-                          "PanelServer", "A body comes with its length, and only where something is sent.")));
+    if (isRead(in) && hasBody && length != "0")
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing is sent where one reads.")));
+    if (in.has_header("Transfer-Encoding") || (!isRead(in) && !isLength))
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP(
+                               "PanelServer", "What changes something is sent as JSON, {} at least, "
+                                              "and with its length.")));
     QByteArray allowed;
     for (const Endpoint& endpoint : endpoints) {
         if (endpoint.path != in.path.c_str())
@@ -361,12 +365,21 @@ PanelServer::~PanelServer()
 
 bool PanelServer::start(QString* error)
 {
+    errno = 0;
     const int port = m_d->http.open(m_d->options.address.toStdString(), m_d->options.port);
     if (port == 0) {
-        *error = QStringLiteral("%1 port %2 cannot be listened on; does another pelk serve run there? "
-                                "--listen ADDR:PORT chooses another one, and port 0 any that is free.")
+        const bool isTaken = errno == EADDRINUSE;
+        const QString why =
+            isTaken ? QStringLiteral("does another pelk serve run there? --listen ADDR:PORT "
+                                     "chooses another one, and port 0 any that is free.")
+            : errno == EACCES
+                ? QStringLiteral("ports below 1024 are kept for the system's own services.")
+                : QStringLiteral("it is no address of this machine. 127.0.0.1 is for this machine "
+                                 "alone, 0.0.0.0 for all that reach it.");
+        *error = QStringLiteral("%1 port %2 cannot be listened on; %3")
                      .arg(m_d->options.address)
-                     .arg(m_d->options.port);
+                     .arg(m_d->options.port)
+                     .arg(why);
         return false;
     }
     m_d->port = quint16(port);
@@ -391,8 +404,10 @@ void PanelServer::stop()
 
 QString PanelServer::url() const
 {
-    const QString& address = m_d->options.address;
+    QString address = m_d->options.address;
     const bool isV6 = address.contains(QLatin1Char(':'));
+    if (AccessRules::isEveryAddress(address)) // nothing is reached by this name itself
+        address = isV6 ? QStringLiteral("::1") : QStringLiteral("127.0.0.1");
     return QStringLiteral("http://%1:%2/")
         .arg(isV6 ? QLatin1Char('[') + address + QLatin1Char(']') : address)
         .arg(m_d->port);

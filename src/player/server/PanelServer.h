@@ -38,7 +38,7 @@ public:
     /// Refuses what comes, ends what is waited for, and closes every connection.
     void stop();
 
-    /// Where browsers find it: "http://127.0.0.1:8080/".
+    /// Where browsers of this machine find it: "http://127.0.0.1:8080/".
     QString url() const;
     /// Shows a notice to everybody who listens. Any thread.
     void notify(const PelkNotificationDisplayItem& notice);

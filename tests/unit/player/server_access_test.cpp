@@ -260,10 +260,15 @@ private Q_SLOTS:
         const QByteArray chunked =
             "POST /api/player/pause HTTP/1.1\r\nHost: " + f.client().host() +
             "\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n";
-        QCOMPARE(f.client().raw(chunked).status, 400);
+        const PanelReply refused = f.client().raw(chunked);
+        QCOMPARE(refused.status, 400);
+        QCOMPARE(refused.detail(),
+                 text("What changes something is sent as JSON, {} at least, and with its length."));
         const QByteArray withBody =
             "GET /api/player HTTP/1.1\r\nHost: " + f.client().host() + "\r\nContent-Length: 2\r\n\r\n{}";
-        QCOMPARE(f.client().raw(withBody).status, 400);
+        const PanelReply read = f.client().raw(withBody);
+        QCOMPARE(read.status, 400);
+        QCOMPARE(read.detail(), text("Nothing is sent where one reads."));
     }
 
     void whoAsksFirstIsToldToSendTheBody()
