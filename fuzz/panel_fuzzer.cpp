@@ -42,15 +42,18 @@ public:
     }
 };
 
+constexpr int heartbeatMs = 15000;
+
 /// The player without sound: its tracks lead nowhere.
 struct Player
 {
     Player()
         : worker({}, QStringLiteral("test"))
         , engine((gst_init(nullptr, nullptr), &output))
+        , events(heartbeatMs)
         , link(&engine, &events)
         , translations(QStringList())
-        , calls({CMPath(QStringLiteral("settings:closed"))}, 0)
+        , calls({CMPath(QStringLiteral("settings:closed"))}, 0, [] { return true; })
     {
         root.addWorker(&worker);
         root.keep(CMPath(QStringLiteral("settings:closed")), std::make_shared<Store>());
