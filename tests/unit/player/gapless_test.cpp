@@ -38,6 +38,16 @@ class GaplessTest : public QObject
         return places;
     }
 
+    /// Until the sound of what follows "a" is on its way to the output.
+    void waitForSoundAfterA()
+    {
+        QElapsedTimer limit;
+        limit.start();
+        while (m_host->output.samples().size() <= m_decoded.value(QStringLiteral("a")).size() &&
+               !limit.hasExpired(10000))
+            QCoreApplication::processEvents();
+    }
+
     bool waitForEnd()
     {
         QSignalSpy finished(&engine(), &PlayEngine::finished);
@@ -180,11 +190,7 @@ private Q_SLOTS:
         const QVector<int> ids = playUntilPrepared(list(QStringLiteral("a, b, c")));
         // When the sound of the next one is on the way already, which cannot be taken back; it is told a
         // little later, so there is a moment for this.
-        QElapsedTimer limit;
-        limit.start();
-        while (m_host->output.samples().size() <= m_decoded.value(QStringLiteral("a")).size() &&
-               !limit.hasExpired(10000))
-            QCoreApplication::processEvents();
+        waitForSoundAfterA();
         const bool isInTime = engine().status().entry == ids.at(0);
         engine().queue().remove({ids.at(1)});
         QVERIFY(waitForEnd());
@@ -345,11 +351,7 @@ private Q_SLOTS:
     {
         const QVector<int> ids = playUntilPrepared(list(QStringLiteral("a, b")));
         // The sound of the next one is on the way already.
-        QElapsedTimer limit;
-        limit.start();
-        while (m_host->output.samples().size() <= m_decoded.value(QStringLiteral("a")).size() &&
-               !limit.hasExpired(10000))
-            QCoreApplication::processEvents();
+        waitForSoundAfterA();
         const bool isInTime = engine().status().entry == ids.at(0);
         engine().seek(200);
         QVERIFY(waitForEnd());
