@@ -57,7 +57,7 @@ public:
     explicit SleepingReader(quint16 port)
         : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        const int small = 2048;
+        const int small = 64 * 1024;
         ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -85,17 +85,18 @@ public:
         while (got > 0 && !QByteArray::fromRawData(bytes, int(got)).contains("retry:"));
         return got > 0;
     }
-    /// Reads what has been sent; whether the server has ended the connection after that.
+    /// Whether the server has let it go within 20 s. It says so by a reset when more comes from here; its end
+    /// stands behind what has not been read.
     bool hasBeenLetGo() const
     {
-        QByteArray block(1 << 20, '\0');
-        wake();
         QElapsedTimer time;
         time.start();
-        ssize_t got = 1;
-        while (got > 0 && time.elapsed() < 20000)
-            got = ::recv(m_socket, block.data(), size_t(block.size()), 0);
-        return got == 0 || (got < 0 && errno == ECONNRESET);
+        while (time.elapsed() < 20000) {
+            if (::send(m_socket, "\n", 1, MSG_NOSIGNAL) < 0)
+                return errno == ECONNRESET || errno == EPIPE;
+            QTest::qWait(20);
+        }
+        return false;
     }
     QByteArray readUntil(const char* text) const
     {
@@ -326,9 +327,10 @@ private Q_SLOTS:
         const QString large(100000, QLatin1Char('n'));
         for (int i = 0; i < notices; ++i) {
             f.server->notify(notice("Albums", large));
+            if (i % 10 != 9)
+                continue;
             QTRY_COMPARE(quick.count(text("notification")), i + 1);
-            if (i % 10 == 9)
-                f.engine->setVolume(i / 10);
+            f.engine->setVolume(i / 10);
         }
         QTRY_COMPARE(quick.last(text("player")).value(text("volumePercent")).toInt(), 14);
         f.server->notify(notice("Albums", text("the last one")));
