@@ -33,7 +33,7 @@ GstElement* KeepingOutput::makeSink(QString* error)
     const QMutexLocker locker(&m_mutex);
     ++m_asked;
     if (m_plugged)
-        return keepingSink(this, true);
+        return m_sink = keepingSink(this, true);
     *error = QStringLiteral("There is no sound device.");
     return nullptr;
 }

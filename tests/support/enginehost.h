@@ -22,6 +22,8 @@ public:
     void plug();
     /// How many sinks were asked for.
     int sinksAsked() const { return m_asked; }
+    /// The last one, which its pipeline owns; null before the first.
+    GstElement* sink() const { return m_sink; }
 
     /// For the sink. The streaming thread; false when it is unplugged.
     bool take(const char* data, int bytes);
@@ -31,6 +33,7 @@ private:
     QByteArray m_samples;
     bool m_plugged = true;
     int m_asked = 0;
+    GstElement* m_sink = nullptr;
 };
 
 /// A real engine with a scripted worker, whose tracks are the sandbox's own music as FLAC files.

@@ -179,6 +179,7 @@ void StreamPlayer::play(const QString& uri, qint64 startMs, bool paused)
     m_current = std::make_unique<StreamSource>(m_pipeline, m_concat, uri);
     m_openLimit.start();
     applyTarget();
+    m_current->start();
 }
 
 /// Whether the end of all streams has left the concat, or is about to: it is sent just after the turn is
@@ -340,6 +341,8 @@ void StreamPlayer::onBus(GstMessage* message)
         }
         break;
     case GST_MESSAGE_ASYNC_DONE:
+        if (GST_MESSAGE_SRC(message) != GST_OBJECT(m_pipeline))
+            break; // a stream is ready
         if (m_seeking)
             Q_EMIT moved();
         m_seeking = false;

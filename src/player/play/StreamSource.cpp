@@ -123,14 +123,16 @@ void onNoMorePads(GstElement* decoder, gpointer out)
 } // namespace
 
 StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri)
-    : m_pipeline(pipeline)
-    , m_concat(concat)
-    , m_bin(gst_bin_new(nullptr))
+    : m_concat(concat)
+    , m_bin(GST_ELEMENT(gst_object_ref_sink(gst_bin_new(nullptr))))
     , m_out(gst_ghost_pad_new_no_target("src", GST_PAD_SRC))
     , m_entrance(gst_element_request_pad_simple(concat, "sink_%u"))
 {
-    // Else the whole pipeline would wait for a stream that is only being prepared.
-    g_object_set(m_bin, "async-handling", TRUE, nullptr);
+    // No part of the pipeline, whose state would wait for a stream that is only being prepared; what it says
+    // goes the same way as what the pipeline says.
+    GstBus* bus = gst_element_get_bus(pipeline);
+    gst_element_set_bus(m_bin, bus);
+    gst_object_unref(bus);
     const bool isFromNetwork = !uri.startsWith(QLatin1String("file:"));
     if (isFromNetwork)
         bufferedPercent = 0; // until it says otherwise
@@ -144,8 +146,7 @@ StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QStri
     g_signal_connect(decoder, "no-more-pads", G_CALLBACK(onNoMorePads), m_out);
     gst_bin_add(GST_BIN(m_bin), decoder);
     gst_element_add_pad(m_bin, m_out);
-    gst_bin_add(GST_BIN(m_pipeline), m_bin);
-    gst_pad_link(m_out, m_entrance);
+    gst_pad_link_full(m_out, m_entrance, GST_PAD_LINK_CHECK_NOTHING);
 }
 
 StreamSource::~StreamSource()
@@ -154,12 +155,12 @@ StreamSource::~StreamSource()
     gst_element_release_request_pad(m_concat, m_entrance);
     gst_object_unref(m_entrance);
     gst_element_set_state(m_bin, GST_STATE_NULL);
-    gst_bin_remove(GST_BIN(m_pipeline), m_bin);
+    gst_object_unref(m_bin);
 }
 
 void StreamSource::start()
 {
-    gst_element_sync_state_with_parent(m_bin);
+    gst_element_set_state(m_bin, GST_STATE_PAUSED);
 }
 
 bool StreamSource::sent(GstMessage* message) const

@@ -13,7 +13,8 @@ using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
 using GstPad = struct _GstPad;         // NOLINT(bugprone-reserved-identifier)
 
 /// One stream's way into a pipeline: it is fetched, taken apart and decoded, and waits for its turn at a
-/// `concat`, which lets one stream through after the other. One thread, unless it says otherwise.
+/// `concat`, which lets one stream through after the other. Its messages come from the pipeline's bus. One
+/// thread, unless it says otherwise.
 class StreamSource
 {
 public:
@@ -22,15 +23,15 @@ public:
     /// How long a stream that has begun may stand still.
     static constexpr int stallLimitMs = 120000;
 
-    /// Stands in the pipeline, behind the streams that were made before; begins with start(). Both elements
-    /// are not owned and have to outlive it.
+    /// Stands before the pipeline, behind the streams that were made before; begins with start(). Both
+    /// elements are not owned and have to outlive it.
     StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri);
     /// Takes it out of the pipeline, with what is under way.
     ~StreamSource();
     StreamSource(const StreamSource&) = delete;
     StreamSource& operator=(const StreamSource&) = delete;
 
-    /// Brings it into the state of its pipeline.
+    /// Begins to fetch and decode. From then on it goes by itself, whether the pipeline plays or is paused.
     void start();
 
     /// Whether a message is from this stream.
@@ -58,7 +59,6 @@ public:
 private:
     int averageBitRate() const;
 
-    GstElement* m_pipeline;
     GstElement* m_concat;
     GstElement* m_bin;
     GstPad* m_out;      // of the bin

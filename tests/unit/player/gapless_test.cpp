@@ -38,6 +38,24 @@ class GaplessTest : public QObject
         return places;
     }
 
+    /// What feeds the second entrance of the engine's `concat`, as soon as that is there; null when it does
+    /// not come.
+    GstElement* waitForNextStream()
+    {
+        QElapsedTimer limit;
+        limit.start();
+        while (!limit.hasExpired(10000)) {
+            QCoreApplication::processEvents();
+            GstObject* pipeline = m_host->output.sink() ? GST_OBJECT_PARENT(m_host->output.sink()) : nullptr;
+            for (GList* part = pipeline ? GST_BIN_CHILDREN(pipeline) : nullptr; part; part = part->next) {
+                const GList* entrances = GST_ELEMENT(part->data)->sinkpads;
+                if (entrances && entrances->next)
+                    return GST_ELEMENT(GST_OBJECT_PARENT(GST_PAD_PEER(entrances->next->data)));
+            }
+        }
+        return nullptr;
+    }
+
     /// Until the sound of what follows "a" is on its way to the output.
     void waitForSoundAfterA()
     {
@@ -314,6 +332,25 @@ private Q_SLOTS:
                  QString());
         QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a paused, a playing, a stopped, "
                                                "b opening, b playing, b stopped")));
+    }
+
+    void aPauseAtTheMomentWhenTheNextOneIsReadyCanBeEnded()
+    {
+        m_host->fill(list(QStringLiteral("a, b")));
+        engine().play();
+        GstElement* next = waitForNextStream();
+        QVERIFY(next);
+        // It gets ready, and no step further.
+        GST_STATE_LOCK(next);
+        while (GST_STATE(next) != GST_STATE_PAUSED)
+            g_usleep(100);
+        engine().pause();
+        GST_STATE_UNLOCK(next);
+        QTRY_COMPARE(states().last(), QStringLiteral("a paused"));
+        engine().play();
+        QVERIFY(waitForEnd());
+        QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
+                 QString());
     }
 
     void aSeekAfterTheNextOneIsPreparedKeepsTheSeam()

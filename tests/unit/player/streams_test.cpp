@@ -174,6 +174,20 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples() == first + m_decoded);
     }
 
+    void whoPausesAndGoesOnDoesNotWaitForTheNextOne()
+    {
+        startAndHear();
+        m_unanswered = 1;
+        engine().queue().add({ScriptedPlayWorker::row(QStringLiteral("1"))}, PlayQueue::Where::End);
+        QTRY_COMPARE(m_unanswered.load(), 0); // it is being prepared
+        for (int i = 0; i < 2; ++i) {
+            engine().pause();
+            QTRY_COMPARE(states().last(), QStringLiteral("1 paused"));
+            engine().play();
+            QTRY_COMPARE(states().last(), QStringLiteral("1 playing"));
+        }
+    }
+
     void whatBreaksOffAfterItWasHeardIsToldAsThatAndThenAsTheEnd()
     {
         // Two seconds more than what is gathered before it is heard, which is 2 MB.
