@@ -4,8 +4,8 @@ namespace {
 
 constexpr int checkMs = 20;
 // Who counts the listening time drops what is less than a second, and starts to count a little after the
-// sound: a stop on the very tick would be told as a second less.
-constexpr int marginMs = 60;
+// sound, after a seam more than that: a stop on the very tick would be told as a second less.
+constexpr int marginMs = 150;
 
 } // namespace
 
