@@ -541,8 +541,10 @@ void StreamPlayer::applyTarget()
     }
     const bool silent = m_wantsPause || m_buffering || m_startMs > 0 || state < GST_STATE_PAUSED;
     const GstState wanted = silent ? GST_STATE_PAUSED : GST_STATE_PLAYING;
-    if (state != wanted)
-        gst_element_set_state(m_pipeline, wanted);
+    // An output that has run dry stands still at once, but has stopped only when it has something again.
+    if (state != wanted && gst_element_set_state(m_pipeline, wanted) == GST_STATE_CHANGE_ASYNC &&
+        state == GST_STATE_PLAYING)
+        post([this] { tellSilence(); });
 }
 
 void StreamPlayer::fail(const TrString& sentence)

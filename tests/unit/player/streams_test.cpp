@@ -24,7 +24,8 @@ class StreamsTest : public QObject
     std::atomic<int> m_breaksLeft{0};   // answers that break off
     std::atomic<bool> m_refused{false}; // whether the address holds no longer
     std::atomic<bool> m_rangesRefused{false};
-    std::atomic<int> m_dripBytes{0};  // every 50 ms; 0: all at once
+    std::atomic<int> m_dripBytes{0}; // each time; 0: all at once
+    std::atomic<int> m_dripPauseMs{50};
     std::atomic<int> m_unanswered{0}; // requests that come now and are kept waiting
 
     PlayEngine& engine() { return m_host->engine; }
@@ -52,7 +53,7 @@ class StreamsTest : public QObject
             response.truncateAfter = m_breakAfter;
         response.hold = m_unanswered.fetch_sub(1) > 0;
         response.dripBytes = m_dripBytes;
-        response.dripPauseMs = 50;
+        response.dripPauseMs = m_dripPauseMs;
         return response;
     }
 
@@ -101,6 +102,7 @@ private Q_SLOTS:
     void init()
     {
         m_breakAfter = m_breaksLeft = m_dripBytes = m_unanswered = 0;
+        m_dripPauseMs = 50;
         m_refused = m_rangesRefused = false;
         m_file = m_flac;
         m_server = std::make_unique<TestHttpServer>();
@@ -205,6 +207,18 @@ private Q_SLOTS:
                  (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
                               QStringLiteral("1 stopped streamFailed"), QStringLiteral("1 stopped")}));
         QCOMPARE(engine().data().error(), QStringLiteral("streamFailed"));
+    }
+
+    void aStallThatIsNoticedWhenTheOutputHasRunDryIsToldAtOnce()
+    {
+        // What comes at first is over in two seconds, and the rest takes ten to come.
+        m_file = wav(4);
+        m_dripBytes = 2400000;
+        m_dripPauseMs = 10000;
+        startAndHear();
+        QThread::sleep(3);
+        QTRY_VERIFY(engine().status().stalled);
+        QVERIFY(m_host->output.samples().size() < m_dripBytes);
     }
 
     void aPauseWhileMusicIsGatheredIsToldAndHolds_data()
