@@ -68,7 +68,9 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await heading(album).waitFor();
     await page.locator(".track-title").first().waitFor();
     expect(await page.locator(".track-number").first().textContent()).toBe("1");
-    expect(await crumbs()).toEqual(["Home", "Discover", "Artists", artist, album]);
+    await expect
+      .poll(crumbs, { timeout: patienceMs })
+      .toEqual(["Home", "Discover", "Artists", artist, album]);
     const address = page.url();
 
     await page.goBack();
@@ -82,6 +84,27 @@ describe("browsing", { timeout: testLimitMs }, () => {
     const other = await stage.page({}, address.slice(stage.url.length));
     await other.getByRole("heading", { name: album, exact: true, level: 1 }).waitFor();
     await other.locator(".track-title").first().waitFor();
+    await other.context().close();
+  });
+
+  test("names the way to an artist in full, also where a part of it was not known when it was left", async () => {
+    const other = await stage.page({}, "/account");
+    let name = (): void => undefined;
+    const named = new Promise<void>((done) => (name = done));
+    await other.route("**/api/data?*", async (request) => {
+      await named;
+      await request.continue();
+    });
+    await other.goto(`${stage.url}/browse?path=${encodeURIComponent("qobuz:featured/artists")}`);
+    const first = other.locator(".tile-link").first();
+    const artist = (await first.locator(".tile-title").textContent())!;
+    await first.click();
+    await other.getByRole("heading", { name: artist, exact: true, level: 1 }).waitFor();
+    const steps = (): Promise<string[]> =>
+      other.getByRole("navigation", { name: "Where you are" }).getByRole("listitem").allTextContents();
+    expect(await steps()).not.toContain("Artists");
+    name();
+    await expect.poll(steps, { timeout: patienceMs }).toEqual(["Home", "Discover", "Artists", artist]);
     await other.context().close();
   });
 
@@ -114,14 +137,17 @@ describe("browsing", { timeout: testLimitMs }, () => {
   test("comes back to a start page as it was left: how far, which lists, how far along", async () => {
     await page.setViewportSize({ width: 390, height: 844 });
     await page.goto(stage.url);
-    await page.getByRole("button", { name: "Artists" }).first().click();
-    await page.getByRole("list", { name: "Artists" }).first().getByRole("listitem").first().waitFor();
+    const discover = page.locator(".section").first();
+    await discover.getByRole("button", { name: "Artists" }).click();
+    await discover.getByRole("list", { name: "Artists" }).getByRole("listitem").first().waitFor();
     const lists = page.locator(".section").nth(1).locator(".shelf");
     await lists.locator(".tile:not(.skeleton)").nth(5).waitFor();
     await lists.evaluate((element) => (element.scrollLeft = 500));
     const along = await lists.evaluate((element) => element.scrollLeft);
     expect(along).toBeGreaterThan(300);
-    await page.locator(".section").last().locator(".track, .tile").first().waitFor();
+    await page.locator(".section").last().locator(".track:not(.skeleton)").first().waitFor();
+    // What still loads changes how long the page is.
+    await expect.poll(() => page.locator(".skeleton").count(), { timeout: patienceMs }).toBe(0);
     const down = (): Promise<number> => page.evaluate(() => scrollY);
     await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
     const before = await down();
@@ -135,7 +161,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.goBack();
     await expect.poll(down, { timeout: patienceMs }).toBe(before);
     expect(await lists.evaluate((element) => element.scrollLeft)).toBe(along);
-    expect(await page.locator('.tab[aria-pressed="true"]').first().textContent()).toBe("Artists");
+    expect(await discover.locator('.tab[aria-pressed="true"]').textContent()).toBe("Artists");
     await page.setViewportSize({ width: 1440, height: 900 });
   });
 

@@ -1,7 +1,7 @@
 import { useEffect, useState } from "preact/hooks";
 import type { Row } from "../api/types";
 import { ancestors, isAlbum, isItem, layoutOf } from "../model/paths";
-import { browseUrl } from "../model/routes";
+import { browseUrl, parseRoute } from "../model/routes";
 import type { Ranges } from "../model/ranges";
 import { trail, type Step } from "../router";
 import { attempt, client, known, learn, lists, sentence, t, titleOf } from "../state";
@@ -32,7 +32,7 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
   }, [title]);
 
   const steps = useSteps(path);
-  const here: Step[] = [...steps, { title, url: browseUrl(path, isItem(path) ? title : "") }];
+  const here: Step[] = [...steps, { title: asked, url: browseUrl(path, isItem(path) ? asked : "") }];
   const layout = layoutOf(list.at(0));
   const kind = kindOf(path, list);
   return (
@@ -85,26 +85,30 @@ function useTitle(path: string, titleInUrl: string): string {
   return remembered ?? (title || titleInUrl);
 }
 
-/** The breadcrumbs to a path, without itself. */
+/** The breadcrumbs to a path, without itself. A step has no title as long as it is not known. */
 function useSteps(path: string): Step[] {
   const [, setLoaded] = useState(0);
   const came = isItem(path) ? trail.value : undefined;
-  const paths = came ? [] : ancestors(path).slice(1);
-  const missing = paths.filter((p) => !known.get(p)).join(" ");
+  const steps = (
+    came ??
+    ancestors(path)
+      .slice(1)
+      .map((parent) => ({ title: "", url: browseUrl(parent) }))
+  ).map((step) => ({ ...step, title: step.title || (known.get(pathOf(step))?.title ?? "") }));
+  const missing = steps.flatMap((step) => (step.title ? [] : [pathOf(step)])).join(" ");
   useEffect(() => {
     for (const parent of missing ? missing.split(" ") : [])
       learn(parent).then(
         () => setLoaded((n) => n + 1),
-        () => undefined, // a step without a name is left out
+        () => undefined, // a step without a name is not shown
       );
   }, [missing]);
-  return (
-    came ??
-    paths.flatMap((step) => {
-      const title = known.get(step)?.title;
-      return title ? [{ title, url: browseUrl(step) }] : [];
-    })
-  );
+  return steps;
+}
+
+function pathOf({ url }: Step): string {
+  const route = parseRoute(new URL(url, location.href));
+  return route.view === "browse" ? route.path : "";
 }
 
 function Crumbs({ steps, title }: { steps: Step[]; title: string }) {
@@ -114,13 +118,16 @@ function Crumbs({ steps, title }: { steps: Step[]; title: string }) {
         <li>
           <a href="/">{t.home}</a>
         </li>
-        {steps.map((step, i) => (
-          <li key={step.url}>
-            <Link href={step.url} steps={steps.slice(0, i)}>
-              <bdi>{step.title}</bdi>
-            </Link>
-          </li>
-        ))}
+        {steps.map(
+          (step, i) =>
+            step.title && (
+              <li key={step.url}>
+                <Link href={step.url} steps={steps.slice(0, i)}>
+                  <bdi>{step.title}</bdi>
+                </Link>
+              </li>
+            ),
+        )}
         <li aria-current="page">
           <bdi>{title}</bdi>
         </li>
