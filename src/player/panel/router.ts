@@ -1,7 +1,7 @@
 import { signal } from "@preact/signals";
 import { parseRoute, type Route } from "./model/routes";
 
-/** A step of the breadcrumbs. */
+/** A step of the breadcrumbs. Its title is empty as long as it is not known. */
 export interface Step {
   title: string;
   url: string;

@@ -16,8 +16,8 @@ const heading = (name: string) => page.getByRole("heading", { name, exact: true,
 const browse = (path: string): Promise<unknown> =>
   page.goto(`${stage.url}/browse?path=${encodeURIComponent(path)}`);
 const firstTile = () => page.locator(".tile-link").first();
-const crumbs = async (): Promise<string[]> =>
-  page.getByRole("navigation", { name: "Where you are" }).getByRole("listitem").allTextContents();
+const crumbs = async (on = page): Promise<string[]> =>
+  on.getByRole("navigation", { name: "Where you are" }).getByRole("listitem").allTextContents();
 
 describe("browsing", { timeout: testLimitMs }, () => {
   test("begins with the branches of the menu, and what each begins with", async () => {
@@ -43,7 +43,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await browse(`qobuz:${base}`);
     await heading(title).waitFor();
     await page.locator(`${cell}:not(.skeleton)`).first().waitFor();
-    await expect.poll(crumbs, { timeout: patienceMs }).toEqual(expected);
+    await expect.poll(() => crumbs(), { timeout: patienceMs }).toEqual(expected);
     expect(await page.title()).toBe(`${title} · Pelk`);
   });
 
@@ -69,7 +69,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.locator(".track-title").first().waitFor();
     expect(await page.locator(".track-number").first().textContent()).toBe("1");
     await expect
-      .poll(crumbs, { timeout: patienceMs })
+      .poll(() => crumbs(), { timeout: patienceMs })
       .toEqual(["Home", "Discover", "Artists", artist, album]);
     const address = page.url();
 
@@ -100,11 +100,11 @@ describe("browsing", { timeout: testLimitMs }, () => {
     const artist = (await first.locator(".tile-title").textContent())!;
     await first.click();
     await other.getByRole("heading", { name: artist, exact: true, level: 1 }).waitFor();
-    const steps = (): Promise<string[]> =>
-      other.getByRole("navigation", { name: "Where you are" }).getByRole("listitem").allTextContents();
-    expect(await steps()).not.toContain("Artists");
+    expect(await crumbs(other)).not.toContain("Artists");
     name();
-    await expect.poll(steps, { timeout: patienceMs }).toEqual(["Home", "Discover", "Artists", artist]);
+    await expect
+      .poll(() => crumbs(other), { timeout: patienceMs })
+      .toEqual(["Home", "Discover", "Artists", artist]);
     await other.context().close();
   });
 

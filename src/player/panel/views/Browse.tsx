@@ -95,14 +95,14 @@ function useSteps(path: string): Step[] {
       .slice(1)
       .map((parent) => ({ title: "", url: browseUrl(parent) }))
   ).map((step) => ({ ...step, title: step.title || (known.get(pathOf(step))?.title ?? "") }));
-  const missing = steps.flatMap((step) => (step.title ? [] : [pathOf(step)])).join(" ");
+  const missing = steps.filter((step) => !step.title);
   useEffect(() => {
-    for (const parent of missing ? missing.split(" ") : [])
-      learn(parent).then(
+    for (const step of missing)
+      learn(pathOf(step)).then(
         () => setLoaded((n) => n + 1),
         () => undefined, // a step without a name is not shown
       );
-  }, [missing]);
+  }, [missing.map((step) => step.url).join(" ")]);
   return steps;
 }
 
