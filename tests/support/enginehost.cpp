@@ -2,7 +2,6 @@
 
 #include "sandbox/media/Encoders.h"
 
-#include <QFile>
 #include <QSignalSpy>
 #include <gst/gst.h>
 
@@ -86,22 +85,14 @@ QByteArray EngineHost::flac(int tune, int seconds, int rate, int bits)
 
 void EngineHost::addFlac(const QString& id, const QByteArray& flac)
 {
-    worker.uris.insert(id, writeFile(id + QStringLiteral(".flac"), flac));
-}
-
-QString EngineHost::writeFile(const QString& name, const QByteArray& bytes)
-{
-    QFile file(dir.filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("%s cannot be written", qPrintable(file.fileName()));
-    return QStringLiteral("file://") + file.fileName();
+    worker.uris.insert(id, media.add(id + QStringLiteral(".flac"), flac));
 }
 
 QByteArray EngineHost::decoded(const QByteArray& file)
 {
     KeepingOutput kept;
     GstElement* decoder = gst_element_factory_make("playbin", nullptr);
-    g_object_set(decoder, "uri", qPrintable(writeFile(QStringLiteral("decoded"), file)), "audio-sink",
+    g_object_set(decoder, "uri", qPrintable(media.add(QStringLiteral("decoded"), file)), "audio-sink",
                  keepingSink(&kept, false), "flags", 0x2, nullptr);
     gst_element_set_state(decoder, GST_STATE_PLAYING);
     GstBus* bus = gst_element_get_bus(decoder);

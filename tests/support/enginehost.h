@@ -3,6 +3,7 @@
 #include "api/core/model/cmrootworker.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
+#include "tests/support/mediaserver.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QMutex>
@@ -54,8 +55,6 @@ public:
     void addFlac(const QString& id, const QByteArray& flac);
     /// What a decoder makes of an audio file.
     QByteArray decoded(const QByteArray& file);
-    /// Writes a file into the scratch folder; gives its address.
-    QString writeFile(const QString& name, const QByteArray& bytes);
 
     /// Puts tracks into the queue, instead of what is there; gives their ids.
     QVector<int> fill(const QStringList& ids);
@@ -63,6 +62,7 @@ public:
     bool playAll(const QStringList& ids);
 
     QTemporaryDir dir;
+    MediaServer media;
     CMRootWorker root;
     ScriptedPlayWorker worker;
     KeepingOutput output;

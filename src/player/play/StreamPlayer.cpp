@@ -153,8 +153,9 @@ bool StreamPlayer::makePipeline(QString* error)
         [](GstBus* /*bus*/, GstMessage* message, gpointer player) {
             // On a streaming thread. stop() waits for those to end, so the player is valid.
             auto* self = static_cast<StreamPlayer*>(player);
-            const std::shared_ptr<GstMessage> shared(gst_message_ref(message), gst_message_unref);
-            self->post([self, shared] { self->onBus(shared.get()); });
+            // A handler that drops a message owns it.
+            const std::shared_ptr<GstMessage> owned(message, gst_message_unref);
+            self->post([self, owned] { self->onBus(owned.get()); });
             return GST_BUS_DROP;
         },
         this, nullptr);

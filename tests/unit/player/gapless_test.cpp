@@ -307,9 +307,9 @@ private Q_SLOTS:
     {
         QFETCH(QString, id);
         QFETCH(QString, told);
-        m_host->worker.uris.insert(QStringLiteral("broken"), QStringLiteral("file:///nowhere/a.flac"));
+        m_host->worker.uris.insert(QStringLiteral("broken"), m_host->media.url(QStringLiteral("nowhere")));
         m_host->worker.uris.insert(QStringLiteral("text"),
-                                   m_host->writeFile(QStringLiteral("t"), QByteArray(5000, 'x')));
+                                   m_host->media.add(QStringLiteral("t"), QByteArray(5000, 'x')));
         QSignalSpy noticed(&engine(), &PlayEngine::noticed);
         QVERIFY(m_host->playAll({QStringLiteral("a"), id, QStringLiteral("b")}));
         QCOMPARE(noticed.size(), 1);
@@ -366,7 +366,11 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples().endsWith(rest + m_decoded.value(QStringLiteral("b"))));
         QCOMPARE(m_host->output.sinksAsked(), 1);
         QCOMPARE(m_host->worker.resolved, list(QStringLiteral("a, b")));
-        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
+        // A seek may have to wait for the stream, which is silence.
+        QStringList told = states();
+        if (told.value(2) == QLatin1String("a paused"))
+            told.erase(told.begin() + 2, told.begin() + 4);
+        QCOMPARE(told, list(QStringLiteral("a opening, a playing, a stopped, "
                                                "b opening, b playing, b stopped")));
     }
 

@@ -3,6 +3,7 @@
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
 #include "player/play/QueueLoader.h"
+#include "tests/support/mediaserver.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QSignalSpy>
@@ -23,6 +24,7 @@ class PlayEngineTest : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
+    MediaServer m_media;
     std::unique_ptr<CMRootWorker> m_root;
     std::unique_ptr<ScriptedPlayWorker> m_worker;
     std::unique_ptr<WavWriter> m_writer;
@@ -39,7 +41,10 @@ class PlayEngineTest : public QObject
         if (!writer.open(&error) || !writer.write(format, data.constData(), data.size(), &error) ||
             !writer.finish(&error))
             qFatal("%s", qPrintable(error));
-        return QStringLiteral("file://") + name;
+        QFile file(name);
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("%s cannot be read", qPrintable(name));
+        return m_media.add(QFileInfo(name).fileName(), file.readAll());
     }
 
     bool playAll(int seconds = 0)
@@ -78,7 +83,7 @@ private Q_SLOTS:
         m_worker->uris = {{QStringLiteral("1"), sound(100)},
                           {QStringLiteral("2"), sound(150)},
                           {QStringLiteral("long"), sound(20000)},
-                          {QStringLiteral("broken"), QStringLiteral("file:///nowhere/a.flac")},
+                          {QStringLiteral("broken"), m_media.url(QStringLiteral("nowhere"))},
                           {QStringLiteral("nowhere"), QString()}};
     }
 

@@ -7,6 +7,7 @@
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
 #include "player/server/PanelServer.h"
+#include "tests/support/mediaserver.h"
 #include "tests/support/panelclient.h"
 #include "tests/support/scriptedplayworker.h"
 
@@ -165,21 +166,23 @@ public:
         constexpr PcmFormat voice{16000, 1, 16};
         const QString name = folder.filePath(QStringLiteral("%1.wav").arg(milliseconds));
         worker.script.list << id;
-        worker.script.uris.insert(id, QStringLiteral("file://") + name);
-        if (QFile::exists(name))
-            return;
         WavWriter sound(name);
         QString error;
         const QByteArray data(voice.rateHz * milliseconds / 1000 * voice.frameBytes(), 'u');
         if (!sound.open(&error) || !sound.write(voice, data.constData(), data.size(), &error) ||
             !sound.finish(&error))
             qFatal("%s", qPrintable(error));
+        QFile file(name);
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("%s cannot be read", qPrintable(name));
+        worker.script.uris.insert(id, media.add(QFileInfo(name).fileName(), file.readAll()));
     }
 
     static CMPath tonePath() { return CMPath(QStringLiteral("settings:test/tone")); }
     static CMPath closedPath() { return CMPath(QStringLiteral("settings:test")); }
 
     QTemporaryDir folder;
+    MediaServer media;
     CMRootWorker root;
     PanelWorker worker;
     std::shared_ptr<MemoryStore> store;

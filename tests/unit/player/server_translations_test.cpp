@@ -240,7 +240,7 @@ private Q_SLOTS:
         PelkRoles row;
         row.setMediaData(mediaData);
         f.worker.script.uris = {{text("empty"), QString()},
-                                {text("noise"), text("file://" SOURCE_DIR "/README.md")}};
+                                {text("noise"), f.media.add(text("noise"), QByteArray(5000, 'x'))}};
         f.engine->queue().add(
             {row, ScriptedPlayWorker::row(text("empty")), ScriptedPlayWorker::row(text("noise"))},
             PlayQueue::Where::Replace);
