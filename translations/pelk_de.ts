@@ -319,8 +319,16 @@
         <translation>Der Stream hat innerhalb von %1 Sekunden nicht begonnen.</translation>
     </message>
     <message>
-        <source>The stream is nothing that can be played. (%1)</source>
+        <source>The stream is not playable. (%1)</source>
         <translation>Der Stream lässt sich nicht abspielen. (%1)</translation>
+    </message>
+    <message>
+        <source>The stream is not playable: its address has to begin with http:// or https://.</source>
+        <translation>Der Stream lässt sich nicht abspielen: Seine Adresse muss mit http:// oder https:// beginnen.</translation>
+    </message>
+    <message>
+        <source>The stream is not playable: its server redirects to an address that begins with neither http:// nor https://.</source>
+        <translation>Der Stream lässt sich nicht abspielen: Sein Server leitet zu einer Adresse weiter, die weder mit http:// noch mit https:// beginnt.</translation>
     </message>
 </context>
 <context>

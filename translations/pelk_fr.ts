@@ -319,8 +319,16 @@
         <translation>Le flux n’a pas commencé en %1 secondes.</translation>
     </message>
     <message>
-        <source>The stream is nothing that can be played. (%1)</source>
+        <source>The stream is not playable. (%1)</source>
         <translation>Le flux n’est pas lisible. (%1)</translation>
+    </message>
+    <message>
+        <source>The stream is not playable: its address has to begin with http:// or https://.</source>
+        <translation>Le flux ne peut pas être lu : son adresse doit commencer par http:// ou https://.</translation>
+    </message>
+    <message>
+        <source>The stream is not playable: its server redirects to an address that begins with neither http:// nor https://.</source>
+        <translation>Le flux ne peut pas être lu : son serveur redirige vers une adresse qui ne commence ni par http:// ni par https://.</translation>
     </message>
 </context>
 <context>

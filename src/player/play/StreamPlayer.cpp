@@ -62,6 +62,14 @@ TrString playerText(const char* source, const QList<TrArg>& arguments = {})
     return {TrCharData{"StreamPlayer", source}, arguments};
 }
 
+/// Where the server sent the stream's source instead of an answer; empty when it did not.
+QString redirectOf(GstMessage* message)
+{
+    const GstStructure* details = nullptr;
+    gst_message_parse_error_details(message, &details);
+    return details ? QString::fromUtf8(gst_structure_get_string(details, "http-redirect-uri")) : QString();
+}
+
 TrString sentenceOf(const GError* error)
 {
     // GStreamer's texts may quote the address, and its query is a permission to fetch it.
@@ -70,9 +78,7 @@ TrString sentenceOf(const GError* error)
         error->domain == GST_STREAM_ERROR &&
         (error->code == GST_STREAM_ERROR_TYPE_NOT_FOUND || error->code == GST_STREAM_ERROR_WRONG_TYPE ||
          error->code == GST_STREAM_ERROR_CODEC_NOT_FOUND || error->code == GST_STREAM_ERROR_FORMAT);
-    return unknown ? playerText(
-                         QT_TRANSLATE_NOOP("StreamPlayer", "The stream is nothing that can be played. (%1)"),
-                         {text})
+    return unknown ? playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The stream is not playable. (%1)"), {text})
                    : TrString(text);
 }
 
@@ -166,6 +172,14 @@ bool StreamPlayer::makePipeline(QString* error)
 void StreamPlayer::play(const QString& uri, qint64 startMs, bool paused)
 {
     stop();
+    if (!StreamSource::isAllowed(uri)) {
+        post([this] {
+            fail(
+                playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The stream is not playable: its address has to "
+                                                             "begin with http:// or https://.")));
+        });
+        return;
+    }
     m_wantsPause = paused;
     m_startMs = startMs;
     QString error;
@@ -202,7 +216,7 @@ bool StreamPlayer::hasSentEnd() const
 
 bool StreamPlayer::setNext(const QString& uri)
 {
-    if (!m_current || !m_current->isFeeding())
+    if (!StreamSource::isAllowed(uri) || !m_current || !m_current->isFeeding())
         return false;
     m_next = std::make_unique<StreamSource>(m_pipeline, m_concat, uri);
     // Asked again: the last of the current stream may have gone through meanwhile. That is well as long as
@@ -384,7 +398,12 @@ void StreamPlayer::onError(GstMessage* message)
     g_error_free(error);
     GstObject* object = GST_MESSAGE_SRC(message);
     const StreamSource* sender = senderOf(message);
-    if (sender && sender->isBrokenForGood())
+    const QString redirect = redirectOf(message);
+    if (!redirect.isEmpty() && !StreamSource::isAllowed(redirect))
+        sentence = playerText(QT_TRANSLATE_NOOP(
+            "StreamPlayer", "The stream is not playable: its server redirects to an address that begins with "
+                            "neither http:// nor https://."));
+    else if (sender && sender->isBrokenForGood())
         sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The connection broke again and again."));
     if (sender && sender == m_next.get()) {
         if (m_next->isFeeding()) {

@@ -27,11 +27,12 @@ public:
     explicit StreamPlayer(AudioOutput* output, QObject* parent = nullptr);
     ~StreamPlayer() override;
 
-    /// Opens a stream and plays it from `startMs` on, or stands there silent; one that plays is stopped. A
-    /// stream that has not begun within 30 seconds has failed, and so has one that stalls for two minutes.
+    /// Opens an `http` or `https` stream and plays it from `startMs` on, or stands there silent; one that
+    /// plays is stopped. A stream that has not begun within 30 seconds has failed, and so has one that stalls
+    /// for two minutes.
     void play(const QString& uri, qint64 startMs = 0, bool paused = false);
     /// Prepares the stream that follows this one without a gap; one that was set before has to be heard or
-    /// dropped first. False when it is too late for that: ended() comes.
+    /// dropped first. False when it is too late for that, or it cannot be opened: ended() comes.
     bool setNext(const QString& uri);
     /// Forgets the next stream. False when it is too late, as its sound is already on the way: wentOver()
     /// comes.

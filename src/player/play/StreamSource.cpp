@@ -100,6 +100,20 @@ void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer stream)
     gst_object_unref(pad);
 }
 
+/// The streaming thread. A list of other addresses is not playable: whatever reads one would open them, of
+/// any scheme.
+int onAutoplugSelect(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* /*caps*/, GstElementFactory* factory,
+                     gpointer /*data*/)
+{
+    enum // GStreamer has no header for these
+    {
+        Try = 0,
+        Skip = 2
+    };
+    const QByteArray kinds = gst_element_factory_get_metadata(factory, GST_ELEMENT_METADATA_KLASS);
+    return kinds.contains("Adaptive") || kinds.contains("Network") ? Skip : Try;
+}
+
 /// The streaming thread. The first sound there is goes out.
 void onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer out)
 {
@@ -122,6 +136,12 @@ void onNoMorePads(GstElement* decoder, gpointer out)
 
 } // namespace
 
+bool StreamSource::isAllowed(const QString& uri)
+{
+    return uri.startsWith(QLatin1String("http://"), Qt::CaseInsensitive) ||
+           uri.startsWith(QLatin1String("https://"), Qt::CaseInsensitive);
+}
+
 StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri)
     : m_concat(concat)
     , m_bin(GST_ELEMENT(gst_object_ref_sink(gst_bin_new(nullptr))))
@@ -133,15 +153,13 @@ StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QStri
     GstBus* bus = gst_element_get_bus(pipeline);
     gst_element_set_bus(m_bin, bus);
     gst_object_unref(bus);
-    const bool isFromNetwork = !uri.startsWith(QLatin1String("file:"));
-    if (isFromNetwork)
-        bufferedPercent = 0; // until it says otherwise
     GstElement* decoder = gst_element_factory_make("uridecodebin", nullptr);
     GstCaps* sound = gst_caps_new_empty_simple("audio/x-raw");
     g_object_set(decoder, "uri", uri.toUtf8().constData(), "caps", sound, "expose-all-streams", FALSE,
-                 "use-buffering", gboolean(isFromNetwork), nullptr);
+                 "use-buffering", TRUE, nullptr);
     gst_caps_unref(sound);
     g_signal_connect(decoder, "source-setup", G_CALLBACK(onSourceSetup), this);
+    g_signal_connect(decoder, "autoplug-select", G_CALLBACK(onAutoplugSelect), nullptr);
     g_signal_connect(decoder, "pad-added", G_CALLBACK(onPadAdded), m_out);
     g_signal_connect(decoder, "no-more-pads", G_CALLBACK(onNoMorePads), m_out);
     gst_bin_add(GST_BIN(m_bin), decoder);

@@ -23,8 +23,11 @@ public:
     /// How long a stream that has begun may stand still.
     static constexpr int stallLimitMs = 120000;
 
+    /// Whether this is the address of a stream that is opened: `http` or `https`.
+    static bool isAllowed(const QString& uri);
+
     /// Stands before the pipeline, behind the streams that were made before; begins with start(). Both
-    /// elements are not owned and have to outlive it.
+    /// elements are not owned and have to outlive it. The address has to be allowed.
     StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri);
     /// Takes it out of the pipeline, with what is under way.
     ~StreamSource();
@@ -54,7 +57,7 @@ public:
     /// For the streaming thread.
     std::shared_ptr<std::atomic<bool>> breakFlag() const { return m_brokenForGood; }
 
-    int bufferedPercent = 100;
+    int bufferedPercent = 0;
 
 private:
     int averageBitRate() const;

@@ -27,6 +27,9 @@ class StreamsTest : public QObject
     std::atomic<int> m_dripBytes{0}; // each time; 0: all at once
     std::atomic<int> m_dripPauseMs{50};
     std::atomic<int> m_unanswered{0}; // requests that come now and are kept waiting
+    QTemporaryDir m_dir;
+    QString m_onDisk;     // a file with the same music
+    QString m_redirectTo; // for "/redirect"; set before the request
 
     PlayEngine& engine() { return m_host->engine; }
     const QStringList& states() const { return m_host->worker.states; }
@@ -34,6 +37,8 @@ class StreamsTest : public QObject
     TestHttpServer::Response serve(const TestHttpServer::Request& request)
     {
         TestHttpServer::Response response;
+        if (request.path == "/redirect")
+            return TestHttpServer::redirect(m_redirectTo);
         const bool hasRange = !request.header("Range").isNull();
         if ((m_refused && request.path != "/fresh.flac") || (m_rangesRefused && hasRange)) {
             response.status = 403;
@@ -94,6 +99,9 @@ private Q_SLOTS:
     {
         gst_init(nullptr, nullptr);
         m_flac = EngineHost::flac(5, seconds);
+        m_onDisk = m_dir.filePath(QStringLiteral("a.flac"));
+        QFile file(m_onDisk);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(m_flac) == m_flac.size());
         EngineHost host;
         m_decoded = host.decoded(m_flac);
         QCOMPARE(m_decoded.size(), seconds * EngineHost::rateHz * EngineHost::frameBytes);
@@ -462,6 +470,62 @@ private Q_SLOTS:
         const int lost = (m_decoded.size() - after.size() - before.size()) / EngineHost::frameBytes * 1000 /
                          EngineHost::rateHz;
         QVERIFY2(qAbs(lost) <= 250, qPrintable(QStringLiteral("%1 ms").arg(lost)));
+    }
+
+    void onlyHttpAndHttpsAreOpened_data()
+    {
+        QTest::addColumn<QString>("uri");
+        for (const QString& uri :
+             {QStringLiteral("file://") + m_onDisk, QStringLiteral("FILE://") + m_onDisk, m_onDisk,
+              QStringLiteral("v4l2:///dev/video0"), QStringLiteral("cdda://1"), QStringLiteral("fd://0"),
+              QStringLiteral("rtsp://127.0.0.1/a"), QStringLiteral("udp://127.0.0.1:5004"),
+              QStringLiteral("data:audio/flac;base64,AAAA"), QStringLiteral("httpx://127.0.0.1/"),
+              QStringLiteral(" http://127.0.0.1/")})
+            QTest::newRow(qPrintable(uri.section(QLatin1Char('/'), 0, 1))) << uri;
+    }
+    void onlyHttpAndHttpsAreOpened()
+    {
+        QFETCH(QString, uri);
+        m_host->worker.uris.insert(QStringLiteral("2"), uri);
+        QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
+        // Alone, and as the next one, which is opened ahead of its turn.
+        QVERIFY(m_host->playAll({QStringLiteral("2"), QStringLiteral("1"), QStringLiteral("2")}));
+        QCOMPARE(failed.size(), 2);
+        for (const QList<QVariant>& failure : qAsConst(failed))
+            QCOMPARE(failure.at(1).toString(),
+                     QStringLiteral("The stream is not playable: its address has to "
+                                    "begin with http:// or https://."));
+        QVERIFY(m_host->output.samples() == m_decoded);
+    }
+
+    void aRedirectIsFollowedToHttpAndHttpsAlone_data()
+    {
+        QTest::addColumn<QString>("to");
+        QTest::newRow("file") << QStringLiteral("file://") + m_onDisk;
+        QTest::newRow("rtsp") << QStringLiteral("rtsp://127.0.0.1/a");
+        QTest::newRow("udp") << QStringLiteral("udp://127.0.0.1:5004");
+        QTest::newRow("data") << QStringLiteral("data:audio/flac;base64,AAAA");
+    }
+    void aRedirectIsFollowedToHttpAndHttpsAlone()
+    {
+        QFETCH(QString, to);
+        m_redirectTo = to;
+        m_host->worker.uris.insert(QStringLiteral("2"), m_server->url(QStringLiteral("/redirect")));
+        QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
+        QVERIFY(m_host->playAll({QStringLiteral("2")}));
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(failed.at(0).at(1).toString(), QStringLiteral("The stream is not playable: its server "
+                                                               "redirects to an address that begins with "
+                                                               "neither http:// nor https://."));
+        QVERIFY(m_host->output.samples().isEmpty());
+    }
+
+    void aRedirectWithinTheNetworkIsFollowed()
+    {
+        m_redirectTo = m_server->url(QStringLiteral("/1.flac"));
+        m_host->worker.uris.insert(QStringLiteral("2"), m_server->url(QStringLiteral("/redirect")));
+        QVERIFY(m_host->playAll({QStringLiteral("2")}));
+        QVERIFY(m_host->output.samples() == m_decoded);
     }
 
     void whatIsNeitherFlacNorMp3IsASentence_data()
