@@ -130,6 +130,10 @@
         <translation>Wo gelesen wird, wird nichts gesendet.</translation>
     </message>
     <message>
+        <source>The player's file cannot be written. Its own messages name the file and the reason.</source>
+        <translation>Die Datei des Players kann nicht geschrieben werden. Seine eigenen Meldungen nennen die Datei und den Grund.</translation>
+    </message>
+    <message>
         <source>What changes something is sent as JSON, {} at least, and with its length.</source>
         <translation>Was etwas ändert, wird als JSON gesendet, mindestens {}, und mit seiner Länge.</translation>
     </message>

@@ -130,6 +130,10 @@
         <translation>On n’envoie rien là où on lit.</translation>
     </message>
     <message>
+        <source>The player's file cannot be written. Its own messages name the file and the reason.</source>
+        <translation>Le fichier du lecteur ne peut pas être écrit. Ses propres messages nomment le fichier et la raison.</translation>
+    </message>
+    <message>
         <source>What changes something is sent as JSON, {} at least, and with its length.</source>
         <translation>Ce qui change quelque chose est envoyé en JSON, au moins {}, avec sa longueur.</translation>
     </message>

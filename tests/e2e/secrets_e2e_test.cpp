@@ -75,6 +75,50 @@ class SecretsE2ETest : public QObject
         return written;
     }
 
+    /// Everything the player writes when a login and the reports about a track fail, and what it must not
+    /// say: each is found in the requests that the service got.
+    static QString failuresAtLevel(const Players& players, const QString& level, QStringList* persons)
+    {
+        const QStringList log = {QStringLiteral("--log-level"), level};
+        players.login();
+        for (const char* report : {"track/reportStreamingStart", "track/reportStreamingEnd"})
+            players.fault(QString::fromLatin1(report),
+                          QJsonObject{{QStringLiteral("kind"), QStringLiteral("status")},
+                                      {QStringLiteral("status"), 500}});
+        const int id = players.controlGet(QStringLiteral("tracks?kind=cd"))
+                           .value(QStringLiteral("cd"))
+                           .toArray()
+                           .first()
+                           .toObject()
+                           .value(QStringLiteral("id"))
+                           .toInt();
+        QString written;
+        written +=
+            players
+                .pelk(log + QStringList{QStringLiteral("play"), QStringLiteral("qobuz:track?id=%1").arg(id),
+                                        QStringLiteral("--seconds"), QStringLiteral("1"),
+                                        QStringLiteral("--to"), players.home() + QStringLiteral("/out.wav")})
+                .errors;
+        written += players
+                       .pelk(log + QStringList{QStringLiteral("login"), QStringLiteral("demo@example.com"),
+                                               QStringLiteral("--password-stdin")},
+                             "wrong\n")
+                       .errors;
+        const QJsonArray requests =
+            players.controlGet(QStringLiteral("requests?all=1")).value(QStringLiteral("requests")).toArray();
+        for (const QJsonValue& request : requests) {
+            const QUrlQuery query(QUrl(request.toObject().value(QStringLiteral("target")).toString()));
+            for (const char* name :
+                 {"username", "device_manufacturer_id", "user_id", "device_id", "credential_id"}) {
+                const QString key = QString::fromLatin1(name);
+                if (query.hasQueryItem(key))
+                    *persons << key + QLatin1Char('=') + query.queryItemValue(key, QUrl::FullyEncoded);
+            }
+        }
+        persons->removeDuplicates();
+        return written;
+    }
+
 private Q_SLOTS:
     void onlyTraceShowsSecrets_data()
     {
@@ -106,6 +150,27 @@ private Q_SLOTS:
         // These are in no line at any level.
         QVERIFY(!shows(secrets.token));
         QVERIFY(!shows(QStringLiteral("sandbox-secret-0123456789abcdef")));
+    }
+
+    void aFailureNamesNobody_data()
+    {
+        QTest::addColumn<QString>("level");
+        for (const char* level : {"error", "info"})
+            QTest::newRow(level) << QString::fromLatin1(level);
+    }
+    void aFailureNamesNobody()
+    {
+        QFETCH(QString, level);
+        const Players players;
+        QStringList persons;
+        const QString written = failuresAtLevel(players, level, &persons);
+        QVERIFY2(written.contains(QStringLiteral("HTTP call to user/login?")) &&
+                     written.contains(QStringLiteral("HTTP call to track/reportStreamingStart?")),
+                 qPrintable(written));
+        QVERIFY2(persons.size() >= 5, qPrintable(persons.join(QLatin1Char(' '))));
+        for (const QString& person : qAsConst(persons))
+            QVERIFY2(!written.contains(person), qPrintable(person + QLatin1Char('\n') + written));
+        QVERIFY2(!written.contains(QStringLiteral("demo@")), qPrintable(written));
     }
 };
 

@@ -79,23 +79,41 @@ private Q_SLOTS:
             QVERIFY(QFile::setPermissions(m_players->home() + folder, QFile::ReadOwner | QFile::ExeOwner));
 
         const Players::Outcome quality = pelkAfter(shell, {QStringLiteral("quality"), QStringLiteral("mp3")});
-        QCOMPARE(quality.errors, QStringLiteral("pelk: The settings file %1 cannot be written: %2.\n")
+        QCOMPARE(quality.errors, QStringLiteral("pelk: The settings cannot be saved: %2. The file is %1.\n")
                                      .arg(m_players->settingsFile(), reason));
         QCOMPARE(quality.exitCode, 1);
         QCOMPARE(pelkAfter(shell, {QStringLiteral("quality")}).output, QStringLiteral("cd\n"));
 
+        // A log-out needs no space.
         const Players::Outcome logout = pelkAfter(shell, {QStringLiteral("logout")});
-        QCOMPARE(logout.errors,
-                 QStringLiteral("pelk: %1 cannot be written: %2. The saved login is still there; delete the "
-                                "file.\n")
-                     .arg(m_players->loginFile(), reason));
-        QCOMPARE(logout.exitCode, 1);
-        QCOMPARE(pelkAfter(shell, {QStringLiteral("status")}).exitCode, 0);
+        QCOMPARE(logout.errors, QString());
+        QCOMPARE(logout.exitCode, 0);
+        QCOMPARE(contents(m_players->loginFile()), QByteArray());
+        QCOMPARE(pelkAfter(shell, {QStringLiteral("status")}).exitCode, 4);
 
         QCOMPARE(contents(m_players->settingsFile()), settings);
+        QCOMPARE(QDir(m_players->home() + QStringLiteral("/config/pelk"))
+                     .entryList(QDir::Files | QDir::Hidden)
+                     .size(),
+                 1);
+    }
+
+    void aLogoutThatCannotRemoveTheLoginSaysSo()
+    {
+        const QByteArray login = contents(m_players->loginFile());
+        QVERIFY(QFile::setPermissions(m_players->loginFile(), QFile::ReadOwner));
+        QVERIFY(QFile::setPermissions(m_players->home() + QStringLiteral("/state/pelk"),
+                                      QFile::ReadOwner | QFile::ExeOwner));
+        const Players::Outcome logout =
+            pelkAfter(geteuid() == 0 ? QStringLiteral("exec setpriv --bounding-set=-dac_override \"$@\"")
+                                     : QStringLiteral("exec \"$@\""),
+                      {QStringLiteral("logout")});
+        QCOMPARE(logout.errors,
+                 QStringLiteral("pelk: %1 cannot be emptied: Permission denied. The saved login is still "
+                                "there; delete the file.\n")
+                     .arg(m_players->loginFile()));
+        QCOMPARE(logout.exitCode, 1);
         QCOMPARE(contents(m_players->loginFile()), login);
-        for (const QString& folder : {QStringLiteral("/config/pelk"), QStringLiteral("/state/pelk")})
-            QCOMPARE(QDir(m_players->home() + folder).entryList(QDir::Files | QDir::Hidden).size(), 1);
     }
 };
 

@@ -82,7 +82,7 @@ int Commands::quality(const CommandLine& line)
     if (!line.quality.isEmpty()) {
         QString error;
         if (!ContentClient::wait(ServiceAccount::setQuality(line.quality), CMPath(), &error)) {
-            Terminal::error(error);
+            Terminal::error(QStringLiteral("%1 The file is %2.").arg(error, line.configFile));
             return ExitCode::failed;
         }
     }

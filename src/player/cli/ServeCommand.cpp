@@ -46,8 +46,12 @@ void ServeCommand::tellSaveFailure(PanelServer* server) const
         return;
     PelkNotificationDisplayItem notice;
     notice.setTitle(serverText(QT_TRANSLATE_NOOP("PanelServer", "The login could not be saved")));
-    notice.setMessage(TrString(failure));
+    // Browsers need not know the names of files on this disk.
+    notice.setMessage(serverText(QT_TRANSLATE_NOOP(
+        "PanelServer",
+        "The player's file cannot be written. Its own messages name the file and the reason.")));
     server->notify(notice);
+    Terminal::error(failure);
 }
 
 int ServeCommand::run(SignalWatch* signalWatch)

@@ -1,8 +1,8 @@
 #include "player/host/IniFile.h"
 
+#include "api/core/model/cmreadfile.h"
 #include "api/core/model/cmsavefile.h"
 
-#include <QFileInfo>
 #include <QTextCodec>
 
 namespace {
@@ -28,25 +28,15 @@ QString sectionName(const QString& line)
 
 bool IniFile::load(QString* error)
 {
-    QFile file(m_fileName);
     m_lines.clear();
-    m_exists = file.exists();
+    QByteArray bytes;
+    QString reason;
+    const CMReadFile outcome = cmReadFile(m_fileName, maximumSizeBytes, &bytes, &reason);
+    m_exists = outcome != CMReadFile::Missing;
     if (!m_exists)
         return true;
-    // A folder opens for reading on some systems and then has no text; it is refused by name.
-    if (QFileInfo(file).isDir()) {
-        *error = QStringLiteral("The settings file %1 is a folder; give the name of a file.").arg(m_fileName);
-        return false;
-    }
-    if (!file.open(QIODevice::ReadOnly)) {
-        *error =
-            QStringLiteral("The settings file %1 cannot be read: %2.").arg(m_fileName, file.errorString());
-        return false;
-    }
-    const QByteArray bytes = file.read(maximumSizeBytes + 1);
-    if (bytes.size() > maximumSizeBytes) {
-        *error = QStringLiteral("The settings file %1 is larger than 1 MiB, so it is no settings file.")
-                     .arg(m_fileName);
+    if (outcome == CMReadFile::Failed) {
+        *error = QStringLiteral("The settings file %1 cannot be read: %2.").arg(m_fileName, reason);
         return false;
     }
     QTextCodec::ConverterState state;
@@ -71,15 +61,10 @@ bool IniFile::load(QString* error)
     return true;
 }
 
-bool IniFile::save(QString* error) const
+bool IniFile::save(QString* reason) const
 {
     const QByteArray text = (m_lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
-    QString reason;
-    if (!cmSaveFile(m_fileName, text, QFileDevice::ReadOwner | QFileDevice::WriteOwner, &reason)) {
-        *error = QStringLiteral("The settings file %1 cannot be written: %2.").arg(m_fileName, reason);
-        return false;
-    }
-    return true;
+    return cmSaveFile(m_fileName, text, QFileDevice::ReadOwner | QFileDevice::WriteOwner, reason);
 }
 
 int IniFile::find(const QString& section, const QString& key, int* sectionEnd) const

@@ -17,8 +17,9 @@ public:
     /// read or understood; `error` is then a sentence with file and line.
     bool load(QString* error);
     /// Replaces the file as a whole, readable by its owner alone, and makes its folder where there is none.
-    /// When it returns true the file survives a power cut; else what was there before is still there.
-    bool save(QString* error) const;
+    /// When it returns true the file survives a power cut; else what was there before is still there, and
+    /// `reason` is the end of a sentence.
+    bool save(QString* reason) const;
 
     QString fileName() const { return m_fileName; }
     bool exists() const { return m_exists; }

@@ -10,14 +10,32 @@ struct Rule
     QString replacement;
 };
 
-Rule rule(const char* pattern, const char* replacement)
+Rule rule(const QString& pattern, const char* replacement,
+          QRegularExpression::PatternOptions options = QRegularExpression::NoPatternOption)
 {
-    Rule made{
-        QRegularExpression(QString::fromLatin1(pattern), QRegularExpression::DotMatchesEverythingOption),
-        QString::fromLatin1(replacement)};
+    Rule made{QRegularExpression(pattern, options | QRegularExpression::DotMatchesEverythingOption),
+              QString::fromLatin1(replacement)};
     Q_ASSERT(made.pattern.isValid());
     return made;
 }
+
+Rule rule(const char* pattern, const char* replacement)
+{
+    return rule(QString::fromLatin1(pattern), replacement);
+}
+
+template <std::size_t count>
+QString replaced(QString line, const Rule (&rules)[count])
+{
+    for (const Rule& one : rules)
+        line.replace(one.pattern, one.replacement);
+    return line;
+}
+
+/// The names of fields and parameters that say who somebody is. \w++ at its end, so that nothing is tried
+/// twice.
+const char* const personField =
+    R"((?:user|login|e?_?mail|device|credential|member|account|(?:first|last|display)_?name)\w*+)";
 
 } // namespace
 
@@ -47,8 +65,25 @@ QString maskSecrets(const QString& line)
         rule(R"re(([\w-]*[tT]oken[\w-]*)=[^&\s"']*)re", R"(\1=***)"),
         rule(R"re(([\w-]*[tT]oken[\w-]*: )("?)[^\s",}]+)re", R"(\1\2***)"),
     };
-    QString masked = line;
-    for (const Rule& one : rules)
-        masked.replace(one.pattern, one.replacement);
-    return masked;
+    return replaced(line, rules);
+}
+
+QString maskPersons(const QString& line)
+{
+    const auto personRule = [](const char* pattern, const char* replacement) {
+        return rule(QString::fromLatin1(pattern).arg(QLatin1String(personField)), replacement,
+                    QRegularExpression::CaseInsensitiveOption);
+    };
+    static const Rule rules[] = {
+        // What the service says to a login may repeat the name.
+        rule(R"((HTTP call to user/\S++ failed \(\d++\)): .*)", R"(\1: ***)"),
+        personRule(R"re((\b%1=)[^&\s"']*+)re", R"(\1***)"),
+        personRule(R"re(("%1"\s*:\s*)(?:"(?:[^"\\]++|\\.)*+"?|[^\s,}\]]++))re", R"(\1***)"),
+        // A record as text escapes nothing: a name lasts to the last quote.
+        personRule(R"re((\b%1: ")(?!\*\*\*").*")re", R"(\1***")"),
+        personRule(R"re((\b%1: )[0-9][^\s,}\]]*+)re", R"(\1***)"),
+        // A mail address, wherever it stands; in an address its sign is encoded.
+        rule(R"((?<![\w.+-])[\w.+-]++(?:@|%40)[\w-]++(?:\.[\w-]++)+)", "***"),
+    };
+    return replaced(line, rules);
 }

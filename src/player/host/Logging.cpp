@@ -30,6 +30,8 @@ public:
         QString line = QString::fromStdString(stream.str());
         if (event.getLogLevel() > log4cplus::TRACE_LOG_LEVEL)
             line = maskSecrets(line);
+        if (event.getLogLevel() > log4cplus::DEBUG_LOG_LEVEL)
+            line = maskPersons(line);
         // What a service says stands in some records: it gets no line of its own, and no say over the
         // terminal.
         line.chop(1);

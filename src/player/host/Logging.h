@@ -3,9 +3,9 @@
 #include <QString>
 #include <QStringList>
 
-/// Where log lines go: to standard error. At every level above trace, secrets are masked; trace shows
-/// everything, for whoever looks for a fault in what is sent. Each record is one line, without control
-/// characters.
+/// Where log lines go: to standard error. At every level above trace, secrets are masked, and above
+/// debug what identifies a person; trace shows everything, for whoever looks for a fault in what is sent.
+/// Each record is one line, without control characters.
 namespace Logging {
 
 /// The levels, from the quietest to the loudest.

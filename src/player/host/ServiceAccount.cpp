@@ -117,7 +117,10 @@ CMPath ServiceAccount::LoginStore::path()
 bool ServiceAccount::LoginStore::write(const CMPath& path, const PelkValue& value, QString* error)
 {
     m_failure.clear();
-    const bool written = CMFileStore::write(path, value, error);
+    bool written = CMFileStore::write(path, value, error);
+    // After a log-out nothing of the login may be left, however full the disk is.
+    if (!written && value.qobuzUserSession().userAuthToken().isEmpty())
+        written = erase(error);
     if (!written)
         m_failure = *error;
     return written;

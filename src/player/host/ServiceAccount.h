@@ -43,7 +43,8 @@ public:
 
     /// The path whose value is kept here.
     static CMPath path();
-    /// As CMFileStore, and remembers a failure: the module that writes here does not look at the outcome.
+    /// As CMFileStore, and remembers a failure: the module that writes here does not look at the outcome. A
+    /// record without a token is written or, where that fails, the file goes.
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
     /// Why the last write failed; empty if it did not. Root worker's thread.
     QString failure() const { return m_failure; }

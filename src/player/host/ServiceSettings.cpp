@@ -56,7 +56,13 @@ bool ServiceSettings::load(QString* error)
     if (!m_file.value(systemSection, memberId).isEmpty())
         return true;
     const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    return m_file.setValue(systemSection, memberId, id, error) && m_file.save(error);
+    QString reason;
+    if (!m_file.setValue(systemSection, memberId, id, error))
+        return false;
+    if (m_file.save(&reason))
+        return true;
+    *error = QStringLiteral("The settings file %1 cannot be written: %2.").arg(fileName(), reason);
+    return false;
 }
 
 bool ServiceSettings::check(QString* error) const
@@ -141,8 +147,17 @@ PelkValue ServiceSettings::read(const CMPath& path) const
 
 bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString* error)
 {
+    // The file may have been edited since it was read: what stands in it now is kept. The sentences are read
+    // in browsers too, so they do not name the file.
     ServiceSettings changed(fileName());
-    changed.m_file = m_file;
+    QString reason;
+    if (!changed.m_file.load(&reason) || (changed.m_file.exists() && !changed.check(&reason))) {
+        *error = QStringLiteral("Nothing was saved: the settings file was changed and cannot be used as it "
+                                "is now. Correct it, or undo the change.");
+        return false;
+    }
+    if (!changed.m_file.exists())
+        changed.m_file = m_file;
     const auto set = [&changed, error](const QString& section, const QString& key, const QString& text) {
         return changed.m_file.setValue(section, key, text, error);
     };
@@ -157,8 +172,12 @@ bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString*
         done = set(systemSection, memberId, value.string_());
     }
     // What the next start of the player would refuse is refused now.
-    if (!done || !changed.check(error) || !changed.m_file.save(error))
+    if (!done || !changed.check(error))
         return false;
+    if (!changed.m_file.save(&reason)) {
+        *error = QStringLiteral("The settings cannot be saved: %1.").arg(reason);
+        return false;
+    }
     m_file = changed.m_file;
     return true;
 }

@@ -37,6 +37,8 @@ public:
     /// A sound quality has to be one of those that can be chosen.
     bool accepts(const CMPath& path, const PelkValue& value, QString* error) const override;
     PelkValue read(const CMPath& path) const override;
+    /// Writes the value into the file as it stands now, lines that were added since the start included. A
+    /// file that cannot be used any longer is left alone.
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
 
 private:

@@ -99,6 +99,65 @@ private Q_SLOTS:
         QVERIFY2(!masked.contains(QStringLiteral("s3cret")), qPrintable(masked));
     }
 
+    void personsAreTakenOut_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("masked");
+        const auto row = [](const char* name, const char* line, const char* masked) {
+            QTest::newRow(name) << QString::fromUtf8(line) << QString::fromUtf8(masked);
+        };
+        row("nobody", "HTTP call to album/get?album_id=5&limit=50 failed (404): No such album",
+            "HTTP call to album/get?album_id=5&limit=50 failed (404): No such album");
+        row("words", "User is not logged in", "User is not logged in");
+        row("a sentence about a device", "Device lost: 5 seconds", "Device lost: 5 seconds");
+        row("a login",
+            "HTTP call to user/login?app_id=1&username=jo%40host.example&password=***&"
+            "device_manufacturer_id=0b-1c failed (401): jo is unknown",
+            "HTTP call to user/login?app_id=1&username=***&password=***&device_manufacturer_id=*** "
+            "failed (401): ***");
+        row("a login without an answer", "HTTP call to user/login?username=jo&x=1 failed (0)",
+            "HTTP call to user/login?username=***&x=1 failed (0)");
+        row("a report",
+            "HTTP call to track/reportStreamingEnd?user_id=7&date=1&track_id=5&device_id=8&"
+            "credential_id=9 failed (500): Oops",
+            "HTTP call to track/reportStreamingEnd?user_id=***&date=1&track_id=5&device_id=***&"
+            "credential_id=*** failed (500): Oops");
+        row("mail address", "wrote to jo.d+x@mail.host.example today", "wrote to *** today");
+        row("JSON", "{\"email\":\"a\\\"b\",\"id\":1,\"user_id\":77,\"login\" : \"x\"}",
+            "{\"email\":***,\"id\":1,\"user_id\":***,\"login\" : ***}");
+        row("number in a record", "{userId: 77, kind: 3}", "{userId: ***, kind: 3}");
+        row("name in a record", "{userName: \"a\"b\"}", "{userName: \"***\"}");
+    }
+    void personsAreTakenOut()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, masked);
+        QCOMPARE(maskPersons(line), masked);
+        QCOMPARE(maskPersons(masked), masked);
+    }
+
+    void aLongLineIsSearchedForPersonsInTime()
+    {
+        const QString many = QStringLiteral("user").repeated(250000);
+        QCOMPARE(maskPersons(many), many);
+        QCOMPARE(maskPersons(many + QStringLiteral("@host.example")), QStringLiteral("***"));
+    }
+
+    void personsAreShownAtDebugLevelAlone()
+    {
+        std::ostringstream captured;
+        std::streambuf* const before = std::cerr.rdbuf(captured.rdbuf());
+        Logging::setUp(QStringLiteral("trace"));
+        log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("Test"));
+        LOG4CPLUS_DEBUG(logger, "username=debugged");
+        LOG4CPLUS_INFO(logger, "username=informed");
+        LOG4CPLUS_ERROR(logger, "username=failed");
+        std::cerr.rdbuf(before);
+        const QString text = QString::fromStdString(captured.str());
+        QVERIFY2(text.contains(QStringLiteral("username=debugged")), qPrintable(text));
+        QCOMPARE(text.count(QStringLiteral("username=***")), 2);
+    }
+
     void aLongSecretIsMaskedToo_data()
     {
         QTest::addColumn<QString>("form");

@@ -6,8 +6,40 @@
 
 #include <QTemporaryDir>
 #include <QtTest>
+#include <sys/resource.h>
+
+#include <csignal>
 
 using ServiceAccount::LoginStore;
+
+namespace {
+
+QByteArray contents(const QString& name)
+{
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// While it lives, no file of this process may grow: what a full disk does, root included.
+class FullDisk
+{
+public:
+    FullDisk()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit none{0, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+} // namespace
 
 class ServiceAccountTest : public QObject
 {
@@ -38,6 +70,38 @@ private Q_SLOTS:
         QCOMPARE(int(QFile::permissions(name) &
                      (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther)),
                  0);
+    }
+
+    void nothingOfALoginStaysAfterALogoutOnAFullDisk()
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("full"));
+        const QString name = folder + QStringLiteral("/session.json");
+        QString error;
+        LoginStore store(name);
+        QVERIFY(store.write(LoginStore::path(), login(), &error));
+        const FullDisk full;
+        PelkValue none;
+        none.setQobuzUserSession(PelkQobuzUserSession());
+        QVERIFY2(store.write(LoginStore::path(), none, &error), qPrintable(error));
+        QCOMPARE(store.failure(), QString());
+        QVERIFY(!contents(name).contains("t0ken"));
+        QVERIFY(store.read(LoginStore::path()).isEmpty());
+        const LoginStore next(name);
+        QCOMPARE(next.notice(), QString());
+        QVERIFY(next.read(LoginStore::path()).isEmpty());
+    }
+
+    void aLoginThatCannotBeSavedLeavesTheEarlierOne()
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("fuller"));
+        const QString name = folder + QStringLiteral("/session.json");
+        QString error;
+        LoginStore store(name);
+        QVERIFY(store.write(LoginStore::path(), login(), &error));
+        const FullDisk full;
+        QVERIFY(!store.write(LoginStore::path(), login(), &error));
+        QVERIFY2(store.failure().contains(QStringLiteral("cannot be written")), qPrintable(store.failure()));
+        QVERIFY(contents(name).contains("t0ken"));
     }
 
     void aStreamThatIsLowerThanWhatWasAskedForIsKnown_data()
@@ -93,7 +157,6 @@ private Q_SLOTS:
     void aFileThatCannotBeUnderstoodIsSetAsideAndTold_data()
     {
         QTest::addColumn<QByteArray>("text");
-        QTest::newRow("empty") << QByteArray();
         QTest::newRow("cut off") << QByteArray("{\"session:qobuz\": {");
         QTest::newRow("no object") << QByteArray("[]");
         QTest::newRow("no text") << QByteArray("\x00\xff\x01", 3);

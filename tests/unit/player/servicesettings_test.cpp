@@ -4,6 +4,7 @@
 
 #include <QTemporaryDir>
 #include <QtTest>
+#include <sys/stat.h>
 
 namespace {
 
@@ -66,7 +67,7 @@ private Q_SLOTS:
         row("no line of settings", "[qobuz]\nhello\n", "Line 2 of the settings file FILE is neither");
         row("no text", QByteArray("\x00\x01\xff", 3), "FILE is not UTF-8 text");
         row("not UTF-8", "[qobuz]\nappId=\xff\n", "FILE is not UTF-8 text");
-        row("too large", QByteArray(2 << 20, '#'), "FILE is larger than 1 MiB");
+        row("too large", QByteArray(2 << 20, '#'), "FILE cannot be read: it is larger than 1 MiB.");
     }
     void badInputIsRefusedWithAWordAboutWhatToSet()
     {
@@ -97,6 +98,77 @@ private Q_SLOTS:
         QString error;
         QVERIFY(!settings.load(&error));
         QVERIFY(error.contains(QStringLiteral("is a folder")));
+    }
+
+    void aPipeAndADeviceAreNoSettingsFiles_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("pipe") << m_dir.filePath(QStringLiteral("pipe"));
+        QTest::newRow("endless device") << QStringLiteral("/dev/zero");
+    }
+    void aPipeAndADeviceAreNoSettingsFiles()
+    {
+        QFETCH(QString, target);
+        if (!target.startsWith(QLatin1String("/dev/")))
+            QCOMPARE(::mkfifo(QFile::encodeName(target).constData(), 0600), 0);
+        QVERIFY(QFile::link(target, m_name));
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY(!settings.load(&error));
+        QCOMPARE(
+            error,
+            QStringLiteral("The settings file %1 cannot be read: it is not a regular file.").arg(m_name));
+    }
+
+    void linesThatWereAddedWhileThePlayerRunsStay()
+    {
+        write(m_name, good + "[system]\nmemberId=m\n");
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        write(m_name, "# mine\n" + good + "future=yes\n[system]\nmemberId=m\n[other]\nx=1\n");
+        PelkValue value;
+        value.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
+        QVERIFY2(settings.write(PelkQobuzSoundQualityPath(), value, &error), qPrintable(error));
+        QCOMPARE(contents(m_name),
+                 "# mine\n" + good + "future=yes\nsoundQuality=mp3\n[system]\nmemberId=m\n[other]\nx=1\n");
+    }
+
+    void aFileThatWasMadeUnusableWhileThePlayerRunsIsLeftAlone_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("not settings") << QByteArray("hello\n");
+        QTest::newRow("without an address") << QByteArray("[qobuz]\nappId=1\nappSecret=2\n");
+        QTest::newRow("half a line") << good + "soundQua";
+    }
+    void aFileThatWasMadeUnusableWhileThePlayerRunsIsLeftAlone()
+    {
+        QFETCH(QByteArray, text);
+        write(m_name, good + "[system]\nmemberId=m\n");
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        write(m_name, text);
+        PelkValue value;
+        value.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
+        QVERIFY(!settings.write(PelkQobuzSoundQualityPath(), value, &error));
+        QVERIFY2(error.startsWith(QStringLiteral("Nothing was saved: the settings file was changed")) &&
+                     !error.contains(m_dir.path()),
+                 qPrintable(error));
+        QCOMPARE(contents(m_name), text);
+    }
+
+    void aFileThatWasRemovedWhileThePlayerRunsIsWrittenAgain()
+    {
+        write(m_name, good + "[system]\nmemberId=m\n");
+        ServiceSettings settings(m_name);
+        QString error;
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        QVERIFY(QFile::remove(m_name));
+        PelkValue value;
+        value.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
+        QVERIFY2(settings.write(PelkQobuzSoundQualityPath(), value, &error), qPrintable(error));
+        QCOMPARE(contents(m_name), good + "soundQuality=mp3\n[system]\nmemberId=m\n");
     }
 
     void theMemberIdIsMadeOnceAndKept()
@@ -238,7 +310,9 @@ private Q_SLOTS:
         PelkValue value;
         value.setQobuzSoundQuality(PelkQobuzSoundQuality::Mp3);
         QVERIFY(!settings.write(PelkQobuzSoundQualityPath(), value, &error));
-        QVERIFY2(error.contains(QStringLiteral("cannot be written")), qPrintable(error));
+        QVERIFY2(error.startsWith(QStringLiteral("The settings cannot be saved: ")) &&
+                     !error.contains(m_dir.path()),
+                 qPrintable(error));
         QCOMPARE(settings.read(PelkQobuzSoundQualityPath()).qobuzSoundQuality(), PelkQobuzSoundQuality::Cd);
         QVERIFY(QFile::remove(m_dir.path()));
         QVERIFY(QDir().rename(away, m_dir.path()));

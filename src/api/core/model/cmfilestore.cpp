@@ -1,11 +1,17 @@
 #include "api/core/model/cmfilestore.h"
 
 #include "api/core/json/pelkjson.h"
+#include "api/core/model/cmreadfile.h"
 #include "api/core/model/cmsavefile.h"
 
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
 
 namespace {
 
@@ -25,20 +31,21 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
     : m_fileName(fileName)
     , m_permissions(permissions)
 {
-    QFile file(fileName);
-    if (!file.exists())
+    QByteArray text;
+    QString reason;
+    switch (cmReadFile(fileName, maximumSizeBytes, &text, &reason)) {
+    case CMReadFile::Missing:
         return;
-    if (!file.open(QIODevice::ReadOnly)) {
-        setAside(file.errorString()); // the next write would replace it
+    case CMReadFile::Failed:
+        setAside(reason); // the next write would replace it
         return;
+    case CMReadFile::Done:
+        break;
     }
-    if (file.size() > maximumSizeBytes) {
-        setAside(QStringLiteral("it is larger than 1 MiB"));
+    if (text.isEmpty()) // as erase() leaves it where it cannot be removed
         return;
-    }
     PelkError error;
-    const QVariant values = PelkJson::parse(file.readAll(), error);
-    file.close();
+    const QVariant values = PelkJson::parse(text, error);
     if (!error.isEmpty())
         setAside(error.message());
     else if (values.userType() != qMetaTypeId<PelkHash>())
@@ -50,8 +57,10 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
 void CMFileStore::setAside(const QString& reason)
 {
     const QString aside = m_fileName + QStringLiteral(".bad");
-    QFile::remove(aside);
-    if (QFile::rename(m_fileName, aside))
+    // Not by QFile, which copies what it cannot rename: this may be a device that never ends.
+    const QByteArray to = QFile::encodeName(aside);
+    ::unlink(to.constData());
+    if (::rename(QFile::encodeName(m_fileName).constData(), to.constData()) == 0)
         m_notice =
             QStringLiteral("%1 cannot be used (%2). It was set aside as %3, and what it held starts empty.")
                 .arg(m_fileName, reason, aside);
@@ -76,5 +85,21 @@ bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* err
         return false;
     }
     m_values = values;
+    return true;
+}
+
+bool CMFileStore::erase(QString* error)
+{
+    const QByteArray name = QFile::encodeName(m_fileName);
+    // Emptied first: its content goes even where its name has to stay.
+    const bool isEmpty = ::truncate(name.constData(), 0) == 0;
+    const int truncateError = errno;
+    const bool isMissing = truncateError == ENOENT || truncateError == ENOTDIR;
+    if (::unlink(name.constData()) != 0 && !isEmpty && !isMissing) {
+        *error = QStringLiteral("%1 cannot be emptied: %2.")
+                     .arg(m_fileName, QString::fromLocal8Bit(std::strerror(truncateError)));
+        return false;
+    }
+    m_values.clear();
     return true;
 }

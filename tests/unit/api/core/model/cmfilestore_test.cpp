@@ -80,7 +80,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("reason");
         QTest::newRow("corrupt") << QByteArray("{\"a\": ") << QStringLiteral(" at offset ");
-        QTest::newRow("empty") << QByteArray() << QStringLiteral(" at offset ");
         QTest::newRow("no object") << QByteArray("[1]") << QStringLiteral("it is no JSON object");
         QTest::newRow("oversize") << QByteArray("{}") + QByteArray(1024 * 1024, ' ')
                                   << QStringLiteral("it is larger than 1 MiB");
@@ -108,6 +107,32 @@ private Q_SLOTS:
         QString error;
         QVERIFY(store.write(sessionPath, session("t"), &error));
         QCOMPARE(CMFileStore(file(), ownerOnly).read(sessionPath), session("t"));
+    }
+
+    void aPipeAndADeviceAreSetAside_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("pipe") << QString();
+        QTest::newRow("endless device") << QStringLiteral("/dev/zero");
+        QTest::newRow("leads nowhere") << QStringLiteral("/nowhere/at/all");
+    }
+    void aPipeAndADeviceAreSetAside()
+    {
+        QFETCH(QString, target);
+        if (target.isEmpty())
+            QCOMPARE(::mkfifo(QFile::encodeName(file()).constData(), 0600), 0);
+        else
+            QVERIFY(QFile::link(target, file()));
+        const CMFileStore store(file(), ownerOnly);
+        QVERIFY2(store.notice().contains(QStringLiteral("It was set aside as")), qPrintable(store.notice()));
+        QVERIFY(!QFileInfo(file()).isSymLink() && !QFileInfo::exists(file()));
+        QCOMPARE(store.read(sessionPath), PelkValue());
+    }
+
+    void anEmptyFileHoldsNothing()
+    {
+        QVERIFY(put(QByteArray()));
+        QCOMPARE(CMFileStore(file(), ownerOnly).notice(), QString());
     }
 
     void whatCannotBeOpenedIsSetAside()
