@@ -70,7 +70,7 @@ void ScriptedPlayWorker::getRowsRequest(const CMGetRowsRequest& request)
         rows.append(QVariant(CMGlobal::itemRolesToList(request.roles(), row(ids.at(i)))));
     PelkRowsRoles reply;
     reply.setRows(rows);
-    reply.setRowsCount(ids.size());
+    reply.setRowsCount(statedTotal.value_or(ids.size()));
     reply.setRowsVersion(7);
     request.reply().setValue(reply);
 }

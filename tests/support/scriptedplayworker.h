@@ -5,6 +5,8 @@
 
 #include <QMap>
 
+#include <optional>
+
 /// A worker "test" whose list "test:list" holds tracks that resolve as a test says, and which writes down
 /// each change of a play state as "id state error". Its rows come in short pages. Lives and is used on one
 /// thread.
@@ -19,6 +21,8 @@ public:
     /// The tracks of each album.
     QMap<QString, QStringList> albums;
     int pageSize = 50;
+    /// When set, what each reply states as the total, whatever there is.
+    std::optional<int> statedTotal;
     /// What a track resolves to; one that is not here resolves to an error that says "no track".
     QMap<QString, QString> uris;
     /// When set, pre-play requests are kept here and not answered.

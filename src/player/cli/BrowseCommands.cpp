@@ -88,8 +88,10 @@ int searchBelow(const PelkRoles& root, const QString& text)
             code = failure(error, request.path());
             continue;
         }
-        const PelkRowsRoles reply = request.reply().value();
-        printSection(sections.rows.at(i), {ContentClient::rowsOf(reply), 0, reply.rowsCount(), 0});
+        RowPaging paging(0, rowsPerSection - 1);
+        RowPage page;
+        page.take(request.reply().value(), &paging);
+        printSection(sections.rows.at(i), page);
     }
     return code;
 }

@@ -16,6 +16,14 @@ TrString contentText(const char* source, const QList<TrArg>& arguments)
 
 } // namespace
 
+void RowPage::take(const PelkRowsRoles& reply, RowPaging* paging)
+{
+    const QVector<PelkRoles> more = ContentClient::rowsOf(reply);
+    rows += more.mid(0, paging->take(more.size(), reply.rowsCount()));
+    total = paging->total();
+    version = reply.rowsVersion();
+}
+
 QStringList ContentClient::allRoles()
 {
     return {PelkRoles::Title(),
@@ -89,21 +97,12 @@ bool ContentClient::rows(const CMPath& path, int from, int to, RowPage* page, QS
 {
     *page = RowPage();
     page->from = from;
-    for (int next = from; next <= to;) {
-        // Not next + pageSize - 1, which may not fit.
-        const CMGetRowsRequest request(path, next, to - next < pageSize ? to : next + pageSize - 1,
-                                       allRoles(), page->version);
+    for (RowPaging paging(from, to); !paging.isComplete();) {
+        const CMGetRowsRequest request(path, paging.first(), paging.last(), allRoles(), page->version);
         CMRoot()->getRowsRequest(request);
         if (!wait(request.reply(), path, error))
             return false;
-        const PelkRowsRoles reply = request.reply().value();
-        const QVector<PelkRoles> rows = rowsOf(reply);
-        page->rows += rows;
-        page->total = reply.rowsCount();
-        page->version = reply.rowsVersion();
-        if (rows.isEmpty() || rows.size() >= page->total - next)
-            break;
-        next += rows.size();
+        page->take(request.reply().value(), &paging);
     }
     return true;
 }

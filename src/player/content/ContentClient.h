@@ -2,6 +2,7 @@
 
 #include "api/core/model/cmrequest.h"
 #include "api/types/pelkroles.h"
+#include "player/content/RowPaging.h"
 
 #include <QVector>
 
@@ -10,8 +11,11 @@ struct RowPage
 {
     QVector<PelkRoles> rows;
     int from = 0;
-    int total = 0;
+    int total = 0; ///< of the whole list, between 0 and RowPaging::mostRows
     int version = 0;
+
+    /// Adds the rows of a reply to a request for what `paging` said.
+    void take(const PelkRowsRoles& reply, RowPaging* paging);
 };
 
 /// Asks the content model and waits for its answer, with the event loop running. Main thread. Each operation
@@ -21,7 +25,7 @@ class ContentClient
 public:
     static constexpr int timeoutMs = 35000;
     /// The most rows that are asked for at once.
-    static constexpr int pageSize = 50;
+    static constexpr int pageSize = RowPaging::pageSize;
 
     /// The roles that a row can carry; every row request here asks for all of them.
     static QStringList allRoles();
@@ -38,7 +42,7 @@ public:
     static QString sentence(const CMError& error);
 
     /// The rows `from` to `to`, both inclusive. Answers may be shorter than asked for, so this asks again
-    /// from where one ended until the range is complete, the list has ended or an answer is empty.
+    /// from where one ended as RowPaging says.
     static bool rows(const CMPath& path, int from, int to, RowPage* page, QString* error);
     /// Waits for a reply that comes from this path.
     static bool wait(const CMVoidReply& reply, const CMPath& path, QString* error);

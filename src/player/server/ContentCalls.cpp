@@ -42,22 +42,15 @@ RowPage ContentCalls::rows(const CMPath& path, int from, int to)
     const Clock::time_point until = Clock::now() + m_limit;
     RowPage page;
     page.from = from;
-    for (int next = from; next <= to;) {
-        const int last = to - next < ContentClient::pageSize ? to : next + ContentClient::pageSize - 1;
-        const CMGetRowsRequest request(path, next, last, ContentClient::allRoles(), page.version);
+    for (RowPaging paging(from, to); !paging.isComplete();) {
+        const CMGetRowsRequest request(path, paging.first(), paging.last(), ContentClient::allRoles(),
+                                       page.version);
         checkWanted();
         CMRoot()->getRowsRequest(request);
         wait(request.reply(), path, until);
-        const PelkRowsRoles reply = request.reply().value();
-        const QVector<PelkRoles> rows = ContentClient::rowsOf(reply);
-        page.rows += rows;
-        m_known.add(rows);
-        page.total = reply.rowsCount();
-        page.version = reply.rowsVersion();
-        if (rows.isEmpty() || rows.size() >= page.total - next)
-            break;
-        next += rows.size();
+        page.take(request.reply().value(), &paging);
     }
+    m_known.add(page.rows);
     return page;
 }
 

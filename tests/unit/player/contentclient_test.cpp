@@ -49,6 +49,33 @@ private Q_SLOTS:
             QCOMPARE(page.rows.last(), ScriptedPlayWorker::row(QString::number(from + rows - 1)));
     }
 
+    void aTotalThatCannotBeIsBounded_data()
+    {
+        QTest::addColumn<int>("stated");
+        QTest::addColumn<int>("total");
+        QTest::newRow("negative") << -1 << 3;
+        QTest::newRow("the least number") << std::numeric_limits<int>::min() << 3;
+        QTest::newRow("fewer than came") << 1 << 3;
+        QTest::newRow("the largest number") << std::numeric_limits<int>::max() << RowPaging::mostRows;
+    }
+    void aTotalThatCannotBeIsBounded()
+    {
+        QFETCH(int, stated);
+        QFETCH(int, total);
+        CMRootWorker root;
+        ScriptedPlayWorker worker;
+        root.addWorker(&worker);
+        worker.list << QStringLiteral("1") << QStringLiteral("2") << QStringLiteral("3");
+        worker.statedTotal = stated;
+        RowPage page;
+        QString error;
+        QVERIFY2(ContentClient::rows(ScriptedPlayWorker::listPath(), 0, std::numeric_limits<int>::max(),
+                                     &page, &error),
+                 qPrintable(error));
+        QCOMPARE(page.rows.size(), 3);
+        QCOMPARE(page.total, total);
+    }
+
     void anErrorIsASentence()
     {
         CMRootWorker root;

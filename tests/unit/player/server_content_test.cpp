@@ -4,6 +4,7 @@
 #include <QJsonArray>
 #include <QtTest>
 
+#include <limits>
 #include <vector>
 
 namespace {
@@ -39,6 +40,27 @@ private Q_SLOTS:
         QCOMPARE(row.value(text("title")).toString(), text("Root"));
         QCOMPARE(row.value(text("type")).toString(), text("container"));
         QCOMPARE(row.value(text("playable")).toBool(true), false);
+    }
+
+    void aTotalThatCannotBeIsBounded_data()
+    {
+        QTest::addColumn<int>("stated");
+        QTest::addColumn<int>("count");
+        QTest::newRow("negative") << std::numeric_limits<int>::min() << 2;
+        QTest::newRow("absurd") << std::numeric_limits<int>::max() << 1000000;
+    }
+    void aTotalThatCannotBeIsBounded()
+    {
+        QFETCH(int, stated);
+        QFETCH(int, count);
+        ServerFixture f;
+        f.worker.script.list << text("1") << text("2");
+        f.worker.script.statedTotal = stated;
+        f.start();
+        const PanelReply reply = f.client().get("/api/rows?path=test:list&from=0&to=99");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.json().value(text("rows")).toArray().size(), 2);
+        QCOMPARE(reply.json().value(text("count")).toInt(), count);
     }
 
     void aRangeIsCompletedFromShortPages()

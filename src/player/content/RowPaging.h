@@ -1,0 +1,31 @@
+#pragma once
+
+/// Which rows of a list to request next, until a range is complete. Neither totals nor pages of a service are
+/// trusted: a total is kept between the rows that have come and mostRows, a page counts for no more rows than
+/// were requested, and an empty page ends the list. So every loop over it ends. A value.
+class RowPaging
+{
+public:
+    /// The most rows that are requested at once.
+    static constexpr int pageSize = 50;
+    /// The most rows that a list has here, whatever its service says.
+    static constexpr int mostRows = 1000000;
+
+    /// For the rows `from` to `to`, both inclusive and counted from 0.
+    RowPaging(int from, int to);
+
+    bool isComplete() const { return m_isComplete; }
+    /// The range to request next, both inclusive. Not to be called once complete.
+    int first() const { return m_next; }
+    int last() const;
+    /// Takes a reply: its number of rows and the total that it states. Returns how many of the rows to keep.
+    int take(int rows, int total);
+    /// The rows of the whole list, 0 before the first reply.
+    int total() const { return m_total; }
+
+private:
+    int m_next;
+    int m_to;
+    int m_total = 0;
+    bool m_isComplete;
+};
