@@ -220,6 +220,75 @@ private Q_SLOTS:
         QCOMPARE(contents(), before);
     }
 
+    void anEarlierRunIsNotTakenForThisOne()
+    {
+        const QTemporaryDir home;
+        for (const char* said : {"/sandbox.out", "/player.out"}) {
+            QFile earlier(home.path() + text(said));
+            QVERIFY(earlier.open(QIODevice::WriteOnly));
+            earlier.write(
+                "qobuz-sandbox: http://127.0.0.1:9/api.json/0.2/\nThe panel is at http://127.0.0.1:9/\n");
+        }
+        QProcess script;
+        script.setStandardInputFile(QProcess::nullDevice());
+        script.start(text(PELK_SCRIPTS "/serve"),
+                     {text("--bin"), text(PELK_BIN_DIR), text("--home"), home.path()});
+        QByteArray said;
+        QTRY_VERIFY2_WITH_TIMEOUT((said += script.readAllStandardOutput()).contains("pelk --help"),
+                                  said.constData(), 30000);
+        const QUrl panel(
+            QString::fromUtf8(said.mid(said.indexOf("http://"))).section(QLatin1Char('\n'), 0, 0));
+        const int status = PanelClient(quint16(panel.port())).get("/api/player").status;
+        script.terminate();
+        QVERIFY(script.waitForFinished());
+        QVERIFY2(status == 200 && !said.contains("127.0.0.1:9/"), said.constData());
+    }
+
+    void theAddressThatIsPrintedOpensInABrowser_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("printed");
+        for (const char* address : {"*:0", "0:0", "0.0.0.0:0", "127.1:0", "0x7f000001:0"})
+            QTest::newRow(address) << text(address) << text("http://127.0.0.1:");
+        QFile interfaces(text("/proc/net/if_inet6"));
+        if (interfaces.open(QIODevice::ReadOnly) && !interfaces.readAll().isEmpty())
+            for (const char* address : {"[::]:0", "[0:0::0]:0", "[0::1]:0"})
+                QTest::newRow(address) << text(address) << text("http://[::1]:");
+    }
+    void theAddressThatIsPrintedOpensInABrowser()
+    {
+        QFETCH(QString, address);
+        QFETCH(QString, printed);
+        const Players players;
+        const Serve serve(players, address);
+        QVERIFY2(serve.line.startsWith(text("The panel is at ") + printed), qPrintable(serve.line));
+        QVERIFY(serve.port != 0);
+        QProcess curl;
+        curl.start(text("curl"), {text("-s"), text("--globoff"),
+                                  serve.line.section(QLatin1Char(' '), -1) + text("api/player")});
+        QVERIFY(curl.waitForFinished());
+        QVERIFY(QJsonDocument::fromJson(curl.readAllStandardOutput()).object().contains(text("state")));
+    }
+
+    void whatCannotBeSavedNamesNoFileToBrowsers()
+    {
+        const Players players;
+        const Serve serve(players);
+        const QString folder = QFileInfo(players.settingsFile()).path();
+        QVERIFY(QDir().rename(folder, folder + text(".away")));
+        QFile blocker(folder); // where the folder has to be, so that not even root can write the settings
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        const PanelReply reply = serve.client().post(
+            "/api/data",
+            QJsonObject{{text("path"), text("settings:qobuz/soundQuality")},
+                        {text("role"), text("value")},
+                        {text("value"), QJsonObject{{text("type"), 141}, {text("qobuzSoundQuality"), 1}}}});
+        QCOMPARE(reply.status, 502);
+        QVERIFY2(reply.detail().startsWith(text("The settings cannot be saved: ")),
+                 qPrintable(reply.detail()));
+        QVERIFY2(!reply.body.contains(players.home().toUtf8()), reply.body.constData());
+    }
+
     void anAddressOfTheNetworkIsWarnedOf()
     {
         const Players players;
@@ -278,6 +347,7 @@ private Q_SLOTS:
         QCOMPARE(serve.login().status, 200);
         QTRY_COMPARE(reader.last(text("notification")).value(text("title")).toString(),
                      text("Die Anmeldung konnte nicht gespeichert werden"));
+        QVERIFY(!QJsonDocument(reader.last(text("notification"))).toJson().contains(players.home().toUtf8()));
         QCOMPARE(serve.client().get("/api/rows?path=qobuz:&from=0&to=9").status, 200);
     }
 

@@ -7,7 +7,9 @@
 #include "player/host/Logging.h"
 
 #include <CLI/CLI.hpp>
+#include <arpa/inet.h>
 
+#include <array>
 #include <limits>
 
 namespace {
@@ -55,6 +57,25 @@ const char* const footer =
     "Exit codes: 0 done; 1 the operation failed; 2 wrong usage; 3 settings or modules\n"
     "are missing; 4 nobody is logged in; 130 interrupted.";
 
+/// The usual spelling of an address: "*" and "0" are every address of the machine, "127.1" is 127.0.0.1. A
+/// name stays as it is.
+QString usualAddress(const QString& text)
+{
+    if (text == QLatin1String("*"))
+        return QStringLiteral("0.0.0.0");
+    const QByteArray name = text.toLatin1();
+    std::array<char, INET6_ADDRSTRLEN> usual{};
+    in_addr v4{};
+    in6_addr v6{};
+    if (::inet_aton(name.constData(), &v4) != 0)
+        ::inet_ntop(AF_INET, &v4, usual.data(), usual.size());
+    else if (::inet_pton(AF_INET6, name.constData(), &v6) == 1)
+        ::inet_ntop(AF_INET6, &v6, usual.data(), usual.size());
+    else
+        return text;
+    return QString::fromLatin1(usual.data());
+}
+
 /// Reads "127.0.0.1:8080" or "[::1]:8080"; false if it is neither.
 bool readListen(const QString& text, CommandLine* line)
 {
@@ -66,8 +87,10 @@ bool readListen(const QString& text, CommandLine* line)
         line->listenAddress.startsWith(QLatin1Char('[')) && line->listenAddress.endsWith(QLatin1Char(']'));
     if (isBracketed)
         line->listenAddress = line->listenAddress.mid(1, line->listenAddress.size() - 2);
-    return isPort && !line->listenAddress.isEmpty() &&
-           line->listenAddress.contains(QLatin1Char(':')) == isBracketed;
+    const bool isAddress = isPort && !line->listenAddress.isEmpty() &&
+                           line->listenAddress.contains(QLatin1Char(':')) == isBracketed;
+    line->listenAddress = usualAddress(line->listenAddress);
+    return isAddress;
 }
 
 int wrongUsage(const QString& sentence, const std::string& command)
