@@ -5,6 +5,7 @@
 #include "player/cli/ServeCommand.h"
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Terminal.h"
+#include "player/host/FileLimit.h"
 #include "player/host/Host.h"
 #include "player/host/Logging.h"
 #include "player/host/PrintableText.h"
@@ -68,6 +69,8 @@ int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
 
 int main(int argc, char** argv)
 {
+    FileLimit::raise();
+    Logging::endOnFatalMessages();
     QCoreApplication app(argc, argv);
     int code = ExitCode::ok;
     std::unique_ptr<SignalWatch> signalWatch;

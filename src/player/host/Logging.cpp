@@ -9,6 +9,9 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/spi/loggingevent.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <glib.h>
 #include <memory>
 #include <sstream>
 
@@ -39,7 +42,24 @@ public:
     }
 };
 
+void onGLibMessage(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer data)
+{
+    if ((level & (G_LOG_FLAG_FATAL | G_LOG_LEVEL_ERROR)) == 0) {
+        g_log_default_handler(domain, level, message, data);
+        return;
+    }
+    // On whatever thread and in whatever state the library is: nothing that could wait or allocate much.
+    std::fprintf(stderr, "pelk: The player cannot go on and ends. (%s: %s)\n", domain ? domain : "GLib",
+                 message);
+    std::_Exit(EXIT_FAILURE);
+}
+
 } // namespace
+
+void Logging::endOnFatalMessages()
+{
+    g_log_set_default_handler(onGLibMessage, nullptr);
+}
 
 QStringList Logging::levels()
 {

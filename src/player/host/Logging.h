@@ -13,5 +13,8 @@ QStringList levels();
 /// Sends the lines at this level and those more urgent to standard error. Called once, before any thread is
 /// started.
 void setUp(const QString& level);
+/// From now on a fatal message of GLib, such as that no file can be opened any longer, ends the process with
+/// a sentence and exit code 1 instead of an abort. Called once, before any thread is started.
+void endOnFatalMessages();
 
 } // namespace Logging

@@ -1,5 +1,6 @@
 #include "player/play/StreamPlayer.h"
 
+#include "player/host/FileLimit.h"
 #include "player/host/LogMask.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/StreamSource.h"
@@ -125,7 +126,7 @@ StreamPlayer::~StreamPlayer()
 
 bool StreamPlayer::makePipeline(QString* error)
 {
-    m_sink = m_output->makeSink(error);
+    m_sink = FileLimit::hasRoomForStream(error) ? m_output->makeSink(error) : nullptr;
     if (!m_sink)
         return false;
     m_pipeline = gst_pipeline_new(nullptr);

@@ -4,9 +4,13 @@
 
 #include <QtTest>
 #include <log4cplus/loggingmacros.h>
+#include <sys/wait.h>
 
+#include <array>
+#include <glib.h>
 #include <iostream>
 #include <sstream>
+#include <unistd.h>
 
 class LogMaskTest : public QObject
 {
@@ -187,6 +191,28 @@ private Q_SLOTS:
         QVERIFY2(text.endsWith(QStringLiteral("said: a 12:00:00.000 INFO  forged  [2Jb\n")),
                  qPrintable(text));
         QCOMPARE(text.count(QLatin1Char('\n')), 1);
+    }
+
+    void aFatalMessageOfALibraryIsASentenceAndNoAbort()
+    {
+        std::array<int, 2> ends{};
+        QCOMPARE(::pipe(ends.data()), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::dup2(ends[1], STDERR_FILENO);
+            Logging::endOnFatalMessages();
+            g_error("Creating pipes: Too many open files");
+        }
+        ::close(ends[1]);
+        QFile said;
+        QVERIFY(said.open(ends[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+        const QByteArray sentence = said.readAll();
+        int status = 0;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        QVERIFY2(WIFEXITED(status) && WEXITSTATUS(status) == 1, sentence.constData());
+        QVERIFY2(sentence.startsWith("pelk: The player cannot go on and ends. (") &&
+                     sentence.endsWith(": Creating pipes: Too many open files)\n"),
+                 sentence.constData());
     }
 
     void everyLevelAboveTraceIsMasked()

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+/// The number of files, sockets included, that this process may have open at once. Any thread.
+namespace FileLimit {
+
+/// Raises the soft limit to the hard one. Called once at the start, before other threads exist.
+void raise();
+/// Whether enough is left to open another stream. False, with a sentence, when it is not: libraries end the
+/// process when they run out.
+bool hasRoomForStream(QString* error);
+
+} // namespace FileLimit
