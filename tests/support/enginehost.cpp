@@ -1,5 +1,6 @@
 #include "tests/support/enginehost.h"
 
+#include "player/host/ServiceAccount.h"
 #include "sandbox/media/Encoders.h"
 
 #include <QSignalSpy>
@@ -70,7 +71,7 @@ bool KeepingOutput::take(const char* data, int bytes)
 }
 
 EngineHost::EngineHost()
-    : engine(&output)
+    : engine(&output, PlayProfile{&ServiceAccount::quality, &ServiceAccount::isLowerThan})
 {
     root.addWorker(&worker);
 }

@@ -5,6 +5,7 @@
 #include "api/types/pelkresource.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/ExitCode.h"
+#include "player/cli/ServiceProfile.h"
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Terminal.h"
 #include "player/host/PrintableText.h"
@@ -103,7 +104,7 @@ int PlayCommand::run(SignalWatch* signalWatch)
 
 int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* signalWatch)
 {
-    PlayEngine engine(output);
+    PlayEngine engine(output, serviceProfile());
     QueueLoader loader(&engine.queue(), path, PlayQueue::Where::Replace);
     QEventLoop loop;
     QTimer progress;

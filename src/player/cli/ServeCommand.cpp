@@ -2,6 +2,7 @@
 
 #include "player/cli/CommandLine.h"
 #include "player/cli/ExitCode.h"
+#include "player/cli/ServiceProfile.h"
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
@@ -66,7 +67,7 @@ int ServeCommand::run(SignalWatch* signalWatch)
     DeviceOutput output;
     if (!output.notice().isEmpty())
         Terminal::note(output.notice());
-    PlayEngine engine(&output);
+    PlayEngine engine(&output, serviceProfile());
     PanelServer server(options, &engine);
     MprisService mpris(&engine);
     mpris.start();

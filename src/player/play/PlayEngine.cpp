@@ -5,16 +5,18 @@
 #include "api/types/pelkmetadata.h"
 #include "api/types/pelkresource.h"
 #include "player/content/ReplyLimit.h"
-#include "player/host/ServiceAccount.h"
+#include "player/play/StreamPlayer.h"
 
 namespace {
 
 constexpr int mostFailuresInARow = 3;
 // Up to here into a track "previous" means the one before it.
 constexpr int justBegunMs = 3000;
-// So long before the end of a track the next one is asked for, and how often it is looked at the time.
+// So long before the end of a track the next one is asked for, and how often the clock is looked at for that
+// and while a sleep timer fades.
 constexpr int aheadMs = 20000;
-constexpr int tickMs = 500;
+constexpr int wakeMs = 500;
+constexpr int fadeStepMs = 100;
 constexpr int outputRetryMs = 1000;
 
 PelkMetaData metaDataOf(const PelkRoles& row)
@@ -34,12 +36,6 @@ QString titleOf(const PelkRoles& row)
     return title.isEmpty() ? row.path().toString() : title;
 }
 
-/// Whether a track that was resolved ahead of its turn is as good as one that is resolved now.
-bool isFresh(const ResolvedTrack& track)
-{
-    return !track.isTooOld() && track.askedQuality == ServiceAccount::quality();
-}
-
 TrString engineText(const char* source, const QList<TrArg>& arguments = {})
 {
     return {TrCharData{"PlayEngine", source}, arguments};
@@ -47,28 +43,38 @@ TrString engineText(const char* source, const QList<TrArg>& arguments = {})
 
 } // namespace
 
-PlayEngine::PlayEngine(AudioOutput* output)
-    : m_stream(output)
+PlayEngine::PlayEngine(AudioOutput* output, const PlayProfile& profile)
+    : PlayEngine(std::make_unique<StreamPlayer>(output), std::make_unique<PlayClock>(), profile)
 {
-    connect(&m_stream, &StreamPlayer::playing, this, &PlayEngine::onPlaying);
-    connect(&m_stream, &StreamPlayer::paused, this, &PlayEngine::onPaused);
-    connect(&m_stream, &StreamPlayer::stalled, this, &PlayEngine::onStalled);
-    connect(&m_stream, &StreamPlayer::ended, this, &PlayEngine::onEnded);
-    connect(&m_stream, &StreamPlayer::failed, this, &PlayEngine::onStreamFailed);
-    connect(&m_stream, &StreamPlayer::moved, this, [this] {
+}
+
+PlayEngine::PlayEngine(std::unique_ptr<AbstractStreamPlayer> stream, std::unique_ptr<PlayClock> clock,
+                       const PlayProfile& profile)
+    : m_stream(std::move(stream))
+    , m_clock(std::move(clock))
+    , m_profile(profile)
+    , m_resolver(profile, m_clock.get())
+    , m_next(profile, m_clock.get())
+{
+    using Stream = AbstractStreamPlayer;
+    connect(m_stream.get(), &Stream::playing, this, &PlayEngine::onPlaying);
+    connect(m_stream.get(), &Stream::paused, this, &PlayEngine::onPaused);
+    connect(m_stream.get(), &Stream::stalled, this, &PlayEngine::onStalled);
+    connect(m_stream.get(), &Stream::ended, this, &PlayEngine::onEnded);
+    connect(m_stream.get(), &Stream::failed, this, &PlayEngine::onStreamFailed);
+    connect(m_stream.get(), &Stream::moved, this, [this] {
         Q_EMIT seeked(positionMs());
         Q_EMIT statusChanged();
     });
-    connect(&m_stream, &StreamPlayer::wentOver, this, &PlayEngine::onWentOver);
-    // It is tried once more when its turn has come.
-    connect(&m_stream, &StreamPlayer::nextFailed, this, [this] { m_next = ResolvedTrack(); });
-    connect(&m_stream, &StreamPlayer::outputFailed, this, &PlayEngine::onOutputFailed);
-    m_tick.setInterval(tickMs);
-    connect(&m_tick, &QTimer::timeout, this, &PlayEngine::prepareNext);
-    m_outputRetry.setSingleShot(true);
-    connect(&m_outputRetry, &QTimer::timeout, this, [this] { reopen(m_heldMs); });
-    connect(&m_queue, &PlayQueue::added, this,
-            [this](const QVector<int>& ids, int after) { m_order.add(ids, after); });
+    connect(m_stream.get(), &Stream::wentOver, this, &PlayEngine::onWentOver);
+    connect(m_stream.get(), &Stream::nextFailed, this, [this] { m_next.fail(); });
+    connect(m_stream.get(), &Stream::outputFailed, this, &PlayEngine::onOutputFailed);
+    m_wake.setSingleShot(true);
+    connect(&m_wake, &QTimer::timeout, this, &PlayEngine::wake);
+    connect(&m_queue, &PlayQueue::losing, this, [this] {
+        const PlayerStatus now = status();
+        m_lost = {now.positionMs, now.durationMs};
+    });
     connect(&m_queue, &PlayQueue::changed, this, &PlayEngine::onQueueChanged);
     connect(&m_limit, &ListeningLimit::reached, this, qOverload<>(&PlayEngine::stop));
 }
@@ -78,57 +84,154 @@ PlayEngine::~PlayEngine()
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
 }
 
+/// The only place that changes the state.
+void PlayEngine::move(const PlayState::Event& event)
+{
+    m_state = PlayState::after(m_state, event);
+    if (const auto* lost = std::get_if<PlayState::AwaitingOutput>(&m_state))
+        m_wake.start(int(qMax<qint64>(0, lost->retryAtMs - m_clock->nowMs())));
+    else if (!PlayState::trackOf(m_state) && m_sleep.kind() != SleepTimer::Kind::Time)
+        m_wake.stop();
+    else if (!m_wake.isActive())
+        m_wake.start(wakeMs);
+}
+
+void PlayEngine::wake()
+{
+    using namespace PlayState;
+    const auto* lost = std::get_if<AwaitingOutput>(&m_state);
+    if (lost && lost->retryAtMs <= m_clock->nowMs())
+        reopen(lost->positionMs);
+    prepareNext();
+    if (m_sleep.isDue(m_clock->nowMs())) {
+        pause();
+        m_sleep.off();
+        Q_EMIT statusChanged();
+    } else {
+        applyFade();
+    }
+    if (!m_wake.isActive() && (trackOf(m_state) || m_sleep.kind() == SleepTimer::Kind::Time))
+        m_wake.start(wakeMs);
+}
+
+/// Nothing becomes louder before what plays has become silent: play() and start() end the fade.
+void PlayEngine::applyFade()
+{
+    if (m_sleep.kind() == SleepTimer::Kind::Off)
+        return;
+    const PlayerStatus now = status();
+    std::optional<qint64> left;
+    if (now.durationMs > 0)
+        left = now.durationMs - now.positionMs;
+    const bool isLast = m_queue.next(false) == 0 || m_queue.next(false) == m_queue.first();
+    const double gain = m_sleep.gain(m_clock->nowMs(), left, isLast && !m_queue.turns().isGrowing());
+    m_stream->setFade(gain);
+    if (gain < 1)
+        m_wake.start(fadeStepMs);
+}
+
+bool PlayEngine::sleepAfterMinutes(int minutes)
+{
+    if (!m_sleep.afterMinutes(minutes, m_clock->nowMs()))
+        return false;
+    m_stream->setFade(1);
+    wake();
+    Q_EMIT statusChanged();
+    return true;
+}
+
+void PlayEngine::sleepAtEndOfTrack()
+{
+    m_sleep.atEndOfTrack();
+    m_stream->setFade(1);
+    wake();
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::sleepAtEndOfQueue()
+{
+    m_sleep.atEndOfQueue();
+    m_stream->setFade(1);
+    wake();
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::cancelSleep()
+{
+    m_sleep.off();
+    m_stream->setFade(1);
+    prepareNext();
+    Q_EMIT statusChanged();
+}
+
 PlayerStatus PlayEngine::status() const
 {
     PlayerStatus status;
-    status.entry = m_order.current();
+    status.entry = m_queue.current();
     status.volumePercent = m_volumePercent;
+    status.volumeLimitPercent = m_volumeLimitPercent;
     status.muted = m_muted;
-    status.repeat = m_order.repeat();
-    status.shuffled = m_order.isShuffled();
+    status.repeat = m_queue.repeat();
+    status.shuffled = m_queue.isShuffled();
+    status.canUndo = m_queue.canUndo();
+    status.sleep = m_sleep.kind();
+    status.sleepLeftMs = m_sleep.leftMs(m_clock->nowMs());
     status.queueCount = m_queue.entries().size();
     status.queueRevision = m_queue.revision();
-    const int index = m_queue.indexOf(status.entry);
-    if (index >= 0)
-        status.row = m_queue.entries().at(index).row;
-    if (m_active && m_track.isEmpty() && !m_waiting)
+    status.row = m_queue.row(status.entry);
+    if (const auto* idle = std::get_if<PlayState::Idle>(&m_state); idle && idle->place) {
+        status.state = PelkPlayLogicState::Paused;
+        status.positionMs = idle->place->positionMs;
+        status.durationMs = idle->place->durationMs;
+        status.canSeek = status.durationMs > 0;
+        status.canPause = true;
+    } else if (std::holds_alternative<PlayState::Resolving>(m_state)) {
         status.state = PelkPlayLogicState::Opening;
-    if (m_track.isEmpty())
+    }
+    const PlayState::Track* track = PlayState::trackOf(m_state);
+    if (!track)
         return status;
-    status.row = m_track.row;
-    // A stall is told as a pause, but it is none that the listener made.
-    status.state = m_stalled ? PelkPlayLogicState::Playing : m_reporter.data().state();
-    status.stalled = m_stalled;
+    const PelkRoles& row = track->resolved.row;
+    status.row = row;
+    // A stall is reported as a pause, but it is none that the listener made.
+    status.stalled = PlayState::isStalled(m_state);
+    status.state = status.stalled ? PelkPlayLogicState::Playing : m_reporter.data().state();
     status.positionMs = positionMs();
-    const PelkResource resource = m_track.row.mediaData().resources().value(0);
-    status.durationMs = m_stream.durationMs();
-    if (status.durationMs <= 0)
-        status.durationMs = resource.duration() * 1000;
-    status.format = m_stream.format();
-    status.mimeType = resource.mimeType();
-    status.lowerThanAsked = m_track.lowerThanAsked;
-    const PelkMetaData metaData = metaDataOf(m_track.row);
-    status.canSeek = m_started && m_stream.canSeek() &&
+    status.durationMs = durationMs(*track);
+    status.format = m_stream->format();
+    status.mimeType = row.mediaData().resources().value(0).mimeType();
+    status.lowerThanAsked = track->resolved.lowerThanAsked;
+    const PelkMetaData metaData = metaDataOf(row);
+    status.canSeek = track->heard && m_stream->canSeek() &&
                      allows(metaData, PelkMetaData::AllowSeekTime(), metaData.allowSeekTime());
     status.canPause = allows(metaData, PelkMetaData::AllowPause(), metaData.allowPause());
     return status;
+}
+
+qint64 PlayEngine::durationMs(const PlayState::Track& track) const
+{
+    const qint64 known = m_stream->durationMs();
+    return known > 0 ? known : track.resolved.row.mediaData().resources().value(0).duration() * 1000;
 }
 
 void PlayEngine::play()
 {
     m_failuresInARow = 0;
     m_arrival = Arrival::Play;
-    if (m_active) {
-        m_wantsPause = false;
-        const qint64 maxIdleMs = m_track.maxIdleMs();
-        if (m_heldMs < 0 && maxIdleMs > 0 && m_pauseAge.isValid() && m_pauseAge.hasExpired(maxIdleMs))
-            reopen(positionMs());
-        else if (!m_track.isEmpty())
-            m_stream.setPaused(false);
-    } else {
-        const int entry = m_order.current() != 0 ? m_order.current() : m_order.first();
+    m_stream->setFade(1);
+    if (const auto* idle = std::get_if<PlayState::Idle>(&m_state)) {
+        const int entry = m_queue.current() != 0 ? m_queue.current() : m_queue.first();
         if (entry != 0)
-            start(entry);
+            start(entry, idle->place ? idle->place->positionMs : 0);
+    } else {
+        move(PlayState::WantPause{false});
+        const PlayState::Track* track = PlayState::trackOf(m_state);
+        const std::optional<qint64> since = PlayState::silentSinceMs(m_state);
+        const qint64 maxIdleMs = track ? track->resolved.maxIdleMs() : 0;
+        if (since && maxIdleMs > 0 && m_clock->nowMs() - *since > maxIdleMs)
+            reopen(positionMs());
+        else if (track)
+            m_stream->setPaused(false);
     }
     Q_EMIT statusChanged();
 }
@@ -142,11 +245,11 @@ void PlayEngine::pause()
 
 void PlayEngine::hold()
 {
-    if (!m_active)
+    if (std::holds_alternative<PlayState::Idle>(m_state))
         return;
-    m_wantsPause = true;
-    if (!m_track.isEmpty())
-        m_stream.setPaused(true);
+    move(PlayState::WantPause{true});
+    if (PlayState::trackOf(m_state))
+        m_stream->setPaused(true);
     Q_EMIT statusChanged();
 }
 
@@ -175,14 +278,15 @@ void PlayEngine::next()
 {
     m_failuresInARow = 0;
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-    goOn(m_order.next(false));
+    goOn(m_queue.next(false));
 }
 
 void PlayEngine::previous()
 {
     m_failuresInARow = 0;
-    const int entry = m_order.previous();
-    if (entry == 0 || (!m_track.isEmpty() && positionMs() > justBegunMs)) {
+    const int entry = m_queue.previous();
+    const PlayerStatus now = status();
+    if (entry == 0 || (now.canSeek && now.positionMs > justBegunMs)) {
         seek(0);
         return;
     }
@@ -200,14 +304,23 @@ bool PlayEngine::jump(int entryId)
     return true;
 }
 
-bool PlayEngine::startExpected(int entryId)
+bool PlayEngine::startExpected(int entryId, StartOrder order)
 {
-    const Arrival arrival = m_arrival;
-    if (arrival != Arrival::Stay && !jump(entryId))
+    if (m_queue.indexOf(entryId) < 0)
         return false;
+    const Arrival arrival = m_arrival;
+    int entry = entryId;
+    if (order == StartOrder::Shuffled) {
+        m_queue.setShuffled(true);
+        entry = m_queue.first();
+    } else {
+        m_queue.setShuffled(false);
+    }
     if (arrival == Arrival::Stay)
-        setCurrent(entryId);
-    else if (arrival == Arrival::Pause)
+        m_queue.setCurrent(entry);
+    else
+        jump(entry);
+    if (arrival == Arrival::Pause)
         pause();
     Q_EMIT statusChanged();
     return true;
@@ -219,180 +332,251 @@ void PlayEngine::seek(qint64 positionMs)
     if (!now.canSeek)
         return;
     const qint64 to = qBound<qint64>(0, positionMs, now.durationMs > 0 ? now.durationMs : positionMs);
-    // The last of it may be on the way to the output already.
-    if (m_heldMs >= 0 || !m_stream.seek(to))
-        reopen(to);
+    if (std::holds_alternative<PlayState::Idle>(m_state)) {
+        move(PlayState::Park{{to, now.durationMs}});
+        Q_EMIT seeked(to);
+        Q_EMIT statusChanged();
+    } else if (PlayState::heldAtMs(m_state) || !m_stream->seek(to)) {
+        reopen(to); // the last of it may be on the way to the output already
+    }
 }
 
 void PlayEngine::setVolume(int percent)
 {
-    m_volumePercent = qBound(0, percent, 100);
-    m_stream.setVolume(m_volumePercent);
+    m_volumePercent = qBound(0, percent, m_volumeLimitPercent);
+    m_stream->setVolume(m_volumePercent);
     Q_EMIT statusChanged();
+}
+
+void PlayEngine::setVolumeLimit(int percent)
+{
+    m_volumeLimitPercent = qBound(0, percent, 100);
+    setVolume(m_volumePercent);
 }
 
 void PlayEngine::setMuted(bool muted)
 {
     m_muted = muted;
-    m_stream.setMuted(muted);
+    m_stream->setMuted(muted);
     Q_EMIT statusChanged();
 }
 
 void PlayEngine::setRepeat(RepeatMode repeat)
 {
-    m_order.setRepeat(repeat);
+    m_queue.setRepeat(repeat);
     prepareNext();
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::setShuffled(bool shuffled)
+bool PlayEngine::undo()
 {
-    m_order.setShuffled(shuffled, m_queue);
-    prepareNext();
-    Q_EMIT statusChanged();
+    const int before = m_queue.current();
+    const bool wasIdle = std::holds_alternative<PlayState::Idle>(m_state);
+    const bool paused = PlayState::wantsPause(m_state);
+    const PlayState::Place lost = m_lost;
+    if (!m_queue.canUndo())
+        return false;
+    // The current track would give way to the entry of that time as soon as the queue has changed.
+    const QSignalBlocker blocker(&m_queue);
+    m_queue.undo();
+    const int current = m_queue.current();
+    if (current != before && wasIdle && lost.positionMs > 0) {
+        move(PlayState::Park{lost});
+    } else if (current != before && !wasIdle) {
+        endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+        goOn(current, lost.positionMs);
+        if (paused)
+            hold();
+    }
+    m_queue.blockSignals(false);
+    Q_EMIT m_queue.changed();
+    return true;
 }
 
-void PlayEngine::start(int entry)
+SavedPlayer PlayEngine::saved() const
+{
+    const PlayerStatus now = status();
+    SavedPlayer saved;
+    saved.rows.reserve(m_queue.entries().size());
+    QHash<int, int> places;
+    const QVector<int> unshuffled = m_queue.unshuffled();
+    for (int i = 0; i < unshuffled.size(); ++i)
+        places.insert(unshuffled.at(i), i);
+    for (const QueueEntry& entry : m_queue.entries()) {
+        saved.rows.append(entry.row);
+        if (m_queue.isShuffled())
+            saved.unshuffled.append(places.value(entry.id));
+    }
+    saved.shuffled = m_queue.isShuffled();
+    saved.current = m_queue.indexOf(m_queue.current());
+    saved.positionMs = now.positionMs;
+    saved.durationMs = now.durationMs;
+    saved.volumePercent = m_volumePercent;
+    saved.muted = m_muted;
+    saved.repeat = m_queue.repeat();
+    return saved;
+}
+
+void PlayEngine::restore(const SavedPlayer& saved)
+{
+    stop();
+    m_arrival = Arrival::Play;
+    m_queue.restore(saved.rows, saved.current, saved.unshuffled);
+    if (saved.rows.isEmpty())
+        m_queue.setShuffled(saved.shuffled);
+    m_queue.setRepeat(saved.repeat);
+    const qint64 durationMs = qMax<qint64>(0, saved.durationMs);
+    const qint64 positionMs = qMax<qint64>(0, saved.positionMs);
+    if (m_queue.current() != 0)
+        move(PlayState::Park{{durationMs > 0 ? qMin(positionMs, durationMs) : positionMs, durationMs}});
+    setMuted(saved.muted);
+    setVolume(saved.volumePercent);
+}
+
+void PlayEngine::start(int entry, qint64 startMs)
 {
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
-    m_active = true;
-    m_waiting = m_wantsPause = false;
     m_arrival = Arrival::Play;
-    setCurrent(entry);
+    if (m_sleep.kind() == SleepTimer::Kind::Off)
+        m_stream->setFade(1);
+    m_queue.setCurrent(entry);
+    move(PlayState::Start{entry, startMs});
     m_reporter.expect(place.row);
-    const ResolvedTrack prepared = m_next;
-    m_next = ResolvedTrack();
-    const bool isOnTheWay = m_nextResolver.entry() == entry;
+    const ResolvedTrack prepared = m_next.track();
+    const bool isOnTheWay = startMs == 0 && m_next.isOnTheWay(entry);
     if (!isOnTheWay)
-        m_nextResolver.cancel();
-    if (prepared.entry == entry && isFresh(prepared))
+        m_next.forget();
+    if (startMs == 0 && prepared.entry == entry && isFresh(prepared))
         onResolved(place, prepared, TrString());
     else if (!isOnTheWay)
-        m_resolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const TrString& failure) {
-            onResolved(place, track, failure);
-        });
+        m_resolver.resolve(place, startMs,
+                           [this, place](const ResolvedTrack& track, const TrString& failure) {
+                               onResolved(place, track, failure);
+                           });
     Q_EMIT statusChanged();
+}
+
+/// Whether a track that was resolved ahead of its turn is as good as one that is resolved now.
+bool PlayEngine::isFresh(const ResolvedTrack& track) const
+{
+    return !track.isTooOld(m_clock->nowMs()) && track.askedQuality == m_profile.quality();
 }
 
 void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure)
 {
+    const auto* resolving = std::get_if<PlayState::Resolving>(&m_state);
+    if (!resolving)
+        return; // nobody wants it any longer
     if (track.isEmpty()) {
         fail(entry.row, failure, PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
         return;
     }
+    const PlayState::Resolving before = *resolving;
     begin(track);
-    m_stream.play(track.uri(), 0, m_wantsPause);
+    m_stream->play(track.uri(), before.startMs, before.wantsPause);
 }
 
 void PlayEngine::begin(const ResolvedTrack& track)
 {
-    m_track = track;
-    m_nextAsked = 0;
-    m_next = ResolvedTrack();
-    m_started = m_stalled = false;
+    move(PlayState::Opened{track});
+    m_next.forget();
     m_reporter.begin(track.row);
-    m_tick.start();
-}
-
-void PlayEngine::setCurrent(int entry)
-{
-    m_order.setCurrent(entry);
-    m_queue.setCurrent(entry);
 }
 
 /// Goes on with the current track from here, with a new stream and output; the address is asked for again
 /// when it may hold no longer.
 void PlayEngine::reopen(qint64 positionMs)
 {
-    m_heldMs = positionMs;
-    forgetNext();
-    m_stream.stop();
-    const int index = m_queue.indexOf(m_track.entry);
-    if (!m_track.isTooOld() || index < 0) {
-        m_stream.play(m_track.uri(), m_heldMs, m_wantsPause);
+    move(PlayState::Reopen{positionMs});
+    m_next.forget();
+    m_stream->stop();
+    const PlayState::Track track = *PlayState::trackOf(m_state);
+    const int index = m_queue.indexOf(track.resolved.entry);
+    if (!track.resolved.isTooOld(m_clock->nowMs()) || index < 0) {
+        m_stream->play(track.resolved.uri(), positionMs, track.wantsPause);
         return;
     }
-    m_resolver.resolve(m_queue.entries().at(index), m_heldMs,
-                       [this](const ResolvedTrack& track, const TrString& failure) {
-                           if (track.isEmpty()) {
+    m_resolver.resolve(m_queue.entries().at(index), positionMs,
+                       [this, positionMs](const ResolvedTrack& renewed, const TrString& failure) {
+                           if (renewed.isEmpty()) {
                                onStreamFailed(failure);
                                return;
                            }
-                           m_track = track;
-                           m_reporter.replace(track.row);
-                           m_stream.play(track.uri(), m_heldMs, m_wantsPause);
+                           move(PlayState::Renewed{renewed});
+                           m_reporter.replace(renewed.row);
+                           m_stream->play(renewed.uri(), positionMs, PlayState::wantsPause(m_state));
                        });
 }
 
 bool PlayEngine::isNextDue() const
 {
-    const PlayerStatus now = status();
-    return m_started && (now.durationMs <= 0 || now.durationMs - now.positionMs <= aheadMs);
+    const PlayState::Track* track = PlayState::trackOf(m_state);
+    const qint64 duration = durationMs(*track);
+    return track->heard && (duration <= 0 || duration - positionMs() <= aheadMs);
+}
+
+/// What follows the current track when that is over.
+int PlayEngine::following() const
+{
+    if (m_sleep.kind() == SleepTimer::Kind::EndOfTrack)
+        return 0;
+    if (m_sleep.kind() != SleepTimer::Kind::EndOfQueue)
+        return m_queue.next(true);
+    const int entry = m_queue.next(false);
+    return entry == m_queue.first() ? 0 : entry; // not round and round
 }
 
 /// Sees to it that the stream player has got what follows the current track, once it is time for that.
 void PlayEngine::prepareNext()
 {
-    if (m_track.isEmpty() || m_heldMs >= 0)
+    if (!PlayState::trackOf(m_state) || PlayState::heldAtMs(m_state))
         return;
-    const int wanted = m_order.next(true);
-    const bool isRight = m_nextAsked == wanted && (m_next.isEmpty() || isFresh(m_next));
-    if ((!isRight && !dropNext()) || wanted == 0 || m_nextAsked == wanted || !isNextDue())
+    const int wanted = following();
+    const bool isRight = m_next.entry() == wanted && (m_next.track().isEmpty() || isFresh(m_next.track()));
+    if ((!isRight && !dropNext()) || wanted == 0 || m_next.entry() == wanted || !isNextDue())
         return;
-    m_nextAsked = wanted;
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(wanted));
-    m_nextResolver.resolve(place, 0, [this, place](const ResolvedTrack& track, const TrString& failure) {
-        if (m_track.isEmpty()) {
+    m_next.resolve(place, [this, place](const ResolvedTrack& track, const TrString& failure) {
+        if (!PlayState::trackOf(m_state))
             onResolved(place, track, failure); // it is its turn already
-        } else if (!track.isEmpty()) {         // else it is tried once more when its turn has come
-            m_next = track;
-            m_stream.setNext(track.uri()); // else it is opened when this one has ended
-        }
+        else if (!track.isEmpty())             // else it is tried once more when its turn has come
+            m_stream->setNext(track.uri());    // else it is opened when this one has ended
     });
 }
 
 /// False when it is too late: it is going to be heard.
 bool PlayEngine::dropNext()
 {
-    if (!m_stream.dropNext())
+    if (!m_stream->dropNext())
         return false;
-    forgetNext();
+    m_next.forget();
     return true;
-}
-
-void PlayEngine::forgetNext()
-{
-    m_nextResolver.cancel();
-    m_next = ResolvedTrack();
-    m_nextAsked = 0;
 }
 
 void PlayEngine::onWentOver()
 {
     m_failuresInARow = 0;
-    const ResolvedTrack next = m_next;
-    const int wanted = m_order.next(true);
-    if (next.entry != wanted) {
+    const ResolvedTrack next = m_next.track();
+    if (next.isEmpty() || next.entry != following()) {
         // The queue was changed when its sound was on the way already.
-        endTrack(QString());
-        goOn(wanted);
+        onEnded();
         return;
     }
     closeTrack(QString());
-    setCurrent(next.entry);
+    m_queue.setCurrent(next.entry);
     begin(next);
 }
 
-void PlayEngine::goOn(int entry)
+void PlayEngine::goOn(int entry, qint64 startMs)
 {
     if (entry != 0) {
-        start(entry);
-    } else if (m_queue.isGrowing() && m_active) {
-        m_waiting = true;
-        forgetNext();
+        start(entry, startMs);
+    } else if (m_queue.turns().isGrowing() && !std::holds_alternative<PlayState::Idle>(m_state)) {
+        move(PlayState::Dry{});
+        m_next.forget();
         Q_EMIT statusChanged();
     } else {
-        setCurrent(0);
+        m_queue.setCurrent(0);
         finish();
     }
 }
@@ -401,18 +585,14 @@ void PlayEngine::onPlaying()
 {
     m_reporter.change(PelkPlayLogicState::Playing);
     m_limit.begin();
-    m_heldMs = -1;
     m_outputWorked = true;
-    m_outputGone = false;
-    m_pauseAge.invalidate();
-    const bool resumed = m_stalled;
-    m_stalled = false;
-    if (!m_started) {
-        m_started = true;
-        Q_EMIT trackStarted(m_track.row);
-    } else if (resumed) {
-        Q_EMIT trackResumed(m_track.row);
-    }
+    const PlayState::State before = m_state;
+    move(PlayState::Sounds{});
+    const PelkRoles row = PlayState::trackOf(m_state)->resolved.row;
+    if (!PlayState::trackOf(before)->heard)
+        Q_EMIT trackStarted(row);
+    else if (PlayState::isStalled(before))
+        Q_EMIT trackResumed(row);
     prepareNext();
     Q_EMIT statusChanged();
 }
@@ -425,36 +605,42 @@ void PlayEngine::onPaused()
 
 void PlayEngine::fallSilent(bool stalled)
 {
-    // In a stall too: who counts the time of listening is not to count the silence.
+    // In a stall too: whoever counts the time of listening is not to count the silence.
     m_reporter.change(PelkPlayLogicState::Paused);
     m_limit.end();
-    if (!m_pauseAge.isValid())
-        m_pauseAge.start();
-    m_stalled = stalled;
+    move(PlayState::Silent{stalled, m_clock->nowMs()});
 }
 
 void PlayEngine::onStalled()
 {
     fallSilent(true);
-    Q_EMIT trackStalled(m_track.row);
+    Q_EMIT trackStalled(PlayState::trackOf(m_state)->resolved.row);
     Q_EMIT statusChanged();
 }
 
 void PlayEngine::onEnded()
 {
     m_failuresInARow = 0;
+    const bool sleeps = m_sleep.kind() == SleepTimer::Kind::EndOfTrack;
+    const int entry = following();
     endTrack(QString());
-    goOn(m_order.next(true));
+    if (sleeps) {
+        m_queue.setCurrent(m_queue.next(true)); // where the listener goes on
+        finish();
+    } else {
+        goOn(entry);
+    }
 }
 
 void PlayEngine::onStreamFailed(const TrString& sentence)
 {
-    const PelkRoles row = m_track.row;
-    if (!m_started) {
+    const PlayState::Track track = *PlayState::trackOf(m_state);
+    const PelkRoles row = track.resolved.row;
+    if (!track.heard) {
         fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
         return;
     }
-    if (m_heldMs < 0 && m_track.isTooOld()) {
+    if (!PlayState::heldAtMs(m_state) && track.resolved.isTooOld(m_clock->nowMs())) {
         onStalled();
         reopen(positionMs());
         return;
@@ -471,43 +657,40 @@ void PlayEngine::onOutputFailed(const TrString& sentence)
 {
     if (!m_outputWorked) {
         // Nor would the next track find an output.
-        const PelkRoles row = m_track.row;
+        const PelkRoles row = PlayState::trackOf(m_state)->resolved.row;
         m_failuresInARow = mostFailuresInARow - 1;
         fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
         return;
     }
+    const auto* again = std::get_if<PlayState::Reopening>(&m_state);
+    const bool isNew = !again || !again->outputGone;
     const qint64 at = positionMs();
     onPaused();
-    m_heldMs = at;
-    forgetNext();
-    m_stream.stop();
-    if (!m_outputGone) {
+    m_next.forget();
+    m_stream->stop();
+    // It may have been a hiccup; after that it is asked for now and then.
+    move(PlayState::OutputLost{at, m_clock->nowMs() + (isNew ? 0 : outputRetryMs)});
+    if (isNew) {
         Q_EMIT outputGone(sentence);
         Q_EMIT noticed(
             engineText(QT_TRANSLATE_NOOP("PlayEngine", "The sound output is gone")),
             engineText(QT_TRANSLATE_NOOP("PlayEngine", "Playing goes on from here when it is back. (%1)"),
                        {sentence.toString()}));
     }
-    // It may have been a hiccup; after that it is asked for now and then.
-    m_outputRetry.start(m_outputGone ? outputRetryMs : 0);
-    m_outputGone = true;
 }
 
 void PlayEngine::onQueueChanged()
 {
-    const int before = m_order.current();
-    const bool paused = m_wantsPause;
-    m_order.sync(m_queue);
-    if (before != 0 && m_order.current() == 0) {
-        const int heir = m_order.heir();
-        if (m_active) {
-            endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-            goOn(heir);
-        } else {
-            setCurrent(heir);
-        }
-    } else if (m_waiting) {
-        goOn(m_order.next(true));
+    const int entry = PlayState::entryOf(m_state);
+    const bool paused = PlayState::wantsPause(m_state);
+    const bool isWaiting = std::holds_alternative<PlayState::AwaitingQueue>(m_state);
+    if (entry != 0 && m_queue.indexOf(entry) < 0) {
+        endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+        goOn(m_queue.current());
+    } else if (isWaiting) {
+        goOn(m_queue.next(true));
+    } else if (m_queue.current() == 0 && std::holds_alternative<PlayState::Idle>(m_state)) {
+        move(PlayState::Halt{}); // what it was paused in has gone
     }
     if (paused)
         hold(); // another track, but nobody has asked for sound
@@ -524,32 +707,27 @@ void PlayEngine::endTrack(const QString& error)
 void PlayEngine::endStream()
 {
     m_resolver.cancel();
-    m_tick.stop();
-    m_outputRetry.stop();
-    m_pauseAge.invalidate();
-    m_heldMs = -1;
-    m_outputGone = false;
     m_limit.end();
-    m_stream.stop();
+    m_stream->stop();
 }
 
 void PlayEngine::closeTrack(const QString& error)
 {
     m_limit.end();
-    if (m_track.isEmpty()) {
+    const PlayState::Track* track = PlayState::trackOf(m_state);
+    if (!track) {
         m_reporter.end(error);
         return;
     }
-    const PelkRoles row = m_track.row;
-    m_track = ResolvedTrack();
-    m_stalled = false;
+    const PelkRoles row = track->resolved.row;
+    move(PlayState::Closed{});
     m_reporter.end(error);
     Q_EMIT trackEnded(row);
 }
 
 qint64 PlayEngine::positionMs() const
 {
-    return m_heldMs >= 0 ? m_heldMs : m_stream.positionMs();
+    return PlayState::heldAtMs(m_state).value_or(m_stream->positionMs());
 }
 
 void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QString& error)
@@ -565,19 +743,25 @@ void PlayEngine::goOnAfterFailure()
 {
     // Not the same one again, which would only fail again.
     if (++m_failuresInARow < mostFailuresInARow)
-        goOn(m_order.next(false));
+        goOn(m_queue.next(false));
     else
         finish();
 }
 
 void PlayEngine::finish()
 {
-    if (!m_active)
+    const auto* idle = std::get_if<PlayState::Idle>(&m_state);
+    if (idle && !idle->place)
         return;
-    m_active = m_waiting = false;
+    const bool played = !idle;
+    m_sleep.off();
+    m_stream->setFade(1);
+    move(PlayState::Halt{});
     m_limit.set(0);
-    forgetNext();
+    m_next.forget();
     Q_EMIT statusChanged();
+    if (!played)
+        return;
     const auto tell = [this] {
         QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
     };

@@ -3,7 +3,8 @@
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
 
-#include <QSet>
+#include <QHash>
+#include <QRandomGenerator>
 
 #include <algorithm>
 
@@ -15,11 +16,18 @@ int newId()
     return ++last;
 }
 
+template <typename List>
+QSet<int> setOf(const List& ids)
+{
+    return QSet<int>(ids.begin(), ids.end());
+}
+
 } // namespace
 
 PlayQueue::PlayQueue(QObject* parent)
     : QObject(parent)
 {
+    connect(&m_turns, &QueueTurns::allEnded, this, &PlayQueue::changed);
 }
 
 bool PlayQueue::isPlayable(const PelkRoles& row)
@@ -37,52 +45,98 @@ int PlayQueue::indexOf(int id) const
 QVector<int> PlayQueue::add(const QVector<PelkRoles>& rows, Where where)
 {
     if (where == Where::Replace)
-        return replace(rows, ++m_turn);
-    return where == Where::Next ? addAfter(m_current, rows) : insert(m_entries.size(), rows, 0);
+        return replace(rows, 0);
+    m_undo.reset();
+    return insert(where == Where::Next ? m_current : 0, rows);
 }
 
 QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn)
 {
-    m_entries.clear();
-    m_current = 0;
-    m_replacedTurn = turn;
-    if (m_growing.contains(turn))
-        m_growing[turn] = false;
-    const QVector<int> ids = insert(0, rows, 0);
-    Q_EMIT settled();
+    if (m_entries.isEmpty())
+        m_undo.reset(); // this replaces nothing
+    empty(turn);
+    const QVector<int> ids = insert(0, rows);
+    if (m_undo && !ids.isEmpty())
+        m_undo->lastOfReplacement = ids.last();
     return ids;
 }
 
 QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows)
 {
-    const int index = indexOf(id);
-    return index >= 0 ? insert(index + 1, rows, id) : insert(m_entries.size(), rows, 0);
+    const bool isReplacement = m_undo && id != 0 && m_undo->lastOfReplacement == id;
+    if (!isReplacement)
+        m_undo.reset();
+    const QVector<int> ids = insert(m_shuffled && isReplacement ? 0 : id, rows);
+    if (isReplacement && !ids.isEmpty())
+        m_undo->lastOfReplacement = ids.last();
+    return ids;
 }
 
-QVector<int> PlayQueue::insert(int index, const QVector<PelkRoles>& rows, int after)
+/// Adds rows right after an entry; where that is not there, at the end, or spread while shuffled.
+QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows)
 {
     const int count = qMin(rows.size(), mostEntries - m_entries.size());
+    QVector<QueueEntry> fresh;
     QVector<int> ids;
+    fresh.reserve(count);
     ids.reserve(count);
-    m_entries.insert(index, count, QueueEntry());
     for (int i = 0; i < count; ++i) {
-        m_entries[index + i] = QueueEntry{newId(), rows.at(i)};
-        ids.append(m_entries.at(index + i).id);
+        fresh.append(QueueEntry{newId(), rows.at(i)});
+        ids.append(fresh.last().id);
     }
-    if (!ids.isEmpty())
-        Q_EMIT added(ids, after);
+    const int index = indexOf(after);
+    const int place = index < 0 ? m_entries.size() : index + 1;
+    if (m_shuffled) {
+        const int ownIndex = index < 0 ? -1 : m_unshuffled.indexOf(after);
+        const int own = ownIndex < 0 ? m_unshuffled.size() : ownIndex + 1;
+        m_unshuffled = m_unshuffled.mid(0, own) + ids + m_unshuffled.mid(own);
+    }
+    if (m_shuffled && index < 0) {
+        spread(fresh);
+    } else {
+        if (m_shuffled)
+            m_wantedNext += setOf(ids);
+        m_entries = m_entries.mid(0, place) + fresh + m_entries.mid(place);
+    }
     tellChange();
     return ids;
 }
 
+/// Spreads entries at random over what is still to come; what was wanted next before stays that.
+void PlayQueue::spread(const QVector<QueueEntry>& fresh)
+{
+    int from = indexOf(m_current) + 1;
+    while (from < m_entries.size() && m_wantedNext.contains(m_entries.at(from).id))
+        ++from;
+    QVector<QueueEntry> mixed = fresh;
+    std::shuffle(mixed.begin(), mixed.end(), *QRandomGenerator::global());
+    const QVector<QueueEntry> rest = m_entries.mid(from);
+    m_entries.resize(from);
+    int taken = 0;
+    for (int left = rest.size() + mixed.size(); left > 0; --left) {
+        const bool isFresh = QRandomGenerator::global()->bounded(left) < mixed.size() - taken;
+        m_entries.append(isFresh ? mixed.at(taken++) : rest.at(rest.size() - left + mixed.size() - taken));
+    }
+}
+
 bool PlayQueue::remove(const QVector<int>& ids)
 {
-    const QSet<int> gone(ids.begin(), ids.end());
-    const auto end = std::remove_if(m_entries.begin(), m_entries.end(),
-                                    [&gone](const QueueEntry& entry) { return gone.contains(entry.id); });
-    if (end == m_entries.end())
+    const QSet<int> gone = setOf(ids);
+    const auto isGone = [&gone](const QueueEntry& entry) { return gone.contains(entry.id); };
+    if (std::none_of(m_entries.begin(), m_entries.end(), isGone))
         return false;
-    m_entries.erase(end, m_entries.end());
+    keepForUndo();
+    if (gone.contains(m_current)) {
+        const auto heir = std::find_if_not(m_entries.begin() + indexOf(m_current), m_entries.end(), isGone);
+        m_current = heir == m_entries.end() ? 0 : heir->id;
+    }
+    m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
+    if (m_current == 0 && gone.contains(m_undo->current) && m_repeat == RepeatMode::All)
+        m_current = first();
+    m_unshuffled.erase(std::remove_if(m_unshuffled.begin(), m_unshuffled.end(),
+                                      [&gone](int id) { return gone.contains(id); }),
+                       m_unshuffled.end());
+    m_wantedNext -= gone;
     tellChange();
     return true;
 }
@@ -92,6 +146,7 @@ bool PlayQueue::move(int id, int beforeId)
     const int from = indexOf(id);
     if (from < 0 || (beforeId != 0 && indexOf(beforeId) < 0))
         return false;
+    m_undo.reset();
     if (id != beforeId) {
         const QueueEntry entry = m_entries.takeAt(from);
         m_entries.insert(beforeId == 0 ? m_entries.size() : indexOf(beforeId), entry);
@@ -102,32 +157,116 @@ bool PlayQueue::move(int id, int beforeId)
 
 void PlayQueue::clear()
 {
-    m_entries.clear();
-    m_replacedTurn = ++m_turn;
+    empty(0);
     tellChange();
-    Q_EMIT settled();
 }
 
-int PlayQueue::beginGrowth(bool replaces)
+void PlayQueue::empty(int turn)
 {
-    m_growing.insert(++m_turn, replaces);
-    return m_turn;
+    if (!m_entries.isEmpty())
+        keepForUndo();
+    m_entries.clear();
+    m_unshuffled.clear();
+    m_wantedNext.clear();
+    m_current = 0;
+    m_turns.emptied(turn);
 }
 
-void PlayQueue::endGrowth(int turn)
+int PlayQueue::next(bool byItself) const
 {
-    m_growing.remove(turn);
-    Q_EMIT settled();
-    if (!isGrowing())
-        Q_EMIT changed();
+    return byItself && m_repeat == RepeatMode::One && m_current != 0 ? m_current : around(1);
 }
 
-bool PlayQueue::isToBeReplaced(int turn) const
+int PlayQueue::around(int step) const
 {
-    for (auto it = m_growing.upperBound(m_replacedTurn); it != m_growing.end() && it.key() < turn; ++it)
-        if (it.value())
-            return true;
-    return false;
+    if (m_entries.isEmpty())
+        return 0;
+    const int index = indexOf(m_current);
+    if (index < 0)
+        return step > 0 ? m_entries.first().id : m_entries.last().id;
+    const int wanted = index + step;
+    if (wanted >= 0 && wanted < m_entries.size())
+        return m_entries.at(wanted).id;
+    if (m_repeat != RepeatMode::All)
+        return 0;
+    return step > 0 ? m_entries.first().id : m_entries.last().id;
+}
+
+QVector<int> PlayQueue::unshuffled() const
+{
+    if (m_shuffled)
+        return m_unshuffled;
+    QVector<int> ids;
+    ids.reserve(m_entries.size());
+    for (const QueueEntry& entry : m_entries)
+        ids.append(entry.id);
+    return ids;
+}
+
+void PlayQueue::setShuffled(bool shuffled)
+{
+    if (shuffled == m_shuffled)
+        return;
+    m_undo.reset();
+    if (shuffled) {
+        m_unshuffled = unshuffled();
+        std::shuffle(m_entries.begin(), m_entries.end(), *QRandomGenerator::global());
+        const int current = indexOf(m_current);
+        if (current > 0)
+            m_entries.move(current, 0);
+    } else {
+        QHash<int, int> places;
+        for (int i = 0; i < m_unshuffled.size(); ++i)
+            places.insert(m_unshuffled.at(i), i);
+        std::sort(m_entries.begin(), m_entries.end(), [&places](const QueueEntry& a, const QueueEntry& b) {
+            return places.value(a.id) < places.value(b.id);
+        });
+        m_unshuffled.clear();
+    }
+    m_wantedNext.clear();
+    m_shuffled = shuffled;
+    tellChange();
+}
+
+void PlayQueue::keepForUndo()
+{
+    Q_EMIT losing();
+    m_undo = Undo{m_entries, m_unshuffled, m_shuffled, m_current};
+}
+
+bool PlayQueue::undo()
+{
+    if (!m_undo)
+        return false;
+    const Undo undo = *m_undo;
+    m_undo.reset();
+    m_entries = undo.entries;
+    m_unshuffled = undo.unshuffled;
+    m_wantedNext.clear();
+    m_shuffled = undo.shuffled;
+    if (indexOf(m_current) < 0)
+        m_current = undo.current;
+    m_turns.emptied();
+    tellChange();
+    return true;
+}
+
+void PlayQueue::restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled)
+{
+    empty(0);
+    m_undo.reset();
+    m_shuffled = false;
+    const QVector<int> ids = insert(0, rows);
+    m_current = ids.value(current);
+    const QSet<int> places = setOf(unshuffled);
+    const auto isPlace = [&ids](int place) { return place >= 0 && place < ids.size(); };
+    if (ids.isEmpty() || unshuffled.size() != ids.size() || places.size() != ids.size() ||
+        !std::all_of(places.begin(), places.end(), isPlace))
+        return;
+    m_shuffled = true;
+    m_unshuffled.resize(ids.size());
+    for (int i = 0; i < ids.size(); ++i)
+        m_unshuffled[unshuffled.at(i)] = ids.at(i);
 }
 
 void PlayQueue::tellChange()

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "api/types/pelkroles.h"
+#include "player/play/QueueTurns.h"
 
-#include <QMap>
-#include <QObject>
+#include <QSet>
 #include <QVector>
+
+#include <optional>
 
 /// One place of the queue. Ids are never used twice in a process; 0 is none.
 struct QueueEntry
@@ -13,7 +15,15 @@ struct QueueEntry
     PelkRoles row;
 };
 
-/// What is to be played, in the listener's order. Holds rows and asks nobody for anything. Main thread.
+enum class RepeatMode
+{
+    Off,
+    One, ///< the current entry again and again, until the listener goes on
+    All  ///< from the start again
+};
+
+/// What is to be played, in the order in which it is heard, shuffled or not; and which entry is the current
+/// one. Holds rows and asks nobody for anything. Main thread.
 class PlayQueue : public QObject
 {
     Q_OBJECT
@@ -24,21 +34,27 @@ public:
 
     explicit PlayQueue(QObject* parent = nullptr);
 
+    /// In the order in which they are heard.
     const QVector<QueueEntry>& entries() const { return m_entries; }
     /// Grows with every change.
     quint64 revision() const { return m_revision; }
     /// The place of an entry in entries(); -1 when it is not there.
     int indexOf(int id) const;
+    /// An empty row when the entry is not there.
+    PelkRoles row(int id) const { return m_entries.value(indexOf(id)).row; }
 
     enum class Where
     {
         Replace, ///< instead of all that is there
         Next,    ///< after the current one
-        End
+        End      ///< while shuffled: spread over what is still to come
     };
     /// Adds rows in their order, and gives their ids: fewer than rows when the queue is full.
     QVector<int> add(const QVector<PelkRoles>& rows, Where where);
-    /// Adds rows after an entry, or at the end when that has gone meanwhile: for what comes in pieces.
+    /// For a filling: as add() with Where::Replace, in its turn.
+    QVector<int> replace(const QVector<PelkRoles>& rows, int turn);
+    /// For a filling: adds rows after the ones that it has added, of which `id` is the last; at the end when
+    /// that has gone meanwhile.
     QVector<int> addAfter(int id, const QVector<PelkRoles>& rows);
     /// False, and nothing changes, when none of them is there.
     bool remove(const QVector<int>& ids);
@@ -47,40 +63,72 @@ public:
     bool move(int id, int beforeId);
     void clear();
 
-    /// The entry that Where::Next means; the engine says which.
+    /// The fillings that add to this queue in pieces.
+    QueueTurns& turns() { return m_turns; }
+
+    /// The current entry; 0 is none. When it is removed, the one that followed it takes its place.
+    int current() const { return m_current; }
     void setCurrent(int id) { m_current = id; }
-    /// While somebody is still adding, the end of the entries is not the end of the music.
-    bool isGrowing() const { return !m_growing.isEmpty(); }
-    /// For who is going to add in pieces, or, with `replaces`, to begin with a replace(). Gives the turn:
-    /// what was wanted later has a later one, however early its rows come.
-    int beginGrowth(bool replaces);
-    void endGrowth(int turn);
-    /// Whether all entries have gone since, by what was wanted later: nothing more is wanted of this turn.
-    bool isOvertaken(int turn) const { return m_replacedTurn > turn; }
-    /// Whether all entries are still to go, by what was wanted before: what is added now would go too.
-    bool isToBeReplaced(int turn) const;
-    /// As add() with Where::Replace, in this turn.
-    QVector<int> replace(const QVector<PelkRoles>& rows, int turn);
+    RepeatMode repeat() const { return m_repeat; }
+    void setRepeat(RepeatMode repeat) { m_repeat = repeat; }
+    /// What follows the current entry; 0 at the end. `byItself`: since the current one is over, which is when
+    /// RepeatMode::One repeats it.
+    int next(bool byItself) const;
+    /// What came before the current entry; 0 at the start.
+    int previous() const { return around(-1); }
+    int first() const { return m_entries.value(0).id; }
+
+    bool isShuffled() const { return m_shuffled; }
+    /// Puts the entries into a random order, the current one first, or back into the order in which they
+    /// would have been without that.
+    void setShuffled(bool shuffled);
+    /// The ids in the order that they have without shuffling.
+    QVector<int> unshuffled() const;
+
+    /// Whether the last change can be undone: a clear(), a remove() or a replacement, until something else
+    /// changes the queue. The rest of a replacement, which comes in pieces, is a part of it.
+    bool canUndo() const { return m_undo.has_value(); }
+    /// Brings back what went. The current entry stays if it is there; else it is the one of that time. False
+    /// when there is nothing to undo.
+    bool undo();
+
+    /// Puts rows back as they were saved, the one at index `current` as the current one. `unshuffled` holds
+    /// the place of each without shuffling; when it is no such order, the queue is not shuffled.
+    void restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled);
 
     /// Whether a row can be played: it says where its stream is asked for.
     static bool isPlayable(const PelkRoles& row);
 
 Q_SIGNALS:
-    /// Comes before changed(). `after`: the entry right after which they are wanted; 0 where that is all one.
-    void added(const QVector<int>& ids, int after);
+    /// Entries are about to go in a way that can be undone.
+    void losing();
     /// Entries came, went or moved; also when nobody is adding any longer.
     void changed();
-    /// What isToBeReplaced() spoke of has happened, or will not.
-    void settled();
 
 private:
-    QVector<int> insert(int index, const QVector<PelkRoles>& rows, int after);
+    struct Undo
+    {
+        QVector<QueueEntry> entries;
+        QVector<int> unshuffled;
+        bool shuffled;
+        int current;
+        int lastOfReplacement = 0;
+    };
+
+    QVector<int> insert(int after, const QVector<PelkRoles>& rows);
+    void spread(const QVector<QueueEntry>& fresh);
+    void empty(int turn);
+    void keepForUndo();
+    int around(int step) const;
     void tellChange();
 
     QVector<QueueEntry> m_entries;
-    quint64 m_revision = 0;
+    QVector<int> m_unshuffled; // while shuffled: the ids in their own order
+    QSet<int> m_wantedNext;    // while shuffled: what was put right after an entry
+    bool m_shuffled = false;
+    RepeatMode m_repeat = RepeatMode::Off;
     int m_current = 0;
-    int m_turn = 0;            // the last one that was given
-    int m_replacedTurn = 0;    // when all entries went at once
-    QMap<int, bool> m_growing; // the turns that are not over, and whether they are still to replace
+    quint64 m_revision = 0;
+    std::optional<Undo> m_undo;
+    QueueTurns m_turns;
 };

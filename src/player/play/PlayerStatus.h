@@ -2,8 +2,9 @@
 
 #include "api/play/pelkplaylogicdata.h"
 #include "api/types/pelkroles.h"
-#include "player/play/PlayOrder.h"
-#include "player/play/StreamPlayer.h"
+#include "player/play/AudioFormat.h"
+#include "player/play/PlayQueue.h"
+#include "player/play/SleepTimer.h"
 
 /// A copy of what the player is doing, for who shows it.
 struct PlayerStatus
@@ -25,4 +26,8 @@ struct PlayerStatus
     quint64 queueRevision = 0;
     bool canSeek = false;
     bool canPause = false;
+    bool canUndo = false;         ///< a loss of entries can be undone
+    int volumeLimitPercent = 100; ///< the volume is never above it
+    SleepTimer::Kind sleep = SleepTimer::Kind::Off;
+    qint64 sleepLeftMs = 0; ///< of a timer in minutes
 };

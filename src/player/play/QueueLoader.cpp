@@ -27,16 +27,16 @@ QueueLoader::QueueLoader(PlayQueue* queue, const CMPath& container, PlayQueue::W
 QueueLoader::~QueueLoader()
 {
     if (m_loading)
-        m_queue->endGrowth(m_turn);
+        m_queue->turns().end(m_turn);
 }
 
 void QueueLoader::start()
 {
     m_loading = true;
-    m_turn = m_queue->beginGrowth(m_where == PlayQueue::Where::Replace);
+    m_turn = m_queue->turns().begin(m_where == PlayQueue::Where::Replace);
     // Queued: whoever settles it may be in the middle of its own page.
     connect(
-        m_queue, &PlayQueue::settled, this,
+        &m_queue->turns(), &QueueTurns::settled, this,
         [this] {
             if (m_loading && m_waiting)
                 goOn();
@@ -75,7 +75,7 @@ void QueueLoader::takePage(const QVector<PelkRoles>& rows, int count)
 
 void QueueLoader::goOn()
 {
-    m_waiting = m_queue->isToBeReplaced(m_turn);
+    m_waiting = m_queue->turns().isToBeReplaced(m_turn);
     if (m_waiting)
         return;
     if (wasOvertaken()) {
@@ -129,10 +129,10 @@ bool QueueLoader::addWaiting()
         ids = m_queue->replace(playable, m_turn);
     else if (m_first)
         ids = m_queue->add(playable, m_where);
-    else if (m_where == PlayQueue::Where::Next)
-        ids = m_queue->addAfter(m_lastId, playable);
+    else if (m_where == PlayQueue::Where::End)
+        ids = m_queue->add(playable, m_where);
     else
-        ids = m_queue->add(playable, PlayQueue::Where::End);
+        ids = m_queue->addAfter(m_lastId, playable);
     m_first = false;
     m_added += ids.size();
     places.resize(ids.size());
@@ -146,6 +146,6 @@ bool QueueLoader::addWaiting()
 void QueueLoader::finish(const TrString& sentence)
 {
     m_loading = false;
-    m_queue->endGrowth(m_turn);
+    m_queue->turns().end(m_turn);
     Q_EMIT finished(sentence);
 }

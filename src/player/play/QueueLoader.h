@@ -25,7 +25,7 @@ public:
     /// How many entries were added.
     int added() const { return m_added; }
     /// Whether it ended since the queue was cleared or replaced meanwhile.
-    bool wasOvertaken() const { return m_queue->isOvertaken(m_turn); }
+    bool wasOvertaken() const { return m_queue->turns().isOvertaken(m_turn); }
 
 Q_SIGNALS:
     /// Rows have come: the track `ids[i]` came out of row `rows[i]` of the container. The queue has them

@@ -15,8 +15,6 @@ constexpr int buffered = 100;
 // Sound that is over is told so late that who counts the time from the start, which was told late too, does
 // not come out short.
 constexpr int endMarginMs = 60;
-// How often it is looked whether a next stream that is late goes through.
-constexpr qint64 changeCheckMs = 5;
 
 /// For who watches what the concat lets through; owned by the probe.
 struct Feed
@@ -98,7 +96,7 @@ void StreamPlayer::post(Function function)
 }
 
 StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
-    : QObject(parent)
+    : AbstractStreamPlayer(parent)
     , m_output(output)
 {
     m_openLimit.setSingleShot(true);
@@ -198,44 +196,15 @@ void StreamPlayer::play(const QString& uri, qint64 startMs, bool paused)
     m_current->start();
 }
 
-/// Whether the end of all streams has left the concat, or is about to: it is sent just after the turn is
-/// given up, so this looks for some moments.
-bool StreamPlayer::hasSentEnd() const
-{
-    GstPad* out = gst_element_get_static_pad(m_concat, "src");
-    GstEvent* end = nullptr;
-    for (int i = 0; i < 5 && !end; ++i) {
-        end = gst_pad_get_sticky_event(out, GST_EVENT_EOS, 0);
-        if (!end)
-            g_usleep(1000);
-    }
-    gst_object_unref(out);
-    if (end)
-        gst_event_unref(end);
-    return end;
-}
-
 bool StreamPlayer::setNext(const QString& uri)
 {
-    if (!StreamSource::isAllowed(uri) || !m_current || !m_current->isFeeding())
-        return false;
-    m_next = std::make_unique<StreamSource>(m_pipeline, m_concat, uri);
-    // Asked again: the last of the current stream may have gone through meanwhile. That is well as long as
-    // the end did not go with it, since the concat saw this one too late.
-    if (!m_current->isFeeding() && hasSentEnd()) {
-        m_tooLate = std::move(m_next);
-        return false;
-    }
-    m_next->start();
-    return true;
+    return StreamSource::isAllowed(uri) && m_current &&
+           m_seam.set(m_current.get(), m_pipeline, m_concat, uri);
 }
 
 bool StreamPlayer::dropNext()
 {
-    if (m_next && m_next->isFeeding())
-        return false;
-    m_next.reset();
-    return true;
+    return m_seam.drop();
 }
 
 void StreamPlayer::setPaused(bool paused)
@@ -256,16 +225,13 @@ void StreamPlayer::stop()
     m_openLimit.stop();
     m_stallLimit.stop();
     m_changeTimer.stop();
-    m_wantsPause = m_buffering = m_seeking = false;
+    m_wantsPause = m_buffering = false;
+    m_soughtMs.reset();
     m_startMs = 0;
-    m_changeAtNs = -1;
-    m_nextCame = false;
-    m_nextFailed = false;
     m_told = Nothing;
     if (m_pipeline) {
         gst_element_set_state(m_pipeline, GST_STATE_NULL);
-        m_tooLate.reset();
-        m_next.reset();
+        m_seam.clear();
         m_current.reset();
         gst_object_unref(m_pipeline);
     }
@@ -277,11 +243,13 @@ void StreamPlayer::stop()
 bool StreamPlayer::seek(qint64 positionMs)
 {
     // What is on the way to the output is the next stream's already, if that is feeding.
-    m_seeking = m_current && m_current->isFeeding() &&
-                gst_element_seek_simple(m_pipeline, GST_FORMAT_TIME,
-                                        GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
-                                        positionMs * GST_MSECOND);
-    return m_seeking;
+    if (!m_current || !m_current->isFeeding() ||
+        !gst_element_seek_simple(m_pipeline, GST_FORMAT_TIME,
+                                 GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
+                                 positionMs * GST_MSECOND))
+        return false;
+    m_soughtMs = positionMs;
+    return true;
 }
 
 void StreamPlayer::setVolume(int percent)
@@ -296,9 +264,15 @@ void StreamPlayer::setMuted(bool muted)
     applyVolume();
 }
 
+void StreamPlayer::setFade(double gain)
+{
+    m_fade = gain;
+    applyVolume();
+}
+
 void StreamPlayer::applyVolume()
 {
-    const double even = m_volumePercent / 100.0;
+    const double even = m_volumePercent / 100.0 * m_fade;
     if (m_volume)
         g_object_set(m_volume, "volume", even * even * even, "mute", gboolean(m_muted), nullptr);
 }
@@ -308,9 +282,10 @@ qint64 StreamPlayer::positionMs() const
     gint64 position = 0;
     if (m_startMs > 0)
         return m_startMs;
-    if (m_changeAtNs >= 0) {
-        return m_endMs - qMax<qint64>(0, m_changeAtNs - now()) / qint64(GST_MSECOND);
-    }
+    if (m_soughtMs)
+        return *m_soughtMs;
+    if (m_seam.isChanging())
+        return m_seam.positionMs(now());
     if (!m_pipeline || !gst_element_query_position(m_pipeline, GST_FORMAT_TIME, &position))
         return 0;
     return position / GST_MSECOND;
@@ -359,9 +334,10 @@ void StreamPlayer::onBus(GstMessage* message)
     case GST_MESSAGE_ASYNC_DONE:
         if (GST_MESSAGE_SRC(message) != GST_OBJECT(m_pipeline))
             break; // a stream is ready
-        if (m_seeking)
+        if (m_soughtMs) {
+            m_soughtMs.reset();
             Q_EMIT moved();
-        m_seeking = false;
+        }
         applyTarget();
         break;
     case GST_MESSAGE_BUFFERING:
@@ -375,7 +351,8 @@ void StreamPlayer::onBus(GstMessage* message)
         if (StreamSource* source = senderOf(message))
             source->readTags(message);
         else if (m_current)
-            (m_next && m_next->isFeeding() ? m_next : m_current)->readTags(message);
+            (m_seam.next() && m_seam.next()->isFeeding() ? m_seam.next() : m_current.get())
+                ->readTags(message);
         break;
     default:
         break;
@@ -385,7 +362,7 @@ void StreamPlayer::onBus(GstMessage* message)
 /// Null for the output, and for a stream that is no longer there.
 StreamSource* StreamPlayer::senderOf(GstMessage* message) const
 {
-    for (StreamSource* source : {m_current.get(), m_next.get()})
+    for (StreamSource* source : {m_current.get(), m_seam.next()})
         if (source && source->sent(message))
             return source;
     return nullptr;
@@ -406,17 +383,12 @@ void StreamPlayer::onError(GstMessage* message)
                             "neither http:// nor https://."));
     else if (sender && sender->isBrokenForGood())
         sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The connection broke again and again."));
-    if (sender && sender == m_next.get()) {
-        if (m_next->isFeeding()) {
-            // It fails when its turn has come. To take it out now would end the pipeline's stream from this
-            // thread, which then waits for the output.
-            m_nextFailed = true;
-            m_nextFailure = sentence;
-            onTurn();
-            return;
-        }
-        m_next.reset();
-        Q_EMIT nextFailed(sentence);
+    if (sender && sender == m_seam.next()) {
+        m_seam.turn(*m_current, m_fedUntilNs); // where that was not reported yet
+        if (m_seam.failed(sentence))
+            Q_EMIT nextFailed(sentence);
+        else
+            checkChange();
     } else if (object == GST_OBJECT(m_sink) || gst_object_has_as_ancestor(object, GST_OBJECT(m_sink))) {
         m_openLimit.stop();
         m_stallLimit.stop();
@@ -468,44 +440,42 @@ void StreamPlayer::setSilent(Told told)
 /// It is the next stream's turn, once what the current one has let through was heard.
 void StreamPlayer::onTurn()
 {
-    if (!m_next || !m_next->isFeeding() || m_changeAtNs >= 0)
-        return;
-    m_endMs = m_current->durationMs();
-    m_changeAtNs = m_fedUntilNs;
+    if (m_current)
+        m_seam.turn(*m_current, m_fedUntilNs);
     checkChange();
 }
 
 /// The next stream has come.
 void StreamPlayer::onFeeding(qint64 changeAtNs)
 {
-    if (!m_next || !m_next->isFeeding())
-        return;
-    m_endMs = m_current->durationMs();
-    m_changeAtNs = changeAtNs;
-    m_nextCame = true;
+    if (m_current)
+        m_seam.came(*m_current, changeAtNs);
     checkChange();
 }
 
 void StreamPlayer::checkChange()
 {
-    if (m_changeAtNs < 0)
+    if (!m_seam.isChanging())
         return;
-    const qint64 leftMs = (m_changeAtNs - now()) / qint64(GST_MSECOND) + endMarginMs;
-    const bool canGoOver = m_nextCame || m_nextFailed;
-    if (leftMs <= 0 && canGoOver)
+    switch (m_seam.due(now())) {
+    case StreamSeam::Due::Next:
         goOver();
-    else if (leftMs <= 0 && !m_next->hasBegun())
-        finish(); // to wait for it would lose the first of it, since the pipeline's time goes on
-    else if (GST_STATE(m_pipeline) == GST_STATE_PLAYING) // else when it plays again
-        m_changeTimer.start(int(qMax(leftMs, changeCheckMs)));
+        break;
+    case StreamSeam::Due::End:
+        finish();
+        break;
+    case StreamSeam::Due::Later:
+        if (GST_STATE(m_pipeline) == GST_STATE_PLAYING) // else when it plays again
+            m_changeTimer.start(m_seam.waitMs(now()));
+        break;
+    }
 }
 
 void StreamPlayer::goOver()
 {
     m_changeTimer.stop();
-    m_changeAtNs = -1;
-    m_nextCame = false;
-    m_current = std::move(m_next);
+    StreamSeam::Taken next = m_seam.take();
+    m_current = std::move(next.stream);
     const int generation = m_generation;
     if (!m_output->failure().isEmpty()) {
         fail(m_output->failure());
@@ -514,8 +484,8 @@ void StreamPlayer::goOver()
     Q_EMIT wentOver();
     if (generation != m_generation)
         return;
-    if (m_nextFailed) {
-        fail(m_nextFailure);
+    if (next.failure != TrString()) {
+        fail(next.failure);
         return;
     }
     Q_EMIT playing();
@@ -526,7 +496,7 @@ void StreamPlayer::goOver()
 void StreamPlayer::onEnd()
 {
     const int generation = m_generation;
-    if (m_changeAtNs >= 0)
+    if (m_seam.isChanging())
         goOver(); // a stream shorter than what is on the way to the output
     if (generation == m_generation)
         finish();
@@ -547,7 +517,7 @@ void StreamPlayer::applyTarget()
     if (!m_pipeline)
         return;
     // What feeds the output has to have enough, not what is heard last of.
-    const StreamSource* feeding = m_nextCame && m_next ? m_next.get() : m_current.get();
+    const StreamSource* feeding = m_seam.isComing() ? m_seam.next() : m_current.get();
     m_buffering = feeding->bufferedPercent < buffered;
     // Not while a change is under way: one that is overtaken between its parts is never completed. Its end
     // leads here again.

@@ -28,61 +28,48 @@ int sampleBits(const char* format)
 }
 
 /// After a break GStreamer's source of the network goes on from there, for ever: its count of retries starts
-/// anew with each byte. This ends that after the last time that it may, until a seek begins anew. Runs where
+/// anew with each byte. This ends that: the answer after the last that it may is not let through. Runs where
 /// the source's requests do: on its streaming thread, or with that standing still.
 class ResumptionLimit
 {
 public:
-    ResumptionLimit(GstElement* source, std::shared_ptr<std::atomic<bool>> brokenForGood)
-        : m_source(source)
-        , m_brokenForGood(std::move(brokenForGood))
+    explicit ResumptionLimit(std::shared_ptr<std::atomic<bool>> brokenForGood)
+        : m_brokenForGood(std::move(brokenForGood))
     {
-        setRetries(sourceRetries);
     }
 
     void onEvent(GstEvent* event)
     {
         if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
-            setRetries(sourceRetries);
             *m_brokenForGood = false;
             m_isExpected = true;
         } else if (gst_event_has_name(event, "http-headers")) {
-            if (!m_isExpected)
-                ++m_resumptions;
-            if (m_resumptions >= mostResumptions) {
-                setRetries(notOnceMore);
+            if (!m_isExpected && ++m_resumptions > mostResumptions)
                 *m_brokenForGood = true;
-            }
             m_isExpected = false;
         }
     }
 
+    bool isOver() const { return *m_brokenForGood; }
+
 private:
-    /// The property has no value for "not once more": 0 is below what the source compares with only after a
-    /// failure without a byte. So this goes past the check of its range.
-    void setRetries(int retries)
-    {
-        GObjectClass* properties = G_OBJECT_GET_CLASS(m_source);
-        GParamSpec* property = g_object_class_find_property(properties, "retries");
-        GValue value = G_VALUE_INIT;
-        g_value_init(&value, G_TYPE_INT);
-        g_value_set_int(&value, retries);
-        properties->set_property(G_OBJECT(m_source), property->param_id, &value, property);
-        g_value_unset(&value);
-    }
-
-    static constexpr int notOnceMore = -2; // -1 is for ever
-
-    GstElement* m_source;
     std::shared_ptr<std::atomic<bool>> m_brokenForGood;
     bool m_isExpected = true; // the answer to the first request, or to one that a seek has made
     int m_resumptions = 0;
 };
 
-GstPadProbeReturn onSourceEvent(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer limit)
+GstPadProbeReturn onSourceData(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
 {
-    static_cast<ResumptionLimit*>(limit)->onEvent(GST_PAD_PROBE_INFO_EVENT(info));
-    return GST_PAD_PROBE_OK;
+    auto* limit = static_cast<ResumptionLimit*>(data);
+    if (!(GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER)) {
+        limit->onEvent(GST_PAD_PROBE_INFO_EVENT(info));
+        return GST_PAD_PROBE_OK;
+    }
+    if (!limit->isOver())
+        return GST_PAD_PROBE_OK;
+    gst_buffer_unref(GST_PAD_PROBE_INFO_BUFFER(info));
+    GST_PAD_PROBE_INFO_FLOW_RETURN(info) = GST_FLOW_ERROR; // the source reports that
+    return GST_PAD_PROBE_HANDLED;
 }
 
 void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer stream)
@@ -90,13 +77,14 @@ void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer stream)
     GObjectClass* properties = G_OBJECT_GET_CLASS(source);
     if (!g_object_class_find_property(properties, "retries") ||
         !g_object_class_find_property(properties, "timeout"))
-        return; // no source of the network
-    g_object_set(source, "timeout", guint(sourceTimeoutSeconds), nullptr);
-    auto* limit = new ResumptionLimit(source, static_cast<StreamSource*>(stream)->breakFlag());
+        return; // another source of the network than GStreamer's usual one
+    g_object_set(source, "timeout", guint(sourceTimeoutSeconds), "retries", sourceRetries, nullptr);
+    auto* limit = new ResumptionLimit(static_cast<StreamSource*>(stream)->breakFlag());
     GstPad* pad = gst_element_get_static_pad(source, "src");
-    gst_pad_add_probe(
-        pad, GstPadProbeType(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
-        onSourceEvent, limit, [](gpointer data) { delete static_cast<ResumptionLimit*>(data); });
+    gst_pad_add_probe(pad,
+                      GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM |
+                                      GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+                      onSourceData, limit, [](gpointer data) { delete static_cast<ResumptionLimit*>(data); });
     gst_object_unref(pad);
 }
 
@@ -164,7 +152,34 @@ StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QStri
     g_signal_connect(decoder, "no-more-pads", G_CALLBACK(onNoMorePads), m_out);
     gst_bin_add(GST_BIN(m_bin), decoder);
     gst_element_add_pad(m_bin, m_out);
+    watchEnd();
     gst_pad_link_full(m_out, m_entrance, GST_PAD_LINK_CHECK_NOTHING);
+}
+
+void StreamSource::watchEnd()
+{
+    gst_pad_add_probe(
+        m_out, GstPadProbeType(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+        [](GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data) {
+            const GstEventType type = GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info));
+            End* end = static_cast<std::shared_ptr<End>*>(data)->get();
+            const QMutexLocker locker(&end->mutex);
+            if (type == GST_EVENT_EOS)
+                end->isSent = true;
+            else if (type == GST_EVENT_FLUSH_STOP)
+                end->isSent = false;
+            return GST_PAD_PROBE_OK;
+        },
+        new std::shared_ptr<End>(m_end),
+        [](gpointer data) { delete static_cast<std::shared_ptr<End>*>(data); });
+}
+
+bool StreamSource::beforeItsEnd(const std::function<void()>& work)
+{
+    const QMutexLocker locker(&m_end->mutex);
+    if (!m_end->isSent)
+        work();
+    return !m_end->isSent;
 }
 
 StreamSource::~StreamSource()

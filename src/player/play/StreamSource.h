@@ -2,10 +2,13 @@
 
 #include "player/play/AudioFormat.h"
 
+#include <QMutex>
 #include <QString>
 
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <optional>
 
 // GStreamer's own names, so that only the sources need its headers.
 using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
@@ -41,6 +44,9 @@ public:
     bool sent(GstMessage* message) const;
     /// Whether the concat lets this stream through now.
     bool isFeeding() const;
+    /// Does this, unless the end of the stream is on its way to the concat already: then false. What this
+    /// puts before the concat comes in time.
+    bool beforeItsEnd(const std::function<void()>& work);
     /// Whether any of its sound has been decoded.
     bool hasBegun() const;
     /// Takes what a tag message says about the stream.
@@ -60,12 +66,21 @@ public:
     int bufferedPercent = 0;
 
 private:
+    /// Shared with the streaming thread.
+    struct End
+    {
+        QMutex mutex;
+        bool isSent = false;
+    };
+
     int averageBitRate() const;
+    void watchEnd();
 
     GstElement* m_concat;
     GstElement* m_bin;
     GstPad* m_out;      // of the bin
     GstPad* m_entrance; // of the concat
+    std::shared_ptr<End> m_end = std::make_shared<End>();
     QString m_codec;
     int m_bitRate = 0;
     std::shared_ptr<std::atomic<bool>> m_brokenForGood = std::make_shared<std::atomic<bool>>(false);

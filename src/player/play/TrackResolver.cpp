@@ -6,7 +6,6 @@
 #include "api/types/pelkresource.h"
 #include "player/content/ContentClient.h"
 #include "player/content/ReplyLimit.h"
-#include "player/host/ServiceAccount.h"
 
 namespace {
 
@@ -25,13 +24,14 @@ qint64 ResolvedTrack::maxIdleMs() const
     return row.mediaData().resources().value(0).maxIdleTime();
 }
 
-bool ResolvedTrack::isTooOld() const
+bool ResolvedTrack::isTooOld(qint64 nowMs) const
 {
-    return maxIdleMs() > 0 && age.isValid() && age.hasExpired(maxIdleMs());
+    return maxIdleMs() > 0 && nowMs - resolvedAtMs > maxIdleMs();
 }
 
-TrackResolver::TrackResolver(QObject* parent)
-    : QObject(parent)
+TrackResolver::TrackResolver(PlayProfile profile, const PlayClock* clock)
+    : m_profile(std::move(profile))
+    , m_clock(clock)
 {
 }
 
@@ -49,7 +49,7 @@ void TrackResolver::resolve(const QueueEntry& entry, qint64 startMs, const Callb
     }
     ResolvedTrack track;
     track.entry = entry.id;
-    track.askedQuality = ServiceAccount::quality();
+    track.askedQuality = m_profile.quality();
     const CMPath path = metaData.prePlayPath();
     const CMSetDataRequest request(path, PelkRoles::PrePlay(), row.variant());
     whenFinished(this, request.reply(), path,
@@ -62,8 +62,8 @@ void TrackResolver::resolve(const QueueEntry& entry, qint64 startMs, const Callb
                          return;
                      }
                      track.row = PelkRoles(PelkHash::fromVariant(finished.d()->value()));
-                     track.age.start();
-                     track.lowerThanAsked = ServiceAccount::isLowerThan(track.askedQuality, track.row);
+                     track.resolvedAtMs = m_clock->nowMs();
+                     track.lowerThanAsked = m_profile.isLower(track.askedQuality, track.row);
                      if (track.uri().isEmpty())
                          callback(ResolvedTrack(), TrString(TrCharData{"TrackResolver", noAddress}, {}));
                      else

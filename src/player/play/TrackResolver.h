@@ -1,8 +1,8 @@
 #pragma once
 
+#include "player/play/PlayClock.h"
+#include "player/play/PlayProfile.h"
 #include "player/play/PlayQueue.h"
-
-#include <QElapsedTimer>
 
 #include <functional>
 
@@ -13,13 +13,13 @@ struct ResolvedTrack
     PelkRoles row; ///< carries the stream's address
     QString askedQuality;
     bool lowerThanAsked = false;
-    QElapsedTimer age;
+    qint64 resolvedAtMs = 0; ///< by the clock
 
     bool isEmpty() const { return entry == 0; }
     QString uri() const;
     /// How long the address holds while nobody uses it; 0 when that was not said.
     qint64 maxIdleMs() const;
-    bool isTooOld() const;
+    bool isTooOld(qint64 nowMs) const;
 };
 
 /// Asks where the stream of a queue's entry is. One request at a time. Main thread; nothing blocks.
@@ -28,7 +28,8 @@ class TrackResolver : public QObject
     Q_OBJECT
 
 public:
-    explicit TrackResolver(QObject* parent = nullptr);
+    /// The clock is not owned.
+    TrackResolver(PlayProfile profile, const PlayClock* clock);
 
     /// Gets the track, or a sentence that says why there is none. May be called before resolve() returns.
     using Callback = std::function<void(const ResolvedTrack& track, const TrString& failure)>;
@@ -41,6 +42,8 @@ public:
     int entry() const { return m_entry; }
 
 private:
+    const PlayProfile m_profile;
+    const PlayClock* m_clock;
     int m_entry = 0;
     int m_turn = 0; // tells an answer to this request from one that comes too late
 };

@@ -1,4 +1,4 @@
-#include "player/play/PlayOrder.h"
+#include "player/play/PlayQueue.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QSet>
@@ -26,17 +26,26 @@ class PlayQueueTest : public QObject
         return names.join(QLatin1Char(' '));
     }
 
-    /// The order from the current entry on, as far as it goes by itself.
-    static QVector<int> walk(PlayOrder order, int most)
+    /// The order from the current entry on, as far as it goes by itself. The last one is the current one
+    /// then.
+    static QVector<int> walk(PlayQueue& queue, int most)
     {
         QVector<int> ids;
         while (ids.size() < most) {
-            const int id = order.next(true);
+            const int id = queue.next(true);
             if (id == 0)
                 break;
             ids.append(id);
-            order.setCurrent(id);
+            queue.setCurrent(id);
         }
+        return ids;
+    }
+
+    static QVector<int> idsOf(const PlayQueue& queue)
+    {
+        QVector<int> ids;
+        for (const QueueEntry& entry : queue.entries())
+            ids.append(entry.id);
         return ids;
     }
 
@@ -124,91 +133,180 @@ private Q_SLOTS:
         QFETCH(QVector<int>, places);
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c")), PlayQueue::Where::End);
-        PlayOrder order;
-        order.sync(queue);
-        order.setRepeat(RepeatMode(repeat));
-        order.setCurrent(ids.at(1));
+        queue.setRepeat(RepeatMode(repeat));
+        queue.setCurrent(ids.at(1));
+        // A listener who goes on always goes to another one.
+        QCOMPARE(queue.next(false), ids.at(2));
+        QCOMPARE(queue.previous(), ids.at(0));
         QVector<int> expected;
         for (const int place : places)
             expected.append(ids.at(place));
-        QCOMPARE(walk(order, 4), expected);
-        // A listener who goes on always goes to another one.
-        QCOMPARE(order.next(false), ids.at(2));
-        QCOMPARE(order.previous(), ids.at(0));
+        QCOMPARE(walk(queue, 4), expected);
     }
 
-    void shuffledEachIsPlayedOnceAndTheCurrentOneFirst()
+    void shuffledTheEntriesStandInTheOrderInWhichTheyAreHeardTheCurrentOneFirst()
     {
         PlayQueue queue;
         QVector<PelkRoles> many;
         for (int i = 0; i < 200; ++i)
             many.append(ScriptedPlayWorker::row(QString::number(i)));
         const QVector<int> ids = queue.add(many, PlayQueue::Where::End);
-        PlayOrder order;
-        order.sync(queue);
-        order.setCurrent(ids.at(77));
-        order.setShuffled(true, queue);
-        QVector<int> played = walk(order, 1000);
-        QCOMPARE(played.size(), 199);
-        QVERIFY(!played.contains(ids.at(77)));
-        QVector<int> rest = ids;
-        rest.removeAt(77);
-        QVERIFY(played != rest);
-        std::sort(played.begin(), played.end());
-        QCOMPARE(played, rest);
-        order.setShuffled(false, queue);
-        QCOMPARE(order.next(true), ids.at(78));
+        queue.setCurrent(ids.at(77));
+        queue.setShuffled(true);
+        const QVector<int> shown = idsOf(queue);
+        QCOMPARE(shown.first(), ids.at(77));
+        QVERIFY(shown.mid(1) != ids.mid(0, 77) + ids.mid(78));
+        QCOMPARE(walk(queue, 1000), shown.mid(1));
+        QVector<int> sorted = shown;
+        std::sort(sorted.begin(), sorted.end());
+        QCOMPARE(sorted, ids);
+    }
+
+    void shufflingOffBringsBackTheOrderAroundTheCurrentEntry()
+    {
+        PlayQueue queue;
+        const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d e")), PlayQueue::Where::End);
+        queue.setShuffled(true);
+        queue.setCurrent(ids.at(3));
+        const int next = queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Next).first();
+        queue.add(rows(QStringLiteral("f")), PlayQueue::Where::End);
+        queue.remove({ids.at(1)});
+        queue.setShuffled(false);
+        QCOMPARE(text(queue), QStringLiteral("a c d x e f"));
+        QCOMPARE(queue.current(), ids.at(3));
+        QCOMPARE(queue.next(true), next);
     }
 
     void shuffledWhatIsToBePlayedNextIsAndTheRestIsSpread()
     {
         PlayQueue queue;
-        PlayOrder order;
-        connect(&queue, &PlayQueue::added, this,
-                [&order](const QVector<int>& ids, int after) { order.add(ids, after); });
-        connect(&queue, &PlayQueue::changed, this, [&] { order.sync(queue); });
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d e")), PlayQueue::Where::End);
-        order.setCurrent(ids.at(0));
         queue.setCurrent(ids.at(0));
-        order.setShuffled(true, queue);
+        queue.setShuffled(true);
         QVector<int> next = queue.add(rows(QStringLiteral("x y")), PlayQueue::Where::Next);
         const QVector<int> spread = queue.add(
             QVector<PelkRoles>(100, ScriptedPlayWorker::row(QStringLiteral("z"))), PlayQueue::Where::End);
-        QCOMPARE(queue.entries().at(1).id, next.at(0));
-        QCOMPARE(walk(order, 2), next);
         // What comes in pieces comes in its order.
         next += queue.addAfter(next.last(), rows(QStringLiteral("u v")));
-        QCOMPARE(walk(order, 4), next);
-        QVector<int> played = walk(order, 1000);
-        QCOMPARE(played.size(), 108);
-        QVERIFY(played != ids.mid(1) + next + spread);
+        QCOMPARE(idsOf(queue).mid(1, 4), next);
+        QVERIFY(idsOf(queue) != ids.mid(0, 1) + next + ids.mid(1) + spread);
+        QCOMPARE(queue.entries().size(), 109);
         for (const int id : spread)
-            QCOMPARE(played.count(id), 1);
+            QCOMPARE(idsOf(queue).count(id), 1);
     }
 
     void whatFollowsARemovedEntryTakesItsPlace()
     {
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d")), PlayQueue::Where::End);
-        PlayOrder order;
-        order.sync(queue);
-        order.setCurrent(ids.at(1));
+        queue.setCurrent(ids.at(1));
         queue.remove({ids.at(1), ids.at(2)});
-        order.sync(queue);
-        QCOMPARE(order.current(), 0);
-        QCOMPARE(order.heir(), ids.at(3));
-        order.setCurrent(ids.at(3));
+        QCOMPARE(queue.current(), ids.at(3));
         queue.remove({ids.at(3)});
-        order.sync(queue);
-        QCOMPARE(order.heir(), 0);
-        order.setCurrent(ids.at(0));
+        QCOMPARE(queue.current(), 0);
         const int last = queue.add(rows(QStringLiteral("e")), PlayQueue::Where::End).first();
-        order.sync(queue);
-        order.setCurrent(last);
-        order.setRepeat(RepeatMode::All);
+        queue.setCurrent(last);
+        queue.setRepeat(RepeatMode::All);
         queue.remove({last});
-        order.sync(queue);
-        QCOMPARE(order.heir(), ids.at(0)); // round and round
+        QCOMPARE(queue.current(), ids.at(0)); // round and round
+    }
+
+    void aLossCanBeUndoneOnce_data()
+    {
+        QTest::addColumn<QString>("loss");
+        QTest::newRow("clear") << QStringLiteral("clear");
+        QTest::newRow("replace") << QStringLiteral("replace");
+        QTest::newRow("replace, in pieces") << QStringLiteral("pieces");
+        QTest::newRow("remove") << QStringLiteral("remove");
+    }
+    void aLossCanBeUndoneOnce()
+    {
+        QFETCH(QString, loss);
+        PlayQueue queue;
+        const QVector<int> ids = queue.add(rows(QStringLiteral("a b c")), PlayQueue::Where::End);
+        queue.setCurrent(ids.at(1));
+        QVERIFY(!queue.canUndo());
+        if (loss == QLatin1String("clear"))
+            queue.clear();
+        else if (loss == QLatin1String("remove"))
+            queue.remove({ids.at(0), ids.at(1)});
+        else
+            queue.addAfter(
+                queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Replace).first(),
+                rows(loss == QLatin1String("pieces") ? QStringLiteral("y z") : QStringLiteral("y")));
+        QVERIFY(queue.canUndo());
+        QSignalSpy changed(&queue, &PlayQueue::changed);
+        QVERIFY(queue.undo());
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(idsOf(queue), ids);
+        QCOMPARE(queue.current(), loss == QLatin1String("remove") ? ids.at(2) : ids.at(1));
+        QVERIFY(!queue.undo());
+    }
+
+    void anythingElseThatChangesTheQueueEndsTheOffer_data()
+    {
+        QTest::addColumn<QString>("change");
+        for (const char* change : {"add", "next", "move", "shuffle", "replace what is empty"})
+            QTest::newRow(change) << QString::fromLatin1(change);
+    }
+    void anythingElseThatChangesTheQueueEndsTheOffer()
+    {
+        QFETCH(QString, change);
+        PlayQueue queue;
+        const QVector<int> ids = queue.add(rows(QStringLiteral("a b c")), PlayQueue::Where::End);
+        queue.remove({ids.at(0)});
+        if (change.startsWith(QLatin1String("replace")))
+            queue.clear();
+        QVERIFY(queue.canUndo());
+        if (change == QLatin1String("add"))
+            queue.add(rows(QStringLiteral("x")), PlayQueue::Where::End);
+        else if (change == QLatin1String("next"))
+            queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Next);
+        else if (change == QLatin1String("move"))
+            queue.move(ids.at(1), 0);
+        else if (change == QLatin1String("shuffle"))
+            queue.setShuffled(true);
+        else
+            queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Replace);
+        QVERIFY(!queue.canUndo());
+        QVERIFY(!queue.undo());
+    }
+
+    void anUndoneReplacementGetsNoMoreOfItsRows()
+    {
+        PlayQueue queue;
+        queue.add(rows(QStringLiteral("a")), PlayQueue::Where::End);
+        const int turn = queue.turns().begin(true);
+        queue.replace(rows(QStringLiteral("x")), turn);
+        QVERIFY(!queue.turns().isOvertaken(turn));
+        QVERIFY(queue.undo());
+        QVERIFY(queue.turns().isOvertaken(turn));
+    }
+
+    void whatWasSavedIsPutBack_data()
+    {
+        QTest::addColumn<QVector<int>>("unshuffled");
+        QTest::addColumn<bool>("shuffled");
+        QTest::newRow("not shuffled") << QVector<int>{} << false;
+        QTest::newRow("shuffled") << QVector<int>{2, 0, 1} << true;
+        QTest::newRow("too short") << QVector<int>{1, 0} << false;
+        QTest::newRow("a place twice") << QVector<int>{1, 1, 0} << false;
+        QTest::newRow("a place out of range") << QVector<int>{1, 3, 0} << false;
+        QTest::newRow("a negative place") << QVector<int>{1, -1, 0} << false;
+    }
+    void whatWasSavedIsPutBack()
+    {
+        QFETCH(QVector<int>, unshuffled);
+        QFETCH(bool, shuffled);
+        PlayQueue queue;
+        queue.add(rows(QStringLiteral("old")), PlayQueue::Where::End);
+        queue.restore(rows(QStringLiteral("c a b")), 1, unshuffled);
+        QCOMPARE(text(queue), QStringLiteral("c a b"));
+        QCOMPARE(queue.row(queue.current()).path().param(QStringLiteral("id")), QStringLiteral("a"));
+        QCOMPARE(queue.isShuffled(), shuffled);
+        QVERIFY(!queue.canUndo());
+        queue.setShuffled(false);
+        QCOMPARE(text(queue), shuffled ? QStringLiteral("a b c") : QStringLiteral("c a b"));
     }
 };
 

@@ -63,7 +63,7 @@ private Q_SLOTS:
         QCOMPARE(load(PlayQueue::Where::End), QString());
         QCOMPARE(m_worker->rowRequests, words(QStringLiteral("0-49 2-51 4-53")));
         QCOMPARE(ids(), words(QStringLiteral("1 2")));
-        QVERIFY(!m_queue->isGrowing());
+        QVERIFY(!m_queue->turns().isGrowing());
     }
 
     void aRangeIsAskedForAndNothingBeyond()
@@ -147,7 +147,7 @@ private Q_SLOTS:
         QCOMPARE(finished.at(0).at(0).toString(), QString());
         QCOMPARE(ids(), words(expected));
         QCOMPARE(places, (QVector<int>{0, 1, 1, 1, 3, 5}));
-        QVERIFY(!m_queue->isGrowing());
+        QVERIFY(!m_queue->turns().isGrowing());
     }
 
     void theTracksOfAnAlbumHaveItsTitleAndCover()
@@ -175,7 +175,7 @@ private Q_SLOTS:
         const QString sentence = load(PlayQueue::Where::End, 0, -1, CMPath(QStringLiteral("test:nothing")));
         QVERIFY2(sentence.endsWith(QLatin1Char('.')), qPrintable(sentence));
         QVERIFY(m_queue->entries().isEmpty());
-        QVERIFY(!m_queue->isGrowing());
+        QVERIFY(!m_queue->turns().isGrowing());
     }
 
     void aQueueThatIsReplacedMeanwhileGetsNoMoreOfTheOldRows()
@@ -235,7 +235,7 @@ private Q_SLOTS:
         QTRY_VERIFY(finishedA.size() == 1 && finishedB.size() == 1);
         QCOMPARE(ids(), words(expected));
         QVERIFY(!b.wasOvertaken());
-        QVERIFY(!m_queue->isGrowing());
+        QVERIFY(!m_queue->turns().isGrowing());
     }
 
     void aNewListThatCannotBeHadKeepsNothingElseFromComing()
@@ -255,7 +255,7 @@ private Q_SLOTS:
         QCOMPARE(ids(), words(QStringLiteral("old")));
         m_worker->getRowsRequest(m_worker->heldRows.at(0));
         QTRY_COMPARE(ids(), words(QStringLiteral("old 1 2")));
-        QVERIFY(!m_queue->isGrowing());
+        QVERIFY(!m_queue->turns().isGrowing());
     }
 
     void tenThousandTracksFitAndAQueueThatIsFullSaysSo()

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "player/host/ServiceAccount.h"
+#include "player/play/PlayProfile.h"
+
+/// What playback has to know of the service.
+inline PlayProfile serviceProfile()
+{
+    return {&ServiceAccount::quality, &ServiceAccount::isLowerThan};
+}

@@ -1,0 +1,163 @@
+#pragma once
+
+#include "player/play/TrackResolver.h"
+
+#include <optional>
+#include <variant>
+
+/// What the engine is doing, as one value, and the one function that changes it.
+///
+///     state          | event and what it leads to
+///     ---------------+--------------------------------------------------------------------------------------
+///     any            | Start: Resolving · Halt: Idle · Park: Idle with a place
+///     Resolving      | Opened: Opening · Dry: AwaitingQueue
+///     Opening        | Sounds: Playing · Silent: Paused or Stalled
+///     Playing        | Silent: Paused or Stalled
+///     Paused         | Sounds: Playing · Silent: Paused or Stalled, since the silence began
+///     Stalled        | Sounds: Playing · Silent: Paused or Stalled, since the silence began
+///     Reopening      | Sounds: Playing · Silent: stays, stalled or not · Renewed: stays, with a new address
+///     AwaitingOutput | none of its own
+///     AwaitingQueue  | none of its own
+///     with a track   | Closed: Resolving · Reopen: Reopening · OutputLost: AwaitingOutput
+///     not Idle       | WantPause: stays, with the listener's wish
+///
+/// Every other event leaves a state as it is.
+namespace PlayState {
+
+/// The current track, and what the listener wants of it: the stream player gets there a little later.
+struct Track
+{
+    ResolvedTrack resolved;
+    bool heard = false;
+    bool wantsPause = false;
+};
+
+/// A place in a track that is not open.
+struct Place
+{
+    qint64 positionMs = 0;
+    qint64 durationMs = 0;
+};
+
+/// Nothing plays. With a place, the current entry goes on from there, as after a pause.
+struct Idle
+{
+    std::optional<Place> place;
+};
+/// The stream address of an entry is being resolved; `entry` is 0 just after a track has ended.
+struct Resolving
+{
+    int entry = 0;
+    qint64 startMs = 0;
+    bool wantsPause = false;
+};
+/// The stream has not begun.
+struct Opening
+{
+    Track track;
+};
+struct Playing
+{
+    Track track;
+};
+struct Paused
+{
+    Track track;
+    qint64 sinceMs = 0; // by the clock
+};
+/// Silent until more of the stream has come.
+struct Stalled
+{
+    Track track;
+    qint64 sinceMs = 0;
+};
+/// The track goes on from a place with a new stream and output, until that is heard.
+struct Reopening
+{
+    Track track;
+    qint64 positionMs = 0;
+    bool stalled = false;
+    bool outputGone = false;
+};
+/// The output is gone, and asked for again.
+struct AwaitingOutput
+{
+    Track track;
+    qint64 positionMs = 0;
+    qint64 retryAtMs = 0; // by the clock
+};
+/// The queue has come to its end, and somebody is still adding to it.
+struct AwaitingQueue
+{
+    bool wantsPause = false;
+};
+
+using State = std::variant<Idle, Resolving, Opening, Playing, Paused, Stalled, Reopening, AwaitingOutput,
+                           AwaitingQueue>;
+
+struct Start
+{
+    int entry;
+    qint64 startMs;
+};
+struct Opened
+{
+    ResolvedTrack track;
+};
+struct Sounds
+{
+};
+struct Silent
+{
+    bool stalled;
+    qint64 nowMs;
+};
+struct Closed
+{
+};
+struct Reopen
+{
+    qint64 positionMs;
+};
+struct Renewed
+{
+    ResolvedTrack track;
+};
+struct OutputLost
+{
+    qint64 positionMs;
+    qint64 retryAtMs;
+};
+struct WantPause
+{
+    bool paused;
+};
+struct Dry
+{
+};
+struct Halt
+{
+};
+struct Park
+{
+    Place place;
+};
+
+using Event = std::variant<Start, Opened, Sounds, Silent, Closed, Reopen, Renewed, OutputLost, WantPause, Dry,
+                           Halt, Park>;
+
+State after(const State& state, const Event& event);
+
+/// The current track; null where there is none.
+const Track* trackOf(const State& state);
+/// The entry that is played or resolved; 0 where there is none.
+int entryOf(const State& state);
+bool wantsPause(const State& state);
+/// Whether the silence is for want of more of the stream.
+bool isStalled(const State& state);
+/// Where the track goes on; empty where it has a stream and an output that are heard.
+std::optional<qint64> heldAtMs(const State& state);
+/// Since when there has been silence, by the clock; empty where there is none that a stream could outlive.
+std::optional<qint64> silentSinceMs(const State& state);
+
+} // namespace PlayState
