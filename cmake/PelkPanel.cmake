@@ -7,10 +7,11 @@ endif()
 # Where the page lies for the programs of this build: beside them, as `pelk serve` looks for it.
 set(PELK_PANEL_DIR "${CMAKE_BINARY_DIR}/share/pelk/panel")
 
-# pelk_panel_test(NAME FILE... [LABELS label...] [TIMEOUT s] [ENVIRONMENT name=value...]): test files of the panel, run by
-# Vitest in a scratch home with a watchdog.
+# pelk_panel_test(NAME FILE... [LABELS label...] [TIMEOUT s] [COST s] [PROCESSORS n] [ENVIRONMENT name=value...]): test
+# files of the panel, run by Vitest in a scratch home with a watchdog. PROCESSORS is the number of CTest's parallel jobs that
+# it counts as.
 function(pelk_panel_test name)
-    cmake_parse_arguments(arg "" "TIMEOUT" "LABELS;ENVIRONMENT" ${ARGN})
+    cmake_parse_arguments(arg "" "TIMEOUT;COST;PROCESSORS" "LABELS;ENVIRONMENT" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
@@ -21,4 +22,10 @@ function(pelk_panel_test name)
     file(MAKE_DIRECTORY "${home}")
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT
         "HOME=${home};NO_COLOR=1;${arg_ENVIRONMENT};${PELK_TEST_ENVIRONMENT}")
+    if(arg_COST)
+        set_tests_properties(${name} PROPERTIES COST ${arg_COST})
+    endif()
+    if(arg_PROCESSORS)
+        set_tests_properties(${name} PROPERTIES PROCESSORS ${arg_PROCESSORS})
+    endif()
 endfunction()

@@ -88,11 +88,13 @@ endif()
 # Builds the tests with the label "threads": those that are run under ThreadSanitizer.
 add_custom_target(threads)
 
-# pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [LONG_TIMEOUT s]): a Qt Test program, run by
-# CTest in a scratch home with a watchdog. With LONG_TIMEOUT it is registered once more, as NAME_long with the label
-# "long" and PELK_TEST_LONG=1 in its environment: the same test with larger figures.
+# pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [COST s] [LONG_TIMEOUT s] [EACH_FUNCTION]): a Qt
+# Test program, run by CTest in a scratch home with a watchdog. The tests with the highest COST, the usual duration, start
+# first. With EACH_FUNCTION the functions run as processes of their own, all at once: for tests that wait for a clock and
+# whose functions share nothing. With LONG_TIMEOUT the program is registered once more, as NAME_long with the label "long"
+# and PELK_TEST_LONG=1 in its environment: the same test with larger figures.
 function(pelk_test name)
-    cmake_parse_arguments(arg "" "TIMEOUT;LONG_TIMEOUT" "LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(arg "EACH_FUNCTION" "TIMEOUT;LONG_TIMEOUT;COST" "LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     pelk_flags(${name})
     if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
@@ -115,15 +117,22 @@ function(pelk_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    pelk_register_test(${name} ${name} ${arg_TIMEOUT} "" "${arg_LABELS}")
+    set(command ${name} -maxwarnings 0)
+    if(arg_EACH_FUNCTION AND NOT CMAKE_CROSSCOMPILING)
+        set(command ${Python3_EXECUTABLE} "${CMAKE_SOURCE_DIR}/tests/support/each_function.py" "$<TARGET_FILE:${name}>")
+    endif()
+    pelk_register_test(${name} "${command}" ${arg_TIMEOUT} "" "${arg_LABELS}")
+    if(arg_COST)
+        set_tests_properties(${name} PROPERTIES COST ${arg_COST})
+    endif()
     if(arg_LONG_TIMEOUT)
-        pelk_register_test(${name}_long ${name} ${arg_LONG_TIMEOUT} "PELK_TEST_LONG=1;" "long")
+        pelk_register_test(${name}_long "${name};-maxwarnings;0" ${arg_LONG_TIMEOUT} "PELK_TEST_LONG=1;" "long")
     endif()
 endfunction()
 
-function(pelk_register_test test program timeout environment labels)
+function(pelk_register_test test command timeout environment labels)
     math(EXPR timeout "${timeout} * ${PELK_TEST_SLOWDOWN}")
-    add_test(NAME ${test} COMMAND ${program} -maxwarnings 0)
+    add_test(NAME ${test} COMMAND ${command})
     set(home "${CMAKE_BINARY_DIR}/tests/home/${test}")
     file(MAKE_DIRECTORY "${home}")
     set_tests_properties(${test} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}" ENVIRONMENT

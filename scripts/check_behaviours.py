@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every test named under "What proves what" in docs/testing.md exists in the build."""
+"""Checks that every test named in docs/behaviours.md exists in the build."""
 import argparse
 import os
 import pathlib
@@ -10,7 +10,6 @@ import tempfile
 
 SUBJECTS = ["worker", "dispatch", "play state", "account", "reply", "pipeline", "session", "catalogue", "signing",
             "transport", "browse", "rows"]
-SECTION = "What proves what"
 HEAD = ["behaviour", "proved by"]
 NAME = re.compile(r"([\w-]+): (\w+)(?::(.+))?")
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -55,19 +54,16 @@ class Programs:
 
 def tables(text, faults):
     """The rows of each subject as (line number, behaviour, proofs). Faults of form go into the list."""
-    found, subject, within, started = {}, None, False, False
+    found, subject = {}, None
     for number, line in enumerate(text.splitlines(), 1):
-        if line.startswith("## "):
-            within, subject = line[3:].strip() == SECTION, None
-            started = started or within
-        elif within and line.startswith("### "):
+        if line.startswith("### "):
             subject = line[4:].strip()
             if subject not in SUBJECTS:
                 faults.append(f"line {number}: \"{subject}\" is no subject; one is {', '.join(SUBJECTS)}")
             elif subject in found:
                 faults.append(f"line {number}: the subject \"{subject}\" has a section already")
             found.setdefault(subject, [])
-        elif within and subject and line.startswith("|"):
+        elif subject and line.startswith("|"):
             cells = [cell.strip().replace("\\|", "|") for cell in re.split(r"(?<!\\)\|", line.strip())[1:-1]]
             if cells == HEAD or all(re.fullmatch(r":?-+:?", cell) for cell in cells):
                 continue
@@ -75,9 +71,7 @@ def tables(text, faults):
                 faults.append(f"line {number}: a row has two columns, {' and '.join(HEAD)}; this one has {len(cells)}")
                 continue
             found[subject].append((number, *cells))
-    if not started:
-        faults.append(f"there is no section \"{SECTION}\"")
-    elif list(found) != SUBJECTS:
+    if list(found) != SUBJECTS:
         missing = [name for name in SUBJECTS if name not in found]
         faults.extend(f"the subject \"{name}\" has no section" for name in missing)
         if not missing and set(found) == set(SUBJECTS):
@@ -117,7 +111,7 @@ def check(text, programs):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--tests", type=pathlib.Path, default=ROOT / "build/dev/tests", help="the built test programs")
-    parser.add_argument("--page", type=pathlib.Path, default=ROOT / "docs/testing.md", help="the page with the tables")
+    parser.add_argument("--page", type=pathlib.Path, default=ROOT / "docs/behaviours.md", help="the page with the tables")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         try:
