@@ -1,5 +1,5 @@
-// Requests of browsers: an endpoint, its parameters and its body. Whatever they are, the answer is one, or a
-// problem with a sentence; nothing secret is in it, and what is closed stays as it was.
+// Requests of browsers: a route, its parameters and its body. Whatever they are, the response is a success,
+// or a problem with a sentence; nothing secret is in it, and what is closed stays as it was.
 
 #include "api/core/model/cmlistrowsnode.h"
 #include "api/core/model/cmnodesworker.h"
@@ -8,13 +8,9 @@
 #include "fuzz/input.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
-#include "player/server/ContentCalls.h"
-#include "player/server/ContentEndpoints.h"
-#include "player/server/EventStreams.h"
-#include "player/server/PlayerEndpoints.h"
-#include "player/server/PlayerLink.h"
+#include "player/server/api/Api.h"
 
-#include <QJsonDocument>
+#include <QCoreApplication>
 #include <gst/gst.h>
 
 namespace {
@@ -42,7 +38,23 @@ public:
     }
 };
 
-constexpr int heartbeatMs = 15000;
+/// Keeps the response to a request.
+class Sink : public ResponseSink
+{
+public:
+    void respond(HttpResponse response) override
+    {
+        require(!isAnswered, "A request has one response.");
+        isAnswered = true;
+        answer = std::move(response);
+    }
+    bool isOpen() const override { return !isAnswered; }
+    void onGone(const std::function<void()>& gone) override { whenGone = gone; }
+
+    bool isAnswered = false;
+    HttpResponse answer;
+    std::function<void()> whenGone;
+};
 
 /// The player without sound: its tracks lead nowhere.
 struct Player
@@ -50,10 +62,8 @@ struct Player
     Player()
         : worker({}, QStringLiteral("test"))
         , engine((gst_init(nullptr, nullptr), &output))
-        , events(heartbeatMs)
-        , link(&engine, &events)
-        , translations(QStringList())
-        , calls({CMPath(QStringLiteral("settings:closed"))}, 0, [] { return true; })
+        , streams(Limits())
+        , api({QString(), {}, {CMPath(QStringLiteral("settings:closed"))}, Limits()}, &engine, &streams)
     {
         root.addWorker(&worker);
         root.keep(CMPath(QStringLiteral("settings:closed")), std::make_shared<Store>());
@@ -62,18 +72,14 @@ struct Player
         list->rowsAppend(CMListRowsNode::create(worker.nodes(), CMPath(QStringLiteral("test:list")))->path());
         CMValueNode::create(worker.nodes(), CMPath(QStringLiteral("account:test")), nullptr)
             ->setValue(login());
-        endpoints = contentEndpoints(&calls) + playerEndpoints(&link, &calls);
     }
 
     CMRootWorker root;
     CMNodesWorker worker;
     DeviceOutput output;
     PlayEngine engine;
-    EventStreams events;
-    PlayerLink link;
-    Translations translations;
-    ContentCalls calls;
-    QVector<Endpoint> endpoints;
+    EventStreams streams;
+    Api api;
 };
 
 } // namespace
@@ -82,29 +88,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     Input input(data, size);
     static auto* const player = new Player;
-    const Endpoint& endpoint = player->endpoints.at(input.choice(player->endpoints.size()));
-    ApiRequest request;
-    request.language = player->translations.find(QStringLiteral("en"));
+    const Route& route = player->api.routes().at(input.choice(player->api.routes().size()));
+    HttpRequest request;
+    request.method = route.method;
+    request.path = QString::fromLatin1(route.path);
     for (const QByteArray& param : input.line().split('&'))
         request.params.append(
             {QString::fromUtf8(QByteArray::fromPercentEncoding(param.split('=').value(0))),
              QString::fromUtf8(QByteArray::fromPercentEncoding(param.split('=').value(1)))});
+    request.body = input.rest();
     QVector<PelkRoles> rows(3);
     player->engine.queue().add(rows, PlayQueue::Where::Replace);
-    QByteArray answer;
-    try {
-        if (endpoint.method == "POST")
-            request.readBody(input.rest());
-        const ApiAnswer given = endpoint.handler(request);
-        require(given.status >= 200 && given.status < 300, "An answer is a success.");
-        answer = QJsonDocument(given.body).toJson();
-    } catch (const Problem& problem) {
-        require(problem.status >= 400 && problem.status < 600, "A problem is one.");
-        answer = problem.json(*request.language);
-        require(!request.language->text(problem.detail).isEmpty(), "A problem has a sentence.");
-    }
-    require(!answer.contains(secret) || input.rest().contains(secret), "No secret leaves.",
-            QString::fromUtf8(answer));
+    const auto sink = std::make_shared<Sink>();
+    player->api.handle(request, sink);
+    // What the content model has is there by then; what it does not answer is given up.
     QCoreApplication::processEvents();
+    if (!sink->isAnswered && sink->whenGone)
+        sink->whenGone();
+    const HttpResponse& answer = sink->answer;
+    require(answer.status >= 200 && answer.status < 600, "A response is a success or a problem.");
+    require(answer.status < 400 || answer.body.contains("\"detail\":\""), "A problem has a sentence.");
+    require(!answer.body.contains(secret) || request.body.contains(secret), "No secret leaves.",
+            QString::fromUtf8(answer.body));
     return 0;
 }

@@ -190,10 +190,6 @@
         <translation>Dieser Eintrag ist nicht mehr in der Warteschlange.</translation>
     </message>
     <message>
-        <source>The browser has gone.</source>
-        <translation>Der Browser ist nicht mehr da.</translation>
-    </message>
-    <message>
         <source>The address is too long; at most 8 KiB are read.</source>
         <translation>Die Adresse ist zu lang; höchstens 8 KiB sind möglich.</translation>
     </message>
@@ -208,6 +204,18 @@
     <message>
         <source>The body is no JSON: %1</source>
         <translation>Der Inhalt ist kein JSON: %1</translation>
+    </message>
+    <message>
+        <source>Too many requests wait; try again.</source>
+        <translation>Zu viele Anfragen warten; bitte noch einmal versuchen.</translation>
+    </message>
+    <message>
+        <source>The head is too large; at most 16 KiB are read.</source>
+        <translation>Der Kopf der Anfrage ist zu groß; höchstens 16 KiB sind möglich.</translation>
+    </message>
+    <message>
+        <source>&quot;to&quot; must not be before &quot;from&quot;.</source>
+        <translation>„to“ darf nicht vor „from“ liegen.</translation>
     </message>
     <message>
         <source>The body is too large; at most 64 KiB are read.</source>
@@ -236,10 +244,6 @@
     <message>
         <source>The player ends.</source>
         <translation>Der Player wird beendet.</translation>
-    </message>
-    <message>
-        <source>The player is busy; try again.</source>
-        <translation>Der Player ist beschäftigt; bitte noch einmal versuchen.</translation>
     </message>
     <message>
         <source>The queue is not complete</source>

@@ -190,10 +190,6 @@
         <translation>Cette entrée n’est plus dans la file d’attente.</translation>
     </message>
     <message>
-        <source>The browser has gone.</source>
-        <translation>Le navigateur n’est plus là.</translation>
-    </message>
-    <message>
         <source>The address is too long; at most 8 KiB are read.</source>
         <translation>L’adresse est trop longue ; 8 Kio au plus sont acceptés.</translation>
     </message>
@@ -208,6 +204,18 @@
     <message>
         <source>The body is no JSON: %1</source>
         <translation>Le contenu n’est pas du JSON : %1</translation>
+    </message>
+    <message>
+        <source>Too many requests wait; try again.</source>
+        <translation>Trop de requêtes sont en attente ; réessayez.</translation>
+    </message>
+    <message>
+        <source>The head is too large; at most 16 KiB are read.</source>
+        <translation>L’en-tête de la requête est trop volumineux ; 16 Kio au plus sont acceptés.</translation>
+    </message>
+    <message>
+        <source>&quot;to&quot; must not be before &quot;from&quot;.</source>
+        <translation>« to » ne doit pas précéder « from ».</translation>
     </message>
     <message>
         <source>The body is too large; at most 64 KiB are read.</source>
@@ -236,10 +244,6 @@
     <message>
         <source>The player ends.</source>
         <translation>Le lecteur s’arrête.</translation>
-    </message>
-    <message>
-        <source>The player is busy; try again.</source>
-        <translation>Le lecteur est occupé ; veuillez réessayer.</translation>
     </message>
     <message>
         <source>The queue is not complete</source>

@@ -68,12 +68,19 @@ QProcessEnvironment Players::environment() const
     return environment;
 }
 
-std::unique_ptr<QProcess> Players::start(const QStringList& arguments) const
+std::unique_ptr<QProcess> Players::start(const QStringList& arguments, int descriptors) const
 {
     auto process = std::make_unique<QProcess>();
     process->setProcessEnvironment(environment());
     process->setStandardInputFile(QProcess::nullDevice());
-    process->start(QStringLiteral(PELK_BIN_DIR "/pelk"), arguments);
+    const QString program = QStringLiteral(PELK_BIN_DIR "/pelk");
+    if (descriptors == 0)
+        process->start(program, arguments);
+    else
+        process->start(QStringLiteral("sh"),
+                       QStringList{QStringLiteral("-c"), QStringLiteral("ulimit -n $0; exec \"$@\""),
+                                   QString::number(descriptors), program} +
+                           arguments);
     return process;
 }
 

@@ -44,8 +44,9 @@ public:
 
     /// Runs a command of the player to its end; `input` goes to its standard input.
     Outcome pelk(const QStringList& arguments, const QByteArray& input = QByteArray()) const;
-    /// Starts a command of the player, with an empty standard input.
-    std::unique_ptr<QProcess> start(const QStringList& arguments) const;
+    /// Starts a command of the player, with an empty standard input, and with so many descriptors at most
+    /// where that is said.
+    std::unique_ptr<QProcess> start(const QStringList& arguments, int descriptors = 0) const;
     /// What the player's processes run with.
     QProcessEnvironment environment() const;
     /// Logs the demo account in.

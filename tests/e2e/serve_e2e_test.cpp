@@ -1,8 +1,9 @@
-#include "tests/e2e/players.h"
-#include "tests/support/panelclient.h"
+#include "tests/e2e/serve.h"
+#include "tests/support/figures.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -14,75 +15,6 @@ QString text(const char* utf8)
 {
     return QString::fromUtf8(utf8);
 }
-
-/// `pelk serve` as a process, on a port of its own.
-class Serve
-{
-public:
-    explicit Serve(const Players& players, const QString& address = text("127.0.0.1:0"),
-                   const QStringList& options = {})
-        : process(players.start(options + QStringList{text("serve"), text("--listen"), address}))
-    {
-        while (!process->canReadLine() && process->waitForReadyRead(60000)) {
-        }
-        line = QString::fromUtf8(process->readLine()).trimmed();
-        port = quint16(QUrl(line.section(QLatin1Char(' '), -1)).port());
-    }
-    ~Serve()
-    {
-        if (process->state() != QProcess::NotRunning)
-            end();
-    }
-    Serve(const Serve&) = delete;
-    Serve& operator=(const Serve&) = delete;
-
-    PanelClient client() const { return PanelClient(port); }
-    /// Ends it; the exit code, or -1 when it did not end in order.
-    int end(int signal = SIGTERM) const
-    {
-        ::kill(pid_t(process->processId()), signal);
-        return process->waitForFinished(30000) && process->exitStatus() == QProcess::NormalExit
-                   ? process->exitCode()
-                   : -1;
-    }
-    QString errors() const { return QString::fromUtf8(process->readAllStandardError()); }
-
-    PanelReply login(const char* password = "demo") const
-    {
-        return client().post(
-            "/api/data",
-            QJsonObject{{text("path"), text("account:qobuz")},
-                        {text("role"), text("value")},
-                        {text("value"), QJsonObject{{text("type"), 138},
-                                                    {text("qobuzAccount"),
-                                                     QJsonObject{{text("operation"), 1},
-                                                                 {text("username"), text("demo@example.com")},
-                                                                 {text("password"), text(password)}}}}}});
-    }
-    PanelReply logout() const
-    {
-        return client().post(
-            "/api/data", QJsonObject{{text("path"), text("account:qobuz")},
-                                     {text("role"), text("value")},
-                                     {text("value"), QJsonObject{{text("type"), 138},
-                                                                 {text("qobuzAccount"),
-                                                                  QJsonObject{{text("operation"), 2}}}}}});
-    }
-    void play(const char* path) const
-    {
-        QCOMPARE(client()
-                     .post("/api/player/queue/add",
-                           QJsonObject{{text("path"), text(path)}, {text("where"), text("replace")}})
-                     .status,
-                 202);
-        QTRY_COMPARE_WITH_TIMEOUT(state(), text("playing"), 30000);
-    }
-    QString state() const { return client().get("/api/player").json().value(text("state")).toString(); }
-
-    std::unique_ptr<QProcess> process;
-    QString line;
-    quint16 port = 0;
-};
 
 /// How many reports of a kind the service has heard.
 int reports(const Players& players, const char* what)
@@ -172,6 +104,29 @@ private Q_SLOTS:
         QCOMPARE(outcome.exitCode, 2);
         QVERIFY2(outcome.errors.contains(text("\"%1\" is no address with a port").arg(address)),
                  qPrintable(outcome.errors));
+    }
+
+    void theFirstPageIsSmallOnTheWire()
+    {
+        const Players players;
+        const Serve serve(players);
+        const PanelReply page = serve.client().get("/", {{"Accept-Encoding", "gzip, br"}});
+        QCOMPARE(page.headers.value("content-encoding"), QByteArray("br"));
+        QCOMPARE(page.headers.value("vary"), QByteArray("Accept-Encoding"));
+        int bytes = page.body.size();
+        const QString plain = QString::fromUtf8(serve.client().get("/").body);
+        static const QRegularExpression part(text("(?:src|href)=\"(/assets/[^\"]+)\""));
+        int parts = 0;
+        for (auto it = part.globalMatch(plain); it.hasNext(); ++parts) {
+            const QByteArray target = it.next().captured(1).toUtf8();
+            const PanelReply reply = serve.client().get(target, {{"Accept-Encoding", "br"}});
+            QCOMPARE(reply.status, 200);
+            QCOMPARE(reply.headers.value("cache-control"), QByteArray("public, max-age=31536000, immutable"));
+            bytes += reply.body.size();
+        }
+        QVERIFY(parts >= 2);
+        printFigures("the first page is %d bytes on the wire, %d files", bytes, parts + 1);
+        QVERIFY2(bytes <= 40 * 1024, qPrintable(QString::number(bytes)));
     }
 
     void aFolderWithoutAPanelIsWarnedOf()

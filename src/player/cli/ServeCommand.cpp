@@ -10,10 +10,10 @@
 #include "player/mpris/MprisService.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
-#include "player/server/AccessRules.h"
 #include "player/server/PanelServer.h"
 #include "player/server/ServerText.h"
 #include "player/server/Translations.h"
+#include "player/server/http/AccessRules.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "api/types/cmpath.h"
+#include "player/server/http/Limits.h"
 
 #include <QStringList>
 
@@ -10,8 +11,8 @@ class PelkNotificationDisplayItem;
 class PlayEngine;
 
 /// The panel's server: the panel's files, and a small JSON interface to the content model and the player, for
-/// browsers; docs/panel-interface.md describes it. Made, started and stopped on the main thread, while the
-/// root worker is there; answers on threads of its own.
+/// browsers; docs/panel-interface.md describes it. Lives on the main thread, with its event loop, while the
+/// root worker is there. It has no threads of its own.
 class PanelServer
 {
 public:
@@ -21,9 +22,8 @@ public:
         quint16 port = 8080; ///< 0: any free one
         QString panelFolder;
         QStringList translationFolders;
-        QList<CMPath> closedPaths;  ///< whose values stay within the player
-        int contentLimitMs = 35000; ///< how long the content model may take for an answer
-        int heartbeatMs = 15000;    ///< between two comments on the event stream
+        QList<CMPath> closedPaths; ///< whose values stay within the player
+        Limits limits;
     };
 
     /// The engine is not owned and outlives the server.
@@ -42,8 +42,9 @@ public:
     QString url() const;
     /// Shows a notice to everybody who listens. Any thread.
     void notify(const PelkNotificationDisplayItem& notice);
-    /// Each endpoint as method and path: "GET /api/rows".
+    /// Each route as method and path: "GET /api/rows".
     QStringList endpoints() const;
+    int connectionCount() const;
 
 private:
     class Private;

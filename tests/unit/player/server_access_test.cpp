@@ -1,4 +1,4 @@
-#include "player/server/AccessRules.h"
+#include "player/server/http/AccessRules.h"
 #include "tests/unit/player/server_fixture.h"
 
 #include <QSet>
@@ -354,6 +354,51 @@ private Q_SLOTS:
         QCOMPARE(reply.headers.value("content-type"), QByteArray("text/javascript; charset=utf-8"));
         QCOMPARE(reply.headers.value("cache-control"), QByteArray("public, max-age=31536000, immutable"));
         QCOMPARE(f.client().get("/assets/gone.js").status, 404);
+    }
+
+    void aFileIsSentInTheSmallestEncodingThatIsAccepted_data()
+    {
+        QTest::addColumn<QByteArray>("accept");
+        QTest::addColumn<QByteArray>("encoding");
+        const auto row = [](const char* accept, const char* encoding) {
+            QTest::newRow(accept) << QByteArray(accept) << QByteArray(encoding);
+        };
+        row("", "");
+        row("identity", "");
+        row("gzip", "gzip");
+        row("gzip, deflate, br", "br");
+        row("GZIP;q=0.5, BR;q=0.1", "br");
+        row("br;q=0, gzip", "gzip");
+        row("br;q=0, *", "gzip");
+        row("*", "br");
+        row("*;q=0", "");
+        row("brotli", "");
+    }
+    void aFileIsSentInTheSmallestEncodingThatIsAccepted()
+    {
+        QFETCH(QByteArray, accept);
+        QFETCH(QByteArray, encoding);
+        ServerFixture f;
+        f.write(text("panel/assets/app.js.br"), "BR");
+        f.write(text("panel/assets/app.js.gz"), "GZIP");
+        f.start();
+        PanelClient::Headers headers;
+        if (!accept.isEmpty())
+            headers.append({"Accept-Encoding", accept});
+        const PanelReply reply = f.client().get("/assets/app.js", headers);
+        QCOMPARE(reply.headers.value("content-encoding"), encoding);
+        QCOMPARE(reply.body, encoding == "br"     ? QByteArray("BR")
+                             : encoding == "gzip" ? QByteArray("GZIP")
+                                                  : QByteArray("let a;"));
+        QCOMPARE(reply.headers.value("content-type"), QByteArray("text/javascript; charset=utf-8"));
+        QCOMPARE(reply.headers.value("vary"), QByteArray("Accept-Encoding"));
+        // Each encoding is revalidated for itself.
+        const QByteArray tag = reply.headers.value("etag");
+        QCOMPARE(
+            f.client().get("/assets/app.js", headers + PanelClient::Headers{{"If-None-Match", tag}}).status,
+            304);
+        QCOMPARE(f.client().get("/assets/app.js", {{"If-None-Match", tag}}).status,
+                 encoding.isEmpty() ? 304 : 200);
     }
 
     void nothingOutsideTheFolderIsGivenOut_data()

@@ -133,7 +133,7 @@ public:
         options.panelFolder = folder.filePath(QStringLiteral("panel"));
         options.translationFolders = QStringList{folder.filePath(QStringLiteral("translations"))};
         options.closedPaths = {closedPath()};
-        options.contentLimitMs = contentLimitMs;
+        options.limits.contentMs = contentLimitMs;
     }
     ~ServerFixture()
     {

@@ -52,7 +52,8 @@ QSet<QString> literals(const QString& folder, const QString& pattern)
     static const QRegularExpression piece(QStringLiteral("\"((?:[^\"\\\\]|\\\\.)*)\""));
     const QRegularExpression expression(pattern, QRegularExpression::DotMatchesEverythingOption);
     QSet<QString> found;
-    QDirIterator files(QStringLiteral(SOURCE_DIR "/src/") + folder, {QStringLiteral("*.cpp")}, QDir::Files);
+    QDirIterator files(QStringLiteral(SOURCE_DIR "/src/") + folder, {QStringLiteral("*.cpp")}, QDir::Files,
+                       QDirIterator::Subdirectories);
     while (files.hasNext()) {
         const QString source = QString::fromUtf8(contents(files.next()));
         for (auto it = expression.globalMatch(source); it.hasNext();) {

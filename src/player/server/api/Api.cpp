@@ -1,0 +1,285 @@
+#include "player/server/api/Api.h"
+
+#include "player/server/ServerText.h"
+#include "player/server/api/ContentRoutes.h"
+#include "player/server/api/PlayerRoutes.h"
+
+#include <QFile>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+/// The resources of a static library are not there by themselves. Of no namespace, as Qt wants it.
+static void initResources()
+{
+    Q_INIT_RESOURCE(server);
+}
+
+namespace {
+
+const QString apiPrefix = QStringLiteral("/api/");
+const QString assetsPrefix = QStringLiteral("/assets/");
+
+/// The document that describes the interface.
+QByteArray openApi()
+{
+    initResources();
+    QFile file(QStringLiteral(":/server/openapi.json"));
+    const bool isOpen = file.open(QIODevice::ReadOnly);
+    Q_ASSERT(isOpen);
+    return QJsonDocument::fromJson(file.readAll()).toJson(QJsonDocument::Compact);
+}
+
+Problem faultProblem(HttpHandler::Fault fault)
+{
+    switch (fault) {
+    case HttpHandler::Fault::LongUrl:
+        return {414, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                  "The address is too long; at most 8 KiB are read."))};
+    case HttpHandler::Fault::LongHead:
+        return {431, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                  "The head is too large; at most 16 KiB are read."))};
+    case HttpHandler::Fault::LongBody:
+        return {413, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                  "The body is too large; at most 64 KiB are read."))};
+    case HttpHandler::Fault::None:
+    case HttpHandler::Fault::Malformed:
+        break;
+    }
+    return {400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is no HTTP that can be read."))};
+}
+
+Problem nothingAt(const QString& path)
+{
+    return {404, serverText(QT_TRANSLATE_NOOP("PanelServer", "There is nothing at \"%1\"."), {path})};
+}
+
+/// What every response carries.
+HttpResponse withCommonHeaders(HttpResponse response)
+{
+    static const QVector<QPair<QByteArray, QByteArray>> common{
+        {"Content-Security-Policy",
+         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' http: https:; "
+         "font-src 'self'; connect-src 'self'; manifest-src 'self'; base-uri 'none'; form-action 'self'; "
+         "frame-ancestors 'none'"},
+        {"X-Content-Type-Options", "nosniff"},
+        {"X-Frame-Options", "DENY"},
+        {"Referrer-Policy", "no-referrer"},
+        {"Cross-Origin-Opener-Policy", "same-origin"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+    };
+    const bool hasCacheRule = std::any_of(response.headers.cbegin(), response.headers.cend(),
+                                          [](const auto& one) { return one.first == "Cache-Control"; });
+    if (!hasCacheRule)
+        response.addHeader("Cache-Control", "no-store");
+    response.headers += common;
+    return response;
+}
+
+/// Adds the common headers to whatever is sent.
+class CommonHeaders : public ResponseSink
+{
+public:
+    explicit CommonHeaders(Responder responder)
+        : m_responder(std::move(responder))
+    {
+    }
+    void respond(HttpResponse response) override
+    {
+        m_responder->respond(withCommonHeaders(std::move(response)));
+    }
+    bool isOpen() const override { return m_responder->isOpen(); }
+    void onGone(const std::function<void()>& gone) override { m_responder->onGone(gone); }
+
+private:
+    Responder m_responder;
+};
+
+} // namespace
+
+Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams)
+    : m_limits(parts.limits)
+    , m_panelFolder(parts.panelFolder)
+    , m_streams(streams)
+    , m_files(parts.panelFolder)
+    , m_translations(parts.translationFolders)
+    , m_asker(parts.closedPaths, parts.limits)
+    , m_filling(engine, parts.limits.loaders, [streams](const auto& notice) { streams->notify(notice); })
+    , m_routes(contentRoutes(&m_asker, parts.limits) + playerRoutes(engine, &m_filling, &m_asker))
+{
+    m_routes.append({"GET", "/api/events", {}, [this](const auto& request, const auto& responder) {
+                         openEvents(request, responder);
+                     }});
+    m_routes.append(
+        {"GET", "/api/openapi.json", {}, [document = openApi()](const auto&, const auto& responder) {
+             HttpResponse response;
+             response.type = "application/json";
+             response.body = document;
+             responder.sendRaw(std::move(response));
+         }});
+}
+
+std::unique_ptr<HttpResponse> Api::refusal(const HttpRequest& request, Fault fault)
+{
+    try {
+        if (fault == Fault::Malformed)
+            throw faultProblem(fault);
+        checkAccess(request);
+        if (fault != Fault::None)
+            throw faultProblem(fault);
+        checkMethod(request);
+    } catch (const Problem& problem) {
+        return std::make_unique<HttpResponse>(withCommonHeaders(problem.response(languageOf(request))));
+    }
+    return nullptr;
+}
+
+void Api::handle(const HttpRequest& request, const Responder& sink)
+{
+    const Language& language = languageOf(request);
+    const ApiResponder responder(std::make_shared<CommonHeaders>(sink), &language);
+    try {
+        if (!request.path.startsWith(apiPrefix)) {
+            responder.sendRaw(file(request));
+            return;
+        }
+        const Route* const found = route(request.method, request.path);
+        if (!found)
+            throw nothingAt(request.path);
+        ApiRequest asked{request.params, {}, &language, request.peer, request.method == "HEAD"};
+        if (!request.isRead())
+            asked.body = found->read(request.body);
+        found->handler(asked, responder);
+    } catch (const Problem& problem) {
+        responder.fail(problem);
+    } catch (const std::exception&) {
+        responder.fail({500, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player could not answer."))});
+    }
+}
+
+void Api::checkAccess(const HttpRequest& request) const
+{
+    const QString host = QString::fromUtf8(request.header("host"));
+    if (request.headerCount("host") != 1 || !m_rules.isOwnHost(host))
+        throw Problem(
+            403, serverText(QT_TRANSLATE_NOOP("PanelServer", "This player is not called \"%1\"."), {host}));
+    const QString origin = QString::fromUtf8(request.header("origin"));
+    if (request.headerCount("origin") > 0 && !AccessRules::isOwnOrigin(origin, host))
+        throw Problem(403,
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "Pages of \"%1\" may not use this player."),
+                                 {origin}));
+    // Pages of other programs of this machine are strangers too.
+    const QByteArray site = request.header("sec-fetch-site");
+    if (request.path.startsWith(apiPrefix) && !site.isEmpty() && site != "same-origin" && site != "none")
+        throw Problem(403,
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "Other sites may not use this player.")));
+}
+
+void Api::checkMethod(const HttpRequest& request) const
+{
+    if (request.isRead() && request.hasBody())
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing is sent where one reads.")));
+    if (request.headerCount("transfer-encoding") > 0 ||
+        (!request.isRead() && request.headerCount("content-length") == 0))
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP(
+                               "PanelServer", "What changes something is sent as JSON, {} at least, "
+                                              "and with its length.")));
+    QByteArray allowed = allowedMethods(request.path);
+    const bool isPost = request.method == "POST";
+    if ((!allowed.isEmpty() && !route(request.method, request.path)) || (!request.isRead() && !isPost) ||
+        (isPost && !request.path.startsWith(apiPrefix))) {
+        if (allowed.isEmpty())
+            allowed = request.path.startsWith(apiPrefix) ? "GET, HEAD, POST" : "GET, HEAD";
+        Problem problem(405, serverText(QT_TRANSLATE_NOOP("PanelServer", "%1 is not possible here."),
+                                        {QString::fromUtf8(request.method)}));
+        problem.allow = allowed;
+        throw problem;
+    }
+    const QByteArray type = request.header("content-type").split(';').value(0).trimmed().toLower();
+    if (isPost && type != "application/json")
+        throw Problem(415,
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "The body has to be application/json.")));
+}
+
+const Route* Api::route(const QByteArray& method, const QString& path) const
+{
+    const auto find = [&](const QByteArray& wanted) {
+        return std::find_if(m_routes.cbegin(), m_routes.cend(), [&](const Route& one) {
+            return one.method == wanted && path == QLatin1String(one.path);
+        });
+    };
+    auto found = find(method);
+    if (found == m_routes.cend() && method == "HEAD")
+        found = find("GET");
+    return found == m_routes.cend() ? nullptr : &*found;
+}
+
+QByteArray Api::allowedMethods(const QString& path) const
+{
+    QByteArray allowed;
+    for (const Route& one : m_routes)
+        if (path == QLatin1String(one.path))
+            allowed += (allowed.isEmpty() ? "" : ", ") + one.method;
+    return allowed;
+}
+
+void Api::openEvents(const ApiRequest& request, const ApiResponder& responder)
+{
+    const QStringList values = request.all(QStringLiteral("value"));
+    if (values.size() > m_limits.valuesPerStream)
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "Follow at most %1 values."),
+                                      {m_limits.valuesPerStream}));
+    QList<CMPath> paths;
+    for (const QString& value : values)
+        paths.append(m_asker.path(value));
+    HttpResponse response;
+    response.type = "text/event-stream";
+    response.headers = {{"X-Accel-Buffering", "no"}};
+    if (!request.isHead) {
+        if (!m_streams->hasPlace())
+            throw Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                            "%1 browsers follow the player; more cannot."),
+                                          {m_limits.eventStreams}));
+        response.source = m_streams->open(*request.language, paths);
+    }
+    responder.sendRaw(std::move(response));
+}
+
+HttpResponse Api::file(const HttpRequest& request)
+{
+    const QByteArray accepted = request.header("accept-encoding");
+    std::optional<Files::File> file = m_files.file(request.path, accepted);
+    // The panel's own pages are addresses too; a part of it that is not there is none of them.
+    if (!file && !request.path.startsWith(assetsPrefix))
+        file = m_files.file(QStringLiteral("/index.html"), accepted);
+    if (!file && m_files.folder().isEmpty())
+        throw Problem(404,
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "The panel is not installed in \"%1\"."),
+                                 {m_panelFolder}));
+    if (!file)
+        throw nothingAt(request.path);
+    HttpResponse response;
+    response.headers = {
+        {"ETag", file->tag},
+        {"Cache-Control", file->lasting ? "public, max-age=31536000, immutable" : "no-cache"}};
+    if (file->varies)
+        response.addHeader("Vary", "Accept-Encoding");
+    if (request.header("if-none-match") == file->tag) {
+        response.status = 304;
+        return response;
+    }
+    response.type = file->type;
+    response.body = file->content;
+    if (!file->encoding.isEmpty())
+        response.addHeader("Content-Encoding", file->encoding);
+    return response;
+}
+
+const Language& Api::languageOf(const HttpRequest& request) const
+{
+    for (const auto& param : request.params)
+        if (param.first == QLatin1String("lang"))
+            if (const Language* const wanted = m_translations.find(param.second))
+                return *wanted;
+    return m_translations.accepted(QString::fromUtf8(request.header("accept-language")));
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "player/server/Translations.h"
+#include "player/server/api/ContentAsker.h"
+#include "player/server/api/QueueFilling.h"
+#include "player/server/api/Route.h"
+#include "player/server/events/EventStreams.h"
+#include "player/server/http/AccessRules.h"
+#include "player/server/http/Files.h"
+
+class PlayEngine;
+
+/// What the server does with a request: who may send it, which route or file it means, and how a problem is
+/// worded.
+class Api : public HttpHandler
+{
+public:
+    struct Parts
+    {
+        QString panelFolder;
+        QStringList translationFolders;
+        QList<CMPath> closedPaths; ///< whose values stay within the player
+        Limits limits;
+    };
+    /// The engine and the streams are not owned, and outlive it.
+    Api(const Parts& parts, PlayEngine* engine, EventStreams* streams);
+
+    /// Where the server listens; until then every request is refused.
+    void setAccess(const AccessRules& rules) { m_rules = rules; }
+    std::unique_ptr<HttpResponse> refusal(const HttpRequest& request, Fault fault) override;
+    void handle(const HttpRequest& request, const Responder& responder) override;
+    /// Fails everything that waits.
+    void end() { m_asker.end(); }
+    const QVector<Route>& routes() const { return m_routes; }
+
+private:
+    void checkAccess(const HttpRequest& request) const;
+    void checkMethod(const HttpRequest& request) const;
+    const Route* route(const QByteArray& method, const QString& path) const;
+    QByteArray allowedMethods(const QString& path) const;
+    void openEvents(const ApiRequest& request, const ApiResponder& responder);
+    HttpResponse file(const HttpRequest& request);
+    const Language& languageOf(const HttpRequest& request) const;
+
+    Limits m_limits;
+    QString m_panelFolder;
+    EventStreams* m_streams;
+    Files m_files;
+    Translations m_translations;
+    ContentAsker m_asker;
+    QueueFilling m_filling;
+    AccessRules m_rules{QString(), 0};
+    QVector<Route> m_routes;
+};

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "player/content/ContentClient.h"
+#include "player/content/KnownContainers.h"
+#include "player/server/api/Route.h"
+#include "player/server/api/Turnstile.h"
+#include "player/server/http/Limits.h"
+
+#include <QObject>
+
+#include <set>
+
+/// Asks the content model on behalf of requests, without waiting: each operation either calls `done` later or
+/// fails the request, with what the content model says or because there was no answer in time. A request
+/// whose browser has disconnected is abandoned.
+class ContentAsker : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The paths in `closed` are neither read nor set from here.
+    ContentAsker(const QList<CMPath>& closed, const Limits& limits);
+    ~ContentAsker() override;
+
+    /// Reads the text form of a path from outside. Throws a Problem.
+    CMPath path(const QString& text) const;
+
+    /// Who asks.
+    struct Asking
+    {
+        QByteArray peer;
+        ApiResponder responder;
+    };
+    /// The rows `from` to `to`, completed from the model's pages.
+    void rows(const Asking& asking, const CMPath& path, int from, int to,
+              const std::function<void(const RowPage&)>& done);
+    /// The values of roles, one entry a role. Of a container without a node: what the row said that led to
+    /// it.
+    void data(const Asking& asking, const CMPath& path, const QStringList& roles,
+              const std::function<void(const QVariantList&)>& done);
+    /// Sets the value of what has one; `done` gets what the set-data request's reply carries.
+    void setValue(const Asking& asking, const CMPath& path, const QVariant& value,
+                  const std::function<void(const QVariant&)>& done);
+
+    /// What the rows that were asked for here say of a container; empty when they say nothing.
+    PelkRoles known(const CMPath& path) const { return m_known.find(path); }
+    /// Fails everything that waits.
+    void end();
+
+private:
+    struct Ask;
+    using AskPointer = std::shared_ptr<Ask>;
+    struct Reading
+    {
+        RowPage page;
+        RowPaging paging;
+    };
+    using Step = std::function<void(const CMError&)>;
+
+    void begin(const std::shared_ptr<Turnstile>& turnstile, const Asking& asking, const CMPath& path,
+               const std::function<void(const AskPointer&)>& start);
+    void wait(const AskPointer& ask, const CMVoidReply& reply, const Step& next);
+    void askRows(const AskPointer& ask, const std::shared_ptr<Reading>& reading,
+                 const std::function<void(const RowPage&)>& done);
+    void fail(const AskPointer& ask, const Problem& problem);
+    void close(const AskPointer& ask);
+
+    const QList<CMPath> m_closed;
+    const Limits m_limits;
+    const std::shared_ptr<Turnstile> m_reads;
+    const std::shared_ptr<Turnstile> m_writes;
+    KnownContainers m_known;
+    std::set<AskPointer> m_asks; // those that wait for a turn or for the content model
+};

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "player/server/api/Route.h"
+#include "player/server/http/Limits.h"
+
+class ContentAsker;
+
+/// The routes of the content model: its rows, what its nodes tell, and values that are set.
+QVector<Route> contentRoutes(ContentAsker* asker, const Limits& limits);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "api/core/model/cmerror.h"
+#include "player/server/Translations.h"
+#include "player/server/http/HttpMessage.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+
+/// Why a request is not answered with what it asked for: sent as application/problem+json (RFC 9457).
+/// Handlers may throw it.
+struct Problem
+{
+    Problem(int httpStatus, const TrString& sentence);
+    /// What the content model says: its own message, title and name. That the network may be down is said
+    /// before it.
+    explicit Problem(const CMError& error);
+
+    int status;
+    TrString detail; ///< a sentence for people
+    TrString reason; ///< what else the content model said; may be empty
+    TrString title;
+    QString name;     ///< of the content model's error; else empty
+    QByteArray allow; ///< of a 405: the methods that are allowed
+
+    HttpResponse response(const Language& language) const;
+};

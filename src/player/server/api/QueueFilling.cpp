@@ -1,0 +1,61 @@
+#include "player/server/api/QueueFilling.h"
+
+#include "api/types/pelknotificationdisplayitem.h"
+#include "player/play/PlayEngine.h"
+#include "player/play/QueueLoader.h"
+#include "player/server/ServerText.h"
+#include "player/server/api/Problem.h"
+
+namespace {
+
+PelkNotificationDisplayItem notice(const TrString& title, const TrString& message)
+{
+    PelkNotificationDisplayItem item;
+    item.setTitle(title);
+    item.setMessage(message);
+    return item;
+}
+
+} // namespace
+
+QueueFilling::QueueFilling(PlayEngine* engine, int most, Notify notify)
+    : m_engine(engine)
+    , m_most(most)
+    , m_notify(std::move(notify))
+{
+}
+
+void QueueFilling::add(const Addition& addition)
+{
+    if (m_loaders >= m_most)
+        throw Problem(503,
+                      serverText(QT_TRANSLATE_NOOP(
+                          "PanelServer", "Other lists are still on their way into the queue; try again.")));
+    auto* loader = new QueueLoader(&m_engine->queue(), addition.container, addition.where, addition.from,
+                                   addition.to, this);
+    loader->setContainerRow(addition.row);
+    ++m_loaders;
+    if (addition.where == PlayQueue::Where::Replace) {
+        m_engine->expectStart();
+        const auto hasStarted = std::make_shared<bool>(false);
+        connect(loader, &QueueLoader::pageAdded, this,
+                [this, hasStarted, startAt = addition.startAt](const QVector<int>& ids,
+                                                               const QVector<int>& rows) {
+                    for (int i = 0; i < ids.size() && !*hasStarted; ++i)
+                        if (rows.at(i) >= startAt)
+                            *hasStarted = m_engine->startExpected(ids.at(i));
+                });
+    }
+    connect(loader, &QueueLoader::finished, this, [this, loader](const TrString& sentence) {
+        --m_loaders;
+        loader->deleteLater();
+        if (sentence != TrString())
+            m_notify(
+                notice(serverText(QT_TRANSLATE_NOOP("PanelServer", "The queue is not complete")), sentence));
+        else if (loader->added() == 0 && !loader->wasOvertaken())
+            m_notify(notice(
+                serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing to play")),
+                serverText(QT_TRANSLATE_NOOP("PanelServer", "The list holds no track that can be played."))));
+    });
+    loader->start();
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "player/play/PlayQueue.h"
+
+#include <QObject>
+
+#include <functional>
+
+class PelkNotificationDisplayItem;
+class PlayEngine;
+
+/// Fills the queue from containers, page by page, and reports as a notice what could not be added.
+class QueueFilling : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Notify = std::function<void(const PelkNotificationDisplayItem&)>;
+    /// The engine is not owned. `most`: how many containers may be on their way at once.
+    QueueFilling(PlayEngine* engine, int most, Notify notify);
+
+    /// What of a container goes into the queue, and where.
+    struct Addition
+    {
+        CMPath container;
+        PelkRoles row; ///< what is known of the container; may be empty
+        int from = 0;
+        int to = -1; ///< -1: to its end
+        PlayQueue::Where where = PlayQueue::Where::End;
+        int startAt = 0; ///< where playing starts, when it replaces the queue: an index within the container
+    };
+    /// Begins to add the rows of a container. Throws a Problem where too many are on their way.
+    void add(const Addition& addition);
+
+private:
+    PlayEngine* m_engine;
+    const int m_most;
+    Notify m_notify;
+    int m_loaders = 0;
+};

@@ -1,0 +1,42 @@
+#include "player/server/api/Turnstile.h"
+
+void Turnstile::enter(const Visitor& visitor)
+{
+    if (m_inside.value(visitor.peer) < m_perPeer)
+        begin(visitor);
+    else
+        m_lines[visitor.peer].push_back(visitor);
+}
+
+int Turnstile::waiting()
+{
+    int count = 0;
+    for (auto& line : m_lines) {
+        line.remove_if([](const Visitor& visitor) { return !visitor.isStillThere(); });
+        count += int(line.size());
+    }
+    return count;
+}
+
+void Turnstile::begin(const Visitor& visitor)
+{
+    ++m_inside[visitor.peer];
+    visitor.begin(
+        Turn(nullptr, [self = shared_from_this(), peer = visitor.peer](void*) { self->leave(peer); }));
+}
+
+void Turnstile::leave(const QByteArray& peer)
+{
+    if (--m_inside[peer] == 0)
+        m_inside.remove(peer);
+    for (auto line = m_lines.find(peer); line != m_lines.end(); line = m_lines.find(peer)) {
+        const Visitor next = std::move(line->front());
+        line->pop_front();
+        if (line->empty())
+            m_lines.erase(line);
+        if (next.isStillThere()) {
+            begin(next);
+            return;
+        }
+    }
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "player/server/Translations.h"
+#include "player/server/http/HttpMessage.h"
+
+#include <QSet>
+
+#include <deque>
+
+/// The events that wait for one reader. Of a state only the latest waits, of notices the latest few.
+class EventStream : public ByteSource
+{
+public:
+    /// `values`: the topics of the values that it follows. `closed` is called when its connection has ended.
+    EventStream(const Language& language, QSet<QString> values, int mostNotices,
+                std::function<void(EventStream*)> closed);
+    ~EventStream() override;
+
+    /// Adds an event about a topic, in place of one that still waits; without a topic it is a notice.
+    void put(const QString& topic, const QByteArray& text);
+    /// Adds a comment where nothing else waits.
+    void beat();
+    /// Nothing more will come.
+    void end();
+
+    int read(char* bytes, int size) override;
+    const Language& language() const { return m_language; }
+    bool follows(const QString& topic) const { return m_values.contains(topic); }
+    const QSet<QString>& values() const { return m_values; }
+
+private:
+    struct Waiting
+    {
+        QString topic;
+        QByteArray text;
+    };
+
+    const Language& m_language;
+    const QSet<QString> m_values;
+    const int m_mostNotices;
+    std::function<void(EventStream*)> m_closed;
+    QByteArray m_output; // is being read
+    int m_read = 0;      // of it
+    std::deque<Waiting> m_waiting;
+    bool m_ended = false;
+};

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "api/core/model/cmsubscribe.h"
+#include "player/server/Translations.h"
+#include "player/server/events/EventStream.h"
+#include "player/server/http/Limits.h"
+
+#include <QJsonObject>
+#include <QObject>
+#include <QTimer>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+class PelkNotificationDisplayItem;
+
+/// The browsers that follow the player by server-sent events: first the present state of everything, then
+/// each change. None can hold up another.
+class EventStreams : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// What an event says, in a reader's language.
+    using Describe = std::function<QJsonObject(const Language& language)>;
+
+    explicit EventStreams(const Limits& limits);
+    ~EventStreams() override;
+
+    /// Whether there is a place for one more.
+    bool hasPlace() const { return int(m_streams.size()) < m_limits.eventStreams; }
+    /// A stream for a reader that follows the values of these paths. It is a response's body, and its place
+    /// is free again when it is deleted. `language` outlives it.
+    std::unique_ptr<ByteSource> open(const Language& language, const QList<CMPath>& values);
+    /// A state of the player has changed.
+    void setState(const QByteArray& event, const Describe& describe);
+    /// Shows a notice to everybody who listens now.
+    void notify(const PelkNotificationDisplayItem& notice);
+    /// Ends every stream.
+    void end();
+
+private:
+    struct State
+    {
+        QByteArray event;
+        Describe describe;
+        std::unique_ptr<QObject> subscriber; // of a value
+    };
+
+    void follow(const CMPath& path);
+    void change(const QString& topic, const QByteArray& event, const Describe& describe);
+    void onClosed(EventStream* stream);
+    void beat();
+
+    const Limits m_limits;
+    std::vector<EventStream*> m_streams;
+    std::map<QString, State> m_states; // by topic: the event's name, or of a value
+    QTimer m_heartbeat;
+};

@@ -1,0 +1,86 @@
+#include "player/server/http/AccessRules.h"
+
+#include <QSysInfo>
+#include <arpa/inet.h>
+
+#include <optional>
+
+namespace {
+
+constexpr quint16 httpPort = 80;
+
+bool isAddress(const QString& text)
+{
+    in6_addr bytes{};
+    const QByteArray name = text.toLatin1();
+    return ::inet_pton(AF_INET, name.constData(), &bytes) == 1 ||
+           ::inet_pton(AF_INET6, name.constData(), &bytes) == 1;
+}
+
+/// The name and the port of a Host header, the name without brackets; nothing if it is none.
+std::optional<std::pair<QString, quint16>> parsed(const QString& host)
+{
+    QString name = host.trimmed().toLower();
+    QString port;
+    if (name.startsWith(QLatin1Char('['))) {
+        const int end = name.indexOf(QLatin1Char(']'));
+        if (end < 0)
+            return std::nullopt;
+        port = name.mid(end + 1);
+        name = name.mid(1, end - 1);
+        if (!port.isEmpty() && !port.startsWith(QLatin1Char(':')))
+            return std::nullopt;
+        port.remove(0, 1);
+    } else if (const int colon = name.indexOf(QLatin1Char(':')); colon >= 0) {
+        port = name.mid(colon + 1);
+        name.truncate(colon);
+    }
+    if (name.endsWith(QLatin1Char('.')))
+        name.chop(1);
+    bool isNumber = true;
+    const quint16 number = port.isEmpty() ? httpPort : port.toUShort(&isNumber);
+    if (name.isEmpty() || !isNumber)
+        return std::nullopt;
+    return std::make_pair(name, number);
+}
+
+} // namespace
+
+AccessRules::AccessRules(const QString& address, quint16 port)
+    : m_names{address.toLower()}
+    , m_anyAddress(isEveryAddress(address))
+    , m_port(port)
+{
+    if (isLoopback(address) || m_anyAddress)
+        m_names << QStringLiteral("localhost") << QStringLiteral("127.0.0.1") << QStringLiteral("::1");
+    if (isLoopback(address))
+        return;
+    const QString machine = QSysInfo::machineHostName().toLower();
+    m_names << machine << machine + QStringLiteral(".local");
+}
+
+bool AccessRules::isOwnHost(const QString& host) const
+{
+    const auto named = parsed(host);
+    if (!named || named->second != m_port)
+        return false;
+    // An address in digits cannot be pointed elsewhere, as a name can.
+    return m_names.contains(named->first) || (m_anyAddress && isAddress(named->first));
+}
+
+bool AccessRules::isOwnOrigin(const QString& origin, const QString& host)
+{
+    return origin.trimmed().toLower() == QStringLiteral("http://") + host.trimmed().toLower();
+}
+
+bool AccessRules::isLoopback(const QString& address)
+{
+    return address.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
+           address == QLatin1String("::1") ||
+           (isAddress(address) && address.startsWith(QLatin1String("127.")));
+}
+
+bool AccessRules::isEveryAddress(const QString& address)
+{
+    return address == QLatin1String("0.0.0.0") || address == QLatin1String("::");
+}

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <QByteArray>
+#include <QPair>
+#include <QString>
+#include <QVector>
+
+#include <functional>
+#include <memory>
+
+/// The other end of a connection.
+struct Peer
+{
+    QByteArray address; ///< in digits
+    bool isLoopback = false;
+};
+
+/// A request whose head was read; with its body once that has come, too.
+struct HttpRequest
+{
+    QByteArray method;
+    QByteArray target; ///< as it was sent
+    QString path;      ///< of the target, decoded
+    QVector<QPair<QString, QString>> params;
+    QVector<QPair<QByteArray, QByteArray>> headers;
+    QByteArray body;
+    Peer peer;
+
+    /// The first header of a name in lower case; null where there is none.
+    QByteArray header(const char* name) const;
+    int headerCount(const char* name) const;
+    /// Whether its method only reads: GET or HEAD.
+    bool isRead() const { return method == "GET" || method == "HEAD"; }
+    bool hasBody() const;
+};
+
+/// A response's body that has no end yet.
+class ByteSource
+{
+public:
+    virtual ~ByteSource() = default;
+    static constexpr int ended = -1;
+    /// Moves at most `size` bytes; 0 where there is nothing now, `ended` where nothing more will come.
+    virtual int read(char* bytes, int size) = 0;
+    /// Set by the server: to be called when there is something after read() gave 0.
+    std::function<void()> wake;
+};
+
+struct HttpResponse
+{
+    int status = 200;
+    QByteArray type; ///< media type
+    QByteArray body;
+    QVector<QPair<QByteArray, QByteArray>> headers;
+    std::unique_ptr<ByteSource> source; ///< instead of the body; deleted when the connection ends
+    bool closes = false;                ///< whether the connection ends with it
+
+    void addHeader(const char* name, const QByteArray& value)
+    {
+        headers.append(qMakePair(QByteArray(name), value));
+    }
+};
+
+/// Takes the response to one request.
+class ResponseSink
+{
+public:
+    virtual ~ResponseSink() = default;
+    /// Sends the response; a second one is ignored.
+    virtual void respond(HttpResponse response) = 0;
+    /// Whether somebody still waits for the response.
+    virtual bool isOpen() const = 0;
+    /// Called once when the other end disconnects before there is a response.
+    virtual void onGone(const std::function<void()>& gone) = 0;
+};
+
+/// A handler may keep it for as long as it likes: the request waits.
+using Responder = std::shared_ptr<ResponseSink>;
+
+/// Deals with requests, on the thread of the server.
+class HttpHandler
+{
+public:
+    virtual ~HttpHandler() = default;
+    /// What a head can be refused for before anything else is looked at.
+    enum class Fault
+    {
+        None,
+        Malformed,
+        LongUrl,
+        LongHead,
+        LongBody
+    };
+    /// Looks at a head; a response refuses the request, and its body is thrown away.
+    virtual std::unique_ptr<HttpResponse> refusal(const HttpRequest& request, Fault fault) = 0;
+    /// Responds to a request, now or later.
+    virtual void handle(const HttpRequest& request, const Responder& responder) = 0;
+};

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "player/server/http/Connections.h"
+#include "player/server/http/HttpMessage.h"
+#include "player/server/http/Limits.h"
+
+#include <QObject>
+#include <QTimer>
+
+class HttpExchange;
+class QSocketNotifier;
+struct MHD_Connection;
+struct MHD_Daemon;
+
+/// Reads requests from connections and writes responses, on the thread that it lives on and its event loop.
+/// GNU libmicrohttpd does the work; its epoll descriptor is watched here. A request that waits for its
+/// response is suspended, and so is a body while there is nothing of it.
+class HttpServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The handler is not owned.
+    HttpServer(const Limits& limits, HttpHandler* handler);
+    /// As stop().
+    ~HttpServer() override;
+
+    /// False where the library cannot be started.
+    bool start();
+    /// Takes up an accepted connection; its socket is the server's from then on.
+    void add(int socket, const Peer& peer);
+    /// Sends the responses that there are and closes every connection. Everything that waits must have been
+    /// answered before.
+    void stop();
+
+    const Connections& connections() const { return m_connections; }
+
+private:
+    friend class HttpExchange;
+
+    void run();
+    void runSoon();
+
+    const Limits m_limits;
+    HttpHandler* const m_handler;
+    Connections m_connections;
+    MHD_Daemon* m_daemon = nullptr;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    QTimer m_timeout; // of the library's own
+    QTimer m_soon;
+    QHash<int, std::function<void()>> m_suspended; // what to do when the other end disconnects, by socket
+};

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+
+/// Everything that the panel's server bounds. Tests lower some of these.
+struct Limits
+{
+    std::size_t headBytes = 16 * 1024;
+    std::size_t urlBytes = 8 * 1024;
+    std::size_t bodyBytes = 64 * 1024;
+    std::size_t discardedBytes = 1024 * 1024; ///< of a refused body; a longer one closes the connection
+
+    int headMs = 10000;           ///< for a head, from its first byte to its last
+    int bodyMs = 10000;           ///< for a body, from the end of the head
+    int idleMs = 60000;           ///< between two requests
+    int silentReaderSeconds = 20; ///< a reader that accepts nothing for so long is disconnected
+    int contentMs = 35000;        ///< for a response of the content model
+    int heartbeatMs = 15000;      ///< between two comments on an event stream
+    int eventMs = 20;             ///< between two events about the same state
+
+    int connections = 512;
+    int connectionsPerPeer = 32;   ///< beyond loopback
+    int reservedDescriptors = 192; ///< of the process, for everything but connections
+
+    int readsPerPeer = 16; ///< requests that the content model deals with at once; others wait for them
+    int writesPerPeer = 4;
+    int waitingRequests = 256; ///< that wait for others, of all peers
+
+    int eventStreams = 64;
+    int valuesPerStream = 16;
+    int waitingNotices = 16; ///< of a reader that is slower than what happens
+    int loaders = 8;         ///< lists on their way into the queue
+
+    int rows = 100; ///< of one response
+    int roles = 16;
+    int pathLetters = 4096;
+};
