@@ -1,9 +1,12 @@
 // Clients of the panel's server, as many as wanted, on one thread:
 //   panelload requests PORT TARGET CONNECTIONS COUNT   prints requests per second
-//   panelload hold PORT STREAMS IDLE USED              opens them, prints "ready", and holds them until its input ends; of
+//   panelload hold PORT STREAMS IDLE USED              opens them, prints "ready", and holds them until its
+//   input ends; of
 //                                                      the idle connections, so many have had a response
-//   panelload reach PORT STREAMS ROUNDS                prints the µs from a change of the volume until the last of the
-//                                                      streams has it: the median and the longest of the rounds
+//   panelload reach PORT STREAMS ROUNDS                prints the µs from a change of the volume until the
+//   last of the
+//                                                      streams has it: the median and the longest of the
+//                                                      rounds
 #include <netinet/in.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -194,8 +197,8 @@ void reach(int port, int count, int rounds)
         const std::string wanted = "\"volumePercent\":" + percent;
         const Clock::time_point began = Clock::now();
         send(setter, "POST /api/player/volume HTTP/1.1\r\nHost: " + host(port) +
-                         "\r\nContent-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) +
-                         "\r\n\r\n" + body);
+                         "\r\nContent-Type: application/json\r\nContent-Length: " +
+                         std::to_string(body.size()) + "\r\n\r\n" + body);
         while (!std::all_of(followers.cbegin(), followers.cend(), [&wanted](const Client& one) {
             return one.input.find(wanted) != std::string::npos;
         }))
