@@ -2,7 +2,7 @@ import type { ComponentChildren } from "preact";
 import { useEffect, useRef } from "preact/hooks";
 import { menuOf } from "./menu";
 import { arrival, route } from "./router";
-import { listener, loginState, needsLogin, status, t, titleOf } from "./state";
+import { byline, listener, loginState, needsLogin, pageTitle, sounds, status, t, titleOf } from "./state";
 import { ActionSheet } from "./parts/Actions";
 import { Icon, type IconName } from "./parts/Icon";
 import { Link } from "./parts/Link";
@@ -30,11 +30,13 @@ export function App() {
   }, [number]);
   useEffect(() => {
     const names = { home: "", account: t.account, queue: t.queue, missing: "" };
-    if (place.view in names) {
-      const name = names[place.view as keyof typeof names];
-      document.title = name ? `${name} · Pelk` : "Pelk";
-    }
+    if (place.view in names) pageTitle.value = names[place.view as keyof typeof names];
   }, [place]);
+  const heard = sounds.value ? status.value?.row : null;
+  const name = heard ? [titleOf(heard), byline(heard)].filter(Boolean).join(" · ") : pageTitle.value;
+  useEffect(() => {
+    document.title = name ? `${name} · Pelk` : "Pelk";
+  }, [name]);
 
   const playing = place.view === "playing";
   return (

@@ -2,6 +2,7 @@ import { render } from "preact";
 import { App } from "./App";
 import { startRouter } from "./router";
 import { language, start } from "./state";
+import { startTooltips } from "./tooltips";
 import "./style/base.css";
 import "./style/layout.css";
 import "./style/browse.css";
@@ -10,5 +11,6 @@ import "./style/forms.css";
 
 document.documentElement.lang = language;
 startRouter();
+startTooltips();
 start();
 render(<App />, document.getElementById("panel")!);

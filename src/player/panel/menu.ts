@@ -10,6 +10,7 @@ export interface Menu {
   rows: Row[];
   loading: boolean;
   fault: unknown;
+  since: number | undefined;
   retry: () => void;
 }
 
@@ -22,6 +23,7 @@ export function menuOf(): Menu {
     rows: [],
     loading: root.count === undefined,
     fault: root.fault,
+    since: root.faultSince,
     retry: () => root.retry(0),
   };
   for (const service of items(root)) {
@@ -32,6 +34,7 @@ export function menuOf(): Menu {
     menu.loading ||= list.count === undefined;
     if (list.fault !== undefined) {
       menu.fault = list.fault;
+      menu.since = list.faultSince;
       menu.retry = () => list.retry(0);
     }
     menu.rows.push(...items(list).filter((row) => row.type === "container"));

@@ -2,21 +2,27 @@ import { computed, signal } from "@preact/signals";
 import { Client, Problem } from "./api/client";
 import { listen } from "./api/events";
 import type { Addition, QueueEntry, Row, Value, Where } from "./api/types";
-import { KnownPaths } from "./model/known";
+import { Formats } from "./model/format";
+import { KnownPaths, Remembered } from "./model/known";
 import { Lists } from "./model/lists";
 import { Notices } from "./model/notices";
 import { noPlayer, reduce, type PlayerEvent } from "./model/player";
+import { Origins } from "./model/origins";
 import { Ranges } from "./model/ranges";
+import { browseUrl, searchUrl } from "./model/routes";
 import { service, type LoginState } from "./service";
-import { catalogues, languageOf } from "./texts/catalogue";
+import { catalogues, languageOf, localeOf } from "./texts/catalogue";
 
 /** What all views share: the player's state as it is live, the lists, and what is told to the listener. */
 
 export const language = languageOf(navigator.languages);
 export const t = catalogues[language];
+export const formats = new Formats(localeOf(navigator.languages), t.bits);
 export const client = new Client(language);
 export const notices = new Notices();
 export const known = new KnownPaths(storage(), language);
+export const origins = new Origins(storage());
+const session = new Remembered<string>(storage(), "pelk.session");
 
 export const player = signal(noPlayer);
 export const values = signal<Record<string, Value | null>>({});
@@ -31,12 +37,33 @@ export const currentPath = computed(() =>
   status.value && status.value.state !== "stopped" ? status.value.row?.path : undefined,
 );
 
+/** What the present page is called in the browser's tabs while nothing is heard. */
+export const pageTitle = signal("");
+export const sounds = computed(() => ["playing", "opening"].includes(status.value?.state ?? ""));
+/** The container that the queue was last filled from on this page. */
+const playedFrom = signal(session.get("playedFrom") ?? "");
+
+/** Whether the playing track comes from this container, as far as this page knows. */
+export function isPlayingFrom(path: string): boolean {
+  const track = currentPath.value;
+  if (track === undefined) return false;
+  if (!playedFrom.value) return origins.albumOf({ path: track }) === path;
+  if (playedFrom.value !== path) return false;
+  const list = lists.of(path);
+  const rows = Array.from({ length: list.count ?? 0 }, (_, i) => list.at(i));
+  // Another browser may have filled the queue since. A list that is here as a whole tells.
+  return rows.length === 0 || rows.includes(undefined) || rows.some((row) => row?.path === track);
+}
+
+export const togglePlaying = (): Promise<boolean> => attempt(client.operate(sounds.value ? "pause" : "play"));
+
 /** Grows when the lists belong to somebody else. */
 export const listener = signal(0);
 
 export const lists = new Lists<Row>((path) => async (from, to, abort) => {
   const answer = await client.rows(path, from, to, abort);
   for (const row of answer.rows) remember(row);
+  origins.note(path, answer.rows, answer.from === 0 ? known.get(path)?.kind : (known.get(path)?.kind ?? ""));
   return { from: answer.from, count: answer.count, items: answer.rows };
 });
 
@@ -85,7 +112,17 @@ export function start(): void {
   });
 }
 
-/** The sentence for a fault. */
+/** A fault in the panel's own words, with what the service or the player says to it, and its code. */
+export function explain(fault: unknown): { sentence: string; detail: string; code: number } {
+  if (!(fault instanceof Problem) || fault.away) return { sentence: t.playerAway, detail: "", code: 0 };
+  const { message: detail, code, status: httpStatus } = fault;
+  if (httpStatus === 502) return { sentence: t.serviceFails(service.name), detail, code };
+  if (httpStatus === 504)
+    return { sentence: t.serviceSilent(service.name), detail, code: code || httpStatus };
+  return { sentence: detail || t.failed, detail: "", code: code || httpStatus };
+}
+
+/** The sentence for a fault, where there is room for one. */
 export function sentence(fault: unknown): string {
   if (fault instanceof Problem) return fault.away ? t.playerAway : fault.message;
   return t.playerAway;
@@ -105,6 +142,10 @@ export async function attempt(operation: Promise<unknown>): Promise<boolean> {
 /** Puts rows into the queue, and says so where nothing else shows it. */
 export async function add(what: Omit<Addition, "where">, where: Where, title: string): Promise<void> {
   if (!(await attempt(client.add({ ...what, where })))) return;
+  if (where === "replace") {
+    playedFrom.value = what.path;
+    session.add("playedFrom", what.path);
+  }
   if (where === "next") notices.add(t.addedNext(title));
   if (where === "end") notices.add(t.added(title));
 }
@@ -121,6 +162,17 @@ export function canPlay(row: Row): boolean {
 /** Who a row is by: the performer of a track, else the artist. */
 export function byline(row: Row | null | undefined): string {
   return row?.metaData?.performer || row?.metaData?.artist || "";
+}
+
+/** Where a name leads: to the artist where a row of them was seen, else to a search. */
+export function artistUrl(name: string): string {
+  const path = origins.artistNamed(name);
+  return path ? browseUrl(path, name) : searchUrl(name);
+}
+export function albumUrl(track: Row): string | undefined {
+  const name = track.metaData?.album;
+  const path = origins.albumOf(track);
+  return path ? browseUrl(path, name) : name ? searchUrl(name) : undefined;
 }
 
 /** Asks what a path is called and looks like, and remembers it; gives an empty text where nobody says it. */

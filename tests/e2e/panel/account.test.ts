@@ -56,7 +56,7 @@ describe("the account", { timeout: testLimitMs }, () => {
   });
 
   test("chooses the sound quality in words, and the choice is kept", async () => {
-    const finest = page.getByRole("radio", { name: /The finest there is/ });
+    const finest = page.getByRole("radio", { name: /Hi-Res \(maximum\)/ });
     await finest.check();
     await expect.poll(() => stage.command(["quality"]).trim(), { timeout: patienceMs }).toBe("hires192");
     await page.reload();
@@ -65,16 +65,16 @@ describe("the account", { timeout: testLimitMs }, () => {
 
   test("shows a quality that another browser chose", async () => {
     const other = await stage.page({}, "/account");
-    await other.getByRole("radio", { name: /Saves data/ }).check();
+    await other.getByRole("radio", { name: /Data saver/ }).check();
     await expect
-      .poll(() => page.getByRole("radio", { name: /Saves data/ }).isChecked(), { timeout: patienceMs })
+      .poll(() => page.getByRole("radio", { name: /Data saver/ }).isChecked(), { timeout: patienceMs })
       .toBe(true);
     await other.context().close();
   });
 
   test.each([
-    ["de-AT", "de", "Konto", "Entdecken", "Klangqualität"],
-    ["fr", "fr", "Compte", "Découvrir", "Qualité sonore"],
+    ["de-AT", "de", "Konto", "Entdecken", "Audioqualität"],
+    ["fr", "fr", "Compte", "Découvrir", "Qualité audio"],
   ])("speaks the browser's language: %s", async (locale, language, account, discover, quality) => {
     const other = await stage.page({ locale }, "/account");
     await other.getByRole("heading", { name: account }).waitFor();

@@ -17,7 +17,7 @@ const browse = (path: string): Promise<unknown> =>
   page.goto(`${stage.url}/browse?path=${encodeURIComponent(path)}`);
 const firstTile = () => page.locator(".tile-link").first();
 const crumbs = async (on = page): Promise<string[]> =>
-  on.getByRole("navigation", { name: "Where you are" }).getByRole("listitem").allTextContents();
+  on.getByRole("navigation", { name: "Breadcrumbs" }).getByRole("listitem").allTextContents();
 
 describe("browsing", { timeout: testLimitMs }, () => {
   test("begins with the branches of the menu, and what each begins with", async () => {
@@ -290,10 +290,10 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await browse("qobuz:featured/albums");
     await firstTile().waitFor();
     await stage.stopPlayer();
-    await page.getByText("The player does not answer. Trying again…").waitFor();
+    await page.getByText("The player isn’t responding. Trying again…").waitFor();
     expect(await firstTile().isVisible()).toBe(true);
     await stage.startPlayer();
-    await page.getByText("The player does not answer. Trying again…").waitFor({ state: "detached" });
+    await page.getByText("The player isn’t responding. Trying again…").waitFor({ state: "detached" });
     await firstTile().click();
     await page.locator(".track-title").first().waitFor();
   });
@@ -314,8 +314,8 @@ describe("browsing", { timeout: testLimitMs }, () => {
 
   test("says so where there is nothing", async () => {
     await page.goto(`${stage.url}/nowhere`);
-    await page.getByText("There is nothing at this address.").waitFor();
-    await page.getByRole("link", { name: "Go to the start page" }).click();
+    await page.getByText("Page not found").waitFor();
+    await page.getByRole("link", { name: "Go to Home" }).click();
     await page.getByRole("heading", { name: "Discover" }).waitFor();
   });
 });

@@ -116,7 +116,7 @@ describe.each(everywhere)("on a %s screen", { timeout: testLimitMs }, (name, opt
     // Nothing is really added: the next pictures show the same queue.
     const added = { status: 202, json: { revision: 1, count: 1 } };
     await page.route("**/api/player/queue/add*", (request) => request.fulfill(added));
-    await page.getByRole("button", { name: "Add to queue" }).click();
+    await page.getByRole("menuitem", { name: "Add to queue" }).click();
     await page.locator(".notice.info").waitFor();
     await page.unroute("**/api/player/queue/add*");
     await page.route("**/api/**", (request) => request.abort());
@@ -134,7 +134,7 @@ describe.each(everywhere)("on a %s screen", { timeout: testLimitMs }, (name, opt
     await look("nothing loaded");
     await page.unroute("**/api/**");
     await page.goto(`${stage.url}/nowhere`);
-    await page.getByRole("heading", { name: "There is nothing at this address." }).waitFor();
+    await page.getByRole("heading", { name: "Page not found" }).waitFor();
     await look("no such page");
     await page.context().close();
     expect(wrong).toEqual({});
@@ -203,16 +203,16 @@ describe("without a pointer", { timeout: testLimitMs }, () => {
     await page.keyboard.press("Tab");
     expect(await focused()).toBe("Skip to content");
     await page.keyboard.press("Enter");
-    await tabTo(/^See all of Discover, Albums$/);
+    await tabTo(/^See all: Discover, Albums$/);
     await page.keyboard.press("Enter");
     await page.getByRole("heading", { name: "Albums", level: 1 }).waitFor();
     await page.locator(".tile:not(.skeleton)").first().waitFor();
-    await tabTo(/^More about /);
+    await tabTo(/^More options for /);
     await page.keyboard.press("Enter");
     await page.getByRole("dialog").waitFor();
     await page.keyboard.press("Escape");
     await page.getByRole("dialog").waitFor({ state: "detached" });
-    expect(await focused()).toMatch(/^More about /);
+    expect(await focused()).toMatch(/^More options for /);
     await page.keyboard.press("Shift+Tab");
     expect(await focused()).toMatch(/^Play /);
     await page.keyboard.press("Enter");

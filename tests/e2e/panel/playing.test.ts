@@ -131,7 +131,7 @@ describe("playing", { timeout: testLimitMs }, () => {
     await until(async () => (await player()).volumePercent).toBe(40);
     await button("Mute").click();
     await until(async () => (await player()).muted).toBe(true);
-    await button("Sound on").click();
+    await button("Unmute").click();
     await until(async () => (await player()).muted).toBe(false);
   });
 
@@ -290,13 +290,13 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await page.locator(".track-title").first().waitFor();
     const [first, second] = await page.locator(".track-title").allTextContents();
     const more = (title: string) =>
-      page.getByRole("button", { name: `More about ${title}`, exact: true }).first();
+      page.getByRole("button", { name: `More options for ${title}`, exact: true }).first();
     await more(first!).click();
-    await page.getByRole("button", { name: "Play next" }).click();
-    await page.getByText(`${first} plays next`).waitFor();
+    await page.getByRole("menuitem", { name: "Play next" }).click();
+    await page.getByText(`Playing next: ${first}`).waitFor();
     await more(second!).click();
-    await page.getByRole("button", { name: "Add to queue" }).click();
-    await page.getByText(`${second} was added to the queue`).waitFor();
+    await page.getByRole("menuitem", { name: "Add to queue" }).click();
+    await page.getByText(`Added to queue: ${second}`).waitFor();
     const current = order.indexOf((await player()).row!.title!);
     order.splice(current + 1, 0, first!);
     order.push(second!);
@@ -306,10 +306,10 @@ describe("the queue", { timeout: testLimitMs }, () => {
   test("takes a whole container from its cover", async () => {
     await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
     await page
-      .getByRole("button", { name: `More about ${album.title}`, exact: true })
+      .getByRole("button", { name: `More options for ${album.title}`, exact: true })
       .first()
       .click();
-    await page.getByRole("button", { name: "Add to queue" }).click();
+    await page.getByRole("menuitem", { name: "Add to queue" }).click();
     order.push(...album.tracks);
     await until(queued).toEqual(order);
   });
@@ -327,8 +327,8 @@ describe("the queue", { timeout: testLimitMs }, () => {
     const times = Math.ceil(10_000 / playable);
     let count = (await player()).queue.count + playable;
     await page.goto(stage.url + browseUrl(path));
-    await page.getByRole("button", { name: "More about Tracks", exact: true }).click();
-    await page.getByRole("button", { name: "Add to queue" }).click();
+    await page.getByRole("button", { name: "More options for Tracks", exact: true }).click();
+    await page.getByRole("menuitem", { name: "Add to queue" }).click();
     await until(async () => (await player()).queue.count).toBe(count);
     for (let i = 1; i < times; ++i) {
       await stage.operate("queue/add", { path, where: "end" });
@@ -369,7 +369,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
 
   test("is emptied, and says so", async () => {
     await page.evaluate(() => scrollTo(0, 0));
-    await page.getByRole("button", { name: "Clear queue" }).click();
+    await page.getByRole("button", { name: "Clear", exact: true }).click();
     await page.getByText("The queue is empty").waitFor();
     await until(async () => (await player()).queue.count).toBe(0);
   });
@@ -398,12 +398,12 @@ describe("an artist", { timeout: testLimitMs }, () => {
     const tile = page.locator(".tile").filter({ has: page.getByText(wanted!.title, { exact: true }) });
     await tile
       .first()
-      .getByRole("button", { name: /^More about/ })
+      .getByRole("button", { name: /^More options for/ })
       .click();
-    await page.getByRole("button", { name: "Add to queue" }).click();
+    await page.getByRole("menuitem", { name: "Add to queue" }).click();
     await until(queued).toEqual(wanted!.tracks);
     await page.goto(`${stage.url}/queue`);
-    await page.getByRole("button", { name: "Clear queue" }).click();
+    await page.getByRole("button", { name: "Clear", exact: true }).click();
     await until(async () => (await player()).queue.count).toBe(0);
   });
 });
@@ -439,7 +439,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
 
   test("plays in the quality that was chosen last, from the next track on", async () => {
     await page.getByRole("link", { name: "Account" }).first().click();
-    await page.getByRole("radio", { name: /Saves data/ }).check();
+    await page.getByRole("radio", { name: /Data saver/ }).check();
     await until(() => stage.command(["quality"]).trim()).toBe("mp3");
     await button("Next track").click();
     await until(async () => (await player()).format?.mimeType).toBe("audio/mpeg");
@@ -448,7 +448,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
 
   test("says when a track is not to be had as finely as it was asked for", async () => {
     await page.getByRole("link", { name: "Account" }).first().click();
-    await page.getByRole("radio", { name: /The finest there is/ }).check();
+    await page.getByRole("radio", { name: /Hi-Res \(maximum\)/ }).check();
     await until(() => stage.command(["quality"]).trim()).toBe("hires192");
     const { cd } =
       await stage.sandboxAnswers<Record<string, { id: number; album_id: string }[]>>("tracks?kind=cd");
@@ -458,7 +458,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     await page.goto(stage.url + browseUrl(path));
     await page.locator(`[aria-posinset="${index + 1}"] .track-main`).click();
     await until(async () => (await player()).row?.path).toBe(rows[index]!.path);
-    await until(() => bar().locator(".format").textContent()).toMatch(/FLAC.*16.*lower than asked for/);
+    await until(() => bar().locator(".format").textContent()).toMatch(/FLAC.*16.*below your setting/);
   });
 
   test("goes on playing what it has while the service is away, and plays again when it is back", async () => {

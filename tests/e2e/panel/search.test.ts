@@ -87,7 +87,7 @@ describe("searching", { timeout: testLimitMs }, () => {
 
   test("says when nothing was found", async () => {
     await box().fill("qqqqqqqqqq");
-    await page.getByText("Nothing was found for “qqqqqqqqqq”.").waitFor();
+    await page.getByText("No results for “qqqqqqqqqq”").waitFor();
   });
 
   test("leads to what was found, and back to the search", async () => {
@@ -120,7 +120,7 @@ describe("searching", { timeout: testLimitMs }, () => {
   });
 
   test("shows the whole of a kind", async () => {
-    await page.getByRole("link", { name: "See all of Tracks" }).click();
+    await page.getByRole("link", { name: "See all: Tracks" }).click();
     await page.getByRole("heading", { name: "Tracks", exact: true, level: 1 }).waitFor();
     await page.locator(".track-title").first().waitFor();
     expect(Number(await page.locator(".track").first().getAttribute("aria-setsize"))).toBeGreaterThan(50);

@@ -6,6 +6,8 @@ export class Problem extends Error {
     message: string,
     readonly status: number,
     readonly errorName = "",
+    /** The service's own code, where the player says it. */
+    readonly code = 0,
   ) {
     super(message);
     this.name = "Problem";
@@ -126,5 +128,6 @@ async function problemOf(response: Response): Promise<Problem> {
     return typeof value === "string" ? value : "";
   };
   const sentence = text("detail") || text("title") || `${response.status} ${response.statusText}`.trim();
-  return new Problem(sentence, response.status, text("name"));
+  const code = said && typeof said === "object" ? (said as { code?: unknown }).code : undefined;
+  return new Problem(sentence, response.status, text("name"), typeof code === "number" ? code : 0);
 }

@@ -1,5 +1,4 @@
-/** Remembers what containers are called and look like, so that a page has its name and cover before any answer. */
-
+/** What containers are called and look like, so that a page has its name and cover before any answer. */
 export interface Known {
   title: string;
   icon?: string;
@@ -7,36 +6,36 @@ export interface Known {
   playable?: boolean;
 }
 
-const storageKey = (language: string): string => `pelk.known.${language}`;
-const most = 400;
 const saveAfterMs = 300;
 
-export class KnownPaths {
-  private readonly entries: Map<string, Known>;
+/** Remembers values by name for as long as the browser's tab is open; of too many, the oldest go. */
+export class Remembered<T> {
+  private readonly entries: Map<string, T>;
   private timer: ReturnType<typeof setTimeout> | undefined;
 
   constructor(
     private readonly storage: Pick<Storage, "getItem" | "setItem"> | undefined,
-    private readonly language: string,
+    private readonly storageKey: string,
+    private readonly most = 400,
   ) {
     let stored: unknown;
     try {
-      stored = JSON.parse(storage?.getItem(storageKey(language)) ?? "[]");
+      stored = JSON.parse(storage?.getItem(storageKey) ?? "[]");
     } catch {
       stored = [];
     }
-    this.entries = new Map(Array.isArray(stored) ? (stored as [string, Known][]) : []);
+    this.entries = new Map(Array.isArray(stored) ? (stored as [string, T][]) : []);
   }
 
-  get(path: string): Known | undefined {
-    return this.entries.get(path);
+  get(name: string): T | undefined {
+    return this.entries.get(name);
   }
 
-  add(path: string, known: Known): void {
-    this.entries.delete(path);
-    this.entries.set(path, known);
+  add(name: string, value: T): void {
+    this.entries.delete(name);
+    this.entries.set(name, value);
     for (const oldest of this.entries.keys()) {
-      if (this.entries.size <= most) break;
+      if (this.entries.size <= this.most) break;
       this.entries.delete(oldest);
     }
     this.timer ??= setTimeout(() => this.save(), saveAfterMs);
@@ -46,9 +45,15 @@ export class KnownPaths {
     clearTimeout(this.timer);
     this.timer = undefined;
     try {
-      this.storage?.setItem(storageKey(this.language), JSON.stringify([...this.entries]));
+      this.storage?.setItem(this.storageKey, JSON.stringify([...this.entries]));
     } catch {
       // A full or forbidden store: it is remembered until the page is closed.
     }
+  }
+}
+
+export class KnownPaths extends Remembered<Known> {
+  constructor(storage: Pick<Storage, "getItem" | "setItem"> | undefined, language: string) {
+    super(storage, `pelk.known.${language}`);
   }
 }

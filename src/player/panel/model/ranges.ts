@@ -14,6 +14,8 @@ interface Part<T> {
   items: T[];
   abort?: AbortController;
   fault?: unknown;
+  /** When the first of these failures in a row came, in milliseconds since the epoch. */
+  since?: number;
   /** What was here before a reload; shown until the new answer comes. */
   stale?: boolean;
 }
@@ -53,6 +55,10 @@ export class Ranges<T> {
   /** Why nothing at all is here, if the very first range failed. */
   get fault(): unknown {
     return this.total === undefined ? this.parts.get(0)?.fault : undefined;
+  }
+  /** Since when the first range has failed without a break, in milliseconds since the epoch. */
+  get faultSince(): number | undefined {
+    return this.parts.get(0)?.since;
   }
 
   place(index: number): Place<T> {
@@ -135,6 +141,7 @@ export class Ranges<T> {
     const abort = new AbortController();
     const part: Part<T> = { state: "loading", items: before?.items ?? [], abort };
     if (before?.stale) part.stale = true;
+    if (before?.since !== undefined) part.since = before.since;
     this.parts.delete(number);
     this.parts.set(number, part);
     this.changed.value++;
@@ -148,7 +155,12 @@ export class Ranges<T> {
       },
       (fault: unknown) => {
         if (this.parts.get(number) !== part || abort.signal.aborted) return;
-        this.parts.set(number, { state: "failed", items: part.items, fault });
+        this.parts.set(number, {
+          state: "failed",
+          items: part.items,
+          fault,
+          since: part.since ?? Date.now(),
+        });
         this.changed.value++;
       },
     );

@@ -1,6 +1,7 @@
 import { signal } from "@preact/signals";
 import { useEffect, useRef } from "preact/hooks";
-import { add, t, titleOf } from "../state";
+import { add, albumUrl, artistUrl, byline, currentPath, sounds, t, titleOf, togglePlaying } from "../state";
+import { navigate } from "../router";
 import type { Row } from "../api/types";
 import { Cover } from "./Cover";
 import { Icon, type IconName } from "./Icon";
@@ -35,7 +36,7 @@ export function MoreButton({ what, tabIndex }: { what: Playable; tabIndex?: numb
     <button
       class="plain more"
       aria-label={t.actionsFor(titleOf(what.row))}
-      aria-haspopup="dialog"
+      aria-haspopup="menu"
       tabIndex={tabIndex}
       onClick={(event) => {
         event.preventDefault();
@@ -48,14 +49,33 @@ export function MoreButton({ what, tabIndex }: { what: Playable; tabIndex?: numb
   );
 }
 
+/** The arrow keys go through a menu, round and round. */
+function walkMenu(event: KeyboardEvent): void {
+  const items = [...(event.currentTarget as HTMLElement).querySelectorAll<HTMLElement>("[role=menuitem]")];
+  const at = items.indexOf(document.activeElement as HTMLElement);
+  const last = items.length - 1;
+  const to = {
+    ArrowDown: at === last ? 0 : at + 1,
+    ArrowUp: at <= 0 ? last : at - 1,
+    Home: 0,
+    End: last,
+  }[event.key];
+  if (to === undefined) return;
+  event.preventDefault();
+  event.stopPropagation();
+  items[to]?.focus();
+}
+
 /** The sheet with what can be done with a row: beside its button, or at the bottom of a phone. */
 export function ActionSheet() {
   const shown = open.value;
   const dialog = useRef<HTMLDialogElement>(null);
+  const menu = useRef<HTMLDivElement>(null);
   useEffect(() => {
     const sheet = dialog.current;
     if (!shown || !sheet) return;
     sheet.showModal();
+    menu.current?.querySelector("button")?.focus();
     const button = shown.from.getBoundingClientRect();
     const { offsetWidth: width, offsetHeight: height } = sheet;
     if (matchMedia("(min-width: 700px)").matches) {
@@ -70,12 +90,19 @@ export function ActionSheet() {
     open.value = undefined;
     if (shown.from.isConnected) shown.from.focus();
   };
-  const item = (icon: IconName, text: string, act: () => Promise<void>) => (
+  const track = what.row.type === "audio";
+  const current = track && what.row.path === currentPath.value;
+  const album = albumUrl(what.row);
+  const by = byline(what.row);
+  const isArtist = what.row.containerType === "artist";
+  const item = (icon: IconName, text: string, act: () => unknown) => (
     <button
       class="sheet-item"
+      role="menuitem"
+      tabIndex={-1}
       onClick={() => {
         close();
-        void act();
+        act();
       }}
     >
       <Icon name={icon} size={20} />
@@ -94,9 +121,15 @@ export function ActionSheet() {
         <Cover src={what.row.icon} />
         <strong>{titleOf(what.row)}</strong>
       </div>
-      {item("play", t.play, () => play(what))}
-      {item("next", t.playNext, () => enqueue(what, "next"))}
-      {item("plus", t.addToQueue, () => enqueue(what, "end"))}
+      <div role="menu" aria-label={t.actionsFor(titleOf(what.row))} ref={menu} onKeyDown={walkMenu}>
+        {current
+          ? item(sounds.value ? "pauseSolid" : "play", sounds.value ? t.pause : t.play, togglePlaying)
+          : item("play", t.play, () => play(what))}
+        {item("next", t.playNext, () => enqueue(what, "next"))}
+        {item("plus", t.addToQueue, () => enqueue(what, "end"))}
+        {track && album && item("disc", t.goToAlbum, () => navigate(album))}
+        {by && !isArtist && item("person", t.goToArtist, () => navigate(artistUrl(by)))}
+      </div>
     </dialog>
   );
 }

@@ -1,6 +1,6 @@
 import { useRef } from "preact/hooks";
 import type { Repeat } from "../api/types";
-import { attempt, client, status, t } from "../state";
+import { attempt, client, formats, sounds, status, t, togglePlaying } from "../state";
 import { Icon } from "./Icon";
 import { Slider } from "./Slider";
 
@@ -8,16 +8,15 @@ const nextRepeat: Record<Repeat, Repeat> = { off: "all", all: "one", one: "off" 
 
 export function PlayButton({ size = 24, class: name = "" }: { size?: number; class?: string }) {
   const state = status.value?.state ?? "stopped";
-  const sounds = state === "playing" || state === "opening";
   return (
     <button
       class={`play-button ${name}`}
-      aria-label={sounds ? t.pause : t.play}
+      aria-label={sounds.value ? t.pause : t.play}
       aria-busy={state === "opening" || (status.value?.stalled ?? false)}
       disabled={!status.value || (state === "stopped" && status.value.queue.count === 0)}
-      onClick={() => void attempt(client.operate(sounds ? "pause" : "play"))}
+      onClick={() => void togglePlaying()}
     >
-      <Icon name={sounds ? "pauseSolid" : "play"} size={size} />
+      <Icon name={sounds.value ? "pauseSolid" : "play"} size={size} />
     </button>
   );
 }
@@ -80,7 +79,6 @@ export function Volume() {
       <button
         class="plain"
         aria-label={muted ? t.unmute : t.mute}
-        aria-pressed={muted}
         disabled={!status.value}
         onClick={() => void attempt(client.volume({ muted: !muted }))}
       >
@@ -90,7 +88,7 @@ export function Volume() {
         label={t.volume}
         value={muted ? 0 : percent}
         max={100}
-        text={`${percent} %`}
+        text={formats.percent(percent)}
         disabled={!status.value}
         moving={(value) => {
           if (performance.now() - sentAt.current < betweenMs) return;
@@ -108,9 +106,19 @@ export function FormatBadge() {
   const format = status.value?.state === "stopped" ? null : status.value?.format;
   if (!format?.text) return null;
   return (
-    <span class={format.lowerThanAsked ? "format lower" : "format"}>
-      {format.text}
-      {format.lowerThanAsked && <span class="format-word"> · {t.lowerThanAsked}</span>}
+    <span
+      class={format.lowerThanAsked ? "format lower" : "format"}
+      title={format.lowerThanAsked ? t.labelled(formats.audio(format), t.lowerThanAsked) : undefined}
+    >
+      <span class="format-text">{formats.audio(format)}</span>
+      {format.lowerThanAsked && (
+        <>
+          <span class="format-word"> · {t.lowerThanAsked}</span>
+          <span class="format-mark" aria-hidden="true">
+            <Icon name="lower" size={14} />
+          </span>
+        </>
+      )}
     </span>
   );
 }

@@ -10,8 +10,8 @@ export function NoticeArea() {
           {notices.list.value.map((notice) => (
             <div key={notice.id} class={`notice ${notice.kind}`}>
               <p>
-                {notice.title && <strong>{notice.title} </strong>}
-                {notice.message}
+                {notice.title && <strong>{notice.title}</strong>}
+                {notice.message && <span>{notice.message}</span>}
               </p>
               <button class="plain" aria-label={t.dismiss} onClick={() => notices.remove(notice.id)}>
                 <Icon name="close" size={18} />
@@ -31,18 +31,6 @@ export function ConnectionLine() {
   return (
     <div class="connection" role="status">
       {connection.value === "lost" && <p>{t.lost}</p>}
-    </div>
-  );
-}
-
-/** In place of rows that could not be loaded. */
-export function Failure({ message, retry }: { message: string; retry: () => void }) {
-  return (
-    <div class="failure" role="alert">
-      <p>{message || t.failed}</p>
-      <button class="button" onClick={retry}>
-        {t.tryAgain}
-      </button>
     </div>
   );
 }

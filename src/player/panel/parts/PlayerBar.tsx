@@ -4,6 +4,7 @@ import { FormatBadge, PlayButton, RepeatButton, ShuffleButton, SkipButton, Volum
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
 import { Link } from "./Link";
+import { AlbumName, ByName } from "./Names";
 import { Progress, ProgressLine } from "./Progress";
 
 /** What is heard, at the foot of every page. */
@@ -15,18 +16,19 @@ export function PlayerBar() {
       <ProgressLine />
       <div class="player-track">
         {row ? (
-          <Link href="/playing" class="player-link">
-            <span class="unseen">{t.openNowPlaying}: </span>
+          <span class="player-link">
             <Cover src={row.icon} />
             <span class="player-text">
-              <span class="player-title" dir="auto">
-                {titleOf(row)}
-              </span>
-              <span class="player-sub" dir="auto">
-                {byline(row)}
+              <Link href="/playing" class="player-title" label={t.labelled(t.openNowPlaying, titleOf(row))}>
+                <bdi>{titleOf(row)}</bdi>
+              </Link>
+              <span class="player-sub">
+                <ByName row={row} />
+                {byline(row) && row.metaData?.album && " – "}
+                <AlbumName row={row} />
               </span>
             </span>
-          </Link>
+          </span>
         ) : (
           <span class="player-link">
             <Cover />

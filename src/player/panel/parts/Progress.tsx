@@ -1,3 +1,4 @@
+import { signal } from "@preact/signals";
 import { useEffect, useState } from "preact/hooks";
 import { clock } from "../model/time";
 import { positionMs } from "../model/player";
@@ -5,6 +6,9 @@ import { attempt, client, hear, player, status, t } from "../state";
 import { Slider } from "./Slider";
 
 const drawnEachMs = 250;
+
+/** Behind the slider: the time that is left, else the duration of the track. A press changes it. */
+const showsRemaining = signal(false);
 
 /** The position now, counted on while the component is shown. */
 export function usePosition(): number {
@@ -41,7 +45,21 @@ export function Progress() {
           void attempt(client.seek(seconds * 1000));
         }}
       />
-      <span class="time">{none || duration <= 0 ? "–:––" : clock(duration)}</span>
+      <button
+        class="time"
+        aria-label={t.labelled(
+          showsRemaining.value ? t.remaining : t.duration,
+          clock(showsRemaining.value ? duration - shown : duration),
+        )}
+        disabled={none || duration <= 0}
+        onClick={() => (showsRemaining.value = !showsRemaining.value)}
+      >
+        {none || duration <= 0
+          ? "–:––"
+          : showsRemaining.value
+            ? `−${clock(duration - shown)}`
+            : clock(duration)}
+      </button>
     </div>
   );
 }

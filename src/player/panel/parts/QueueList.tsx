@@ -1,7 +1,19 @@
 import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { QueueEntry } from "../api/types";
 import { beforeOf, moved } from "../model/moves";
-import { attempt, byline, client, notices, queue, sentence, status, t, titleOf } from "../state";
+import {
+  attempt,
+  byline,
+  client,
+  notices,
+  queue,
+  sentence,
+  sounds,
+  status,
+  t,
+  titleOf,
+  togglePlaying,
+} from "../state";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
 import { FailedRow, Playing, TrackSkeleton } from "./Tracks";
@@ -120,9 +132,11 @@ export function QueueList() {
         <button
           class="track-main"
           aria-current={current ? "true" : undefined}
-          onClick={() => void attempt(client.jump(entry.id))}
+          aria-label={(current && sounds.value ? t.pauseTitle : t.playTitle)(
+            [title, byline(entry.row)].filter(Boolean).join(", "),
+          )}
+          onClick={() => void (current ? togglePlaying() : attempt(client.jump(entry.id)))}
         >
-          <span class="unseen">{t.play} </span>
           <span class="track-title" dir="auto">
             {title}
           </span>

@@ -1,7 +1,7 @@
 import { isItem } from "../model/paths";
 import { browseUrl } from "../model/routes";
 import type { Step } from "../router";
-import { byline, canPlay, t, titleOf } from "../state";
+import { byline, canPlay, isPlayingFrom, sounds, t, titleOf, togglePlaying } from "../state";
 import type { Row } from "../api/types";
 import { MoreButton, play } from "./Actions";
 import { Cover } from "./Cover";
@@ -22,6 +22,9 @@ export function kindIcon(row: { containerType?: string }): IconName {
 export function Tile({ row, steps, aria }: { row: Row; steps?: Step[] | undefined; aria?: Cell["aria"] }) {
   const what = { row, path: row.path ?? "" };
   const round = row.containerType === "artist";
+  const playable = canPlay(row);
+  const current = playable && isPlayingFrom(what.path);
+  const pauses = current && sounds.value;
   return (
     <div class={round ? "tile round" : "tile"} {...aria}>
       <Link href={urlOf(row)} steps={steps} class="tile-link">
@@ -35,10 +38,14 @@ export function Tile({ row, steps, aria }: { row: Row; steps?: Step[] | undefine
           </span>
         )}
       </Link>
-      {canPlay(row) && (
+      {playable && (
         <>
-          <button class="tile-play" aria-label={t.playTitle(titleOf(row))} onClick={() => void play(what)}>
-            <Icon name="play" />
+          <button
+            class={current ? "tile-play on" : "tile-play"}
+            aria-label={(pauses ? t.pauseTitle : t.playTitle)(titleOf(row))}
+            onClick={() => void (current ? togglePlaying() : play(what))}
+          >
+            <Icon name={pauses ? "pauseSolid" : "play"} />
           </button>
           <MoreButton what={what} />
         </>

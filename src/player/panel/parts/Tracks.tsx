@@ -1,8 +1,9 @@
 import type { Row } from "../api/types";
-import { canPlay, currentPath, status, t, titleOf } from "../state";
+import { canPlay, currentPath, sounds, status, t, titleOf, togglePlaying } from "../state";
 import { MoreButton, type Playable } from "./Actions";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
+import { AlbumName } from "./Names";
 import type { Cell } from "./Virtual";
 
 interface Props {
@@ -11,15 +12,17 @@ interface Props {
   /** What stands in the first column: the track's own number on an album, else its cover. */
   number?: number | undefined;
   showAlbum: boolean;
+  /** What stands below the title; the performer where nothing is said. */
+  sub?: string;
   onPlay: () => void;
   aria?: Cell["aria"];
 }
 
 /** One track of a list: a press plays it. */
-export function TrackRow({ row, what, number, showAlbum, onPlay, aria }: Props) {
+export function TrackRow({ row, what, number, showAlbum, sub, onPlay, aria }: Props) {
   const current = row.path !== undefined && row.path === currentPath.value;
   const meta = row.metaData ?? {};
-  const person = meta.performer || meta.artist;
+  const below = sub ?? (meta.performer || meta.artist);
   const playable = canPlay(row);
   return (
     <div class={`track${current ? " current" : ""}${number === undefined ? " with-cover" : ""}`} {...aria}>
@@ -31,21 +34,23 @@ export function TrackRow({ row, what, number, showAlbum, onPlay, aria }: Props) 
         class="track-main"
         disabled={!playable}
         aria-current={current ? "true" : undefined}
-        onClick={onPlay}
+        aria-label={(current && sounds.value ? t.pauseTitle : t.playTitle)(
+          [titleOf(row), below].filter(Boolean).join(", "),
+        )}
+        onClick={() => (current ? void togglePlaying() : onPlay())}
       >
-        <span class="unseen">{t.play} </span>
         <span class="track-title" dir="auto">
           {titleOf(row)}
         </span>
-        {person && (
+        {below && (
           <span class="track-sub" dir="auto">
-            {person}
+            {below}
           </span>
         )}
       </button>
       {showAlbum && (
         <span class="track-album" dir="auto">
-          {meta.album}
+          <AlbumName row={row} />
         </span>
       )}
       {playable ? <MoreButton what={what} /> : <span />}

@@ -6,11 +6,15 @@ export type { Texts };
 export const catalogues = { en, de, fr } satisfies Record<string, Texts>;
 export type Language = keyof typeof catalogues;
 
-/** The first of the browser's languages that there are texts in, else English. */
+/** The first of the browser's languages that there are texts in, as it names it: `de-AT`. Else English. */
+export function localeOf(wanted: readonly string[]): string {
+  return wanted.find((tag) => Object.hasOwn(catalogues, baseOf(tag))) ?? "en";
+}
+
 export function languageOf(wanted: readonly string[]): Language {
-  for (const tag of wanted) {
-    const language = tag.toLowerCase().split("-")[0] ?? "";
-    if (Object.hasOwn(catalogues, language)) return language as Language;
-  }
-  return "en";
+  return baseOf(localeOf(wanted)) as Language;
+}
+
+function baseOf(tag: string): string {
+  return tag.toLowerCase().split("-")[0] ?? "";
 }

@@ -1,18 +1,18 @@
 import { useEffect, useState } from "preact/hooks";
 import type { Row } from "../api/types";
+import { albumFacts } from "../model/album";
 import { ancestors, isAlbum, isItem, layoutOf } from "../model/paths";
 import { browseUrl, parseRoute } from "../model/routes";
 import type { Ranges } from "../model/ranges";
 import { trail, type Step } from "../router";
-import { attempt, client, known, learn, lists, sentence, t, titleOf } from "../state";
-import { MoreButton, play } from "../parts/Actions";
-import { Cover } from "../parts/Cover";
-import { Icon } from "../parts/Icon";
+import { known, learn, lists, pageTitle, sentence, t, titleOf } from "../state";
+import { play } from "../parts/Actions";
 import { Link } from "../parts/Link";
-import { Failure } from "../parts/Notice";
-import { kindIcon, Tile, TileSkeleton } from "../parts/Tiles";
+import { Failure, FailureArea } from "../parts/Failure";
+import { Tile, TileSkeleton } from "../parts/Tiles";
 import { FailedRow, TrackRow, TrackSkeleton } from "../parts/Tracks";
 import { Virtual } from "../parts/Virtual";
+import { BrowseHead, heldRows } from "./BrowseHead";
 import { Section } from "./Section";
 
 const grid = { least: 160, gap: 22, below: 50 };
@@ -28,7 +28,7 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
   const asked = useTitle(path, titleInUrl);
   const title = asked || t.untitled;
   useEffect(() => {
-    document.title = `${title} · Pelk`;
+    pageTitle.value = title;
   }, [title]);
 
   const steps = useSteps(path);
@@ -38,9 +38,9 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
   return (
     <>
       <Crumbs steps={steps} title={title} />
-      <Head path={path} title={title} list={list} layout={layout} kind={kind} />
+      <BrowseHead path={path} title={title} list={list} layout={layout} kind={kind} />
       {list.fault !== undefined ? (
-        <Failure message={sentence(list.fault)} retry={() => list.retry(0)} />
+        <Failure fault={list.fault} since={list.faultSince} retry={() => list.retry(0)} />
       ) : list.count === undefined ? (
         <Waiting covers={!isItem(path)} />
       ) : list.count === 0 ? (
@@ -60,8 +60,7 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
 function kindOf(path: string, list: Ranges<Row>): string {
   const told = known.get(path)?.kind;
   if (told !== undefined || !isItem(path)) return told ?? "";
-  const first = Array.from({ length: Math.min(list.count ?? 0, list.size) }, (_, i) => list.at(i));
-  return isAlbum(first) ? "album" : "";
+  return isAlbum(heldRows(list)) ? "album" : "";
 }
 
 /** The title of a path: as its row had it, as the content model says it, or as the address carries it. */
@@ -136,64 +135,12 @@ function Crumbs({ steps, title }: { steps: Step[]; title: string }) {
   );
 }
 
-interface HeadProps {
-  path: string;
-  title: string;
-  list: Ranges<Row>;
-  layout: "tracks" | "covers" | "menu";
-  kind: string;
-}
-
-function Head({ path, title, list, layout, kind }: HeadProps) {
-  const about = known.get(path);
-  const item = isItem(path) && layout !== "menu";
-  const first = list.at(0);
-  const word = { album: t.album, artist: t.artist, trackList: t.playlist }[kind];
-  const artist = kind === "album" ? first?.metaData?.artist : undefined;
-  const playable = list.count !== 0 && (about?.playable ?? (item && layout === "tracks"));
-  const icon = about?.icon ?? (kind === "album" ? first?.icon : undefined);
-  const row: Row = { title, path, ...(icon && { icon }) };
-  const shuffled = (): void => {
-    void attempt(client.mode({ shuffle: true })).then((set) => (set ? play({ row, path }) : undefined));
-  };
-  const count = list.count;
-  return (
-    <header class={item ? "head" : "head plain-head"}>
-      {item && <Cover src={icon} round={kind === "artist"} icon={kindIcon({ containerType: kind })} />}
-      <div class="head-text">
-        {item && word && <p class="eyebrow">{word}</p>}
-        <h1 tabIndex={-1} dir="auto">
-          {title}
-        </h1>
-        <p class="head-count">
-          {artist && <bdi>{artist} · </bdi>}
-          {count !== undefined && layout === "tracks" && t.tracks(count)}
-          {count !== undefined && layout === "covers" && t.items(count)}
-        </p>
-        {playable && (
-          <div class="head-actions">
-            <button class="button primary" onClick={() => void play({ row, path })}>
-              <Icon name="play" size={20} />
-              {t.play}
-            </button>
-            {layout === "tracks" && (
-              <button class="button" onClick={shuffled} aria-label={t.shufflePlay}>
-                <Icon name="shuffle" size={20} />
-                {t.shuffle}
-              </button>
-            )}
-            <MoreButton what={{ row, path }} />
-          </div>
-        )}
-      </div>
-    </header>
-  );
-}
-
 function Branches({ list, steps }: { list: Ranges<Row>; steps: Step[] }) {
   const rows = Array.from({ length: list.count ?? 0 }, (_, i) => list.at(i));
   return (
-    <>{rows.map((row) => row?.type === "container" && <Section key={row.path} row={row} steps={steps} />)}</>
+    <FailureArea>
+      {rows.map((row) => row?.type === "container" && <Section key={row.path} row={row} steps={steps} />)}
+    </FailureArea>
   );
 }
 
@@ -243,40 +190,51 @@ interface TracksProps {
 
 function Tracks({ list, title, path, kind }: TracksProps) {
   const onAlbum = kind === "album" || !list.at(0)?.metaData?.album;
+  const facts = kind === "album" ? albumFacts(heldRows(list)) : undefined;
   return (
-    <Virtual
-      list={list}
-      label={title}
-      lineHeight={trackHeight}
-      class={onAlbum ? "track-list" : "track-list with-album"}
-      draw={({ index, tells, aria }) => {
-        const place = list.place(index);
-        if (place.state === "failed")
-          return tells ? (
-            <FailedRow
+    <>
+      <Virtual
+        list={list}
+        label={title}
+        lineHeight={trackHeight}
+        class={onAlbum ? "track-list" : "track-list with-album"}
+        draw={({ index, tells, aria }) => {
+          const place = list.place(index);
+          if (place.state === "failed")
+            return tells ? (
+              <FailedRow
+                key={index}
+                message={sentence(place.fault)}
+                retry={() => list.retry(index)}
+                aria={aria}
+              />
+            ) : (
+              <div key={index} class="track" {...aria} />
+            );
+          if (place.state !== "ready") return <TrackSkeleton key={index} cover={!onAlbum} aria={aria} />;
+          const row = place.item;
+          return (
+            <TrackRow
               key={index}
-              message={sentence(place.fault)}
-              retry={() => list.retry(index)}
+              row={row}
+              what={{ row, path, index }}
+              number={onAlbum ? (row.metaData?.originalTrackNumber ?? index + 1) : undefined}
+              showAlbum={!onAlbum}
+              {...(facts && { sub: facts.differing(row) })}
+              onPlay={() => void play({ row: { title: titleOf(row) }, path }, index)}
               aria={aria}
             />
-          ) : (
-            <div key={index} class="track" {...aria} />
           );
-        if (place.state !== "ready") return <TrackSkeleton key={index} cover={!onAlbum} aria={aria} />;
-        const row = place.item;
-        return (
-          <TrackRow
-            key={index}
-            row={row}
-            what={{ row, path, index }}
-            number={onAlbum ? (row.metaData?.originalTrackNumber ?? index + 1) : undefined}
-            showAlbum={!onAlbum}
-            onPlay={() => void play({ row: { title: titleOf(row) }, path }, index)}
-            aria={aria}
-          />
-        );
-      }}
-    />
+        }}
+      />
+      {facts && facts.copyrights.length > 0 && (
+        <p class="copyright">
+          {facts.copyrights.map((line) => (
+            <bdi key={line}>{line}</bdi>
+          ))}
+        </p>
+      )}
+    </>
   );
 }
 

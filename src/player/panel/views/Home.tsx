@@ -1,7 +1,7 @@
 import { useEffect } from "preact/hooks";
 import { menuOf, rootList } from "../menu";
-import { sentence, t } from "../state";
-import { Failure } from "../parts/Notice";
+import { t } from "../state";
+import { Failure, FailureArea } from "../parts/Failure";
 import { Section } from "./Section";
 
 /** The start page: what each branch of the menu begins with. */
@@ -14,9 +14,13 @@ export function Home() {
         {t.home}
       </h1>
       {menu.fault !== undefined ? (
-        <Failure message={sentence(menu.fault)} retry={menu.retry} />
+        <Failure fault={menu.fault} since={menu.since} retry={menu.retry} />
       ) : (
-        menu.rows.map((row) => <Section key={row.path} row={row} />)
+        <FailureArea>
+          {menu.rows.map((row) => (
+            <Section key={row.path} row={row} />
+          ))}
+        </FailureArea>
       )}
       {menu.fault === undefined && menu.rows.length === 0 && (
         <p class="empty" role="status">

@@ -1,10 +1,11 @@
 import { useEffect } from "preact/hooks";
 import { back } from "../router";
-import { byline, status, t, titleOf } from "../state";
+import { pageTitle, status, t, titleOf } from "../state";
 import { FormatBadge, PlayButton, RepeatButton, ShuffleButton, SkipButton, Volume } from "../parts/Controls";
 import { Cover } from "../parts/Cover";
 import { Icon } from "../parts/Icon";
 import { Link } from "../parts/Link";
+import { AlbumName, ByName } from "../parts/Names";
 import { Progress } from "../parts/Progress";
 import { QueueList } from "../parts/QueueList";
 import { useWide } from "../parts/useWide";
@@ -17,8 +18,8 @@ export function NowPlaying() {
   const wide = useWide(1000);
   const title = row ? titleOf(row) : t.nothingPlays;
   useEffect(() => {
-    document.title = row ? `${title} · Pelk` : `${t.nowPlaying} · Pelk`;
-  }, [title]);
+    pageTitle.value = t.nowPlaying;
+  }, []);
   return (
     <div class="now">
       {row?.icon && (
@@ -37,17 +38,19 @@ export function NowPlaying() {
       </div>
       <div class="now-body">
         <div class="now-track">
-          <Cover src={row?.icon} />
+          <div class="now-cover">
+            <Cover src={row?.icon} />
+          </div>
           <div class="now-text">
             <h1 tabIndex={-1} dir="auto">
               {title}
             </h1>
             <p class="now-sub" dir="auto">
-              {row ? byline(row) : t.nothingPlaysHint}
+              {row ? <ByName row={row} /> : t.nothingPlaysHint}
             </p>
             {row?.metaData?.album && (
               <p class="now-album" dir="auto">
-                {row.metaData.album}
+                <AlbumName row={row} />
               </p>
             )}
             <p class="now-format" role="status">

@@ -4,9 +4,9 @@ import { rootList, searchPaths } from "../menu";
 import { resultsPath } from "../model/paths";
 import { searchUrl } from "../model/routes";
 import { replace } from "../router";
-import { lists, sentence, t } from "../state";
+import { lists, pageTitle, t } from "../state";
 import { Icon } from "../parts/Icon";
-import { Failure } from "../parts/Notice";
+import { Failure, FailureArea } from "../parts/Failure";
 import { Section } from "./Section";
 
 const pauseMs = 250;
@@ -21,7 +21,7 @@ export function Search({ text }: { text: string }) {
   // The browser's back button changes the text from outside.
   useEffect(() => setTyped((now) => (now.trim() === text ? now : text)), [text]);
   useEffect(() => {
-    document.title = text ? `${text} · ${t.search} · Pelk` : `${t.search} · Pelk`;
+    pageTitle.value = text ? `${text} · ${t.search}` : t.search;
     if (typed.trim() === text) return;
     const timer = setTimeout(() => replace(searchUrl(typed.trim())), pauseMs);
     return () => clearTimeout(timer);
@@ -88,25 +88,27 @@ function Results({ text }: { text: string }) {
   const failed = [root, ...[...paths, ...results].map((path) => lists.of(path))].find(
     (list) => list.fault !== undefined,
   );
-  if (failed) return <Failure message={sentence(failed.fault)} retry={() => failed.retry(0)} />;
+  if (failed) return <Failure fault={failed.fault} since={failed.faultSince} retry={() => failed.retry(0)} />;
   const nothing = kinds.length > 0 && kinds.every((row) => counts[row.path ?? ""] === 0);
   if (root.count !== undefined && paths.length === 0) return <p class="empty">{t.noSearch}</p>;
-  const steps = [{ title: `${t.search}: ${text}`, url: searchUrl(text) }];
+  const steps = [{ title: t.labelled(t.search, text), url: searchUrl(text) }];
   return (
-    <div class="results">
-      {kinds.map((row) => (
-        <Section
-          key={row.path}
-          row={row}
-          steps={steps}
-          hideEmpty
-          onCount={(count) => setCounts((before) => ({ ...before, [row.path ?? ""]: count }))}
-        />
-      ))}
-      <p class="empty" role="status">
-        {nothing ? t.noResults(text) : ""}
-      </p>
-    </div>
+    <FailureArea>
+      <div class="results">
+        {kinds.map((row) => (
+          <Section
+            key={row.path}
+            row={row}
+            steps={steps}
+            hideEmpty
+            onCount={(count) => setCounts((before) => ({ ...before, [row.path ?? ""]: count }))}
+          />
+        ))}
+        <p class="empty" role="status">
+          {nothing ? t.noResults(text) : ""}
+        </p>
+      </div>
+    </FailureArea>
   );
 }
 

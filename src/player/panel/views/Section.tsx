@@ -2,11 +2,11 @@ import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { Row } from "../api/types";
 import { layoutOf } from "../model/paths";
 import { keepPart, keptPart, type Step } from "../router";
-import { lists, sentence, t, titleOf } from "../state";
+import { lists, t, titleOf } from "../state";
 import { play } from "../parts/Actions";
 import { Icon } from "../parts/Icon";
 import { Link } from "../parts/Link";
-import { Failure } from "../parts/Notice";
+import { PartFailure } from "../parts/Failure";
 import { Tile, TileSkeleton, urlOf } from "../parts/Tiles";
 import { TrackRow, TrackSkeleton } from "../parts/Tracks";
 
@@ -54,7 +54,7 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
         )}
       </div>
       {list.fault ? (
-        <Failure message={sentence(list.fault)} retry={() => list.retry(0)} />
+        <PartFailure path={path} fault={list.fault} since={list.faultSince} retry={() => list.retry(0)} />
       ) : count === undefined ? (
         <Waiting />
       ) : count === 0 ? (
@@ -181,7 +181,8 @@ function Preview({ row, steps }: { row: Row; steps?: Step[] | undefined }) {
   const list = lists.of(path);
   list.changed.value;
   useEffect(() => list.show(0, tilesShown - 1), [list, list.changed.value]);
-  if (list.fault) return <Failure message={sentence(list.fault)} retry={() => list.retry(0)} />;
+  if (list.fault)
+    return <PartFailure path={path} fault={list.fault} since={list.faultSince} retry={() => list.retry(0)} />;
   if (list.count === undefined) return <Waiting />;
   if (list.count === 0) return <p class="empty">{t.empty}</p>;
   const rows = range(Math.min(list.count, tilesShown)).map((i) => list.at(i));

@@ -1,4 +1,6 @@
+import { readFileSync, readdirSync } from "node:fs";
 import { describe, expect, test } from "vitest";
+import { Formats } from "../../../../src/player/panel/model/format";
 import { clock } from "../../../../src/player/panel/model/time";
 import { catalogues, languageOf } from "../../../../src/player/panel/texts/catalogue";
 
@@ -26,8 +28,8 @@ describe.each(Object.entries(catalogues))("the texts in %s", (_, texts) => {
     expect(text).not.toContain("undefined");
   });
   test("tell one from many", () => {
-    expect(texts.items(1)).not.toContain("2");
-    expect(texts.items(1).replace("1", "")).not.toBe(texts.items(2).replace("2", ""));
+    expect(texts.albums(1)).not.toContain("2");
+    expect(texts.albums(1).replace("1", "")).not.toBe(texts.albums(2).replace("2", ""));
   });
 });
 
@@ -35,6 +37,44 @@ test("large numbers are written as each language does", () => {
   expect(catalogues.en.tracks(12_000)).toBe("12,000 tracks");
   expect(catalogues.de.tracks(12_000)).toBe("12.000 Titel");
   expect(catalogues.fr.tracks(0)).toBe("0 titre");
+});
+
+test("every text is used", () => {
+  const folder = new URL("../../../../src/player/panel/", import.meta.url);
+  const sources = readdirSync(folder, { recursive: true, encoding: "utf8" })
+    .filter((name) => /\.tsx?$/.test(name) && !name.startsWith("texts"))
+    .map((name) => readFileSync(new URL(name, folder), "utf8"))
+    .join("\n");
+  const unused = Object.keys(catalogues.en).filter((name) => !new RegExp(`\\bt\\.${name}\\b`).test(sources));
+  expect(unused).toEqual([]);
+});
+
+test("French has a no-break space before its double signs and inside its quotation marks", () => {
+  for (const text of Object.values(catalogues.fr)) {
+    const said = typeof text === "string" ? text : (text as (...args: unknown[]) => string)("1", "2");
+    expect(said).not.toMatch(/ [:;?!»]|« /);
+  }
+});
+
+describe("numbers and days", () => {
+  const flac = { codec: "FLAC", bits: 24, rateHz: 44_100, bitRate: 1_500_000 };
+  test.each([
+    ["en", "50%", "FLAC 24 bit / 44.1 kHz", "May 29, 2009", "2009"],
+    ["de", "50\u00a0%", "FLAC 24 Bit / 44,1 kHz", "29. Mai 2009", "2009"],
+    ["fr", "50\u202f%", "FLAC 24 bits / 44,1 kHz", "29 mai 2009", "2009"],
+  ] as const)("are written as in %s", (language, half, audio, day, year) => {
+    const formats = new Formats(language, catalogues[language].bits);
+    // Spaces of numbers differ between versions of the browser's own tables.
+    const even = (text: string): string => text.replace(/\s/g, " ");
+    expect(even(formats.percent(50))).toBe(even(half));
+    expect(formats.audio(flac)).toBe(audio);
+    expect(formats.audio({ codec: "MP3", bits: 16, rateHz: 44_100, bitRate: 320_400 })).toBe(
+      "MP3 320 kbit/s",
+    );
+    expect(formats.audio({ text: "something" })).toBe("something");
+    expect(formats.day(1_243_555_200)).toBe(day);
+    expect(formats.day(1_230_768_000)).toBe(year);
+  });
 });
 
 describe("times", () => {

@@ -1,0 +1,38 @@
+import type { Row } from "../api/types";
+
+/** What the tracks of an album have in common, and what sets one apart. */
+export interface AlbumFacts {
+  artist: string;
+  /** Seconds since the epoch; 0 where nothing is known. */
+  date: number;
+  genre: string;
+  /** Of all tracks, where it is the same of all. */
+  composer: string;
+  /** Each notice once, in the order of the tracks. */
+  copyrights: string[];
+  /** What a track's line adds: a performer who is not the album's artist, and the composer where tracks differ. */
+  differing(row: Row): string;
+}
+
+export function albumFacts(rows: Row[]): AlbumFacts {
+  const all = (of: (row: Row) => string | undefined): string[] => [
+    ...new Set(rows.map((row) => of(row) ?? "")),
+  ];
+  const first = rows[0]?.metaData;
+  const artist = first?.artist ?? "";
+  const composers = all((row) => row.metaData?.composer);
+  return {
+    artist,
+    date: first?.date ?? 0,
+    genre: first?.genre ?? "",
+    composer: composers.length === 1 ? composers[0]! : "",
+    copyrights: all((row) => row.metaData?.copyright).filter(Boolean),
+    differing: ({ metaData: meta }) =>
+      [
+        meta?.performer !== artist ? meta?.performer : "",
+        composers.length > 1 && meta?.composer !== meta?.performer ? meta?.composer : "",
+      ]
+        .filter(Boolean)
+        .join(" · "),
+  };
+}

@@ -1,0 +1,174 @@
+import type { Page } from "playwright-core";
+import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
+import type { PlayerStatus } from "../../../src/player/panel/api/types";
+import { patienceMs, shot, Stage, testLimitMs } from "./stage";
+
+/** How pages stand on screens of every size. */
+
+const phone = { width: 390, height: 844 };
+const desktop = { width: 1440, height: 900 };
+const schemes = ["light", "dark"] as const;
+
+let stage: Stage;
+beforeAll(async () => {
+  stage = await Stage.open();
+  await stage.operate("queue/add", { path: "qobuz:favourites/tracks", from: 0, to: 39, where: "replace" });
+  const until = (state: string): Promise<void> =>
+    vi.waitFor(async () => expect((await stage.ask<PlayerStatus>("/api/player")).state).toBe(state), {
+      timeout: patienceMs,
+      interval: 50,
+    });
+  await until("playing");
+  await stage.operate("pause", {});
+  await until("paused");
+}, testLimitMs);
+afterAll(() => stage?.close(), testLimitMs);
+
+/** Which of these elements cannot be seen as a whole without scrolling. */
+const outOfView = (page: Page, selector: string): Promise<string[]> =>
+  page.locator(selector).evaluateAll((all) =>
+    all
+      .filter((each) => {
+        const { top, left, bottom, right } = each.getBoundingClientRect();
+        return top < 0 || left < 0 || bottom > innerHeight + 0.5 || right > innerWidth + 0.5;
+      })
+      .map((each) => each.outerHTML.slice(0, 120)),
+  );
+
+/** Says that the playing track is called otherwise, in what the page hears and asks. */
+async function playingTitle(page: Page, title: string): Promise<void> {
+  await page.addInitScript((longTitle) => {
+    const parse = JSON.parse;
+    JSON.parse = (text: string) => {
+      const value = parse(text) as { row?: { title?: string }; positionMs?: number };
+      if (value && typeof value === "object" && value.row && "positionMs" in value)
+        value.row.title = longTitle;
+      return value;
+    };
+  }, title);
+}
+
+describe("the page of the playing track", { timeout: testLimitMs }, () => {
+  const long =
+    "The Unabridged Chronicle of a Slow Morning in the Harbour, Told Twice and Then Again, ".repeat(6);
+  test.each([
+    [320, 568],
+    [390, 844],
+    [844, 390],
+    [1024, 768],
+    [1440, 900],
+    [2560, 1440],
+  ])("has all its controls in view on %i by %i pixels, also with an endless title", async (width, height) => {
+    for (const title of ["", long]) {
+      const page = await stage.page({ viewport: { width, height } });
+      if (title) await playingTitle(page, title);
+      await page.goto(`${stage.url}/playing`);
+      await page.locator(".now-cover img").waitFor();
+      if (title) await page.getByRole("heading", { name: title.trim().slice(0, 40) }).waitFor();
+      expect(
+        await outOfView(
+          page,
+          ".now-track button, .now-track input, .now-track h1, .now-head button, .now-cover",
+        ),
+        `${width}x${height} ${title.slice(0, 20)}`,
+      ).toEqual([]);
+      const lines = await page.locator(".now-text h1").evaluate((heading) => {
+        return heading.getBoundingClientRect().height / parseFloat(getComputedStyle(heading).lineHeight);
+      });
+      expect(lines).toBeLessThan(3.2);
+      expect(
+        await page.evaluate(() => document.documentElement.scrollWidth - innerWidth),
+      ).toBeLessThanOrEqual(0);
+      await shot(page, `playing${title ? "-long" : ""}-${width}x${height}`);
+      await page.context().close();
+    }
+  });
+
+  test("has a cover that grows with the screen", async () => {
+    const widthOn = async (width: number, height: number): Promise<number> => {
+      const page = await stage.page({ viewport: { width, height } }, "/playing");
+      const box = (await page.locator(".now-cover .cover").boundingBox())!;
+      await page.context().close();
+      expect(Math.abs(box.width - box.height)).toBeLessThan(1.5);
+      return box.width;
+    };
+    const small = await widthOn(1024, 768);
+    const large = await widthOn(2560, 1440);
+    expect(large).toBeGreaterThan(2 * small);
+  });
+});
+
+describe("an outage of the service", { timeout: testLimitMs }, () => {
+  const outage = { endpoint: "*", kind: "status", status: 503, count: -1 };
+
+  test.each(schemes.flatMap((scheme) => [phone, desktop].map((viewport) => [scheme, viewport] as const)))(
+    "is told once on the start page, in %s on %j, and one press brings everything back",
+    async (colorScheme, viewport) => {
+      await stage.fault(outage);
+      const page = await stage.page({ colorScheme, viewport });
+      const alert = page.getByRole("alert");
+      await alert.waitFor();
+      await expect.poll(() => page.locator(".section .empty").count(), { timeout: patienceMs }).toBe(4);
+      expect(await alert.count()).toBe(1);
+      expect(await alert.textContent()).toMatch(/isn’t available right now \(since \d\d?:\d\d\)/);
+      expect(await page.getByRole("button", { name: "Try again" }).count()).toBe(1);
+      await shot(page, `outage-${colorScheme}-${viewport.width}`);
+      await stage.noFaults();
+      await page.getByRole("button", { name: "Try again" }).click();
+      await alert.waitFor({ state: "detached" });
+      await expect.poll(() => page.locator(".section .empty").count(), { timeout: patienceMs }).toBe(0);
+      await page.context().close();
+    },
+  );
+
+  test("is told once by a search, and no text lies over another", async () => {
+    const page = await stage.page({ viewport: { width: 2560, height: 1440 } }, "/search");
+    await page.getByRole("searchbox").waitFor();
+    await stage.fault(outage);
+    await page.getByRole("searchbox").fill("sun");
+    await page.getByRole("alert").waitFor();
+    await expect.poll(() => page.locator(".section .empty").count(), { timeout: patienceMs }).toBe(4);
+    expect(await page.getByRole("alert").count()).toBe(1);
+    const boxes = await page
+      .locator(".failure, .section h2")
+      .evaluateAll((all) => all.map((each) => each.getBoundingClientRect()));
+    expect(boxes.length).toBe(5);
+    for (const a of boxes)
+      for (const b of boxes)
+        if (a !== b)
+          expect(a.left >= b.right || b.left >= a.right || a.top >= b.bottom || b.top >= a.bottom).toBe(true);
+    await shot(page, "search-outage-2560x1440");
+    await stage.noFaults();
+    await page.getByRole("button", { name: "Try again" }).click();
+    await page.locator(".results .track").first().waitFor();
+    await page.context().close();
+  });
+
+  test("shows the code of an error where there is one", async () => {
+    const page = await stage.page({}, "/account");
+    await page.route("**/api/rows?*featured*", (request) =>
+      request.fulfill({
+        status: 502,
+        contentType: "application/problem+json",
+        body: JSON.stringify({ title: "Error", detail: "The cellar is flooded", status: 502, code: 503 }),
+      }),
+    );
+    await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
+    await page.getByRole("alert").locator("small").getByText("The cellar is flooded · Error 503").waitFor();
+    await page.context().close();
+  });
+
+  test("of the player itself stays in view wherever the page is scrolled to", async () => {
+    const page = await stage.page({ viewport: phone }, "/browse?path=qobuz%3Afeatured%2Falbums");
+    await page.locator(".tile:not(.skeleton)").first().waitFor();
+    await page.evaluate(() => scrollTo(0, 3_000));
+    await stage.stopPlayer();
+    const line = page.getByText("The player isn’t responding. Trying again…");
+    await line.waitFor();
+    expect(await outOfView(page, ".connection p")).toEqual([]);
+    await shot(page, "player-away-390");
+    await stage.startPlayer();
+    await line.waitFor({ state: "detached" });
+    await page.context().close();
+  });
+});
