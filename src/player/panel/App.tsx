@@ -5,6 +5,7 @@ import { arrival, route } from "./router";
 import { byline, listener, loginState, needsLogin, pageTitle, sounds, status, t, titleOf } from "./state";
 import { ActionSheet } from "./parts/Actions";
 import { Icon, type IconName } from "./parts/Icon";
+import { KeyList } from "./parts/KeyList";
 import { Link } from "./parts/Link";
 import { ConnectionLine, NoticeArea } from "./parts/Notice";
 import { PlayerBar } from "./parts/PlayerBar";
@@ -41,9 +42,14 @@ export function App() {
   const playing = place.view === "playing";
   return (
     <div class={playing ? "frame bare" : "frame"}>
-      <a class="skip" href="#main" onClick={focusMain}>
-        {t.skip}
-      </a>
+      <div class="skips">
+        <a class="skip" href="#player" onClick={(event) => focusOn(event, ".play-button")}>
+          {t.skipToPlayer}
+        </a>
+        <a class="skip" href="#main" onClick={(event) => focusOn(event, "#main")}>
+          {t.skip}
+        </a>
+      </div>
       {!playing && <SideBar />}
       <main id="main" ref={main} tabIndex={-1}>
         <ConnectionLine />
@@ -59,13 +65,16 @@ export function App() {
       )}
       <NoticeArea />
       <ActionSheet />
+      <KeyList />
     </div>
   );
 }
 
-function focusMain(event: Event): void {
+/** Moves the focus to the first of these elements that can be seen. */
+function focusOn(event: Event, selector: string): void {
   event.preventDefault();
-  document.getElementById("main")?.focus();
+  const all = [...document.querySelectorAll<HTMLElement>(selector)];
+  all.find((each) => each.offsetParent !== null)?.focus();
 }
 
 function View() {

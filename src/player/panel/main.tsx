@@ -1,5 +1,6 @@
 import { render } from "preact";
 import { App } from "./App";
+import { startKeys } from "./keys";
 import { startRouter } from "./router";
 import { language, start } from "./state";
 import { startTooltips } from "./tooltips";
@@ -12,5 +13,6 @@ import "./style/forms.css";
 document.documentElement.lang = language;
 startRouter();
 startTooltips();
+startKeys();
 start();
 render(<App />, document.getElementById("panel")!);

@@ -55,8 +55,6 @@ export function isPlayingFrom(path: string): boolean {
   return rows.length === 0 || rows.includes(undefined) || rows.some((row) => row?.path === track);
 }
 
-export const togglePlaying = (): Promise<boolean> => attempt(client.operate(sounds.value ? "pause" : "play"));
-
 /** Grows when the lists belong to somebody else. */
 export const listener = signal(0);
 

@@ -201,6 +201,8 @@ describe("without a pointer", { timeout: testLimitMs }, () => {
       throw new Error(`${what} cannot be reached`);
     };
     await page.keyboard.press("Tab");
+    expect(await focused()).toBe("Skip to player");
+    await page.keyboard.press("Tab");
     expect(await focused()).toBe("Skip to content");
     await page.keyboard.press("Enter");
     await tabTo(/^See all: Discover, Albums$/);

@@ -1,6 +1,7 @@
 import { signal } from "@preact/signals";
 import { useEffect, useRef } from "preact/hooks";
-import { add, albumUrl, artistUrl, byline, currentPath, sounds, t, titleOf, togglePlaying } from "../state";
+import { togglePlaying } from "../operate";
+import { add, albumUrl, artistUrl, byline, currentPath, sounds, t, titleOf } from "../state";
 import { navigate } from "../router";
 import type { Row } from "../api/types";
 import { Cover } from "./Cover";

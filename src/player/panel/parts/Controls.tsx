@@ -1,10 +1,8 @@
 import { useRef } from "preact/hooks";
-import type { Repeat } from "../api/types";
-import { attempt, client, formats, sounds, status, t, togglePlaying } from "../state";
+import { changeRepeat, skip, toggleMuted, togglePlaying, toggleShuffle } from "../operate";
+import { attempt, client, formats, sounds, status, t } from "../state";
 import { Icon } from "./Icon";
 import { Slider } from "./Slider";
-
-const nextRepeat: Record<Repeat, Repeat> = { off: "all", all: "one", one: "off" };
 
 export function PlayButton({ size = 24, class: name = "" }: { size?: number; class?: string }) {
   const state = status.value?.state ?? "stopped";
@@ -27,7 +25,7 @@ export function SkipButton({ to, size = 24 }: { to: "next" | "previous"; size?: 
       class="plain"
       aria-label={to === "next" ? t.next : t.previous}
       disabled={!status.value?.queue.count}
-      onClick={() => void attempt(client.operate(to))}
+      onClick={() => skip(to)}
     >
       <Icon name={to === "next" ? "skipNext" : "skipPrevious"} size={size} />
     </button>
@@ -42,7 +40,7 @@ export function ShuffleButton() {
       aria-label={t.shuffle}
       aria-pressed={on}
       disabled={!status.value}
-      onClick={() => void attempt(client.mode({ shuffle: !on }))}
+      onClick={toggleShuffle}
     >
       <Icon name="shuffle" size={22} />
     </button>
@@ -58,7 +56,7 @@ export function RepeatButton() {
       aria-label={words[repeat]}
       aria-pressed={repeat !== "off"}
       disabled={!status.value}
-      onClick={() => void attempt(client.mode({ repeat: nextRepeat[repeat] }))}
+      onClick={changeRepeat}
     >
       <Icon name="repeat" size={22} />
       {repeat === "one" && <span class="one">1</span>}
@@ -80,7 +78,7 @@ export function Volume() {
         class="plain"
         aria-label={muted ? t.unmute : t.mute}
         disabled={!status.value}
-        onClick={() => void attempt(client.volume({ muted: !muted }))}
+        onClick={toggleMuted}
       >
         <Icon name={muted || percent === 0 ? "muted" : "volume"} size={22} />
       </button>

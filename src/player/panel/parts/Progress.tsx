@@ -2,7 +2,8 @@ import { signal } from "@preact/signals";
 import { useEffect, useState } from "preact/hooks";
 import { clock } from "../model/time";
 import { positionMs } from "../model/player";
-import { attempt, client, hear, player, status, t } from "../state";
+import { seekTo } from "../operate";
+import { player, status, t } from "../state";
 import { Slider } from "./Slider";
 
 const drawnEachMs = 250;
@@ -41,8 +42,7 @@ export function Progress() {
         moving={(seconds) => setHeld(seconds * 1000)}
         done={(seconds) => {
           setHeld(undefined);
-          hear({ kind: "seek", positionMs: seconds * 1000, at: performance.now() });
-          void attempt(client.seek(seconds * 1000));
+          seekTo(seconds * 1000);
         }}
       />
       <button

@@ -1,19 +1,8 @@
 import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { QueueEntry } from "../api/types";
 import { beforeOf, moved } from "../model/moves";
-import {
-  attempt,
-  byline,
-  client,
-  notices,
-  queue,
-  sentence,
-  sounds,
-  status,
-  t,
-  titleOf,
-  togglePlaying,
-} from "../state";
+import { togglePlaying } from "../operate";
+import { attempt, byline, client, notices, queue, sentence, sounds, status, t, titleOf } from "../state";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
 import { FailedRow, Playing, TrackSkeleton } from "./Tracks";
@@ -133,13 +122,13 @@ export function QueueList() {
           class="track-main"
           aria-current={current ? "true" : undefined}
           aria-label={(current && sounds.value ? t.pauseTitle : t.playTitle)(
-            [title, byline(entry.row)].filter(Boolean).join(", "),
+            [title, byline(entry.row)].filter(Boolean).join(" "),
           )}
           onClick={() => void (current ? togglePlaying() : attempt(client.jump(entry.id)))}
         >
           <span class="track-title" dir="auto">
             {title}
-          </span>
+          </span>{" "}
           <span class="track-sub" dir="auto">
             {byline(entry.row)}
           </span>

@@ -1,7 +1,8 @@
 import { isItem } from "../model/paths";
 import { browseUrl } from "../model/routes";
 import type { Step } from "../router";
-import { byline, canPlay, isPlayingFrom, sounds, t, titleOf, togglePlaying } from "../state";
+import { togglePlaying } from "../operate";
+import { byline, canPlay, isPlayingFrom, sounds, t, titleOf } from "../state";
 import type { Row } from "../api/types";
 import { MoreButton, play } from "./Actions";
 import { Cover } from "./Cover";

@@ -1,5 +1,6 @@
 import type { Row } from "../api/types";
-import { canPlay, currentPath, sounds, status, t, titleOf, togglePlaying } from "../state";
+import { togglePlaying } from "../operate";
+import { canPlay, currentPath, sounds, status, t, titleOf } from "../state";
 import { MoreButton, type Playable } from "./Actions";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
@@ -35,13 +36,13 @@ export function TrackRow({ row, what, number, showAlbum, sub, onPlay, aria }: Pr
         disabled={!playable}
         aria-current={current ? "true" : undefined}
         aria-label={(current && sounds.value ? t.pauseTitle : t.playTitle)(
-          [titleOf(row), below].filter(Boolean).join(", "),
+          [titleOf(row), below].filter(Boolean).join(" "),
         )}
         onClick={() => (current ? void togglePlaying() : onPlay())}
       >
         <span class="track-title" dir="auto">
           {titleOf(row)}
-        </span>
+        </span>{" "}
         {below && (
           <span class="track-sub" dir="auto">
             {below}

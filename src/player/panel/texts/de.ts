@@ -12,6 +12,7 @@ export const de: Texts = {
   menu: "Menü",
   breadcrumbs: "Brotkrümelnavigation",
   skip: "Zum Inhalt springen",
+  skipToPlayer: "Zum Player springen",
   notFound: "Seite nicht gefunden",
   goHome: "Zur Startseite",
 
@@ -32,6 +33,7 @@ export const de: Texts = {
   repeatOff: "Wiederholen: aus",
   repeatOne: "Wiederholen: dieser Titel",
   repeatAll: "Wiederholen: Warteschlange",
+  repeat: "Wiederholen",
   volume: "Lautstärke",
   mute: "Stummschalten",
   unmute: "Stummschaltung aufheben",
@@ -116,4 +118,8 @@ export const de: Texts = {
   playerAway: "Der Player antwortet nicht.",
   notices: "Mitteilungen",
   dismiss: "Schließen",
+  keys: "Tastenkürzel",
+  spaceKey: "Leertaste",
+  back10: "10 Sekunden zurück",
+  forward10: "10 Sekunden vor",
 };

@@ -11,6 +11,7 @@ export const en = {
   menu: "Menu",
   breadcrumbs: "Breadcrumbs",
   skip: "Skip to content",
+  skipToPlayer: "Skip to player",
   notFound: "Page not found",
   goHome: "Go to Home",
 
@@ -31,6 +32,7 @@ export const en = {
   repeatOff: "Repeat: off",
   repeatOne: "Repeat: this track",
   repeatAll: "Repeat: the queue",
+  repeat: "Repeat",
   volume: "Volume",
   mute: "Mute",
   unmute: "Unmute",
@@ -114,6 +116,10 @@ export const en = {
   playerAway: "The player isn’t responding.",
   notices: "Notices",
   dismiss: "Dismiss",
+  keys: "Keyboard shortcuts",
+  spaceKey: "Space",
+  back10: "Back 10 seconds",
+  forward10: "Forward 10 seconds",
 };
 
 export type Texts = typeof en;

@@ -12,6 +12,7 @@ export const fr: Texts = {
   menu: "Menu",
   breadcrumbs: "Fil d’Ariane",
   skip: "Aller au contenu",
+  skipToPlayer: "Aller au lecteur",
   notFound: "Page introuvable",
   goHome: "Aller à l’accueil",
 
@@ -32,6 +33,7 @@ export const fr: Texts = {
   repeatOff: "Répétition\u00a0: désactivée",
   repeatOne: "Répétition\u00a0: ce titre",
   repeatAll: "Répétition\u00a0: file d’attente",
+  repeat: "Répétition",
   volume: "Volume",
   mute: "Couper le son",
   unmute: "Rétablir le son",
@@ -116,4 +118,8 @@ export const fr: Texts = {
   playerAway: "Le lecteur ne répond pas.",
   notices: "Notifications",
   dismiss: "Fermer",
+  keys: "Raccourcis clavier",
+  spaceKey: "Espace",
+  back10: "Reculer de 10 secondes",
+  forward10: "Avancer de 10 secondes",
 };
