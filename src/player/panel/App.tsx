@@ -3,10 +3,11 @@ import { useEffect, useRef } from "preact/hooks";
 import { menuOf } from "./menu";
 import { arrival, route } from "./router";
 import { byline, listener, loginState, needsLogin, pageTitle, sounds, status, t, titleOf } from "./state";
-import { ActionSheet } from "./parts/Actions";
+
 import { Icon, type IconName } from "./parts/Icon";
 import { KeyList } from "./parts/KeyList";
 import { Link } from "./parts/Link";
+import { Menu } from "./parts/Menu";
 import { ConnectionLine, NoticeArea } from "./parts/Notice";
 import { PlayerBar } from "./parts/PlayerBar";
 import { urlOf } from "./parts/Tiles";
@@ -64,7 +65,7 @@ export function App() {
         </footer>
       )}
       <NoticeArea />
-      <ActionSheet />
+      <Menu />
       <KeyList />
     </div>
   );

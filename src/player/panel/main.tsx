@@ -8,6 +8,7 @@ import "./style/base.css";
 import "./style/layout.css";
 import "./style/browse.css";
 import "./style/player.css";
+import "./style/queue.css";
 import "./style/forms.css";
 
 document.documentElement.lang = language;

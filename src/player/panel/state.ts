@@ -55,6 +55,11 @@ export function isPlayingFrom(path: string): boolean {
   return rows.length === 0 || rows.includes(undefined) || rows.some((row) => row?.path === track);
 }
 
+/** The path of that container, while something of it is heard or paused. */
+export const playingFrom = computed(() =>
+  playedFrom.value && isPlayingFrom(playedFrom.value) ? playedFrom.value : "",
+);
+
 /** Grows when the lists belong to somebody else. */
 export const listener = signal(0);
 

@@ -34,7 +34,7 @@ export class Formats {
     return this.times.format(ms);
   }
   /** The format that is heard: `FLAC 16 bit / 44.1 kHz`. */
-  audio(format: Format): string {
+  audio(format: Partial<NonNullable<Format>>): string {
     const { codec, bits = 0, rateHz = 0, bitRate = 0 } = format;
     if (!codec) return format.text ?? "";
     const lossless = /^(FLAC|ALAC)$|PCM/.test(codec);

@@ -1,43 +1,35 @@
 import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
-import type { QueueEntry } from "../api/types";
-import { beforeOf, moved } from "../model/moves";
-import { togglePlaying } from "../operate";
-import { attempt, byline, client, notices, queue, sentence, sounds, status, t, titleOf } from "../state";
-import { Cover } from "./Cover";
+import { remaining } from "../model/selection";
+import { findCurrent, heldIds, moveEntries, moveEntry, selection, selectNone } from "../queue";
+import { arrival } from "../router";
+import { queue, sentence, status, t } from "../state";
 import { Icon } from "./Icon";
-import { FailedRow, Playing, TrackSkeleton } from "./Tracks";
+import { QueueRow } from "./QueueRow";
+import { FailedRow, TrackSkeleton } from "./Tracks";
+import { useDrag, type Drag } from "./useDrag";
 import { Virtual, type Cell } from "./Virtual";
 
 const rowHeight = 64;
-/** Near the edge of what can be seen, a dragged row pulls the page along. */
-const edge = 120;
-const pullPixels = 14;
+/** The playing row stands so far below the top of the screen when the queue is opened. */
+const fromTop = 0.3;
+/** A list that was just drawn has its height after a frame or two. */
+const mostFrames = 30;
 
-interface Drag {
-  id: number;
-  from: number;
-  to: number;
-}
-
-/** What plays and what follows; rows are dragged, moved by the arrow keys and removed. */
+/** What was played, what plays and what follows; rows are dragged, moved by the arrow keys, selected and removed. */
 export function QueueList() {
-  const [drag, setDrag] = useState<Drag | undefined>(undefined);
   const box = useRef<HTMLElement | null>(null);
   const refocus = useRef<number | undefined>(undefined);
   queue.changed.value;
   const count = status.value?.queue.count ?? 0;
+  const currentIndex = useCurrentIndex(box);
   useEffect(() => queue.show(0, queue.size - 1), [status.value?.queue.revision]);
-
-  const move = async (entry: QueueEntry, from: number, to: number): Promise<void> => {
-    const before = beforeOf(from, to, queue.count ?? 0, (index) => queue.at(index)?.id);
-    if (before === undefined) return;
-    queue.edit((items) => moved(items, entry.id, before));
-    if (await attempt(client.move(entry.id, before))) notices.say(t.movedTo(titleOf(entry.row), to + 1));
-    else queue.stale();
-  };
-  const remove = async (entry: QueueEntry): Promise<void> => {
-    if (!(await attempt(client.remove([entry.id])))) queue.stale();
-  };
+  useSelection();
+  const { drag, take } = useDrag({
+    box: () => box.current,
+    rowHeight,
+    count: () => queue.count ?? 1,
+    drop: dropped,
+  });
 
   useLayoutEffect(() => {
     if (refocus.current === undefined) return;
@@ -46,128 +38,31 @@ export function QueueList() {
     if (handle) refocus.current = undefined;
   });
 
-  const take = (event: PointerEvent, entry: QueueEntry, from: number): void => {
-    if (event.button !== 0) return;
-    event.preventDefault();
-    const handle = event.currentTarget as HTMLElement;
-    handle.setPointerCapture(event.pointerId);
-    let y = event.clientY;
-    let frame = 0;
-    const current: Drag = { id: entry.id, from, to: from };
-    const place = (): void => {
-      const top = box.current?.getBoundingClientRect().top ?? 0;
-      const to = Math.max(0, Math.min((queue.count ?? 1) - 1, Math.floor((y - top) / rowHeight)));
-      if (to === current.to) return;
-      current.to = to;
-      setDrag({ ...current });
-    };
-    const pull = (): void => {
-      if (y < edge) scrollBy(0, -pullPixels);
-      else if (y > innerHeight - edge) scrollBy(0, pullPixels);
-      place();
-      frame = requestAnimationFrame(pull);
-    };
-    const end = (dropped: boolean): void => {
-      cancelAnimationFrame(frame);
-      handle.removeEventListener("pointermove", moving);
-      handle.removeEventListener("pointerup", drop);
-      handle.removeEventListener("pointercancel", cancel);
-      setDrag(undefined);
-      if (dropped) void move(entry, current.from, current.to);
-    };
-    const moving = (next: PointerEvent): void => {
-      y = next.clientY;
-      place();
-    };
-    const drop = (): void => end(true);
-    const cancel = (): void => end(false);
-    handle.addEventListener("pointermove", moving);
-    handle.addEventListener("pointerup", drop);
-    handle.addEventListener("pointercancel", cancel);
-    setDrag({ ...current });
-    frame = requestAnimationFrame(pull);
-  };
-
-  const row = ({ index, tells, aria }: Cell) => {
+  const draw = ({ index, tells, aria }: Cell) => {
     const place = queue.place(index);
-    if (place.state === "failed")
-      return tells ? (
-        <FailedRow
-          key={`f${index}`}
-          message={sentence(place.fault)}
-          retry={() => queue.retry(index)}
-          aria={aria}
-        />
-      ) : null;
+    if (place.state === "failed") {
+      const message = sentence(place.fault);
+      const retry = (): void => queue.retry(index);
+      return tells ? <FailedRow key={`f${index}`} message={message} retry={retry} aria={aria} /> : null;
+    }
     if (place.state !== "ready") return <TrackSkeleton key={`w${index}`} aria={aria} />;
-    const entry = place.item;
-    const current = entry.id === status.value?.entry;
-    const title = titleOf(entry.row);
-    const target = drag && drag.to === index && drag.id !== entry.id;
-    const marks = [
-      "track",
-      "with-cover",
-      "queue-row",
-      current && "current",
-      drag?.id === entry.id && "dragged",
-      target && (drag.to > drag.from ? "drop-after" : "drop-before"),
-    ];
     return (
-      <div key={`e${entry.id}`} class={marks.filter(Boolean).join(" ")} data-entry={entry.id} {...aria}>
-        <span class="track-lead">
-          <Cover src={entry.row.icon} />
-          {current && <Playing />}
-        </span>
-        <button
-          class="track-main"
-          aria-current={current ? "true" : undefined}
-          aria-label={(current && sounds.value ? t.pauseTitle : t.playTitle)(
-            [title, byline(entry.row)].filter(Boolean).join(" "),
-          )}
-          onClick={() => void (current ? togglePlaying() : attempt(client.jump(entry.id)))}
-        >
-          <span class="track-title" dir="auto">
-            {title}
-          </span>{" "}
-          <span class="track-sub" dir="auto">
-            {byline(entry.row)}
-          </span>
-        </button>
-        <button class="plain remove" aria-label={t.removeTitle(title)} onClick={() => void remove(entry)}>
-          <Icon name="close" size={18} />
-        </button>
-        <button
-          class="plain grip"
-          aria-label={t.moveTitle(title)}
-          title={t.moveHint}
-          onPointerDown={(event) => take(event, entry, index)}
-          onKeyDown={(event) => {
-            const to =
-              event.key === "ArrowUp" ? index - 1 : event.key === "ArrowDown" ? index + 1 : undefined;
-            if (to === undefined) return;
-            event.preventDefault();
-            refocus.current = entry.id;
-            void move(entry, index, to);
-          }}
-        >
-          <Icon name="grip" size={20} />
-        </button>
-      </div>
+      <QueueRow
+        key={`e${place.item.id}`}
+        entry={place.item}
+        index={index}
+        currentIndex={currentIndex}
+        drag={drag}
+        aria={aria}
+        take={take}
+        moved={(id) => (refocus.current = id)}
+      />
     );
   };
 
   if (queue.fault !== undefined)
     return <FailedRow message={sentence(queue.fault)} retry={() => queue.retry(0)} />;
-  if (count === 0)
-    return (
-      <div class="nothing">
-        <Icon name="queue" size={40} />
-        <p>
-          <strong>{t.queueEmpty}</strong>
-        </p>
-        <p>{t.queueEmptyHint}</p>
-      </div>
-    );
+  if (count === 0) return <EmptyQueue />;
   return (
     <Virtual
       list={queue}
@@ -175,7 +70,95 @@ export function QueueList() {
       lineHeight={rowHeight}
       class={drag ? "queue-rows dragging" : "queue-rows"}
       box={(element) => (box.current = element)}
-      draw={row}
+      draw={draw}
     />
   );
+}
+
+function EmptyQueue() {
+  return (
+    <div class="nothing">
+      <Icon name="queue" size={40} />
+      <p>
+        <strong>{t.queueEmpty}</strong>
+      </p>
+      <p>{t.queueEmptyHint}</p>
+    </div>
+  );
+}
+
+/** A dragged row that is selected takes the other selected rows with it. */
+function dropped({ id, from, to }: Drag): void {
+  const { ids } = selection.value;
+  const entry = queue.at(from);
+  if (!ids.has(id) || ids.size === 1) {
+    if (entry?.id === id) void moveEntry(entry, from, to);
+    return;
+  }
+  const order = heldIds();
+  let next = to > from ? to + 1 : to;
+  while (ids.has(queue.at(next)?.id ?? -1)) ++next;
+  void moveEntries(
+    order.filter((each) => ids.has(each)),
+    queue.at(next)?.id ?? null,
+  );
+}
+
+/** Scrolls to a row that would stand low on the screen or below it, as soon as the list has its height. */
+function beginAt(box: { current: HTMLElement | null }, index: number): void {
+  let frames = 0;
+  const go = (): void => {
+    if (!box.current) return;
+    const top = box.current.getBoundingClientRect().top + scrollY + index * rowHeight;
+    if (top < innerHeight * 0.6) return;
+    const wanted = Math.round(top - innerHeight * fromTop);
+    const most = document.documentElement.scrollHeight - innerHeight;
+    if (box.current.offsetHeight === 0 && ++frames < mostFrames) requestAnimationFrame(go);
+    else scrollTo(0, Math.min(wanted, most));
+  };
+  go();
+}
+
+/** The place of the playing entry. A queue that is opened, rather than come back to, begins there. */
+function useCurrentIndex(box: { current: HTMLElement | null }): number | undefined {
+  const [index, setIndex] = useState<number | undefined>(undefined);
+  const opened = useRef(false);
+  const { entry, queue: state } = status.value ?? { entry: null, queue: undefined };
+  useEffect(() => {
+    let wanted = true;
+    findCurrent().then(
+      (found) => {
+        if (!wanted) return;
+        setIndex(found);
+        if (found === undefined || opened.current || queue.count === undefined) return;
+        opened.current = true;
+        if (arrival.value.scroll === 0 && scrollY === 0) beginAt(box, found);
+      },
+      () => undefined, // the list says what is wrong
+    );
+    return () => {
+      wanted = false;
+    };
+  }, [entry, state?.revision, queue.count]);
+  return index;
+}
+
+/** Rows that are gone are not selected any more, Escape selects nothing, and no selection outlives the page. */
+function useSelection(): void {
+  const revision = status.value?.queue.revision;
+  useEffect(() => {
+    // Of a queue that is here in parts only, what is not here stays selected.
+    const ids = heldIds();
+    if (ids.length === queue.count) selection.value = remaining(selection.value, ids);
+  }, [revision, queue.changed.value]);
+  useEffect(() => {
+    const escape = (event: KeyboardEvent): void => {
+      if (event.key === "Escape" && !document.querySelector("dialog[open]")) selectNone();
+    };
+    addEventListener("keydown", escape);
+    return () => {
+      removeEventListener("keydown", escape);
+      selectNone();
+    };
+  }, []);
 }

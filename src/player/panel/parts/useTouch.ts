@@ -1,0 +1,85 @@
+import { useRef } from "preact/hooks";
+
+/** So long a finger rests for a long press. */
+const longPressMs = 500;
+/** A finger that moved this far is no longer pressing, */
+const stillPixels = 10;
+/** and one that moved so far along one axis has swiped. */
+const swipePixels = 64;
+
+export type Direction = "left" | "right" | "up" | "down";
+
+interface Gestures {
+  longPress?: (() => void) | undefined;
+  /** Swipes that mean something here. The others are left to the browser's scrolling. */
+  swipe?: Partial<Record<Direction, () => void>>;
+  /** While a finger moves along an axis that a swipe has: how far, for the element to follow. */
+  follow?: (element: HTMLElement, dx: number, dy: number) => void;
+}
+
+/** Which way a finger went, once it went far enough and clearly along one axis. */
+export function directionOf(dx: number, dy: number, least = swipePixels): Direction | undefined {
+  const [across, along] = [Math.abs(dx), Math.abs(dy)];
+  if (Math.max(across, along) < least || Math.max(across, along) < 1.5 * Math.min(across, along))
+    return undefined;
+  return across > along ? (dx < 0 ? "left" : "right") : dy < 0 ? "up" : "down";
+}
+
+/** Handlers of an element for a finger's swipes and long press. A press that became one of them is no click any more. */
+export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
+  const at = useRef<{ x: number; y: number; timer: ReturnType<typeof setTimeout> } | undefined>(undefined);
+  const used = useRef(false);
+  const end = (element: HTMLElement): void => {
+    clearTimeout(at.current?.timer);
+    at.current = undefined;
+    follow?.(element, 0, 0);
+  };
+  return {
+    onTouchStart(event: TouchEvent): void {
+      const touch = event.touches[0];
+      used.current = false;
+      if (!touch || event.touches.length > 1) return end(event.currentTarget as HTMLElement);
+      // What is moved itself has no gestures.
+      if ((event.target as Element).closest("input, .grip")) return;
+      const timer = setTimeout(() => {
+        if (!longPress || !at.current) return;
+        used.current = true;
+        at.current = undefined;
+        longPress();
+      }, longPressMs);
+      at.current = { x: touch.clientX, y: touch.clientY, timer };
+    },
+    onTouchMove(event: TouchEvent): void {
+      const touch = event.touches[0];
+      if (!touch || !at.current) return;
+      const [dx, dy] = [touch.clientX - at.current.x, touch.clientY - at.current.y];
+      if (Math.hypot(dx, dy) > stillPixels) clearTimeout(at.current.timer);
+      const direction = directionOf(dx, dy, stillPixels);
+      if (direction && swipe[direction]) follow?.(event.currentTarget as HTMLElement, dx, dy);
+    },
+    onTouchEnd(event: TouchEvent): void {
+      const touch = event.changedTouches[0];
+      const from = at.current;
+      end(event.currentTarget as HTMLElement);
+      if (!touch || !from) return;
+      const direction = directionOf(touch.clientX - from.x, touch.clientY - from.y);
+      const act = direction && swipe[direction];
+      if (!act) return;
+      used.current = true;
+      act();
+    },
+    onTouchCancel(event: TouchEvent): void {
+      end(event.currentTarget as HTMLElement);
+    },
+    onClickCapture(event: MouseEvent): void {
+      if (!used.current) return;
+      used.current = false;
+      event.preventDefault();
+      event.stopPropagation();
+    },
+    onContextMenu(event: MouseEvent): void {
+      // A long press opens the panel's own menu, not the browser's.
+      if (longPress && (used.current || at.current)) event.preventDefault();
+    },
+  };
+}

@@ -1,0 +1,194 @@
+import type { Page } from "playwright-core";
+import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
+import type { PlayerStatus, QueueAnswer } from "../../../src/player/panel/api/types";
+import { patienceMs, shot, Stage, testLimitMs } from "./stage";
+
+/** The queue as a listener works with it: where it opens, its menus, several rows at once, a finger. */
+
+let stage: Stage;
+let page: Page;
+const player = (): Promise<PlayerStatus> => stage.ask("/api/player");
+const stands = (wanted: Partial<PlayerStatus>): Promise<void> =>
+  vi.waitFor(async () => expect(await player()).toMatchObject(wanted), { timeout: patienceMs, interval: 50 });
+const until = (what: () => unknown) => expect.poll(what, { timeout: patienceMs });
+const ids = async (): Promise<number[]> =>
+  (await stage.ask<QueueAnswer>("/api/player/queue?from=0&to=99")).entries.map(({ id }) => id);
+const row = (id: number, on = page) => on.locator(`.queue-row[data-entry="${id}"]`);
+const drawn = (on = page): Promise<number[]> =>
+  on
+    .locator(".queue-row")
+    .evaluateAll((all) => all.map((each) => Number((each as HTMLElement).dataset["entry"])));
+
+/** A queue of sixty tracks, paused at the start of one of them. */
+async function fill(startAt: number): Promise<void> {
+  await stage.operate("queue/clear", {});
+  await stands({ state: "stopped" });
+  await stage.operate("queue/add", {
+    path: "qobuz:favourites/tracks",
+    from: 0,
+    to: 59,
+    where: "replace",
+    startAt,
+  });
+  await stands({ state: "playing" });
+  await stage.operate("pause", {});
+  await stands({ state: "paused" });
+}
+
+beforeAll(async () => {
+  stage = await Stage.open();
+  await fill(30);
+  page = await stage.page({}, "/queue");
+}, testLimitMs);
+afterAll(() => stage?.close(), testLimitMs);
+
+describe("the queue", { timeout: testLimitMs }, () => {
+  test.each([
+    ["desktop-light", { viewport: { width: 1440, height: 900 }, colorScheme: "light" }],
+    ["phone-dark", { viewport: { width: 390, height: 844 }, colorScheme: "dark" }],
+    ["phone-light", { viewport: { width: 390, height: 844 }, colorScheme: "light" }],
+    ["desktop-dark", { viewport: { width: 1440, height: 900 }, colorScheme: "dark" }],
+  ] as const)(
+    "opens at the playing track on a %s screen, and what was played is dimmed",
+    async (name, options) => {
+      const other = await stage.page(options, "/");
+      await other.getByRole("link", { name: "Queue" }).first().click();
+      const current = other.locator(".queue-row.current");
+      await current.waitFor();
+      await until(async () => {
+        const box = await current.boundingBox();
+        return !!box && box.y > 0 && box.y < options.viewport.height * 0.6;
+      }).toBe(true);
+      expect(await other.locator(".queue-row.played").count()).toBeGreaterThan(0);
+      expect(await current.evaluate((each) => each.nextElementSibling?.classList.contains("played"))).toBe(
+        false,
+      );
+      await shot(other, `queue-opened-${name}`);
+      await other.context().close();
+    },
+  );
+
+  test("opens at the playing track beside it, with the way back in view", async () => {
+    const other = await stage.page({}, "/playing");
+    const current = other.locator(".queue-row.current");
+    await until(async () => (await current.boundingBox())?.y ?? -1).toBeGreaterThan(0);
+    const back = (await other.getByRole("button", { name: "Back" }).boundingBox())!;
+    expect(back.y).toBeGreaterThanOrEqual(0);
+    expect(await other.locator(".now-track .play-button").isVisible()).toBe(true);
+    await shot(other, "queue-beside-1440");
+    await other.context().close();
+  });
+
+  test("has a menu on each row, which moves it behind the playing track", async () => {
+    await until(() => page.locator(".queue-row.current").count()).toBe(1);
+    const before = await ids();
+    const { entry } = await player();
+    const place = before.indexOf(entry!);
+    const wanted = before[place + 4]!;
+    await row(wanted).locator(".more").click();
+    await page.getByRole("menuitem", { name: "Play next" }).click();
+    const after = before.filter((id) => id !== wanted);
+    after.splice(place + 1, 0, wanted);
+    await until(ids).toEqual(after);
+  });
+
+  test("takes several rows at once: Shift selects up to a row, Ctrl one more, and all of them move or go", async () => {
+    const before = await ids();
+    const place = before.indexOf((await player()).entry!);
+    const [a, b, c, d] = [place + 5, place + 6, place + 7, place + 9].map((index) => before[index]!);
+    await row(a!)
+      .locator(".track-main")
+      .click({ modifiers: ["Control"] });
+    await row(c!)
+      .locator(".track-main")
+      .click({ modifiers: ["Shift"] });
+    await row(d!).locator(".track-main").click();
+    await page.getByText("4 selected").waitFor();
+    await shot(page, "queue-selected-desktop-light");
+    const toolbar = page.getByRole("toolbar");
+    await toolbar.getByRole("button", { name: "Play next" }).click();
+    const chosen = [a!, b!, c!, d!];
+    const after = before.filter((id) => !chosen.includes(id));
+    after.splice(place + 1, 0, ...chosen);
+    await until(ids).toEqual(after);
+    await toolbar.waitFor({ state: "detached" });
+
+    await row(a!)
+      .locator(".track-main")
+      .click({ modifiers: ["Control"] });
+    await row(b!).locator(".track-main").click();
+    await page.getByRole("toolbar").getByRole("button", { name: "Remove" }).click();
+    await until(ids).toEqual(after.filter((id) => id !== a && id !== b));
+    // Nothing of all that played anything.
+    expect((await player()).state).toBe("paused");
+  });
+
+  test("gives the selection up at Escape", async () => {
+    await page
+      .locator(".queue-row .track-main")
+      .first()
+      .click({ modifiers: ["Control"] });
+    await page.getByText("1 selected").waitFor();
+    await page.keyboard.press("Escape");
+    await page.getByRole("toolbar").waitFor({ state: "detached" });
+  });
+
+  test("moves all selected rows when one of them is dragged", async () => {
+    await page.evaluate(() => scrollTo(0, 0));
+    const before = await ids();
+    await until(async () => (await drawn()).slice(0, 6)).toEqual(before.slice(0, 6));
+    await row(before[0]!)
+      .locator(".track-main")
+      .click({ modifiers: ["Control"] });
+    await row(before[1]!).locator(".track-main").click();
+    const from = (await row(before[0]!).locator(".grip").boundingBox())!;
+    const to = (await row(before[4]!).locator(".grip").boundingBox())!;
+    await page.mouse.move(from.x + 20, from.y + 20);
+    await page.mouse.down();
+    await page.mouse.move(to.x + 20, to.y + 20, { steps: 8 });
+    await page.mouse.up();
+    const [a, b, ...others] = before;
+    others.splice(3, 0, a!, b!);
+    await until(ids).toEqual(others);
+    await page.keyboard.press("Escape");
+  });
+
+  test("loses a row that a finger swipes away, and selects one that a finger rests on", async () => {
+    const phone = await stage.page(
+      { viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true },
+      "/queue",
+    );
+    await until(() => phone.locator(".queue-row.current").count()).toBe(1);
+    const seen = async (): Promise<number[]> =>
+      phone
+        .locator(".queue-row")
+        .evaluateAll((all) =>
+          all
+            .filter(
+              (each) => each.getBoundingClientRect().top > 60 && each.getBoundingClientRect().bottom < 600,
+            )
+            .map((each) => Number((each as HTMLElement).dataset["entry"])),
+        );
+    const [gone, held] = await seen();
+    const finger = await phone.context().newCDPSession(phone);
+    const touch = (type: "touchStart" | "touchMove", x: number, y: number): Promise<unknown> =>
+      finger.send("Input.dispatchTouchEvent", { type, touchPoints: [{ x, y }] });
+    const lift = (): Promise<unknown> =>
+      finger.send("Input.dispatchTouchEvent", { type: "touchEnd", touchPoints: [] });
+    const before = await ids();
+    const box = (await row(gone!, phone).boundingBox())!;
+    const y = box.y + box.height / 2;
+    await touch("touchStart", 220, y);
+    for (let x = 210; x >= 90; x -= 20) await touch("touchMove", x, y);
+    await lift();
+    await until(ids).toEqual(before.filter((id) => id !== gone));
+
+    const rest = (await row(held!, phone).boundingBox())!;
+    await touch("touchStart", 160, rest.y + rest.height / 2);
+    await phone.getByText("1 selected").waitFor();
+    await lift();
+    await shot(phone, "queue-selected-phone-light");
+    expect((await player()).state).toBe("paused");
+    await phone.context().close();
+  });
+});
