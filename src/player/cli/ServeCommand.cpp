@@ -2,10 +2,13 @@
 
 #include "player/cli/CommandLine.h"
 #include "player/cli/ExitCode.h"
+#include "player/cli/PlayerMemory.h"
 #include "player/cli/ServiceProfile.h"
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Terminal.h"
+#include "player/content/History.h"
 #include "player/host/Host.h"
+#include "player/host/PlayerSettings.h"
 #include "player/host/ServiceSettings.h"
 #include "player/mpris/MprisService.h"
 #include "player/play/AudioOutput.h"
@@ -55,6 +58,23 @@ void ServeCommand::tellSaveFailure(PanelServer* server) const
     Terminal::error(failure);
 }
 
+/// The listener's settings, now and whenever they change.
+void ServeCommand::followSettings(PlayEngine* engine, History* history, QObject* context)
+{
+    const auto follow = [context](const CMPath& path, const std::function<void(const PelkValue&)>& apply) {
+        apply(CMRoot()->getValue(path));
+        CMRoot()->subscribe(path)->add(CMSubscribe::Value, path, context, apply);
+    };
+    follow(PlayerSettings::volumeLimitPath(), [engine](const PelkValue& value) {
+        engine->setVolumeLimit(PlayerSettings::volumeLimitPercent(value));
+    });
+    follow(PlayerSettings::historyPath(),
+           [history](const PelkValue& value) { history->setKeeping(PlayerSettings::keepsHistory(value)); });
+    QObject::connect(engine, &PlayEngine::trackStarted, history, [engine, history](const PelkRoles&) {
+        history->add(engine->queue().row(engine->queue().current()));
+    });
+}
+
 int ServeCommand::run(SignalWatch* signalWatch)
 {
     PanelServer::Options options;
@@ -68,6 +88,20 @@ int ServeCommand::run(SignalWatch* signalWatch)
     if (!output.notice().isEmpty())
         Terminal::note(output.notice());
     PlayEngine engine(&output, serviceProfile());
+    PlayerMemory memory(&engine, Host::stateFolder());
+    History history(Host::stateFolder() + QStringLiteral("/history.json"));
+    QObject context;
+    followSettings(&engine, &history, &context);
+    QStringList notices = memory.begin();
+    if (history.isKeeping())
+        notices << history.load();
+    notices.removeAll(QString());
+    for (const QString& notice : qAsConst(notices))
+        Terminal::error(notice);
+    QObject::connect(&memory, &PlayerMemory::failed, &context,
+                     [](const QString& sentence) { Terminal::error(sentence); });
+    QObject::connect(&history, &History::failed, &context,
+                     [](const QString& sentence) { Terminal::error(sentence); });
     PanelServer server(options, &engine);
     MprisService mpris(&engine);
     mpris.start();
@@ -83,7 +117,6 @@ int ServeCommand::run(SignalWatch* signalWatch)
                            "nothing asks them who they are.")
                 .arg(AccessRules::isEveryAddress(options.address) ? QSysInfo::machineHostName()
                                                                   : options.address));
-    QObject context;
     // The module that writes the login does not look at the outcome.
     CMRoot()
         ->subscribe(ServiceAccount::LoginStore::path())
@@ -101,6 +134,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
         loop.exec();
     m_host.setNoticeReceiver([](const PelkNotificationDisplayItem&) {});
     server.stop();
+    memory.end(); // before the engine stops, which is not what the listener left
+    history.flush();
     if (engine.status().state != PelkPlayLogicState::Stopped) {
         // The end of what plays is told, and dealt with.
         QTimer::singleShot(lastReportMs, &loop, &QEventLoop::quit);

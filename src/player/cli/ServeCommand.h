@@ -2,8 +2,11 @@
 
 #include <QString>
 
+class History;
 class Host;
 class PanelServer;
+class PlayEngine;
+class QObject;
 class SignalWatch;
 struct CommandLine;
 
@@ -21,6 +24,7 @@ public:
 
 private:
     void tellSaveFailure(PanelServer* server) const;
+    static void followSettings(PlayEngine* engine, History* history, QObject* context);
 
     Host& m_host;
     const CommandLine& m_line;

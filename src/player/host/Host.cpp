@@ -2,6 +2,7 @@
 
 #include "api/http/httpclient.h"
 #include "api/types/playerpaths.h"
+#include "player/host/PlayerSettings.h"
 #include "player/host/ServiceSettings.h"
 
 #include <QCoreApplication>
@@ -58,14 +59,22 @@ bool Host::end()
 bool Host::loadSettings(const QString& configFile, QString* error)
 {
     m_settings = std::make_shared<ServiceSettings>(configFile);
-    if (!m_settings->load(error))
+    m_playerSettings = std::make_shared<PlayerSettings>(configFile);
+    if (!m_settings->load(error) || !m_playerSettings->load(error))
         return false;
     for (const CMPath& path : ServiceSettings::paths())
         m_root.keep(path, m_settings);
-    m_loginFile = xdgFolder("XDG_STATE_HOME", "/.local/state") + QStringLiteral("/pelk/session.json");
+    for (const CMPath& path : PlayerSettings::paths())
+        m_root.keep(path, m_playerSettings);
+    m_loginFile = stateFolder() + QStringLiteral("/session.json");
     m_login = std::make_shared<ServiceAccount::LoginStore>(m_loginFile);
     m_root.keep(ServiceAccount::LoginStore::path(), m_login);
     return true;
+}
+
+QString Host::stateFolder()
+{
+    return xdgFolder("XDG_STATE_HOME", "/.local/state") + QStringLiteral("/pelk");
 }
 
 QString Host::configFile() const

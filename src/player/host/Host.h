@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 
+class PlayerSettings;
 class ServiceSettings;
 
 /// The process that modules live in: the root of the content model with its values, the modules, and the
@@ -41,6 +42,8 @@ public:
     const QList<ModuleLoader::Module>& modules() const { return m_loader.modules(); }
     QString configFile() const;
     QString loginFile() const { return m_loginFile; }
+    /// Where the player keeps what it remembers over restarts.
+    static QString stateFolder();
     /// What people have to know of the saved login, since loadSettings(); empty if there is nothing.
     QString loginNotice() const;
     /// Why the login could not be saved; empty if it was.
@@ -55,6 +58,7 @@ private:
     CMRootWorker m_root;
     ModuleLoader m_loader;
     std::shared_ptr<ServiceSettings> m_settings;
+    std::shared_ptr<PlayerSettings> m_playerSettings;
     std::shared_ptr<ServiceAccount::LoginStore> m_login;
     QString m_loginFile;
     bool m_ended = false;

@@ -1,0 +1,101 @@
+#include "player/cli/PlayerMemory.h"
+
+#include "player/cli/SavedPlayerText.h"
+#include "player/play/PlayEngine.h"
+
+#include <QDir>
+
+namespace {
+
+QString inFolder(const QString& folder, const char* name)
+{
+    return folder + QLatin1Char('/') + QLatin1String(name);
+}
+
+} // namespace
+
+PlayerMemory::PlayerMemory(PlayEngine* engine, const QString& folder, QObject* parent)
+    : QObject(parent)
+    , m_engine(engine)
+    , m_folder(folder)
+    , m_lock(inFolder(folder, "player.lock"))
+    , m_queueFile(inFolder(folder, "queue.json"), QStringLiteral("queue"), 1)
+    , m_restFile(inFolder(folder, "player.json"), QStringLiteral("player"), 1)
+{
+    m_lock.setStaleLockTime(0); // a player may run for months
+    m_tick.setInterval(StateFile::intervalMs);
+    connect(&m_tick, &QTimer::timeout, this, &PlayerMemory::keep);
+    for (StateFile* file : {&m_queueFile, &m_restFile})
+        connect(file, &StateFile::failed, this, &PlayerMemory::failed);
+}
+
+PlayerMemory::~PlayerMemory()
+{
+    end();
+}
+
+QStringList PlayerMemory::begin()
+{
+    QDir().mkpath(m_folder);
+    if (!m_lock.tryLock() && m_lock.error() == QLockFile::LockFailedError)
+        return {
+            QStringLiteral("Another player keeps its queue in %1; this one starts empty and keeps nothing.")
+                .arg(m_folder)};
+    const PelkHash queue = m_queueFile.read();
+    const PelkHash rest = m_restFile.read();
+    QStringList notices{m_queueFile.notice(), m_restFile.notice()};
+    notices.removeAll(QString());
+    if (!queue.isEmpty() || !rest.isEmpty() || !notices.isEmpty())
+        m_engine->restore(SavedPlayerText::read(queue, rest));
+    m_keptRevision = m_engine->queue().revision();
+    m_isKeeping = true;
+    connect(m_engine, &PlayEngine::statusChanged, this, &PlayerMemory::keep);
+    connect(&m_engine->queue(), &PlayQueue::changed, this, &PlayerMemory::keep);
+    return notices;
+}
+
+void PlayerMemory::end()
+{
+    if (!m_isKeeping)
+        return;
+    keep();
+    m_isKeeping = false;
+    m_tick.stop();
+    disconnect(m_engine, nullptr, this, nullptr);
+    disconnect(&m_engine->queue(), nullptr, this, nullptr);
+    m_queueFile.flush();
+    m_restFile.flush();
+    m_lock.unlock();
+}
+
+void PlayerMemory::keep()
+{
+    const PlayerStatus status = m_engine->status();
+    if (m_keptRevision != status.queueRevision) {
+        m_keptRevision = status.queueRevision;
+        m_queueFile.save([this] { return copyOfQueue(); });
+    }
+    m_restFile.save([this] { return copyOfRest(); });
+    if (status.state != PelkPlayLogicState::Playing || status.stalled)
+        m_tick.stop();
+    else if (!m_tick.isActive())
+        m_tick.start();
+}
+
+StateFile::Writer PlayerMemory::copyOfQueue() const
+{
+    return [saved = m_engine->saved()] { return SavedPlayerText::queue(saved); };
+}
+
+StateFile::Writer PlayerMemory::copyOfRest() const
+{
+    const PlayerStatus status = m_engine->status();
+    SavedPlayer saved; // without the rows
+    saved.current = m_engine->queue().indexOf(status.entry);
+    saved.positionMs = status.positionMs;
+    saved.durationMs = status.durationMs;
+    saved.volumePercent = status.volumePercent;
+    saved.muted = status.muted;
+    saved.repeat = status.repeat;
+    return [saved, row = m_engine->queue().row(status.entry)] { return SavedPlayerText::rest(saved, row); };
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "player/host/StateFile.h"
+
+#include <QLockFile>
+
+class PlayEngine;
+
+/// Keeps a player over restarts, kills and power cuts: its queue, the current entry with its place, volume
+/// and modes. One player of a folder does; another one beside it keeps nothing. Main thread.
+class PlayerMemory : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Files go into `folder`. The engine is not owned.
+    PlayerMemory(PlayEngine* engine, const QString& folder, QObject* parent = nullptr);
+    /// As end().
+    ~PlayerMemory() override;
+
+    /// Puts back what an earlier run kept, paused, and keeps every change from now on. Returns a sentence for
+    /// each thing that the listener should know.
+    QStringList begin();
+    /// Keeps what is there now, and nothing later; returns when it is on the disk. Comes before the engine is
+    /// stopped for the end of the program.
+    void end();
+
+Q_SIGNALS:
+    /// It cannot be kept; `sentence` says why.
+    void failed(const QString& sentence);
+
+private:
+    void keep();
+    StateFile::Writer copyOfQueue() const;
+    StateFile::Writer copyOfRest() const;
+
+    PlayEngine* m_engine;
+    QString m_folder;
+    QLockFile m_lock;
+    StateFile m_queueFile;
+    StateFile m_restFile;
+    QTimer m_tick; // while the position moves
+    quint64 m_keptRevision = 0;
+    bool m_isKeeping = false;
+};

@@ -1,0 +1,99 @@
+#include "player/cli/SavedPlayerText.h"
+
+#include "api/core/json/pelkjson.h"
+#include "player/content/RowText.h"
+
+#include <array>
+#include <utility>
+
+namespace {
+
+const QString rowsKey = QStringLiteral("rows");
+const QString unshuffledKey = QStringLiteral("unshuffled");
+const QString shuffledKey = QStringLiteral("shuffled");
+const QString currentKey = QStringLiteral("current");
+const QString pathKey = QStringLiteral("path");
+const QString positionKey = QStringLiteral("positionMs");
+const QString durationKey = QStringLiteral("durationMs");
+const QString volumeKey = QStringLiteral("volumePercent");
+const QString mutedKey = QStringLiteral("muted");
+const QString repeatKey = QStringLiteral("repeat");
+
+const std::array<std::pair<RepeatMode, const char*>, 3> repeatWords{
+    {{RepeatMode::Off, "off"}, {RepeatMode::One, "one"}, {RepeatMode::All, "all"}}};
+
+int currentOf(const QVector<PelkRoles>& rows, const PelkHash& rest)
+{
+    const CMPath path(rest.text(pathKey));
+    const int index = rest.value(currentKey).toInt();
+    if (path.isEmpty() || !rest.contains(currentKey))
+        return -1;
+    if (index >= 0 && index < rows.size() && rows.at(index).path() == path)
+        return index;
+    for (int i = 0; i < rows.size(); ++i)
+        if (rows.at(i).path() == path)
+            return i;
+    return -1;
+}
+
+} // namespace
+
+QByteArray SavedPlayerText::queue(const SavedPlayer& saved)
+{
+    QByteArray text = "{\"rows\":[";
+    for (int i = 0; i < saved.rows.size(); ++i) {
+        if (i > 0)
+            text += ',';
+        RowText::append(&text, saved.rows.at(i));
+    }
+    text += saved.shuffled ? "],\"shuffled\":true,\"unshuffled\":[" : "],\"shuffled\":false,\"unshuffled\":[";
+    for (int i = 0; i < saved.unshuffled.size(); ++i)
+        text += (i > 0 ? "," : "") + QByteArray::number(saved.unshuffled.at(i));
+    return text + "]}";
+}
+
+QByteArray SavedPlayerText::rest(const SavedPlayer& saved, const PelkRoles& row)
+{
+    QString repeat;
+    for (const auto& [mode, word] : repeatWords)
+        if (mode == saved.repeat)
+            repeat = QLatin1String(word);
+    return PelkJson::serialize(QVariantHash{{currentKey, saved.current},
+                                            {pathKey, row.path().toString()},
+                                            {positionKey, saved.positionMs},
+                                            {durationKey, saved.durationMs},
+                                            {volumeKey, saved.volumePercent},
+                                            {mutedKey, saved.muted},
+                                            {repeatKey, repeat}});
+}
+
+SavedPlayer SavedPlayerText::read(const PelkHash& queue, const PelkHash& rest)
+{
+    SavedPlayer saved;
+    const QList<PelkHash> rows = queue.records(rowsKey);
+    saved.rows.reserve(rows.size());
+    for (const PelkHash& parsed : rows) {
+        const PelkRoles row = RowText::row(parsed);
+        if (PlayQueue::isPlayable(row))
+            saved.rows.append(row);
+    }
+    saved.shuffled = queue.value(shuffledKey).toBool();
+    const QVariantList places = queue.value(unshuffledKey).toList();
+    saved.unshuffled.reserve(places.size());
+    for (const QVariant& place : places)
+        saved.unshuffled.append(place.toInt());
+    saved.current = currentOf(saved.rows, rest);
+    if (saved.current >= 0) {
+        saved.positionMs = qMax<qint64>(0, rest.value(positionKey).toLongLong());
+        saved.durationMs = qMax<qint64>(0, rest.value(durationKey).toLongLong());
+    }
+    bool hasVolume = false;
+    const int volume = rest.value(volumeKey).toInt(&hasVolume);
+    const bool isVolume = hasVolume && volume >= 0 && volume <= 100;
+    saved.volumePercent = isVolume ? volume : cautiousVolumePercent;
+    saved.muted = rest.value(mutedKey).toBool();
+    for (const auto& [mode, word] : repeatWords)
+        if (rest.text(repeatKey) == QLatin1String(word))
+            saved.repeat = mode;
+    return saved;
+}

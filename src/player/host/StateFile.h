@@ -1,0 +1,65 @@
+#pragma once
+
+#include "api/types/pelkhash.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+
+/// One concern of the player's state in one file: a JSON object with the concern's name, the version of its
+/// form and its data. Written whole and atomically, readable by its owner alone, at most once a second, by a
+/// thread of its own; so a power cut leaves the file before or the one after. Main thread, with an event
+/// loop.
+class StateFile : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Makes the data as JSON text. Runs on the writing thread: it must own all that it reads.
+    using Writer = std::function<QByteArray()>;
+    /// Makes a writer with a copy of what there is to write. Runs on the main thread, just before the write.
+    using Copier = std::function<Writer()>;
+
+    static constexpr int intervalMs = 1000;
+    static constexpr qint64 maximumSizeBytes = 64 * 1024 * 1024;
+
+    /// `version` is of the data's form; files of later versions are not read.
+    StateFile(const QString& fileName, const QString& concern, int version, QObject* parent = nullptr);
+    /// As flush().
+    ~StateFile() override;
+
+    /// Reads the data; empty where there is none. A file that cannot be used is set aside under a name of its
+    /// own, and notice() says why: it is incomplete or damaged, from a later version, or another user's.
+    PelkHash read();
+    /// A sentence about what read() could not use; empty if there is nothing to say.
+    QString notice() const { return m_notice; }
+
+    /// Has the data written within a second; a later call replaces an earlier one that still waits.
+    void save(const Copier& copier);
+    /// Writes what waits, and returns when it is on the disk.
+    void flush();
+    /// Removes the file and drops what waits. False, with a sentence, when it is still there.
+    bool remove(QString* error);
+
+Q_SIGNALS:
+    /// The file cannot be written; `sentence` says why. Once until a write succeeds again.
+    void failed(const QString& sentence);
+
+private:
+    void write();
+    void setAside(const QString& reason);
+    QByteArray whole(const QByteArray& data) const;
+
+    QString m_fileName;
+    QString m_concern;
+    int m_version;
+    QString m_notice;
+    Copier m_waiting;
+    QTimer m_timer;
+    QElapsedTimer m_sinceWrite;
+    bool m_isWriting = false;
+    bool m_hasFailed = false;
+};
