@@ -22,6 +22,6 @@ public:
 
 private:
     HttpClientHeaders m_headers;
-    int m_timeoutMs = 30000;
+    int m_timeoutMs = 60000;
     int m_readSizeLimit = 16 * 1024 * 1024;
 };

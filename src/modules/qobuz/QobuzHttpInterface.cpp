@@ -5,6 +5,7 @@
 #include "api/types/qobuzpaths.h"
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -67,13 +68,15 @@ void QobuzHttpInterface::post(const PelkUrl& url, const QString& body, const Cal
 void QobuzHttpInterface::send(const HttpRequest& request)
 {
     LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": " << request.url);
-    const auto completion = [this, request](const HttpClientResult& result) {
+    // A copy that is not const, as plain capture would make it, so that it can be moved on.
+    auto completion = [this, request = request](const HttpClientResult& result) {
         httpCallback(request, result);
     };
     if (request.method == 0)
-        m_client->get(composeUrl(request.url), request.options, completion);
+        m_client->get(composeUrl(request.url), request.options, std::move(completion));
     else
-        m_client->post(composeUrl(request.url), request.body.toLatin1(), request.options, completion);
+        m_client->post(composeUrl(request.url), request.body.toLatin1(), request.options,
+                       std::move(completion));
     LOG4CPLUS_TRACE(logger, "Leave " << scopedFunction(Q_FUNC_INFO) << ": ");
 }
 

@@ -6,7 +6,8 @@
 #include <QObject>
 
 /// Whether every parameter of a signal can cross threads in a queued call, as it must where sender and
-/// receiver live on different ones: each type has to be a registered meta-type, pointers excepted.
+/// receiver live on different ones: each type has to be a registered meta-type, pointers excepted. The
+/// connection's type does not matter: the receiver may be connected in another way later.
 PELK_API_EXPORT bool verifyConnectionSignalParameters(const QObject* sender, const QMetaMethod& signal,
                                                       const QObject* receiver, Qt::ConnectionType type);
 

@@ -5,6 +5,7 @@
 #include <QThread>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -18,13 +19,13 @@ std::shared_ptr<QObject> threadReceiver()
 
 /// The watcher as it is called by the thread that finishes the reply: it goes to the thread that added it.
 /// What is queued to a thread that has ended since is dropped with that thread's queue.
-std::function<void(const CMVoidReply&)> delivered(const std::function<void(const CMVoidReply&)>& watcher,
+std::function<void(const CMVoidReply&)> delivered(std::function<void(const CMVoidReply&)> watcher,
                                                   Qt::ConnectionType type)
 {
     if (type == Qt::DirectConnection || !QAbstractEventDispatcher::instance())
         return watcher;
     const std::weak_ptr<QObject> receiver = threadReceiver();
-    return [watcher, receiver, type](const CMVoidReply& reply) {
+    return [watcher = std::move(watcher), receiver, type](const CMVoidReply& reply) {
         const std::shared_ptr<QObject> target = receiver.lock();
         if (!target)
             return;
@@ -102,13 +103,12 @@ CMError CMVoidReply::error() const
     return d()->m_error;
 }
 
-void CMVoidReply::addWatcher(const std::function<void(const CMVoidReply&)>& watcher,
-                             Qt::ConnectionType type) const
+void CMVoidReply::addWatcher(std::function<void(const CMVoidReply&)> watcher, Qt::ConnectionType type) const
 {
     Q_ASSERT(d());
     QMutexLocker locker(&d()->m_mutex);
     if (!d()->isFinished()) {
-        d()->m_watchers.append(qMakePair(delivered(watcher, type), type));
+        d()->m_watchers.append(qMakePair(delivered(std::move(watcher), type), type));
         return;
     }
     locker.unlock();

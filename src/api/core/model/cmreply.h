@@ -84,7 +84,7 @@ public:
     /// reply finishes there and else queued to that thread's event loop; a thread without an event dispatcher
     /// has no queue, so there it is called directly by whoever finishes. Direct: always by whoever finishes.
     /// Queued: always through the queue. A watcher added to a finished reply runs at once, here.
-    void addWatcher(const std::function<void(const CMVoidReply&)>& watcher,
+    void addWatcher(std::function<void(const CMVoidReply&)> watcher,
                     Qt::ConnectionType type = Qt::AutoConnection) const;
 
 private:

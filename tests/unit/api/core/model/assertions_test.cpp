@@ -64,10 +64,30 @@ const QHash<QString, Crime>& crimes()
          }},
         {QStringLiteral("queued parameters"),
          [] {
-             Sender sender;
-             cmConnect(
-                 &sender, &Sender::unregistered, &sender, [](const Unregistered&) {}, Qt::QueuedConnection);
+             onAnotherThread([](QObject* receiver) {
+                 Sender sender;
+                 cmConnect(
+                     &sender, &Sender::unregistered, receiver, [](const Unregistered&) {},
+                     Qt::QueuedConnection);
+             });
          }},
+        {QStringLiteral("direct parameters"),
+         [] {
+             onAnotherThread([](QObject* receiver) {
+                 Sender sender;
+                 cmConnect(
+                     &sender, &Sender::unregistered, receiver, [](const Unregistered&) {},
+                     Qt::DirectConnection);
+             });
+         }},
+        {QStringLiteral("get-data reply"), [] { CMGetDataRequest().reply(); }},
+        {QStringLiteral("set-data reply"), [] { CMSetDataRequest().reply(); }},
+        {QStringLiteral("any reply"), [] { static_cast<const CMRequest&>(CMSetDataRequest()).reply(); }},
+        {QStringLiteral("kind"), [] { CMSetDataRequest().kind(); }},
+        {QStringLiteral("to"), [] { CMGetRowsRequest().to(); }},
+        {QStringLiteral("row roles"), [] { CMGetRowsRequest().roles(); }},
+        {QStringLiteral("rows version"), [] { CMGetRowsRequest().rowsVersion(); }},
+        {QStringLiteral("role"), [] { CMSetDataRequest().role(); }},
     };
     return all;
 }
@@ -120,13 +140,15 @@ private Q_SLOTS:
         cmConnect(&sender, &Sender::unregistered, this, [&](const Unregistered&) { ++calls; });
         Q_EMIT sender.unregistered(Unregistered());
         QCOMPARE(calls, 1);
+        for (const auto type : {Qt::AutoConnection, Qt::DirectConnection, Qt::QueuedConnection})
+            QVERIFY(verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::unregistered),
+                                                     this, type));
         onAnotherThread([&](QObject* receiver) {
             QVERIFY(verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::pointer),
                                                      receiver, Qt::AutoConnection));
-            QVERIFY(verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::unregistered),
-                                                     receiver, Qt::DirectConnection));
-            QVERIFY(!verifyConnectionSignalParameters(&sender, QMetaMethod::fromSignal(&Sender::unregistered),
-                                                      receiver, Qt::AutoConnection));
+            for (const auto type : {Qt::AutoConnection, Qt::DirectConnection, Qt::QueuedConnection})
+                QVERIFY(!verifyConnectionSignalParameters(
+                    &sender, QMetaMethod::fromSignal(&Sender::unregistered), receiver, type));
         });
     }
 };
