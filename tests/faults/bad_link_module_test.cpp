@@ -1,5 +1,5 @@
 #include "api/http/httpclient.h"
-#include "tests/module/browsefixture.h"
+#include "tests/module/samples.h"
 #include "tests/support/badlink.h"
 #include "tests/support/figures.h"
 
@@ -44,8 +44,7 @@ class BadLinkModuleTest : public QObject
             tracks << "{\"id\":" + number + ",\"title\":\"" + id + "-" + number + "\",\"performers\":\"" +
                           QByteArray(1000, 'p') + "\"}";
         }
-        return TestHttpServer::json("{\"id\":\"" + id +
-                                    "\",\"tracks\":" + BrowseFixture::list(rowsAsked, tracks) + "}");
+        return TestHttpServer::json("{\"id\":\"" + id + "\",\"tracks\":" + list(rowsAsked, tracks) + "}");
     }
 
     static QStringList titlesOf(int number)
@@ -62,16 +61,14 @@ class BadLinkModuleTest : public QObject
         for (; count > 0; --count) {
             const int number = m_next++;
             m_outcomes[number] = Outcome();
-            const CMGetRowsRequest request(
-                CMPath(BrowseFixture::pathWith(QStringLiteral("qobuz:album"), QStringLiteral("id"),
-                                               QString::number(number))),
-                0, rowsAsked - 1, {PelkRoles::Title()});
+            const CMGetRowsRequest request(CMPath(pathWith(QStringLiteral("qobuz:album"),
+                                                           QStringLiteral("id"), QString::number(number))),
+                                           0, rowsAsked - 1, {PelkRoles::Title()});
             request.reply().addWatcher([this, number, reference = m_inReplies](const CMVoidReply& finished) {
                 Outcome& outcome = m_outcomes[number];
                 ++outcome.answers;
                 outcome.error = finished.error();
-                outcome.titles =
-                    BrowseFixture::texts(CMReply<PelkRowsRoles>::from(finished).value().rows().toList());
+                outcome.titles = texts(CMReply<PelkRowsRoles>::from(finished).value().rows().toList());
             });
             m_host->root().getRowsRequest(request);
         }

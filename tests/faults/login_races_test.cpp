@@ -3,7 +3,7 @@
 #include "api/play/pelkplaylogicdata.h"
 #include "api/types/pelkqobuzloginstate.h"
 #include "api/types/qobuzpaths.h"
-#include "tests/module/account_values.h"
+#include "tests/module/samples.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
 #include "tests/support/testhttpserver.h"

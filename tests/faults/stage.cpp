@@ -8,7 +8,7 @@
 #include "api/types/pelkqobuzloginstate.h"
 #include "api/types/pelkrowsroles.h"
 #include "api/types/qobuzpaths.h"
-#include "tests/module/account_values.h"
+#include "tests/module/samples.h"
 
 #include <QDeadlineTimer>
 

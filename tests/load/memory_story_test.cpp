@@ -12,7 +12,7 @@
 #include "modules/qobuz/QobuzWorker.h"
 #include "tests/load/hostthread.h"
 #include "tests/load/loadserver.h"
-#include "tests/module/account_values.h"
+#include "tests/module/samples.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
 #include "tests/support/ownprocess.h"

@@ -1,113 +1,60 @@
-// How the module deals with row and set-data requests: which it refuses and which it leaves to its nodes.
+// How the module deals with row and set-data requests: which it refuses, which it leaves to its nodes, and
+// what is written about them.
 
-#include "api/types/qobuzpaths.h"
-#include "tests/support/logcapture.h"
-#include "tests/support/modulehost.h"
+#include "tests/module/moduletest.h"
 #include "tests/support/ownprocess.h"
-#include "tests/support/testhttpserver.h"
 
-#include <QtTest>
+#include <QSemaphore>
 
-#include <memory>
+#include <thread>
 
-namespace {
-
-const char* const getRowsContext = "void QobuzWorker::on_getRows_invoke(const CMGetRowsRequest&)";
-
-} // namespace
-
-class DispatchTest : public QObject
+class DispatchTest : public ModuleTest
 {
     Q_OBJECT
-
-private:
-    std::unique_ptr<TestHttpServer> m_server;
-    std::unique_ptr<ModuleHost> m_host;
-    ModuleHost& host() { return *m_host; }
-
-    void start(bool loggedIn)
-    {
-        if (loggedIn)
-            host().setSession();
-        host().start();
-    }
 
 private Q_SLOTS:
     void init()
     {
-        m_server = std::make_unique<TestHttpServer>();
-        m_host = std::make_unique<ModuleHost>(m_server->url(QStringLiteral("/api/")));
+        open();
+        server().answer("/api/track/getFileUrl", json(R"({"track_id":123,"url":"stream"})"));
     }
-    void cleanup()
-    {
-        m_host.reset();
-        m_server.reset();
-    }
+    void cleanup() { close(); }
 
-    void aRowRequestIsLoggedWhereItComesInAndWhereItIsDealtWith()
+    void aRequestIsLoggedWhereItComesInAndWhereItIsDealtWith_data()
     {
-        start(true);
-        const LogCapture log(QStringLiteral("Qobuz"));
-        QVERIFY(
-            host()
-                .rows(QStringLiteral("qobuz:favourites/?a=b"), 2, 5, {PelkRoles::Title(), PelkRoles::Path()})
-                .finished);
-        const QStringList traces = log.texts(log4cplus::TRACE_LOG_LEVEL);
-        QCOMPARE(traces.at(0),
-                 QStringLiteral("Enter virtual void QobuzWorker::getRowsRequest(const CMGetRowsRequest&): "
-                                "path: qobuz:favourites/?a=b, from: 2, to: 5, roles: title, path"));
-        QCOMPARE(traces.at(1),
-                 QStringLiteral("Enter void QobuzWorker::on_getRows_invoke(const CMGetRowsRequest&): "
-                                "path: qobuz:favourites/?a=b, from: 2, to: 5, roles: title, path"));
-        QCOMPARE(log.records().at(0).file, QStringLiteral("QobuzWorker.cpp"));
+        Rows<bool, QString> row;
+        row("a row request", true,
+            "(const CMGetRowsRequest&): path: qobuz:favourites/?a=b, from: 2, to: 5, roles: title, path");
+        row("a set-data request", false, "(const CMSetDataRequest&): \"x\"");
     }
-
-    void aSetDataRequestIsLoggedWhereItComesInAndWhereItIsDealtWith()
+    void aRequestIsLoggedWhereItComesInAndWhereItIsDealtWith()
     {
-        start(true);
-        const LogCapture log(QStringLiteral("Qobuz"));
-        QVERIFY(host()
-                    .setData(QStringLiteral("qobuz:featured/"), PelkRoles::Title(), QStringLiteral("x"))
-                    .finished);
-        QCOMPARE(log.texts(log4cplus::TRACE_LOG_LEVEL),
-                 (QStringList{QStringLiteral("Enter virtual void QobuzWorker::setDataRequest(const "
-                                             "CMSetDataRequest&): \"x\""),
-                              QStringLiteral("Enter void QobuzWorker::on_setData_invoke(const "
-                                             "CMSetDataRequest&): \"x\"")}));
-    }
-
-    void entryLinesAreAtTraceLevelOnly()
-    {
-        start(true);
-        const LogCapture log(QStringLiteral("Qobuz"), log4cplus::DEBUG_LOG_LEVEL);
-        QVERIFY(host().rows(QStringLiteral("qobuz:"), 0, 5).finished);
-        QVERIFY(host().setData(QStringLiteral("qobuz:"), PelkRoles::Title(), 1).finished);
-        QVERIFY(log.records().isEmpty());
-    }
-
-    void anEntryPointReturnsBeforeTheRequestIsDealtWith()
-    {
-        start(true);
-        const CMGetRowsRequest rows(CMPath(QStringLiteral("qobuz:")), 0, 9, {PelkRoles::Title()});
-        const CMSetDataRequest data(CMPath(QStringLiteral("qobuz:stateChange")), PelkRoles::Value(), 1);
-        bool before = true;
-        // Called on the worker's own thread, it still has to queue.
-        QMetaObject::invokeMethod(
-            host().worker(),
-            [&] {
-                host().worker()->getRowsRequest(rows);
-                host().worker()->setDataRequest(data);
-                before = rows.reply().isFinished() || data.reply().isFinished();
-            },
-            Qt::BlockingQueuedConnection);
-        QVERIFY(!before);
-        QVERIFY(ModuleHost::wait(rows.reply()));
-        QVERIFY(ModuleHost::wait(data.reply()));
+        const auto [rows, arguments] = fetched<bool, QString>();
+        start();
+        const Log log;
+        const CMGetRowsRequest rowRequest(CMPath("qobuz:favourites/?a=b"_s), 2, 5,
+                                          {PelkRoles::Title(), PelkRoles::Path()});
+        const CMSetDataRequest dataRequest(CMPath("qobuz:featured/"_s), PelkRoles::Title(), "x"_s);
+        log.watch(rows ? CMVoidReply(rowRequest.reply()) : CMVoidReply(dataRequest.reply()));
+        if (rows)
+            host().worker()->getRowsRequest(rowRequest);
+        else
+            host().worker()->setDataRequest(dataRequest);
+        host().settle();
+        QStringList lines = log.lines();
+        if (rows) // what the browser writes about the range is its own test's
+            QVERIFY(lines.takeAt(2).startsWith("TRACE QobuzBrowser.cpp: browse request"_l));
+        const QString name = rows ? "getRows"_s : "setData"_s;
+        QCOMPARE(lines, (QStringList{"TRACE QobuzWorker.cpp: Enter virtual void QobuzWorker::"_s + name +
+                                         "Request"_s + arguments,
+                                     "TRACE QobuzWorker.cpp: Enter void QobuzWorker::on_"_s + name +
+                                         "_invoke"_s + arguments,
+                                     "OFF : the reply"_s}));
     }
 
     void withoutAUserEveryRowRequestIsRefused_data()
     {
-        QTest::addColumn<QString>("path");
+        Rows<QString> row;
         for (const char* path : {"qobuz:",
                                  "qobuz:featured/",
                                  "qobuz:featured/albums",
@@ -128,118 +75,298 @@ private Q_SLOTS:
                                  "qobuz:nothing",
                                  "account:qobuz",
                                  "account:qobuz/loginState"})
-            QTest::newRow(path) << QString::fromLatin1(path);
+            row(path, QString::fromLatin1(path));
     }
     void withoutAUserEveryRowRequestIsRefused()
     {
-        QFETCH(QString, path);
+        const auto [path] = fetched<QString>();
         start(false);
-        const LogCapture log(QStringLiteral("Qobuz"));
-        const ModuleHost::Rows rows = host().rows(path, 0, 9);
-        QVERIFY(rows.finished);
-        QCOMPARE(rows.error.message().source(), QByteArray("User is not logged in"));
-        QCOMPARE(rows.error.message().context(), QByteArray(getRowsContext));
-        QCOMPARE(rows.error.name(), CMError::DefaultName());
-        QVERIFY(rows.error.title() == CMError::DefaultTitle());
-        QVERIFY(rows.error.data().isEmpty());
-        QVERIFY(rows.rows.isEmpty());
+        const Log log(log4cplus::DEBUG_LOG_LEVEL);
+        const CMGetRowsRequest request(CMPath(path), 0, 9, {PelkRoles::Title()});
+        log.watch(request.reply());
+        host().root().getRowsRequest(request);
+        QVERIFY(wait(request.reply()));
         host().settle(); // the record is written after the reply is finished
-        QCOMPARE(log.texts(log4cplus::ERROR_LOG_LEVEL), QStringList{QStringLiteral("User is not logged in")});
-        QCOMPARE(m_server->requestCount(), 0);
-    }
-
-    void aTokenWithoutAUserIsNobody()
-    {
-        host().setSession(QStringLiteral("token"), 0);
-        host().start();
-        QCOMPARE(host().rows(QStringLiteral("qobuz:"), 0, 9).error.message().source(),
-                 QByteArray("User is not logged in"));
+        compareError(request.reply().error(),
+                     translatable("void QobuzWorker::on_getRows_invoke(const CMGetRowsRequest&)",
+                                  "User is not logged in"));
+        QVERIFY(request.reply().value().rows().toList().isEmpty());
+        QCOMPARE(log.lines(),
+                 (QStringList{"OFF : the reply"_s, "ERROR QobuzWorker.cpp: User is not logged in"_s}));
+        QCOMPARE(server().requestCount(), 0);
     }
 
     void withoutAUserABadRangeIsNotLookedAt()
     {
         start(false);
-        QCOMPARE(host().rows(QStringLiteral("qobuz:"), -1, -1).error.message().source(),
+        QCOMPARE(host().rows("qobuz:"_s, -1, -1).error.message().source(),
                  QByteArray("User is not logged in"));
     }
 
     void withAUserTheFixedNodesAnswer()
     {
-        start(true);
-        const LogCapture log(QStringLiteral("Qobuz"));
-        const ModuleHost::Rows rows = host().rows(QStringLiteral("qobuz:"), 1, 2);
-        QVERIFY(rows.finished);
-        QVERIFY(!rows.error.isSet());
+        start();
+        const Log log;
+        const ModuleHost::Rows rows = host().rows("qobuz:"_s, 1, 2);
+        QVERIFY(succeeded(rows));
         QCOMPARE(rows.count, 5);
         QCOMPARE(rows.rows.size(), 2);
-        QCOMPARE(rows.rows.at(0).toList().at(0).toString(), QStringLiteral("My Playlists"));
-        QVERIFY(log.texts(log4cplus::ERROR_LOG_LEVEL).isEmpty());
-        QCOMPARE(m_server->requestCount(), 0);
+        QCOMPARE(rows.rows.at(0).toList().at(0).toString(), "My Playlists"_s);
+        QVERIFY(log.errors().isEmpty());
+        QCOMPARE(server().requestCount(), 0);
     }
 
     void withAUserTheBrowserComesBeforeTheNodes()
     {
-        m_server->answer("/api/catalog/getFeatured",
-                         TestHttpServer::json(R"({"albums":{"total":0,"items":[]}})"));
-        start(true);
-        QVERIFY(host().rows(QStringLiteral("qobuz:featured/albums"), 0, 9).finished);
-        QCOMPARE(m_server->requestCount(), 1);
+        server().answer("/api/catalog/getFeatured", json(R"({"albums":{"total":0,"items":[]}})"));
+        start();
+        QVERIFY(host().rows("qobuz:featured/albums"_s, 0, 9).finished);
+        QCOMPARE(server().requestCount(), 1);
     }
 
     void whatIsNoPrePlayIsLeftToTheNodes_data()
     {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("role");
-        QTest::newRow("the value role on the pre-play path")
-            << "qobuz:preplay?id=1" << QString(PelkRoles::Value());
-        QTest::newRow("another letter case of the role") << "qobuz:preplay?id=1"
-                                                         << "PREPLAY";
-        QTest::newRow("no role") << "qobuz:preplay?id=1" << QString();
-        QTest::newRow("the pre-play role on a track") << "qobuz:track?id=1" << QString(PelkRoles::PrePlay());
-        QTest::newRow("the pre-play role on the root") << "qobuz:" << QString(PelkRoles::PrePlay());
+        Rows<QString, QString> row;
+        row("the value role on the pre-play path", "qobuz:preplay?id=1", QString(PelkRoles::Value()));
+        row("another letter case of the role", "qobuz:preplay?id=1", "PREPLAY");
+        row("no role", "qobuz:preplay?id=1", QString());
+        row("the pre-play role on a track", "qobuz:track?id=1", QString(PelkRoles::PrePlay()));
+        row("the pre-play role on the root", "qobuz:", QString(PelkRoles::PrePlay()));
     }
     void whatIsNoPrePlayIsLeftToTheNodes()
     {
-        QFETCH(QString, path);
-        QFETCH(QString, role);
-        start(true);
+        const auto [path, role] = fetched<QString, QString>();
+        start();
         const ModuleHost::Data data = host().setData(path, role, QVariantHash());
         QVERIFY(data.finished);
         QVERIFY(data.error.isSet());
         QVERIFY(data.error.message().context().startsWith("CMNode"));
-        QCOMPARE(m_server->requestCount(), 0);
+        QCOMPARE(server().requestCount(), 0);
     }
 
-    void aRequestWithoutDataIsAnAssertion_data()
+    void aRequestWithoutDataOrReplyIsAnAssertion_data()
     {
-        QTest::addColumn<QString>("name");
-        for (const char* name :
-             {"rows while nobody is logged in", "rows while a user is logged in", "set-data"})
-            QTest::newRow(name) << QString::fromLatin1(name);
+        addTexts({"rows while nobody is logged in", "rows while a user is logged in",
+                  "set-data while nobody is logged in", "set-data", "get-data",
+                  "no reply: rows while nobody is logged in", "no reply: a bad range",
+                  "no reply: rows that the service fails", "no reply: rows of no node",
+                  "no reply: a pre-play without an id", "no reply: a track that the service fails",
+                  "no reply: a track while nobody is logged in", "no reply: a state of a track",
+                  "no reply: a state of another service's track", "no reply: what is no account",
+                  "no reply: an incomplete login", "no reply: a removal"});
     }
-    void aRequestWithoutDataIsAnAssertion()
+    void aRequestWithoutDataOrReplyIsAnAssertion()
     {
-        QFETCH(QString, name);
+        const auto [name] = fetched<QString>();
         const OwnProcess process = OwnProcess::play(name);
         QVERIFY2(process.errors.contains("ASSERT: \"d()\""), process.errors.constData());
         QVERIFY(process.crashed);
+    }
+
+    void whatIsQueuedIsCalledByItsName_data()
+    {
+        Rows<bool> row;
+        row("a row request", true);
+        row("a set-data request", false);
+    }
+    void whatIsQueuedIsCalledByItsName()
+    {
+        const auto [rows] = fetched<bool>();
+        start();
+        // Called by name it is dealt with at once, so that the reply is finished when the call returns.
+        if (rows) {
+            const CMGetRowsRequest request(CMPath("qobuz:"_s), 0, 9, {PelkRoles::Title()});
+            QVERIFY(QMetaObject::invokeMethod(host().worker(), "on_getRows_invoke",
+                                              Qt::BlockingQueuedConnection,
+                                              Q_ARG(CMGetRowsRequest, request)));
+            QVERIFY(request.reply().isFinished());
+            QCOMPARE(request.reply().value().rowsCount(), 5);
+        } else {
+            const CMSetDataRequest request(CMPath("qobuz:stateChange"_s), QString(), 1);
+            QVERIFY(QMetaObject::invokeMethod(host().worker(), "on_setData_invoke",
+                                              Qt::BlockingQueuedConnection,
+                                              Q_ARG(CMSetDataRequest, request)));
+            QVERIFY(request.reply().isFinished());
+        }
+    }
+
+    void anEntryPointDoesNotWaitForTheWorkersThread_data()
+    {
+        Rows<bool> row;
+        row("a row request", true);
+        row("a set-data request", false);
+    }
+    void anEntryPointDoesNotWaitForTheWorkersThread()
+    {
+        const bool rows = std::get<0>(fetched<bool>());
+        start();
+        QSemaphore busy;
+        QSemaphore goOn;
+        QSemaphore sent;
+        QMetaObject::invokeMethod(host().worker(), [&] {
+            busy.release();
+            goOn.tryAcquire(1, 20000); // bounded, so that a failing test ends
+        });
+        QVERIFY(busy.tryAcquire(1, 10000));
+        const CMGetRowsRequest rowRequest(CMPath("qobuz:"_s), 0, 9, {PelkRoles::Title()});
+        const CMSetDataRequest dataRequest(CMPath("qobuz:stateChange"_s), QString(), 1);
+        std::thread caller([&] {
+            if (rows)
+                host().worker()->getRowsRequest(rowRequest);
+            else
+                host().worker()->setDataRequest(dataRequest);
+            sent.release();
+        });
+        const bool returned = sent.tryAcquire(1, 10000);
+        const bool finished = rowRequest.reply().isFinished() || dataRequest.reply().isFinished();
+        goOn.release();
+        caller.join();
+        QVERIFY(returned);
+        QVERIFY(!finished);
+        QVERIFY(wait(rows ? CMVoidReply(rowRequest.reply()) : CMVoidReply(dataRequest.reply())));
+    }
+
+    void aStateChangeIsWhatStartsWithItsPath_data()
+    {
+        Rows<QString, bool> row;
+        row("the path itself", "qobuz:stateChange", true);
+        row("with parameters", "qobuz:stateChange?id=1&format=6", true);
+        row("something below it", "qobuz:stateChange/more?id=1", true);
+        row("a name that goes on", "qobuz:stateChanges", true);
+        row("somewhere else in the path", "qobuz:x/stateChange", false);
+        row("in a parameter", "qobuz:x?y=stateChange", false);
+        row("another letter case", "qobuz:statechange", false);
+        row("without the prefix", "stateChange", false);
+        row("with another prefix", "account:stateChange", false);
+    }
+    void aStateChangeIsWhatStartsWithItsPath()
+    {
+        const auto [path, taken] = fetched<QString, bool>();
+        start();
+        const CMSetDataRequest request(CMPath(path), PelkRoles::Value(), QVariantHash());
+        host().worker()->setDataRequest(request);
+        host().settle();
+        QVERIFY(request.reply().isFinished());
+        QCOMPARE(request.reply().error().isSet(), !taken);
+        QVERIFY(!request.reply().value().isValid());
+    }
+
+    void withoutAUserAStateChangeIsAcknowledgedAllTheSame()
+    {
+        start(false);
+        const ModuleHost::Data data =
+            host().setData("qobuz:stateChange?id=1"_s, PelkRoles::Value(), QVariantHash());
+        QVERIFY(succeeded(data));
+    }
+
+    void anAnswerIsFinishedOnTheWorkersThread_data()
+    {
+        Rows<QByteArray, QString> row;
+        row("a stream", "{}", "qobuz:preplay?id=1");
+        row("an answer that cannot be read", "<", "qobuz:preplay?id=1");
+        row("no id", QByteArray(), "qobuz:preplay");
+        row("a state change", QByteArray(), "qobuz:stateChange");
+        row("a node", QByteArray(), "qobuz:");
+    }
+    void anAnswerIsFinishedOnTheWorkersThread()
+    {
+        const auto [body, path] = fetched<QByteArray, QString>();
+        server().answer("/api/track/getFileUrl", json(body));
+        start();
+        const CMSetDataRequest request(CMPath(path), PelkRoles::PrePlay(), QVariantHash());
+        const auto thread = threadOf(request.reply());
+        host().worker()->setDataRequest(request);
+        QVERIFY(wait(request.reply()));
+        host().settle();
+        QCOMPARE(thread->load(), host().workerThread());
+    }
+
+    void aRequestThatNobodyHoldsAnyMoreIsDealtWithAllTheSame()
+    {
+        start();
+        const Log log(log4cplus::DEBUG_LOG_LEVEL);
+        host().worker()->setDataRequest(
+            CMSetDataRequest(CMPath("qobuz:preplay?id=5"_s), PelkRoles::PrePlay(), QVariantHash()));
+        QVERIFY(server().waitForRequests(1));
+        QTRY_COMPARE(log.debugs(), QStringList{"Qobuz track with id '5' was resolved to stream"_s});
+    }
+
+private:
+    static void compareError(const CMError& error, const TrString& message)
+    {
+        QCOMPARE(variantLines(error.variant()), variantLines(CMError(message).variant()));
+        QVERIFY(error.message() == message); // comment, count and arguments too
     }
 };
 
 namespace {
 
+/// A request with everything but a reply.
+template <typename Request>
+class WithoutReply : public Request
+{
+public:
+    WithoutReply(const QString& path, const QVariant& value, int first = 0)
+    {
+        struct Base : CMRequest
+        {
+            static Data* make(const QString& path, const QVariant& value, int first)
+            {
+                auto* data = new Data;
+                data->path = CMPath(path);
+                data->role = path.contains("preplay"_l) ? PelkRoles::PrePlay() : PelkRoles::Value();
+                data->value = value;
+                data->from = first;
+                return data;
+            }
+            Base(const QString& path, const QVariant& value, int first)
+                : CMRequest(make(path, value, first))
+            {
+            }
+        };
+        static_cast<CMRequest&>(*this) = Base(path, value, first);
+    }
+};
+
 int play(const QString& name)
 {
-    ModuleHost host(QStringLiteral("http://127.0.0.1:9/"));
-    if (name != QLatin1String("rows while nobody is logged in"))
+    ModuleHost host("http://127.0.0.1:%1/"_s.arg(TestHttpServer::unusedPort()));
+    if (!name.contains("nobody"_l))
         host.setSession();
     host.start();
-    if (name.startsWith(QLatin1String("rows")))
-        host.worker()->getRowsRequest(CMGetRowsRequest());
-    else
-        host.worker()->setDataRequest(CMSetDataRequest());
+    CMWorker* const worker = host.worker();
+    const auto rows = [worker](const char* path, int first = 0) {
+        worker->getRowsRequest(WithoutReply<CMGetRowsRequest>(QString::fromLatin1(path), QVariant(), first));
+    };
+    const auto setData = [worker](const QString& path, const QVariant& value) {
+        worker->setDataRequest(WithoutReply<CMSetDataRequest>(path, value));
+    };
+    const QHash<QString, std::function<void()>> all{
+        {"rows while nobody is logged in"_s, [&] { worker->getRowsRequest(CMGetRowsRequest()); }},
+        {"rows while a user is logged in"_s, [&] { worker->getRowsRequest(CMGetRowsRequest()); }},
+        {"set-data while nobody is logged in"_s, [&] { worker->setDataRequest(CMSetDataRequest()); }},
+        {"set-data"_s, [&] { worker->setDataRequest(CMSetDataRequest()); }},
+        {"get-data"_s, [&] { worker->getDataRequest(CMGetDataRequest()); }},
+        {"no reply: rows while nobody is logged in"_s, [&] { rows("qobuz:"); }},
+        {"no reply: a bad range"_s, [&] { rows("qobuz:playlists", -1); }},
+        {"no reply: rows that the service fails"_s, [&] { rows("qobuz:playlists"); }},
+        {"no reply: rows of no node"_s, [&] { rows("qobuz:nothing"); }},
+        {"no reply: a pre-play without an id"_s, [&] { setData("qobuz:preplay"_s, QVariant()); }},
+        {"no reply: a track that the service fails"_s, [&] { setData("qobuz:preplay?id=1"_s, QVariant()); }},
+        {"no reply: a track while nobody is logged in"_s,
+         [&] { setData("qobuz:preplay?id=1"_s, QVariant()); }},
+        {"no reply: a state of a track"_s,
+         [&] { setData("qobuz:stateChange?id=1"_s, ModuleTest::playState(PelkPlayLogicState::Opening)); }},
+        {"no reply: a state of another service's track"_s,
+         [&] { setData("qobuz:stateChange?id=1"_s, ModuleTest::playState(1, QString(), "other:track"_s)); }},
+        {"no reply: what is no account"_s, [&] { setData(accountPath(), 5); }},
+        {"no reply: an incomplete login"_s, [&] { setData(accountPath(), accountValue(account(1))); }},
+        {"no reply: a removal"_s, [&] { setData(accountPath(), accountValue(account(2))); }},
+    };
+    all.value(name)();
     host.settle();
-    return 0;
+    // What the service fails ends the process when its answer comes.
+    return name.contains("service fails"_l) && !QTest::qWaitFor([] { return false; }, 10000) ? 1 : 0;
 }
 
 } // namespace

@@ -1,10 +1,16 @@
 // The module as a file: what it shows to a loader and what it asks of one.
 
+#include "tests/support/ownprocess.h"
+#include "tests/support/rows.h"
+
 #include <QFileInfo>
 #include <QLibrary>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QtTest>
+#include <log4cplus/logger.h>
+
+#include <cstdio>
 
 namespace {
 
@@ -19,7 +25,7 @@ QStringList linesOf(const QString& tool, QStringList arguments)
 {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+    environment.insert("LC_ALL"_s, "C"_s);
     process.setProcessEnvironment(environment);
     process.start(tool, arguments << moduleFile());
     if (!process.waitForFinished(20000) || process.exitCode() != 0)
@@ -37,42 +43,39 @@ class ModuleFileTest : public QObject
 private Q_SLOTS:
     void itsNameIsTheOneThatThePlayerLooksFor()
     {
-        QCOMPARE(QFileInfo(moduleFile()).fileName(), QStringLiteral("libqobuz.so"));
+        QCOMPARE(QFileInfo(moduleFile()).fileName(), "libqobuz.so"_s);
     }
 
     void theEntryIsAllThatItShows()
     {
-        const QStringList symbols =
-            linesOf(QStringLiteral(PELK_NM), {QStringLiteral("-D"), QStringLiteral("--defined-only")});
+        const QStringList symbols = linesOf(QStringLiteral(PELK_NM), {"-D"_s, "--defined-only"_s});
         QCOMPARE(symbols.size(), 1);
-        QVERIFY2(
-            QRegularExpression(QStringLiteral("^[0-9a-f]+ T worker_create$")).match(symbols.at(0)).hasMatch(),
-            qPrintable(symbols.at(0)));
+        QVERIFY2(QRegularExpression("^[0-9a-f]+ T worker_create$"_s).match(symbols.at(0)).hasMatch(),
+                 qPrintable(symbols.at(0)));
     }
 
     void itAsksForTheSdkAndNothingElse()
     {
         // By name without the version; the C library's parts vary with the machine.
-        static const QSet<QString> allowed{QStringLiteral("libpelk_api"),
-                                           QStringLiteral("libpelk_api_play"),
-                                           QStringLiteral("libpelk_http_client"),
-                                           QStringLiteral("libpelk_thrift_api"),
-                                           QStringLiteral("libQt5Core"),
-                                           QStringLiteral("liblog4cplus-2.0"),
-                                           QStringLiteral("libstdc++"),
-                                           QStringLiteral("libgcc_s"),
-                                           QStringLiteral("libc"),
-                                           QStringLiteral("libm"),
-                                           QStringLiteral("libpthread"),
-                                           QStringLiteral("ld-linux-x86-64"),
-                                           QStringLiteral("ld-linux-aarch64")};
-        static const QSet<QString> required{
-            QStringLiteral("libpelk_api"),         QStringLiteral("libpelk_api_play"),
-            QStringLiteral("libpelk_http_client"), QStringLiteral("libpelk_thrift_api"),
-            QStringLiteral("libQt5Core"),          QStringLiteral("liblog4cplus-2.0")};
+        static const QSet<QString> allowed{"libpelk_api"_s,
+                                           "libpelk_api_play"_s,
+                                           "libpelk_http_client"_s,
+                                           "libpelk_thrift_api"_s,
+                                           "libQt5Core"_s,
+                                           "liblog4cplus-2.0"_s,
+                                           "libstdc++"_s,
+                                           "libgcc_s"_s,
+                                           "libc"_s,
+                                           "libm"_s,
+                                           "libpthread"_s,
+                                           "ld-linux-x86-64"_s,
+                                           "ld-linux-aarch64"_s};
+        static const QSet<QString> required{"libpelk_api"_s,         "libpelk_api_play"_s,
+                                            "libpelk_http_client"_s, "libpelk_thrift_api"_s,
+                                            "libQt5Core"_s,          "liblog4cplus-2.0"_s};
         QSet<QString> needed;
-        const QRegularExpression entry(QStringLiteral("\\(NEEDED\\).*\\[(.*?)\\.so[.0-9]*\\]"));
-        const QStringList lines = linesOf(QStringLiteral(PELK_READELF), {QStringLiteral("-d")});
+        const QRegularExpression entry("\\(NEEDED\\).*\\[(.*?)\\.so[.0-9]*\\]"_s);
+        const QStringList lines = linesOf(QStringLiteral(PELK_READELF), {"-d"_s});
         for (const QString& line : lines) {
             const QRegularExpressionMatch match = entry.match(line);
             if (match.hasMatch())
@@ -80,6 +83,13 @@ private Q_SLOTS:
         }
         QCOMPARE(needed - allowed, QSet<QString>());
         QCOMPARE(required - needed, QSet<QString>());
+    }
+
+    void theLoggerIsMadeWhenTheModuleIsLoaded()
+    {
+        const OwnProcess process = OwnProcess::play("load"_s);
+        QVERIFY(!process.crashed);
+        QCOMPARE(process.errors, QByteArray("before 0, after 1\n"));
     }
 
     void everySymbolThatItUsesIsThere()
@@ -91,5 +101,25 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(ModuleFileTest)
+namespace {
+
+int play(const QString& /*name*/)
+{
+    const auto known = [] { return int(log4cplus::Logger::exists("Qobuz")); };
+    const int before = known();
+    QLibrary library(moduleFile());
+    library.setLoadHints(QLibrary::PreventUnloadHint);
+    if (!library.load())
+        return 1;
+    std::fprintf(stderr, "before %d, after %d\n", before, known());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return OwnProcess::main<ModuleFileTest>(argc, argv, play);
+}
+
 #include "module_file_test.moc"

@@ -1,24 +1,15 @@
 // What the module makes of the play states that the player sends it: the reports to the service, the time
 // listened to, and the notice about a restricted track.
 
-#include "api/play/pelkplaylogicdata.h"
 #include "api/play/pelkplaylogicerrorname.h"
 #include "api/types/pelknotificationdisplayitem.h"
-#include "api/types/pelkqobuzaccount.h"
-#include "api/types/playerpaths.h"
-#include "api/types/qobuzpaths.h"
+#include "tests/module/moduletest.h"
 #include "tests/module/play_stories.h"
-#include "tests/support/logcapture.h"
-#include "tests/support/modulehost.h"
-#include "tests/support/ownprocess.h"
-#include "tests/support/testhttpserver.h"
 
 #include <QElapsedTimer>
 #include <QUrlQuery>
-#include <QtTest>
 
-#include <atomic>
-#include <memory>
+#include <limits>
 
 namespace {
 
@@ -48,139 +39,115 @@ qint64 QElapsedTimer::elapsed() const noexcept
     return (nowNs() - t1 * nsPerSecond - t2) / 1000000;
 }
 
-class PlayStateTest : public QObject
+class PlayStateTest : public ModuleTest
 {
     Q_OBJECT
-
-private:
-    std::unique_ptr<TestHttpServer> m_server;
-    std::unique_ptr<ModuleHost> m_host;
-    std::unique_ptr<LogCapture> m_log;
-    QList<QPair<PelkNotificationDisplayItem, QVariantHash>> m_notices;
-
-    ModuleHost& host() { return *m_host; }
-
-    QVariant dataOf(int state, const QString& error,
-                    const QString& track = QStringLiteral("qobuz:track?id=1"))
-    {
-        PelkRoles row;
-        row.setPath(CMPath(track));
-        PelkPlayLogicData data;
-        data.setTrackRoles(row);
-        data.setState(static_cast<PelkPlayLogicState::Enum>(state));
-        data.setError(error);
-        return data.variant();
-    }
-
-    ModuleHost::Data change(const Step& step)
-    {
-        ModuleHost::Data data =
-            host().setData(QStringLiteral("qobuz:stateChange?") + QString::fromLatin1(step.parameters),
-                           PelkRoles::Value(), dataOf(step.state, QString::fromLatin1(step.error)));
-        clockAheadMs += step.lastsMs;
-        return data;
-    }
-
-    static QString reportOf(const QByteArray& path, const QByteArray& track, const QByteArray& format,
-                            const QByteArray& duration)
-    {
-        const QByteArray kind = path.endsWith("reportStreamingStart") ? "start"
-                                : path.endsWith("reportStreamingEnd") ? "end"
-                                                                      : path;
-        return QString::fromLatin1(kind + ' ' + track + ' ' + format + ' ' + duration);
-    }
-
-    /// The reports as they were handed to the transport, in order. On the wire two that go out together may
-    /// overtake each other.
-    QStringList reportsSent() const
-    {
-        QStringList reports;
-        for (const LogCapture::Record& record : m_log->records()) {
-            const int at = record.text.indexOf(QLatin1String(": track/reportStreaming"));
-            if (at < 0 || !record.text.contains(QLatin1String("QobuzHttpInterface::get(")) ||
-                !record.text.startsWith(QLatin1String("Enter")))
-                continue;
-            const QUrl url(record.text.mid(at + 2));
-            const QUrlQuery query(url);
-            const auto item = [&query](const char* name) {
-                return query.queryItemValue(QString::fromLatin1(name)).toLatin1();
-            };
-            reports << reportOf(url.path().toLatin1(), item("track_id"), item("format_id"), item("duration"));
-        }
-        return reports;
-    }
-
-    QStringList reportsOnTheWire() const
-    {
-        QStringList reports;
-        for (const TestHttpServer::Request& request : m_server->requests())
-            reports << reportOf(request.path, request.queryValue("track_id"), request.queryValue("format_id"),
-                                request.queryValue("duration"));
-        return reports;
-    }
 
 private Q_SLOTS:
     void init()
     {
         clockAheadMs = 0;
         m_notices.clear();
-        m_server = std::make_unique<TestHttpServer>();
-        m_server->setHandler(
-            [](const TestHttpServer::Request&) { return TestHttpServer::json(R"({"status":"success"})"); });
-        m_host = std::make_unique<ModuleHost>(m_server->url());
-        m_host->setSession();
-        m_host->root().registerOperation(
-            PelkNotificationDisplayOpenPath(),
-            [this](const PelkHash& arguments, const CMReply<QVariant>& reply) {
-                const PelkValue value(PelkHash(arguments.value(QStringLiteral("value")).toHash()));
-                m_notices.append({value.notificationDisplayItem(), arguments.hash()});
-                reply.setValue(QVariant());
-            });
-        m_host->start();
-        m_log = std::make_unique<LogCapture>(QStringLiteral("Qobuz"));
+        open();
+        serve("{}");
+        host().root().registerOperation(PelkNotificationDisplayOpenPath(),
+                                        [this](const PelkHash& arguments, const CMReply<QVariant>& reply) {
+                                            m_notices << arguments;
+                                            reply.setValue(QVariant());
+                                        });
+        start();
+        m_log = std::make_unique<Log>();
     }
     void cleanup()
     {
         m_log.reset();
-        m_host.reset();
-        m_server.reset();
+        close();
     }
 
     void statesBecomeReports_data()
     {
-        QTest::addColumn<int>("row");
+        Rows<int> row;
         const auto all = stories();
         for (int i = 0; i < all.size(); ++i)
-            QTest::newRow(all.at(i).name) << i;
+            row(all.at(i).name, i);
     }
     void statesBecomeReports()
     {
-        QFETCH(int, row);
+        const auto [row] = fetched<int>();
         const Story story = stories().at(row);
-        for (const Step& step : story.steps) {
-            const ModuleHost::Data data = change(step);
+        for (const QString& text : QString::fromLatin1(story.steps).split(", "_l)) {
+            const ModuleHost::Data data = change(stepFrom(text));
             // Whatever comes of it, each change is acknowledged with an empty value.
-            QVERIFY(data.finished);
-            QVERIFY(!data.error.isSet());
+            QVERIFY(succeeded(data));
             QVERIFY(data.value.isNull());
         }
         host().settle();
-        QCOMPARE(reportsSent(), story.reports);
-        QVERIFY(m_server->waitForRequests(story.reports.size()));
-        QStringList expected = story.reports;
+        QStringList expected = QString::fromLatin1(story.reports).split(", "_l, Qt::SkipEmptyParts);
+        QCOMPARE(reportsSent(), expected);
+        QVERIFY(server().waitForRequests(expected.size()));
         QStringList arrived = reportsOnTheWire();
         std::sort(expected.begin(), expected.end());
         std::sort(arrived.begin(), arrived.end());
         QCOMPARE(arrived, expected);
     }
 
+    void theNumbersOfThePathAreReadAsDecimals_data()
+    {
+        Rows<int> row;
+        row("5", 5);
+        row("007", 7);
+        row("2147483647", 2147483647);
+        row("-2147483648", std::numeric_limits<int>::min());
+        row("-5", -5);
+        row("%2B5", 5);
+        row("%205%20", 5);
+        row("5&id=6&format=6", 5); // the first of two counts
+        for (const char* none : {"", "%20", "x", "5x", "0x10", "1.5", "1e3", "4294967297", "2147483648",
+                                 "--5", "- 5", "5%200", "%EF%BC%95", "%D9%A5"})
+            row(none, 0);
+    }
+    void theNumbersOfThePathAreReadAsDecimals()
+    {
+        const auto [number] = fetched<int>();
+        const QByteArray text = QTest::currentDataTag();
+        const QString report = "start %1 %2 0"_s;
+        const QByteArray id = "format=6&id=" + text;
+        const QByteArray format = "id=1&format=" + text;
+        change({format, Playing});
+        change({"id=1", Stopped});
+        change({id, Playing});
+        const QStringList expected{report.arg(1).arg(number), "end 1 5 0"_s, report.arg(number).arg(6)};
+        QCOMPARE(reportsSent(), expected);
+    }
+
+    void anotherSoundQualityDoesNotTouchTheTrackThatPlays_data()
+    {
+        Rows<QString, int, QStringList> row;
+        row("which stops", "id=1&format=6", Stopped, {"start 1 6 0"_s, "end 1 6 4"_s});
+        row("which pauses", "id=1&format=6", Paused, {"start 1 6 0"_s});
+        row("and another follows", "id=2&format=27", Playing,
+            {"start 1 6 0"_s, "end 1 6 4"_s, "start 2 27 0"_s});
+        row("and another without a format follows", "id=2", Opening, {"start 1 6 0"_s, "end 1 6 4"_s});
+    }
+    void anotherSoundQualityDoesNotTouchTheTrackThatPlays()
+    {
+        const auto [parameters, state, reports] = fetched<QString, int, QStringList>();
+        change({"id=1&format=6", Playing, {}, 4100});
+        for (const auto quality : {PelkQobuzSoundQuality::Hires192, PelkQobuzSoundQuality::Mp3}) {
+            host().setQuality(quality);
+            host().settle();
+        }
+        change({parameters.toLatin1(), state});
+        QCOMPARE(reportsSent(), reports);
+    }
+
     void aReportSaysWhoListensAndIsNeverAPurchaseOrLocal()
     {
-        change({"id=1&format=6", Playing, "", 3100});
-        QVERIFY(m_server->waitForRequests(1));
+        change({"id=1&format=6", Playing, {}, 3100});
+        QVERIFY(server().waitForRequests(1));
         change({"id=1&format=6", Stopped});
-        QVERIFY(m_server->waitForRequests(2));
-        for (const TestHttpServer::Request& request : m_server->requests()) {
+        QVERIFY(server().waitForRequests(2));
+        for (const Request& request : server().requests()) {
             QList<QByteArray> names;
             for (const auto& item : request.queryItems())
                 names << item.first;
@@ -198,67 +165,58 @@ private Q_SLOTS:
 
     void aTrackOfAnotherServiceIsOnlyAcknowledged_data()
     {
-        QTest::addColumn<QString>("track");
-        QTest::newRow("another service") << "other:track?id=1";
-        QTest::newRow("a name that goes on") << "qobuz2:track?id=1";
-        QTest::newRow("no path") << QString();
-        QTest::newRow("the name somewhere else") << "other:qobuz:track?id=1";
+        Rows<QString> row;
+        row("another service", "other:track?id=1");
+        row("a name that goes on", "qobuz2:track?id=1");
+        row("no path", QString());
+        row("the name somewhere else", "other:qobuz:track?id=1");
     }
     void aTrackOfAnotherServiceIsOnlyAcknowledged()
     {
-        QFETCH(QString, track);
-        change({"id=1&format=6", Playing, "", 5100});
-        const int linesBefore =
-            m_log->texts(log4cplus::TRACE_LOG_LEVEL).filter(QStringLiteral("Format ")).size();
+        const auto [track] = fetched<QString>();
+        change({"id=1&format=6", Playing, {}, 5100});
+        const int linesBefore = m_log->traces().filter("Format "_s).size();
         const ModuleHost::Data data =
-            host().setData(QStringLiteral("qobuz:stateChange?id=2&format=27&TrackRestrictedByRightHolders=1"),
-                           PelkRoles::Value(), dataOf(Stopped, QString(), track));
-        QVERIFY(data.finished);
-        QVERIFY(!data.error.isSet());
+            host().setData("qobuz:stateChange?id=2&format=27&TrackRestrictedByRightHolders=1"_s,
+                           PelkRoles::Value(), playState(Stopped, QString(), track));
+        QVERIFY(succeeded(data));
         QVERIFY(data.value.isNull());
-        QCOMPARE(m_log->texts(log4cplus::TRACE_LOG_LEVEL).filter(QStringLiteral("Format ")).size(),
-                 linesBefore);
-        QVERIFY(m_log->texts(log4cplus::WARN_LOG_LEVEL).isEmpty());
+        QCOMPARE(m_log->traces().filter("Format "_s).size(), linesBefore);
+        QVERIFY(m_log->warnings().isEmpty());
         // The track before is still the one that is reported.
         change({"id=1&format=6", Stopped});
-        QCOMPARE(reportsSent(), (QStringList{QStringLiteral("start 1 6 0"), QStringLiteral("end 1 6 5")}));
+        QCOMPARE(reportsSent(), (QStringList{"start 1 6 0"_s, "end 1 6 5"_s}));
     }
 
     void aValueThatIsNoRecordIsOnlyAcknowledged()
     {
-        const ModuleHost::Data data = host().setData(QStringLiteral("qobuz:stateChange?id=1"),
-                                                     PelkRoles::Value(), QStringLiteral("playing"));
-        QVERIFY(data.finished);
-        QVERIFY(!data.error.isSet());
+        const ModuleHost::Data data =
+            host().setData("qobuz:stateChange?id=1"_s, PelkRoles::Value(), "playing"_s);
+        QVERIFY(succeeded(data));
         QVERIFY(reportsSent().isEmpty());
     }
 
     void theRoleOfAStateChangeDoesNotMatter()
     {
         QVERIFY(host()
-                    .setData(QStringLiteral("qobuz:stateChange?id=1&format=6"), PelkRoles::PrePlay(),
-                             dataOf(Playing, QString()))
+                    .setData("qobuz:stateChange?id=1&format=6"_s, PelkRoles::PrePlay(), playState(Playing))
                     .finished);
-        QVERIFY(host()
-                    .setData(QStringLiteral("qobuz:stateChange?id=1&format=6"), QString(),
-                             dataOf(Stopped, QString()))
-                    .finished);
-        QCOMPARE(reportsSent(), (QStringList{QStringLiteral("start 1 6 0"), QStringLiteral("end 1 6 0")}));
+        QVERIFY(host().setData("qobuz:stateChange?id=1&format=6"_s, QString(), playState(Stopped)).finished);
+        QCOMPARE(reportsSent(), (QStringList{"start 1 6 0"_s, "end 1 6 0"_s}));
     }
 
     void theUsersErrorsHaveTheNamesOfTheTable()
     {
-        QCOMPARE(PelkPlaylogicErrorName::PelkPlaylogicUserStop(), QString::fromLatin1(userStop));
-        QCOMPARE(PelkPlaylogicErrorName::PelkPlaylogicUserSkip(), QString::fromLatin1(userSkip));
+        QCOMPARE(PelkPlaylogicErrorName::PelkPlaylogicUserStop(), "userStop"_s);
+        QCOMPARE(PelkPlaylogicErrorName::PelkPlaylogicUserSkip(), "userSkip"_s);
     }
 
     void theFormatIsLogged()
     {
         change({"id=1&format=27", Opening});
-        change({"id=1", Opening, "streamFailed"});
-        QCOMPARE(
-            m_log->texts(log4cplus::TRACE_LOG_LEVEL).filter(QRegularExpression(QStringLiteral("^Format "))),
-            (QStringList{QStringLiteral("Format 27"), QStringLiteral("Format 5")}));
+        change({"id=1", Opening, "streamFailed"_s});
+        QCOMPARE(m_log->traces().filter(QRegularExpression("^Format "_s)),
+                 (QStringList{"Format 27"_s, "Format 5"_s}));
     }
 
     void aRestrictedTrackIsToldOnce()
@@ -268,29 +226,20 @@ private Q_SLOTS:
         change(playing);
         change({"id=1&format=6&TrackRestrictedByRightHolders=1", Paused});
         QTRY_COMPARE(m_notices.size(), 1);
-        const PelkNotificationDisplayItem item = m_notices.at(0).first;
-        const QByteArray context("void QobuzWorker::handlePlayStateChange(const CMSetDataRequest&)");
-        QCOMPARE(item.title().source(), QByteArray("Track restriction"));
-        QCOMPARE(item.title().context(), context);
-        QCOMPARE(item.message().source(),
-                 QByteArray("The rights-holders have not made the streaming of this track possible"));
-        QCOMPARE(item.message().context(), context);
-        QCOMPARE(m_notices.at(0).second.size(), 1);
-        QCOMPARE(m_log->texts(log4cplus::WARN_LOG_LEVEL),
-                 QStringList{QStringLiteral("Track restricted by Right Holders")});
-        QCOMPARE(reportsSent(), QStringList{QStringLiteral("start 1 6 0")});
+        QCOMPARE(m_log->warnings(), QStringList{"Track restricted by Right Holders"_s});
+        QCOMPARE(reportsSent(), QStringList{"start 1 6 0"_s});
     }
 
     void aRestrictedTrackIsToldAgainWhenItComesBack()
     {
         change({"id=1&TrackRestrictedByRightHolders=1", Opening,
-                "resolveFailed"}); // an error changes nothing here
+                "resolveFailed"_s}); // an error changes nothing here
         change({"id=2", Opening});
         change({"id=1&TrackRestrictedByRightHolders=1", Opening});
         change({"id=1&TrackRestrictedByRightHolders=1", Stopped});
         change({"id=1&TrackRestrictedByRightHolders=1", Opening});
         QTRY_COMPARE(m_notices.size(), 3);
-        QCOMPARE(m_log->texts(log4cplus::WARN_LOG_LEVEL).size(), 3);
+        QCOMPARE(m_log->warnings().size(), 3);
     }
 
     void theTrackBeforeEndsBeforeARestrictedOneIsTold()
@@ -300,134 +249,191 @@ private Q_SLOTS:
         change({"id=2&format=6&TrackRestrictedByRightHolders=1", Playing});
         QStringList order;
         for (const LogCapture::Record& record : m_log->records()) {
-            if (record.level == log4cplus::WARN_LOG_LEVEL || record.text.startsWith(QLatin1String("Format ")))
+            if (record.level == log4cplus::WARN_LOG_LEVEL || record.text.startsWith("Format "_l))
                 order << record.text;
-            else if (record.text.contains(QLatin1String("QobuzApi::reportStreaming(")))
-                order << (record.text.contains(QLatin1String("reportStreamingEnd"))
-                              ? QStringLiteral("end")
-                              : QStringLiteral("start"));
+            else if (record.text.contains("QobuzApi::reportStreaming("_l))
+                order << (record.text.contains("reportStreamingEnd"_l) ? "end"_s : "start"_s);
         }
         QCOMPARE(order,
-                 (QStringList{QStringLiteral("end"), QStringLiteral("Track restricted by Right Holders"),
-                              QStringLiteral("Format 6"), QStringLiteral("start")}));
-    }
-
-    void otherRestrictionsAreNoNews()
-    {
-        change({"id=1&FormatRestrictedByFormatAvailability=1&trackrestrictedbyrightholders=1", Playing});
-        host().settle();
-        QCoreApplication::processEvents();
-        QVERIFY(m_notices.isEmpty());
-        QVERIFY(m_log->texts(log4cplus::WARN_LOG_LEVEL).isEmpty());
-    }
-
-    void anotherSoundQualityDoesNotTouchTheTrackThatPlays()
-    {
-        change({"id=1&format=6", Playing, "", 4100});
-        host().setQuality(PelkQobuzSoundQuality::Hires192);
-        host().settle();
-        change({"id=1&format=6", Stopped});
-        QCOMPARE(reportsSent(), (QStringList{QStringLiteral("start 1 6 0"), QStringLiteral("end 1 6 4")}));
+                 (QStringList{"end"_s, "Track restricted by Right Holders"_s, "Format 6"_s, "start"_s}));
     }
 
     void aReportThatFailsIsNotRepeatedAndHoldsNothingUp()
     {
-        m_server->setHandler([](const TestHttpServer::Request&) { return TestHttpServer::text("no", 500); });
-        QVERIFY(change({"id=1&format=6", Playing, "", 4100}).finished);
-        QVERIFY(m_server->waitForRequests(1));
+        server().setHandler([](const Request&) { return plain("no", 500); });
+        QVERIFY(change({"id=1&format=6", Playing, {}, 4100}).finished);
+        QVERIFY(server().waitForRequests(1));
         QVERIFY(change({"id=1&format=6", Stopped}).finished);
-        QVERIFY(m_server->waitForRequests(2));
-        QTRY_COMPARE(m_log->texts(log4cplus::ERROR_LOG_LEVEL).size(), 2);
-        QCOMPARE(m_server->requestCount(), 2);
+        QVERIFY(server().waitForRequests(2));
+        QTRY_COMPARE(m_log->errors().size(), 2);
+        QCOMPARE(server().requestCount(), 2);
     }
 
     void aChangeIsAcknowledgedBeforeItsReportIsAnswered()
     {
-        TestHttpServer::Response held = TestHttpServer::json("{}");
-        held.hold = true;
-        m_server->answer("/track/reportStreamingStart", held);
+        server().answer("/api/track/reportStreamingStart", held("{}"));
         QVERIFY(change({"id=1&format=6", Playing}).finished);
-        QVERIFY(m_server->waitForRequests(1));
-        m_server->release();
+        QVERIFY(server().waitForRequests(1));
+        server().release();
     }
 
     void whenTheUserIsGoneNothingIsSent()
     {
-        PelkQobuzAccount account;
-        account.setOperation(PelkQobuzAccountOperation::Remove);
-        PelkValue value;
-        value.setQobuzAccount(account);
-        QVERIFY(
-            host().setData(QStringLiteral("account:qobuz"), PelkRoles::Value(), value.variant()).finished);
+        QVERIFY(write(account(PelkQobuzAccountOperation::Remove)).finished);
         const ModuleHost::Data data = change({"id=1&format=6", Playing});
-        QVERIFY(data.finished);
-        QVERIFY(!data.error.isSet());
-        QCOMPARE(m_server->requestCount(), 0);
+        QVERIFY(succeeded(data));
+        host().settle();
+        QCOMPARE(server().requestCount(), 0);
     }
 
-    void aRequestWhoseReplyIsMissingIsAnAssertion_data()
+    void theRestrictionCountsByItsPresence_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::newRow("a track of this service") << "qobuz:track?id=1";
-        QTest::newRow("a track of another service") << "other:track?id=1";
+        Rows<QString, int> row;
+        row("1", "id=1&TrackRestrictedByRightHolders=1", 1);
+        row("0", "id=1&TrackRestrictedByRightHolders=0", 1);
+        row("without a value", "id=1&TrackRestrictedByRightHolders=", 1);
+        row("before the id", "TrackRestrictedByRightHolders=1&id=1", 1);
+        row("absent", "id=1", 0);
+        row("a track without an id is not new at first", "TrackRestrictedByRightHolders=1", 0);
+        row("nor is track 0", "id=0&TrackRestrictedByRightHolders=1", 0);
+        row("in another letter case", "id=1&trackrestrictedbyrightholders=1", 0);
+        row("another restriction", "id=1&FormatRestrictedByFormatAvailability=1", 0);
     }
-    void aRequestWhoseReplyIsMissingIsAnAssertion()
+    void theRestrictionCountsByItsPresence()
     {
-        QFETCH(QString, name);
-        const OwnProcess process = OwnProcess::play(name);
-        QVERIFY2(process.errors.contains("ASSERT: \"d()\""), process.errors.constData());
-        QVERIFY(process.crashed);
+        const auto [parameters, notices] = fetched<QString, int>();
+        change({parameters.toLatin1(), Opening});
+        host().settle();
+        QCoreApplication::processEvents();
+        QCOMPARE(m_notices.size(), notices);
+        QCOMPARE(m_log->warnings().size(), notices);
     }
+
+    void aNoticeIsThisToTheLeaf()
+    {
+        change({"id=1&TrackRestrictedByRightHolders=1", Opening});
+        QTRY_COMPARE(m_notices.size(), 1);
+        const QByteArray context("void QobuzWorker::handlePlayStateChange(const CMSetDataRequest&)");
+        const TrString title = translatable(context, "Track restriction");
+        const TrString message =
+            translatable(context, "The rights-holders have not made the streaming of this track possible");
+        PelkNotificationDisplayItem item;
+        item.setTitle(title);
+        item.setMessage(message);
+        PelkValue value;
+        value.setNotificationDisplayItem(item);
+        QCOMPARE(variantLines(m_notices.at(0).hash()),
+                 variantLines(QVariantHash{{"value"_s, value.variant()}}));
+        const PelkNotificationDisplayItem shown =
+            PelkValue(PelkHash(m_notices.at(0).value("value"_s).toHash())).notificationDisplayItem();
+        QVERIFY(shown.title() == title); // comment, count and arguments too
+        QVERIFY(shown.message() == message);
+    }
+
+    void whereNoticesCannotBeShownARestrictedTrackIsReportedAllTheSame()
+    {
+        host().root().registerOperation(PelkNotificationDisplayOpenPath(), {});
+        change({"id=1&format=6&TrackRestrictedByRightHolders=1", Playing});
+        change({"id=1&format=6&TrackRestrictedByRightHolders=1", Stopped});
+        QCOMPARE(reportsSent(), (QStringList{"start 1 6 0"_s, "end 1 6 0"_s}));
+    }
+
+    void dataWithoutAStateAreAStop()
+    {
+        change({"id=1&format=6", Playing});
+        QVariantHash data = playState(Playing).toHash();
+        data.remove(PelkPlayLogicData::State());
+        QVERIFY(host().setData("qobuz:stateChange?id=1&format=6"_s, PelkRoles::Value(), data).finished);
+        QCOMPARE(reportsSent(), (QStringList{"start 1 6 0"_s, "end 1 6 0"_s}));
+    }
+
+    void aChangeLeavesTheseRecordsAndIsAcknowledgedLast()
+    {
+        const CMSetDataRequest request(
+            CMPath("qobuz:stateChange?id=1&format=27&TrackRestrictedByRightHolders=1"_s), PelkRoles::Value(),
+            playState(Playing));
+        m_log->watch(request.reply());
+        host().root().setDataRequest(request);
+        QVERIFY(wait(request.reply()));
+        host().settle();
+        const QString value =
+            "(const CMSetDataRequest&): {state: 2, trackRoles: {path: \"qobuz:track?id=1\"}}"_s;
+        QCOMPARE(
+            m_log->lines({"QobuzWorker.cpp"_s, QString()}),
+            (QStringList{"TRACE QobuzWorker.cpp: Enter virtual void QobuzWorker::setDataRequest"_s + value,
+                         "TRACE QobuzWorker.cpp: Enter void QobuzWorker::on_setData_invoke"_s + value,
+                         "WARN QobuzWorker.cpp: Track restricted by Right Holders"_s,
+                         "TRACE QobuzWorker.cpp: Format 27"_s, "OFF : the reply"_s}));
+        QCOMPARE(m_log->order({"Format 27"_s, "Leave void QobuzHttpInterface::get"_s}),
+                 (QStringList{"Format 27"_s, "Leave void QobuzHttpInterface::get"_s, "the reply"_s}));
+    }
+
+private:
+    /// One state change, and how long that state lasts.
+    struct Step
+    {
+        QByteArray parameters; // of the state-change path
+        int state;
+        QString error = {};
+        int lastsMs = 0;
+    };
+
+    static Step stepFrom(const QString& text)
+    {
+        static const QRegularExpression form(R"(^(\S+) (\S+?)(?:!(\w+))?(?: (\d+))?$)"_s);
+        const QRegularExpressionMatch match = form.match(text);
+        const QStringList states{"stopped"_s, "opening"_s, "playing"_s, "paused"_s};
+        const int named = states.indexOf(match.captured(2));
+        QString parameters = match.captured(1);
+        parameters.replace(QRegularExpression("^(-?\\d+)/(\\d+)$"_s), "id=\\1&format=\\2"_s);
+        return {parameters.toLatin1(), named < 0 ? match.captured(2).toInt() : named, match.captured(3),
+                match.captured(4).toInt()};
+    }
+    ModuleHost::Data change(const Step& step)
+    {
+        ModuleHost::Data data = host().setData("qobuz:stateChange?"_s + QString::fromLatin1(step.parameters),
+                                               PelkRoles::Value(), playState(step.state, step.error));
+        clockAheadMs += step.lastsMs;
+        return data;
+    }
+    static QString reportOf(const QByteArray& path, const QByteArray& track, const QByteArray& format,
+                            const QByteArray& duration)
+    {
+        const QByteArray kind = path.endsWith("reportStreamingStart") ? "start"
+                                : path.endsWith("reportStreamingEnd") ? "end"
+                                                                      : path;
+        return QString::fromLatin1(kind + ' ' + track + ' ' + format + ' ' + duration);
+    }
+    /// The reports as they were handed to the transport, in order. On the wire two that go out together may
+    /// overtake each other.
+    QStringList reportsSent() const
+    {
+        QStringList reports;
+        for (const LogCapture::Record& record : m_log->records()) {
+            const int at = record.text.indexOf(": track/reportStreaming"_l);
+            if (at < 0 || !record.text.contains("QobuzHttpInterface::get("_l) ||
+                !record.text.startsWith("Enter"_l))
+                continue;
+            const QUrl url(record.text.mid(at + 2));
+            const QUrlQuery query(url);
+            const auto item = [&query](const char* name) {
+                return query.queryItemValue(QString::fromLatin1(name)).toLatin1();
+            };
+            reports << reportOf(url.path().toLatin1(), item("track_id"), item("format_id"), item("duration"));
+        }
+        return reports;
+    }
+    QStringList reportsOnTheWire() const
+    {
+        QStringList reports;
+        for (const Request& request : server().requests())
+            reports << reportOf(request.path, request.queryValue("track_id"), request.queryValue("format_id"),
+                                request.queryValue("duration"));
+        return reports;
+    }
+    std::unique_ptr<Log> m_log;
+    QList<PelkHash> m_notices; // the arguments
 };
 
-namespace {
-
-/// A request with everything but a reply.
-class RequestWithoutReply : public CMSetDataRequest
-{
-public:
-    RequestWithoutReply(const CMPath& path, const QVariant& value)
-    {
-        struct Base : CMRequest
-        {
-            Base(const CMPath& path, const QVariant& value)
-                : CMRequest(make(path, value))
-            {
-            }
-            static Data* make(const CMPath& path, const QVariant& value)
-            {
-                auto* data = new Data;
-                data->kind = SetData;
-                data->path = path;
-                data->value = value;
-                return data;
-            }
-        };
-        static_cast<CMRequest&>(*this) = Base(path, value);
-    }
-};
-
-int play(const QString& track)
-{
-    ModuleHost host(QStringLiteral("http://127.0.0.1:9/"));
-    host.setSession();
-    host.start();
-    PelkRoles row;
-    row.setPath(CMPath(track));
-    PelkPlayLogicData data;
-    data.setTrackRoles(row);
-    data.setState(PelkPlayLogicState::Opening);
-    host.worker()->setDataRequest(
-        RequestWithoutReply(CMPath(QStringLiteral("qobuz:stateChange?id=1")), data.variant()));
-    host.settle();
-    return 0;
-}
-
-} // namespace
-
-int main(int argc, char** argv)
-{
-    return OwnProcess::main<PlayStateTest>(argc, argv, play);
-}
-
+QTEST_GUILESS_MAIN(PlayStateTest)
 #include "play_state_test.moc"

@@ -11,10 +11,10 @@
 #include "api/types/pelkvalue.h"
 #include "api/types/qobuzpaths.h"
 #include "sandbox/Sandbox.h"
-#include "tests/module/account_values.h"
-#include "tests/module/rowfixture.h"
+#include "tests/module/samples.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
+#include "tests/support/rows.h"
 #include "tests/support/variantlines.h"
 
 #include <QCoreApplication>
@@ -44,10 +44,10 @@ public:
         , m_started(m_sandbox.start())
         , m_control("127.0.0.1", m_sandbox.port())
         , m_host(QString::fromStdString(m_sandbox.baseUrl()))
-        , m_log(QStringLiteral("Qobuz"))
+        , m_log("Qobuz"_s)
     {
-        m_host.setSettings(QString::fromStdString(m_sandbox.baseUrl()), QStringLiteral("100000001"),
-                           QStringLiteral("sandbox-secret-0123456789abcdef"));
+        m_host.setSettings(QString::fromStdString(m_sandbox.baseUrl()), "100000001"_s,
+                           "sandbox-secret-0123456789abcdef"_s);
         m_host.start();
     }
 
@@ -56,10 +56,10 @@ public:
     /// Prints the rows of a path; gives them, each with the values of all roles.
     QVariantList rows(const QString& path, int from = 0, int to = 9)
     {
-        print(QStringLiteral("rows %1 %2..%3").arg(path).arg(from).arg(to));
-        const ModuleHost::Rows answer = m_host.rows(path, from, to, RowFixture::allRoles());
+        print("rows %1 %2..%3"_s.arg(path).arg(from).arg(to));
+        const ModuleHost::Rows answer = m_host.rows(path, from, to, allRoles());
         if (answer.finished && !answer.error.isSet())
-            print(QStringLiteral("  %1 in all, version %2").arg(answer.count).arg(answer.version));
+            print("  %1 in all, version %2"_s.arg(answer.count).arg(answer.version));
         outcome(answer.finished, answer.error, answer.rows);
         return answer.rows;
     }
@@ -67,7 +67,7 @@ public:
     /// `reports` is how many requests follow that the answer does not wait for.
     QVariant setData(const QString& path, const QString& role, const QVariant& value, int reports = 0)
     {
-        print(QStringLiteral("set %1 %2").arg(path, role));
+        print("set %1 %2"_s.arg(path, role));
         const ModuleHost::Data answer = m_host.setData(path, role, value);
         outcome(answer.finished, answer.error, answer.value, reports);
         return answer.value;
@@ -75,7 +75,7 @@ public:
 
     void getData(const QString& path)
     {
-        print(QStringLiteral("get ") + path);
+        print("get "_s + path);
         const ModuleHost::Data answer = m_host.getData(path, {PelkRoles::Value(), PelkRoles::Title()});
         outcome(answer.finished, answer.error, answer.value);
     }
@@ -94,19 +94,15 @@ private:
             QThread::msleep(20);
         m_host.settle();
         if (!finished)
-            print(QStringLiteral("  no answer"));
+            print("  no answer"_s);
         else if (error.isSet())
-            print(variantLines(error.variant(), QStringLiteral("  error")));
+            print(variantLines(error.variant(), "  error"_s));
         else
-            print(variantLines(value, QStringLiteral("  value")));
+            print(variantLines(value, "  value"_s));
         printWire();
         const QList<LogCapture::Record> records = m_log.records();
         for (const LogCapture::Record& record : records)
-            print(QStringLiteral("  log %1 %2:%3 %4")
-                      .arg(record.level)
-                      .arg(record.file)
-                      .arg(record.line)
-                      .arg(record.text));
+            print("  log %1 %2:%3 %4"_s.arg(record.level).arg(record.file).arg(record.line).arg(record.text));
         m_log.clear();
     }
 
@@ -115,7 +111,7 @@ private:
     {
         const QStringList texts = m_log.texts(log4cplus::TRACE_LOG_LEVEL);
         return static_cast<int>(std::count_if(texts.begin(), texts.end(), [](const QString& text) {
-            return text.contains(QLatin1String("QobuzHttpInterface::httpCallback"));
+            return text.contains("QobuzHttpInterface::httpCallback"_l);
         }));
     }
 
@@ -127,11 +123,10 @@ private:
             requests.erase(0);
         m_printed += static_cast<int>(requests.size());
         for (const auto& request : requests) {
-            print(QStringLiteral("  wire %1 %2")
-                      .arg(QString::fromStdString(request.at("method")),
-                           QString::fromStdString(request.at("target"))));
-            print(QStringLiteral("    ") + QString::fromStdString(request.at("headers").dump()));
-            print(QStringLiteral("    status %1").arg(request.at("status").get<int>()));
+            print("  wire %1 %2"_s.arg(QString::fromStdString(request.at("method")),
+                                       QString::fromStdString(request.at("target"))));
+            print("    "_s + QString::fromStdString(request.at("headers").dump()));
+            print("    status %1"_s.arg(request.at("status").get<int>()));
         }
     }
 
@@ -142,12 +137,12 @@ private:
     }
     void print(QString line)
     {
-        static const QRegularExpression token(QStringLiteral("\\b\\d{13}-\\d{13}-[0-9a-f]{64}\\b"));
+        static const QRegularExpression token("\\b\\d{13}-\\d{13}-[0-9a-f]{64}\\b"_s);
         static const QRegularExpression timed(
-            QStringLiteral("((request_ts|request_sig|expires|signature|date|duration)=)[0-9a-f]+"));
-        line.replace(QLatin1String(":") + QString::number(m_sandbox.port()), QStringLiteral(":PORT"));
-        line.replace(token, QStringLiteral("TOKEN"));
-        line.replace(timed, QStringLiteral("\\1TIMED"));
+            "((request_ts|request_sig|expires|signature|date|duration)=)[0-9a-f]+"_s);
+        line.replace(":"_l + QString::number(m_sandbox.port()), ":PORT"_s);
+        line.replace(token, "TOKEN"_s);
+        line.replace(timed, "\\1TIMED"_s);
         std::puts(line.toUtf8().constData());
     }
 
@@ -161,7 +156,7 @@ private:
 
 QVariant ofRole(const QVariant& row, const QString& role)
 {
-    return row.toList().value(RowFixture::allRoles().indexOf(role));
+    return row.toList().value(allRoles().indexOf(role));
 }
 
 /// The path that a row leads to, in its text form.
@@ -174,7 +169,7 @@ QString pathOf(const QVariant& row)
 PelkRoles rowFrom(const QVariant& row)
 {
     QVariantHash hash;
-    for (const QString& role : RowFixture::allRoles())
+    for (const QString& role : allRoles())
         if (ofRole(row, role).isValid())
             hash.insert(role, ofRole(row, role));
     return PelkRoles(PelkHash(hash));
@@ -182,35 +177,35 @@ PelkRoles rowFrom(const QVariant& row)
 
 void browse(Transcript& transcript)
 {
-    const QVariantList menu = transcript.rows(QStringLiteral("qobuz:"));
+    const QVariantList menu = transcript.rows("qobuz:"_s);
     for (const QVariant& row : menu)
         transcript.rows(pathOf(row));
     for (const char* list :
          {"featured/albums", "featured/artists", "featured/playlists", "playlists", "favourites/tracks",
           "favourites/albums", "favourites/artists", "purchases/tracks", "purchases/albums"}) {
-        const QString path = QStringLiteral("qobuz:") + QLatin1String(list);
+        const QString path = "qobuz:"_s + QLatin1String(list);
         const QVariantList rows = transcript.rows(path, 3, 12);
         for (const QVariant& row : rows.mid(0, 2))
             transcript.rows(pathOf(row), 0, 4);
     }
     for (const char* list : {"artists", "albums", "tracks", "playlists"})
         for (const char* text : {"summer", "\xe6\x9d\xb1\xe4\xba\xac & +%?#", ""}) {
-            CMPath path(QStringLiteral("qobuz:search/") + QLatin1String(list));
-            path.addParam(QStringLiteral("query"), QString::fromUtf8(text));
+            CMPath path("qobuz:search/"_s + QLatin1String(list));
+            path.addParam("query"_s, QString::fromUtf8(text));
             transcript.rows(path.toString(), 0, 4);
         }
-    transcript.rows(QStringLiteral("qobuz:featured/albums"), -1, 9);
-    transcript.rows(QStringLiteral("qobuz:featured/albums"), 9, 3);
-    transcript.rows(QStringLiteral("qobuz:featured/albums"), 1000000, 1000009);
-    transcript.rows(QStringLiteral("qobuz:featured/unheardOf"));
-    transcript.rows(QStringLiteral("qobuz:album?id=nothing"));
-    transcript.rows(QStringLiteral("qobuz:artist?id=x"));
-    transcript.rows(QStringLiteral("qobuz:track?id=1"));
+    transcript.rows("qobuz:featured/albums"_s, -1, 9);
+    transcript.rows("qobuz:featured/albums"_s, 9, 3);
+    transcript.rows("qobuz:featured/albums"_s, 1000000, 1000009);
+    transcript.rows("qobuz:featured/unheardOf"_s);
+    transcript.rows("qobuz:album?id=nothing"_s);
+    transcript.rows("qobuz:artist?id=x"_s);
+    transcript.rows("qobuz:track?id=1"_s);
 }
 
 void play(Transcript& transcript)
 {
-    const QVariant track = transcript.rows(QStringLiteral("qobuz:favourites/tracks"), 0, 0).value(0);
+    const QVariant track = transcript.rows("qobuz:favourites/tracks"_s, 0, 0).value(0);
     const PelkRoles row = rowFrom(track);
     const QString preplay = row.mediaData().metaData().prePlayPath().toString();
     for (int quality = 0; quality < 4; ++quality) {
@@ -225,8 +220,8 @@ void play(Transcript& transcript)
             transcript.setData(changes, PelkRoles::Value(), data.variant(), 1);
         }
     }
-    transcript.setData(QStringLiteral("qobuz:preplay?id=0"), PelkRoles::PrePlay(), row.variant());
-    transcript.setData(QStringLiteral("qobuz:preplay"), PelkRoles::PrePlay(), row.variant());
+    transcript.setData("qobuz:preplay?id=0"_s, PelkRoles::PrePlay(), row.variant());
+    transcript.setData("qobuz:preplay"_s, PelkRoles::PrePlay(), row.variant());
 }
 
 } // namespace
@@ -239,17 +234,17 @@ try {
         std::fputs("The sandbox did not start.\n", stderr);
         return 1;
     }
-    transcript.rows(QStringLiteral("qobuz:featured/albums"));
+    transcript.rows("qobuz:featured/albums"_s);
     transcript.getData(accountPath());
     transcript.setData(accountPath(), PelkRoles::Value(),
-                       accountValue(login(QStringLiteral("demo@example.com"), QStringLiteral("wrong"))));
+                       accountValue(login("demo@example.com"_s, "wrong"_s)));
     transcript.setData(accountPath(), PelkRoles::Value(),
-                       accountValue(login(QStringLiteral("demo@example.com"), QStringLiteral("demo"))));
+                       accountValue(login("demo@example.com"_s, "demo"_s)));
     browse(transcript);
     play(transcript);
     transcript.setData(accountPath(), PelkRoles::Value(),
                        accountValue(account(PelkQobuzAccountOperation::Remove)));
-    transcript.rows(QStringLiteral("qobuz:featured/albums"));
+    transcript.rows("qobuz:featured/albums"_s);
     return 0;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());

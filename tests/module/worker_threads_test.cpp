@@ -3,6 +3,7 @@
 #include "api/play/pelkplaylogicdata.h"
 #include "tests/support/heap.h"
 #include "tests/support/modulehost.h"
+#include "tests/support/rows.h"
 #include "tests/support/testhttpserver.h"
 
 #include <QtTest>
@@ -41,9 +42,8 @@ void send(CMAbstractWorker& worker, int number, const std::function<void(bool ri
     case 0:
     case 1: {
         const bool root = number % 6 == 0;
-        const CMGetRowsRequest request(
-            CMPath(root ? QStringLiteral("qobuz:") : QStringLiteral("qobuz:search/?query=%1").arg(number)), 0,
-            99, {PelkRoles::Title(), PelkRoles::Path()}, number);
+        const CMGetRowsRequest request(CMPath(root ? "qobuz:"_s : "qobuz:search/?query=%1"_s.arg(number)), 0,
+                                       99, {PelkRoles::Title(), PelkRoles::Path()}, number);
         request.reply().addWatcher(
             [answered, root, number](const CMVoidReply& reply) {
                 const PelkRowsRoles rows = CMReply<PelkRowsRoles>::from(reply).value();
@@ -55,7 +55,7 @@ void send(CMAbstractWorker& worker, int number, const std::function<void(bool ri
         break;
     }
     case 2: {
-        const CMGetRowsRequest request(CMPath(QStringLiteral("qobuz:")), -1, 5, {PelkRoles::Title()});
+        const CMGetRowsRequest request(CMPath("qobuz:"_s), -1, 5, {PelkRoles::Title()});
         request.reply().addWatcher([answered](const CMVoidReply& reply) { answered(reply.error().isSet()); },
                                    Qt::DirectConnection);
         worker.getRowsRequest(request);
@@ -64,12 +64,11 @@ void send(CMAbstractWorker& worker, int number, const std::function<void(bool ri
     default: {
         const bool acknowledged = number % 6 == 3;
         const bool refused = number % 6 == 4; // a pre-play without an id; else a node without a value
-        const QString path = acknowledged ? QStringLiteral("qobuz:stateChange?id=1")
-                             : refused    ? QStringLiteral("qobuz:preplay")
-                                          : QStringLiteral("qobuz:featured/");
-        const CMSetDataRequest request(
-            CMPath(path), PelkRoles::PrePlay(),
-            stateOf(number % 4 < 2 ? QStringLiteral("qobuz:track?id=1") : QStringLiteral("other:track")));
+        const QString path = acknowledged ? "qobuz:stateChange?id=1"_s
+                             : refused    ? "qobuz:preplay"_s
+                                          : "qobuz:featured/"_s;
+        const CMSetDataRequest request(CMPath(path), PelkRoles::PrePlay(),
+                                       stateOf(number % 4 < 2 ? "qobuz:track?id=1"_s : "other:track"_s));
         request.reply().addWatcher(
             [answered, acknowledged](const CMVoidReply& reply) {
                 answered(reply.error().isSet() != acknowledged);
@@ -93,7 +92,7 @@ private:
 
     void startWith(bool user)
     {
-        m_host = std::make_unique<ModuleHost>(QStringLiteral("http://127.0.0.1:9/"));
+        m_host = std::make_unique<ModuleHost>("http://127.0.0.1:9/"_s);
         if (user)
             host().setSession();
         host().start();
@@ -162,17 +161,15 @@ private Q_SLOTS:
 
     void requestsLeaveNoMemoryBehind_data()
     {
-        QTest::addColumn<bool>("user");
-        QTest::addColumn<QString>("path");
-        QTest::newRow("rows of the root") << true << "qobuz:";
-        QTest::newRow("rows with parameters") << true << "qobuz:search/?query=text";
-        QTest::newRow("rows that are refused") << false << "qobuz:";
-        QTest::newRow("a path without a node") << true << "qobuz:nothing";
+        Rows<bool, QString> row;
+        row("rows of the root", true, "qobuz:");
+        row("rows with parameters", true, "qobuz:search/?query=text");
+        row("rows that are refused", false, "qobuz:");
+        row("a path without a node", true, "qobuz:nothing");
     }
     void requestsLeaveNoMemoryBehind()
     {
-        QFETCH(bool, user);
-        QFETCH(QString, path);
+        const auto [user, path] = fetched<bool, QString>();
         startWith(user);
         askForRows(1000, path);
         const std::size_t before = heapInUse();
@@ -181,7 +178,7 @@ private Q_SLOTS:
             askForRows(100, path);
         const qint64 more = qint64(heapInUse()) - qint64(before);
         // One block kept per request would be at least 16 bytes each.
-        QVERIFY2(more < times * 4, qPrintable(QStringLiteral("%1 bytes more").arg(more)));
+        QVERIFY2(more < times * 4, qPrintable("%1 bytes more"_s.arg(more)));
     }
 };
 

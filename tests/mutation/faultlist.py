@@ -7,7 +7,7 @@ import yaml
 
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-KEYS = {"id", "file", "find", "with", "within", "why", "suites", "objects"}
+KEYS = {"id", "file", "find", "with", "within", "why", "suites"}
 NEEDED = {"id", "find", "with", "why"}
 
 
@@ -26,9 +26,7 @@ class Fault:
         self.replacement = entry["with"]
         self.within = entry.get("within")
         self.why = entry["why"]
-        # The one program that shows it, where no path of the module reaches the place from outside.
-        self.objects = entry.get("objects")
-        self.likely = [self.objects] if self.objects else entry.get("suites", suites)
+        self.likely = entry.get("suites", suites)  # the programs to try first
 
     def place(self, text):
         """Where in the text the fault goes, as start and end."""

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Puts small faults into the module's sources and sees whether a test goes red for each.
+"""Puts small faults into the sources of the module and the SDK and sees whether a test goes red for each.
 
 Works on a copy of the checkout in build/mutation; README.md tells how to use it and how to add a fault.
 """
@@ -22,7 +22,7 @@ from pathlib import Path
 import faultlist
 import weave
 from faultlist import ROOT
-from suites import OBJECTS, Suites
+from suites import Suites
 
 WORK = ROOT / "build/mutation"
 TREE = WORK / "tree"
@@ -122,7 +122,7 @@ class Check:
             for source, text in texts.items():
                 own = [pair for pair in numbered if pair[1].source == source]
                 put(TREE / source, (weave.weave(text, own, TREE / source) if own else text).encode())
-            if build("qobuz", *self.programs(numbered)):
+            if build("qobuz", *self.suites.tests):
                 break
             broken = weave.faults_in_errors(LOG.read_text(encoding="utf-8"))
             if not broken:
@@ -146,13 +146,9 @@ class Check:
         finally:
             pool.shutdown(cancel_futures=True)
 
-    def programs(self, numbered):
-        """What has the objects linked in, and so has to be built again."""
-        return sorted({fault.objects for _, fault in numbered if fault.objects})
-
     def run_alone(self, fault, texts):
         put(TREE / fault.source, fault.apply(texts[fault.source]).encode())
-        if build(fault.objects or "qobuz"):
+        if build("qobuz", *self.suites.tests):
             self.report(fault, *self.judge(fault, 0))
         else:
             self.report(fault, "does not compile", f"see {LOG}", 0)
@@ -171,8 +167,7 @@ class Check:
         red = self.try_suite(name, number, case) if case and name in self.suites.tests else None
         if red and not red[1]:  # no case failed: the program may not have this one any more
             red = None
-        rest = [] if fault.objects else self.suites.loading_the_module()
-        for name in dict.fromkeys(fault.likely + rest) if not red else []:
+        for name in dict.fromkeys(fault.likely + self.suites.of(fault.source)) if not red else []:
             red = self.try_suite(name, number)
             if red:
                 self.killers[fault.id] = (name, red[1])

@@ -9,8 +9,7 @@ import threading
 
 from weave import VARIABLE
 
-MODULE = ("tests/module/", "tests/conformance/")
-OBJECTS = ("tests/unit/modules/qobuz/",)
+FOLDERS = {"src/modules/": "tests/module/", "src/api/": "tests/unit/api/"}
 LIMIT_S = 120
 FAILED = re.compile(r"^(?:FAIL!|XPASS)\s*: \w+::(\w+)\((.*?)\)")
 
@@ -30,8 +29,10 @@ class Suites:
                 self.folders[test["name"]] = folder
                 self.tests[test["name"]] = (test.get("command"), properties)
 
-    def loading_the_module(self):
-        return [name for name, folder in self.folders.items() if folder in MODULE]
+    def of(self, source):
+        """The programs that test a source: those of its own folder, then all others."""
+        own = next(folder for start, folder in FOLDERS.items() if source.startswith(start))
+        return sorted(self.folders, key=lambda name: (self.folders[name] != own, name))
 
     def run(self, name, number=0, case=None, slot=0):
         """Runs a program with a fault, or a single case of it. What went red first as (text, case); None if all
@@ -76,8 +77,9 @@ def folder_of(node, graph):
     while node is not None:
         entry = graph["nodes"][node]
         if "command" in entry and graph["commands"][entry["command"]] == "pelk_test":
-            for folder in MODULE + OBJECTS:
-                if graph["files"][entry["file"]].endswith(folder + "CMakeLists.txt"):
+            file = graph["files"][entry["file"]]
+            for folder in FOLDERS.values():
+                if f"/{folder}" in f"/{file}" and file.endswith("CMakeLists.txt"):
                     return folder
         node = entry.get("parent")
     return None

@@ -20,13 +20,15 @@ LINES_A_FAULT = 10000  # fault 7 has the lines from 70000, by which the compiler
 
 CHOICE = f"""
 #include <cstdlib>
-static int pelkFault()
+%s
 {{
     static const char* const number = std::getenv("{VARIABLE}");
     static const int fault = number ? std::atoi(number) : 0;
     return fault;
 }}
 """
+# A source and a header that it includes may both have faults.
+SOURCE, HEADER = ("pelkFault", "static int pelkFault()"), ("pelkHeaderFault", "inline int pelkHeaderFault()")
 
 
 def enclosing_body(text, start, end):
@@ -42,23 +44,56 @@ def enclosing_body(text, start, end):
     return opening.end(), closing.start()
 
 
+def inline_body(text, start, end):
+    """As enclosing_body, of a header: the outermost braces around a place that a function's head stands before."""
+    opened = []
+    found = None
+    for at, sign in enumerate(text):
+        if sign == "{":
+            opened.append(at)
+        elif sign == "}":
+            opening = opened.pop()
+            head = re.search(r"\)\s*(?:const\s*)?(?:override\s*)?$", text[:opening])
+            if head and opening < start and end <= at:
+                found = opening + 1, at
+    return found
+
+
+def body_around(source, text, start, end):
+    return (inline_body if source.endswith(".h") else enclosing_body)(text, start, end)
+
+
+def change(fault, text):
+    """What a fault really changes: start, end and replacement, without what stands on both sides of it."""
+    start, end = fault.place(text)
+    replacement = fault.replacement
+    if not fault.source.endswith(".h"):
+        return start, end, replacement
+    while start < end and replacement and text[start] == replacement[0]:
+        start, replacement = start + 1, replacement[1:]
+    while start < end and replacement and text[end - 1] == replacement[-1]:
+        end, replacement = end - 1, replacement[:-1]
+    return start, end, replacement
+
+
 def can_be_woven(fault, text):
-    return fault.source.endswith(".cpp") and enclosing_body(text, *fault.place(text)) is not None
+    return fault.source.endswith((".cpp", ".h")) and body_around(fault.source, text, *change(fault, text)[:2]) is not None
 
 
 def weave(text, numbered, path):
     """The text with all faults of one source, given as pairs of number and fault."""
+    name, declaration = HEADER if path.suffix == ".h" else SOURCE
     bodies = {}
     for number, fault in numbered:
-        bodies.setdefault(enclosing_body(text, *fault.place(text)), []).append((number, fault))
+        bodies.setdefault(body_around(fault.source, text, *change(fault, text)[:2]), []).append((number, fault))
     woven = []
     at = 0
     for (start, end), faults in sorted(bodies.items()):
         woven.append(text[at:start])
         for number, fault in faults:
-            place = fault.place(text)
-            body = text[start:place[0]] + fault.replacement + text[place[1]:end]
-            woven.append(f"if (pelkFault() == {number}) {{\n#line {number * LINES_A_FAULT} \"{path}\"\n{body}}} else ")
+            first, last, replacement = change(fault, text)
+            body = text[start:first] + replacement + text[last:end]
+            woven.append(f"if ({name}() == {number}) {{\n#line {number * LINES_A_FAULT} \"{path}\"\n{body}}} else ")
         line = text.count("\n", 0, start) + 1
         woven.append(f"{{\n#line {line} \"{path}\"\n{text[start:end]}}}\n")
         at = end
@@ -66,10 +101,10 @@ def weave(text, numbered, path):
     result = "".join(woven)
     # Behind the last include, so that it stands before every function.
     last = [found.end() for found in re.finditer(r"^#include .*\n", text, re.MULTILINE)][-1]
-    return result[:last] + CHOICE + result[last:]
+    return result[:last] + CHOICE % declaration + result[last:]
 
 
 def faults_in_errors(log):
     """The numbers of the faults that a compiler complains about."""
-    lines = (int(line) for line in re.findall(r"\.cpp:(\d+):\d+: (?:fatal )?error:", log))
+    lines = (int(line) for line in re.findall(r"\.(?:cpp|h):(\d+):\d+: (?:fatal )?error:", log))
     return {line // LINES_A_FAULT for line in lines if line >= LINES_A_FAULT}

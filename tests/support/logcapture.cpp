@@ -69,3 +69,11 @@ void LogCapture::clear()
     const QMutexLocker locker(&m_appender->mutex);
     m_appender->records.clear();
 }
+
+std::function<void(const QString& text)> LogCapture::noter() const
+{
+    return [appender = m_appender, kept = log4cplus::SharedAppenderPtr(m_appender)](const QString& text) {
+        const QMutexLocker locker(&appender->mutex);
+        appender->records.append({QString(), log4cplus::OFF_LOG_LEVEL, text, QString(), 0});
+    };
+}

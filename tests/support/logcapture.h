@@ -5,7 +5,7 @@
 #include <QString>
 #include <log4cplus/loglevel.h>
 
-#include <memory>
+#include <functional>
 
 /// Collects what is written to one logger, from any thread, for as long as it lives. The logger's level is
 /// lowered to `level` meanwhile.
@@ -34,6 +34,9 @@ public:
         return texts(level).contains(text);
     }
     void clear();
+    /// Puts a text of the test's own among the records, so that its place among them shows. May be called
+    /// from any thread, also when the capture is gone.
+    std::function<void(const QString& text)> noter() const;
 
 private:
     class Appender;

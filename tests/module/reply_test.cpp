@@ -18,16 +18,18 @@
 #include "api/types/pelkqobuzuserfavoritesresponse.h"
 #include "api/types/pelkqobuzuserplayistsresponse.h"
 #include "tests/support/ownprocess.h"
+#include "tests/support/rows.h"
 
-#include <QtTest>
+#include <QDeadlineTimer>
 
+#include <functional>
 #include <memory>
 
 namespace {
 
 const QVariantHash& content()
 {
-    static const QVariantHash hash{{QStringLiteral("id"), 5}, {QStringLiteral("more"), QStringLiteral("x")}};
+    static const QVariantHash hash{{"id"_s, 5}, {"more"_s, "x"_s}};
     return hash;
 }
 
@@ -54,7 +56,7 @@ void check(const char* name)
     QCOMPARE(CMReply<T>::from(fromHash).value().hash(), content());
 
     const CMVoidReply failed = CMReply<T>::create();
-    failed.setError(CMError(TrString(QStringLiteral("gone"))));
+    failed.setError(CMError(TrString("gone"_s)));
     QVERIFY(failed.isFinished());
     QCOMPARE(failed.d()->value().userType(), type);
     QVERIFY(CMReply<T>::from(failed).value().isEmpty());
@@ -97,21 +99,39 @@ public:
 
 } // namespace
 
-class ReplyConformanceTest : public QObject
+namespace {
+
+/// What is waited for in this program, and what happens meanwhile.
+QList<QDeadlineTimer> waits;
+std::function<void()> whileWaiting;
+
+} // namespace
+
+// The SDK's library takes this one, not Qt's, since the program comes first when symbols are looked up.
+bool QWaitCondition::wait(QMutex* mutex, QDeadlineTimer deadline)
+{
+    waits << deadline;
+    mutex->unlock();
+    whileWaiting();
+    mutex->lock();
+    return true;
+}
+
+class ReplyTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void everyRecordOfTheServiceGoesThroughAReply_data()
     {
-        QTest::addColumn<int>("index");
+        Rows<int> row;
         for (int i = 0; i < records().size(); ++i)
-            QTest::newRow(records().at(i).first) << i;
+            row(records().at(i).first, i);
         QCOMPARE(records().size(), 16);
     }
     void everyRecordOfTheServiceGoesThroughAReply()
     {
-        QFETCH(int, index);
+        const auto [index] = fetched<int>();
         records().at(index).second(records().at(index).first);
     }
 
@@ -120,7 +140,7 @@ private Q_SLOTS:
         const CMReply<QVariant> reply = CMReply<QVariant>::create();
         QVERIFY(!reply.isFinished());
         QVERIFY(!reply.error().isSet());
-        reply.setError(CMError(TrString(QStringLiteral("gone"))));
+        reply.setError(CMError(TrString("gone"_s)));
         QVERIFY(!reply.value().isValid());
         QVERIFY(!reply.d()->value().isValid());
     }
@@ -137,6 +157,47 @@ private Q_SLOTS:
         QVERIFY(reply.isFinished());
         QVERIFY(reply.waitForFinished(ULONG_MAX));
         data->lock().unlock();
+    }
+
+    void readingAnUnfinishedReplyWaitsWithoutLimit_data()
+    {
+        addTexts({"typed", "untyped", "a variant, typed", "a variant, untyped", "the largest time"});
+    }
+    void readingAnUnfinishedReplyWaitsWithoutLimit()
+    {
+        const QByteArray way = QTest::currentDataTag();
+        const CMReply<int> number = CMReply<int>::create();
+        const CMReply<QVariant> variant = CMReply<QVariant>::create();
+        waits.clear();
+        int woken = 0;
+        whileWaiting = [&] {
+            if (++woken < 3)
+                return; // woken for nothing, it goes on waiting
+            number.setValue(5);
+            variant.setValue(5);
+        };
+        if (way == "the largest time")
+            QVERIFY(number.waitForFinished(ULONG_MAX));
+        else
+            QCOMPARE(way == "typed"              ? number.value()
+                     : way == "untyped"          ? number.d()->value().toInt()
+                     : way == "a variant, typed" ? variant.value().toInt()
+                                                 : variant.d()->value().toInt(),
+                     5);
+        QCOMPARE(waits.size(), 3);
+        for (const QDeadlineTimer& deadline : qAsConst(waits))
+            QVERIFY(deadline.isForever());
+    }
+
+    void aWaitWithATimeHasThatTime()
+    {
+        const CMReply<int> reply = CMReply<int>::create();
+        waits.clear();
+        whileWaiting = [&reply] { reply.setValue(5); };
+        QVERIFY(reply.waitForFinished(3600000));
+        QCOMPARE(waits.size(), 1);
+        QVERIFY(!waits.at(0).isForever());
+        QVERIFY(waits.at(0).remainingTime() > 3000000 && waits.at(0).remainingTime() <= 3600000);
     }
 
     void watchersAreCalledAfterTheLockIsReleased()
@@ -158,9 +219,9 @@ private Q_SLOTS:
 
     void theErrorIsKeptAsItWasGiven()
     {
-        CMError error(TrString(TrCharData{"A context", "A text", "a comment", 3}, {1, QStringLiteral("b")}),
-                      QVariantHash{{QStringLiteral("code"), 5}});
-        error.insert(QStringLiteral("more"), 17);
+        CMError error(TrString(TrCharData{"A context", "A text", "a comment", 3}, {1, "b"_s}),
+                      QVariantHash{{"code"_s, 5}});
+        error.insert("more"_s, 17);
         const CMReply<QVariant> reply = CMReply<QVariant>::create();
         reply.setError(error);
         QVERIFY(reply.error() == error);
@@ -169,7 +230,7 @@ private Q_SLOTS:
 
     void aTypeWhoseNameIsNotNormalisedIsAnAssertion()
     {
-        const OwnProcess process = OwnProcess::play(QStringLiteral("type"));
+        const OwnProcess process = OwnProcess::play("type"_s);
         QVERIFY(process.crashed);
         QVERIFY2(
             process.errors.contains("qRegisterNormalizedMetaType was called with a not normalized type name, "
@@ -194,7 +255,7 @@ int play(const QString& /*name*/)
 
 int main(int argc, char** argv)
 {
-    return OwnProcess::main<ReplyConformanceTest>(argc, argv, play);
+    return OwnProcess::main<ReplyTest>(argc, argv, play);
 }
 
-#include "reply_conformance_test.moc"
+#include "reply_test.moc"

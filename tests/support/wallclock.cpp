@@ -1,4 +1,4 @@
-#include "tests/conformance/wallclock.h"
+#include "tests/support/wallclock.h"
 
 #include <QtGlobal>
 
