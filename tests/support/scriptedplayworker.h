@@ -50,6 +50,6 @@ public:
     void getRowsRequest(const CMGetRowsRequest& request) override;
     void setDataRequest(const CMSetDataRequest& request) override;
 
-private:
+    /// Answers a pre-play request that was kept.
     void resolve(const CMSetDataRequest& request) const;
 };

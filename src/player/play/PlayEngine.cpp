@@ -103,12 +103,11 @@ void PlayEngine::wake()
     if (lost && lost->retryAtMs <= m_clock->nowMs())
         reopen(lost->positionMs);
     prepareNext();
+    applyFade();
     if (m_sleep.isDue(m_clock->nowMs())) {
         pause();
         m_sleep.off();
         Q_EMIT statusChanged();
-    } else {
-        applyFade();
     }
     if (!m_wake.isActive() && (trackOf(m_state) || m_sleep.kind() == SleepTimer::Kind::Time))
         m_wake.start(wakeMs);
@@ -384,9 +383,7 @@ bool PlayEngine::undo()
         move(PlayState::Park{lost});
     } else if (current != before && !wasIdle) {
         endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-        goOn(current, lost.positionMs);
-        if (paused)
-            hold();
+        goOn(current, lost.positionMs, paused);
     }
     m_queue.blockSignals(false);
     Q_EMIT m_queue.changed();
@@ -433,14 +430,14 @@ void PlayEngine::restore(const SavedPlayer& saved)
     setVolume(saved.volumePercent);
 }
 
-void PlayEngine::start(int entry, qint64 startMs)
+void PlayEngine::start(int entry, qint64 startMs, bool paused)
 {
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
     m_arrival = Arrival::Play;
     if (m_sleep.kind() == SleepTimer::Kind::Off)
         m_stream->setFade(1);
     m_queue.setCurrent(entry);
-    move(PlayState::Start{entry, startMs});
+    move(PlayState::Start{entry, startMs, paused});
     m_reporter.expect(place.row);
     const ResolvedTrack prepared = m_next.track();
     const bool isOnTheWay = startMs == 0 && m_next.isOnTheWay(entry);
@@ -567,10 +564,10 @@ void PlayEngine::onWentOver()
     begin(next);
 }
 
-void PlayEngine::goOn(int entry, qint64 startMs)
+void PlayEngine::goOn(int entry, qint64 startMs, bool paused)
 {
     if (entry != 0) {
-        start(entry, startMs);
+        start(entry, startMs, paused);
     } else if (m_queue.turns().isGrowing() && !std::holds_alternative<PlayState::Idle>(m_state)) {
         move(PlayState::Dry{});
         m_next.forget();
@@ -686,14 +683,12 @@ void PlayEngine::onQueueChanged()
     const bool isWaiting = std::holds_alternative<PlayState::AwaitingQueue>(m_state);
     if (entry != 0 && m_queue.indexOf(entry) < 0) {
         endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-        goOn(m_queue.current());
+        goOn(m_queue.current(), 0, paused); // another track, but nobody has asked for sound
     } else if (isWaiting) {
-        goOn(m_queue.next(true));
+        goOn(m_queue.next(true), 0, paused);
     } else if (m_queue.current() == 0 && std::holds_alternative<PlayState::Idle>(m_state)) {
         move(PlayState::Halt{}); // what it was paused in has gone
     }
-    if (paused)
-        hold(); // another track, but nobody has asked for sound
     prepareNext();
     Q_EMIT statusChanged();
 }

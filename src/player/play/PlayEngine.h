@@ -124,11 +124,11 @@ private:
         Pause,
         Stay
     };
-    void start(int entry, qint64 startMs = 0);
+    void start(int entry, qint64 startMs = 0, bool paused = false);
     void hold();
     void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure);
     void begin(const ResolvedTrack& track);
-    void goOn(int entry, qint64 startMs = 0);
+    void goOn(int entry, qint64 startMs = 0, bool paused = false);
     void reopen(qint64 positionMs);
     void prepareNext();
     bool isNextDue() const;

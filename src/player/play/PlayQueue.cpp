@@ -4,7 +4,6 @@
 #include "api/types/pelkmetadata.h"
 
 #include <QHash>
-#include <QRandomGenerator>
 
 #include <algorithm>
 
@@ -109,12 +108,12 @@ void PlayQueue::spread(const QVector<QueueEntry>& fresh)
     while (from < m_entries.size() && m_wantedNext.contains(m_entries.at(from).id))
         ++from;
     QVector<QueueEntry> mixed = fresh;
-    std::shuffle(mixed.begin(), mixed.end(), *QRandomGenerator::global());
+    std::shuffle(mixed.begin(), mixed.end(), m_random);
     const QVector<QueueEntry> rest = m_entries.mid(from);
     m_entries.resize(from);
     int taken = 0;
     for (int left = rest.size() + mixed.size(); left > 0; --left) {
-        const bool isFresh = QRandomGenerator::global()->bounded(left) < mixed.size() - taken;
+        const bool isFresh = m_random.bounded(left) < mixed.size() - taken;
         m_entries.append(isFresh ? mixed.at(taken++) : rest.at(rest.size() - left + mixed.size() - taken));
     }
 }
@@ -126,12 +125,12 @@ bool PlayQueue::remove(const QVector<int>& ids)
     if (std::none_of(m_entries.begin(), m_entries.end(), isGone))
         return false;
     keepForUndo();
-    if (gone.contains(m_current)) {
+    if (m_current != 0 && gone.contains(m_current)) {
         const auto heir = std::find_if_not(m_entries.begin() + indexOf(m_current), m_entries.end(), isGone);
         m_current = heir == m_entries.end() ? 0 : heir->id;
     }
     m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
-    if (m_current == 0 && gone.contains(m_undo->current) && m_repeat == RepeatMode::All)
+    if (m_current == 0 && m_undo->current != 0 && gone.contains(m_undo->current) && m_repeat == RepeatMode::All)
         m_current = first();
     m_unshuffled.erase(std::remove_if(m_unshuffled.begin(), m_unshuffled.end(),
                                       [&gone](int id) { return gone.contains(id); }),
@@ -210,7 +209,7 @@ void PlayQueue::setShuffled(bool shuffled)
     m_undo.reset();
     if (shuffled) {
         m_unshuffled = unshuffled();
-        std::shuffle(m_entries.begin(), m_entries.end(), *QRandomGenerator::global());
+        std::shuffle(m_entries.begin(), m_entries.end(), m_random);
         const int current = indexOf(m_current);
         if (current > 0)
             m_entries.move(current, 0);

@@ -3,6 +3,7 @@
 #include "api/types/pelkroles.h"
 #include "player/play/QueueTurns.h"
 
+#include <QRandomGenerator>
 #include <QSet>
 #include <QVector>
 
@@ -82,6 +83,8 @@ public:
     /// Puts the entries into a random order, the current one first, or back into the order in which they
     /// would have been without that.
     void setShuffled(bool shuffled);
+    /// Shuffles the same way each time from now on.
+    void seedShuffling(quint32 seed) { m_random.seed(seed); }
     /// The ids in the order that they have without shuffling.
     QVector<int> unshuffled() const;
 
@@ -131,4 +134,5 @@ private:
     quint64 m_revision = 0;
     std::optional<Undo> m_undo;
     QueueTurns m_turns;
+    QRandomGenerator m_random = QRandomGenerator::securelySeeded();
 };

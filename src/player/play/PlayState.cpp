@@ -70,7 +70,7 @@ State after(const State& state, const Event& event)
     const Track* track = trackOf(state);
     return std::visit(
         Overload{[](const Start& start) -> State {
-                     return Resolving{start.entry, start.startMs, false};
+                     return Resolving{start.entry, start.startMs, start.wantsPause};
                  },
                  [&](const Opened& opened) -> State {
                      if (!std::holds_alternative<Resolving>(state))

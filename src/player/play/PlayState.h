@@ -99,6 +99,7 @@ struct Start
 {
     int entry;
     qint64 startMs;
+    bool wantsPause;
 };
 struct Opened
 {

@@ -1,0 +1,370 @@
+#include "api/core/model/cmrootworker.h"
+#include "player/play/PlayEngine.h"
+#include "tests/support/scriptedplayworker.h"
+#include "tests/support/scriptedstream.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+/// What listeners ask of the engine beside playing: undo, a sleep timer, a limit of the volume, seeks by a
+/// distance, and a state that is saved and restored. The real engine with a scripted stream and clock.
+class EngineOperationsTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<CMRootWorker> m_root;
+    std::unique_ptr<ScriptedPlayWorker> m_worker;
+    std::unique_ptr<PlayEngine> m_engine;
+    ScriptedStream* m_stream = nullptr;
+    ScriptedClock* m_clock = nullptr;
+
+    QVector<int> fill(const QString& names)
+    {
+        QVector<PelkRoles> rows;
+        for (const QString& name : names.split(QLatin1Char(' '))) {
+            rows.append(ScriptedPlayWorker::row(name));
+            m_worker->uris.insert(name, QStringLiteral("http://") + name);
+        }
+        return m_engine->queue().add(rows, PlayQueue::Where::Replace);
+    }
+
+    QString order()
+    {
+        QStringList names;
+        for (const QueueEntry& entry : m_engine->queue().entries())
+            names << entry.row.path().param(QStringLiteral("id"));
+        return names.join(QLatin1Char(' '));
+    }
+
+    void go(qint64 ms)
+    {
+        m_clock->now += ms;
+        m_engine->wake();
+    }
+
+    void playFrom(int entry)
+    {
+        QVERIFY(m_engine->jump(entry));
+        QVERIFY(m_stream->settle());
+    }
+
+    PlayerStatus status() const { return m_engine->status(); }
+
+    void makeEngine()
+    {
+        auto clock = std::make_unique<ScriptedClock>();
+        m_clock = clock.get();
+        auto stream = std::make_unique<ScriptedStream>(m_clock);
+        m_stream = stream.get();
+        m_engine = std::make_unique<PlayEngine>(std::move(stream), std::move(clock), PlayProfile());
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_root = std::make_unique<CMRootWorker>();
+        m_worker = std::make_unique<ScriptedPlayWorker>();
+        m_root->addWorker(m_worker.get());
+        makeEngine();
+    }
+
+    void cleanup()
+    {
+        m_engine.reset();
+        m_worker.reset();
+        m_root.reset();
+    }
+
+    void aClearedQueueThatIsBroughtBackIsPausedWhereItWas()
+    {
+        const QVector<int> ids = fill(QStringLiteral("a b c"));
+        playFrom(ids.at(1));
+        go(42000);
+        m_engine->queue().clear();
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+        QVERIFY(status().canUndo);
+        QVERIFY(m_engine->undo());
+        QVERIFY(!status().canUndo);
+        QCOMPARE(status().entry, ids.at(1));
+        QCOMPARE(status().state, PelkPlayLogicState::Paused);
+        QCOMPARE(status().positionMs, 42000);
+        m_stream->opened.clear();
+        m_engine->play();
+        QCOMPARE(m_stream->opened.size(), 1);
+        QCOMPARE(m_stream->opened.first().uri, QStringLiteral("http://b"));
+        QCOMPARE(m_stream->opened.first().startMs, 42000);
+        QCOMPARE(m_worker->resolvedAtMs.last(), 42000);
+        QVERIFY(!m_engine->undo());
+    }
+
+    void aReplacedQueueThatIsBroughtBackGoesOnWhereItWas()
+    {
+        const QVector<int> ids = fill(QStringLiteral("a b c"));
+        playFrom(ids.at(1));
+        go(42000);
+        playFrom(fill(QStringLiteral("x y")).first());
+        m_worker->states.clear();
+        m_stream->opened.clear();
+        QVERIFY(m_engine->undo());
+        QCOMPARE(order(), QStringLiteral("a b c"));
+        QCOMPARE(status().entry, ids.at(1));
+        QCOMPARE(m_stream->opened.first().startMs, 42000);
+        QVERIFY(m_stream->settle());
+        QCOMPARE(m_worker->states, (QStringList{QStringLiteral("x stopped userSkip"),
+                                                QStringLiteral("b opening"), QStringLiteral("b playing")}));
+    }
+
+    void whatPlaysGoesOnWhenARemovalIsUndone()
+    {
+        const QVector<int> ids = fill(QStringLiteral("a b c"));
+        playFrom(ids.at(1));
+        QVERIFY(m_engine->queue().remove({ids.at(0), ids.at(2)}));
+        m_worker->states.clear();
+        QVERIFY(m_engine->undo());
+        QCOMPARE(order(), QStringLiteral("a b c"));
+        QCOMPARE(status().entry, ids.at(1));
+        QVERIFY(m_worker->states.isEmpty());
+    }
+
+    void whatCanNoLongerBeResolvedFailsAfterAnUndoAsEver()
+    {
+        fill(QStringLiteral("a b"));
+        m_engine->queue().clear();
+        m_worker->uris.clear(); // its module has gone
+        QVERIFY(m_engine->undo());
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        m_engine->play();
+        QCOMPARE(failed.size(), 2);
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+    }
+
+    void aListStartedShuffledBeginsWithARandomTrackAndShowsItsOrder()
+    {
+        QSet<int> firsts;
+        for (int i = 0; i < 30; ++i) {
+            m_engine->expectStart();
+            const QVector<int> ids = fill(QStringLiteral("a b c d e f g h"));
+            QVERIFY(m_engine->startExpected(ids.first(), PlayEngine::StartOrder::Shuffled));
+            QVERIFY(status().shuffled);
+            QCOMPARE(m_engine->queue().first(), status().entry);
+            firsts.insert(ids.indexOf(status().entry));
+        }
+        QVERIFY(firsts.size() > 1);
+    }
+
+    void aListStartedInItsOwnOrderTurnsShufflingOff()
+    {
+        m_engine->setShuffled(true);
+        m_engine->expectStart();
+        const QVector<int> ids = fill(QStringLiteral("a b c d e f g h"));
+        QVERIFY(m_engine->startExpected(ids.first()));
+        QVERIFY(!status().shuffled);
+        QCOMPARE(order(), QStringLiteral("a b c d e f g h"));
+        QCOMPARE(status().entry, ids.first());
+    }
+
+    void seeksByADistanceAddUpAndStayInTheTrack()
+    {
+        playFrom(fill(QStringLiteral("a b")).first());
+        go(30000);
+        m_engine->seekBy(10000);
+        m_engine->seekBy(10000); // the first one has not arrived
+        QCOMPARE(status().positionMs, 50000);
+        QVERIFY(m_stream->arrive());
+        QCOMPARE(status().positionMs, 50000);
+        m_engine->seekBy(-1000000);
+        QCOMPARE(status().positionMs, 0);
+        m_engine->seekBy(1000000);
+        QCOMPARE(status().positionMs, ScriptedStream::lengthMs);
+    }
+
+    void previousLeavesATrackThatCannotSeek()
+    {
+        const QVector<int> ids = fill(QStringLiteral("a b"));
+        m_stream->seekable = false;
+        playFrom(ids.at(1));
+        go(30000);
+        m_engine->previous();
+        QCOMPARE(status().entry, ids.at(0));
+    }
+
+    void theVolumeStaysBelowItsLimit()
+    {
+        m_engine->setVolume(90);
+        m_engine->setVolumeLimit(60);
+        QCOMPARE(status().volumePercent, 60);
+        QCOMPARE(m_stream->volumePercent, 60);
+        m_engine->setVolume(100);
+        QCOMPARE(status().volumePercent, 60);
+        m_engine->setVolumeLimit(1000);
+        QCOMPARE(status().volumeLimitPercent, 100);
+        QCOMPARE(status().volumePercent, 60); // nothing becomes louder by itself
+        m_engine->setVolumeLimit(-1);
+        QCOMPARE(status().volumePercent, 0);
+    }
+
+    void aSleepTimerTakesMinutesWithinADay_data()
+    {
+        QTest::addColumn<int>("minutes");
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("none") << 0 << false;
+        QTest::newRow("negative") << -1 << false;
+        QTest::newRow("one") << 1 << true;
+        QTest::newRow("a day") << 1440 << true;
+        QTest::newRow("more than a day") << 1441 << false;
+        QTest::newRow("absurd") << 1000000000 << false;
+    }
+    void aSleepTimerTakesMinutesWithinADay()
+    {
+        QFETCH(int, minutes);
+        QFETCH(bool, taken);
+        playFrom(fill(QStringLiteral("a b")).first());
+        QCOMPARE(m_engine->sleepAfterMinutes(minutes), taken);
+        QCOMPARE(status().sleep, taken ? SleepTimer::Kind::Time : SleepTimer::Kind::Off);
+        QCOMPARE(status().sleepLeftMs, taken ? minutes * 60000LL : 0);
+    }
+
+    void minutesEndInAPauseAfterTenSecondsOfFading()
+    {
+        playFrom(fill(QStringLiteral("a b")).first());
+        QVERIFY(m_engine->sleepAfterMinutes(1));
+        go(49900);
+        QCOMPARE(m_stream->gain, 1.0);
+        go(5100);
+        QVERIFY2(qAbs(m_stream->gain - 0.5) < 0.001, qPrintable(QString::number(m_stream->gain)));
+        QVERIFY(m_stream->isHeard());
+        go(5000);
+        QVERIFY(m_stream->settle());
+        QCOMPARE(status().state, PelkPlayLogicState::Paused);
+        QCOMPARE(status().sleep, SleepTimer::Kind::Off);
+        QCOMPARE(m_stream->gain, 0.0); // nothing becomes louder while it is still heard
+        m_engine->play();
+        QCOMPARE(m_stream->gain, 1.0);
+    }
+
+    void theEndOfTheTrackIsFadedAndTheNextOneWaits()
+    {
+        const QVector<int> ids = fill(QStringLiteral("a b"));
+        playFrom(ids.at(0));
+        m_engine->sleepAtEndOfTrack();
+        go(ScriptedStream::lengthMs - 5000);
+        QVERIFY(qAbs(m_stream->gain - 0.5) < 0.001);
+        QVERIFY(m_stream->nextUri().isEmpty());
+        go(5000);
+        QVERIFY(m_stream->finish());
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+        QCOMPARE(status().entry, ids.at(1));
+        QCOMPARE(m_worker->states.last(), QStringLiteral("a stopped"));
+        QCOMPARE(m_stream->gain, 1.0);
+    }
+
+    void theEndOfTheQueueEndsThePlayingEvenIfItRepeats()
+    {
+        const QVector<int> ids = fill(QStringLiteral("a b"));
+        m_engine->setRepeat(RepeatMode::All);
+        playFrom(ids.at(0));
+        m_engine->sleepAtEndOfQueue();
+        go(ScriptedStream::lengthMs - 5000);
+        QCOMPARE(m_stream->gain, 1.0);
+        go(5000);
+        QVERIFY(m_stream->finish());
+        QCOMPARE(status().entry, ids.at(1));
+        go(ScriptedStream::lengthMs - 5000);
+        QVERIFY(qAbs(m_stream->gain - 0.5) < 0.001);
+        go(5000);
+        QVERIFY(m_stream->finish());
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+    }
+
+    void aCancelledSleepTimerChangesNothing()
+    {
+        playFrom(fill(QStringLiteral("a b")).first());
+        QVERIFY(m_engine->sleepAfterMinutes(1));
+        go(55000);
+        QVERIFY(m_stream->gain < 1);
+        m_engine->cancelSleep();
+        QCOMPARE(m_stream->gain, 1.0);
+        go(20000);
+        QCOMPARE(m_stream->gain, 1.0);
+        QVERIFY(m_stream->isHeard());
+    }
+
+    void aRestoredPlayerIsPausedWhereItWasAndTellsNobody()
+    {
+        fill(QStringLiteral("a b c d e"));
+        m_engine->setShuffled(true);
+        m_engine->setRepeat(RepeatMode::All);
+        playFrom(m_engine->queue().entries().at(2).id);
+        const QString name = status().row.path().param(QStringLiteral("id"));
+        go(12345);
+        m_engine->setVolume(40);
+        m_engine->setMuted(true);
+        const QString shown = order();
+        const SavedPlayer saved = m_engine->saved();
+
+        m_engine.reset();
+        makeEngine();
+        m_worker->states.clear();
+        m_worker->resolved.clear();
+        m_engine->restore(saved);
+        QCOMPARE(order(), shown);
+        const PlayerStatus restored = status();
+        QCOMPARE(restored.state, PelkPlayLogicState::Paused);
+        QCOMPARE(restored.positionMs, 12345);
+        QCOMPARE(restored.durationMs, ScriptedStream::lengthMs);
+        QCOMPARE(restored.row.path().param(QStringLiteral("id")), name);
+        QCOMPARE(restored.volumePercent, 40);
+        QVERIFY(restored.muted);
+        QVERIFY(restored.shuffled);
+        QCOMPARE(restored.repeat, RepeatMode::All);
+        QVERIFY(m_worker->states.isEmpty() && m_worker->resolved.isEmpty() && m_stream->opened.isEmpty());
+
+        m_engine->seekBy(-2345);
+        QCOMPARE(status().positionMs, 10000);
+        QCOMPARE(m_engine->saved().positionMs, 10000);
+        m_engine->play();
+        QCOMPARE(m_stream->opened.first().startMs, 10000);
+        m_engine->setShuffled(false);
+        QCOMPARE(order(), QStringLiteral("a b c d e"));
+    }
+
+    void aRestoredPlayerThatIsStoppedForgetsItsPlace()
+    {
+        playFrom(fill(QStringLiteral("a b")).first());
+        go(5000);
+        const SavedPlayer saved = m_engine->saved();
+        m_engine->restore(saved);
+        QCOMPARE(status().state, PelkPlayLogicState::Paused);
+        m_engine->stop();
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+        QCOMPARE(status().positionMs, 0);
+    }
+
+    void whatIsAbsurdInASavedStateBecomesTheNearest()
+    {
+        fill(QStringLiteral("a b"));
+        SavedPlayer saved = m_engine->saved();
+        saved.current = 7;
+        saved.positionMs = -5;
+        saved.durationMs = -1;
+        saved.volumePercent = 900;
+        saved.unshuffled = {4, 4};
+        m_engine->setVolumeLimit(70);
+        m_engine->restore(saved);
+        QCOMPARE(status().entry, 0);
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+        QCOMPARE(status().volumePercent, 70);
+        QVERIFY(!status().shuffled);
+        saved.current = 1;
+        saved.positionMs = 1000000;
+        saved.durationMs = 2000;
+        m_engine->restore(saved);
+        QCOMPARE(status().positionMs, 2000);
+        m_engine->restore(SavedPlayer());
+        QCOMPARE(status().queueCount, 0);
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+    }
+};
+
+QTEST_GUILESS_MAIN(EngineOperationsTest)
+#include "engineoperations_test.moc"
