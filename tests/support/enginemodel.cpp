@@ -19,6 +19,13 @@ int EngineModel::around(int step) const
     return order.value(index + step);
 }
 
+QString EngineModel::dataState() const
+{
+    if (track != 0)
+        return m_reported;
+    return QString::fromLatin1(resolving != 0 ? "opening" : "stopped");
+}
+
 int EngineModel::next(bool byItself) const
 {
     return byItself && repeat == RepeatMode::One && current != 0 ? current : around(1);

@@ -48,6 +48,9 @@ public:
     qint64 maxIdleMs = 0;           ///< how long an address holds; 0: for ever
     qint64 nowMs = 0;
 
+    /// What modules read as the play state: of the track whose stream is open, else whether one is looked
+    /// for.
+    QString dataState() const;
     bool isActive() const { return track != 0 || resolving != 0 || waiting; }
     int next(bool byItself) const;
     int previous() const { return around(-1); }

@@ -130,7 +130,8 @@ bool PlayQueue::remove(const QVector<int>& ids)
         m_current = heir == m_entries.end() ? 0 : heir->id;
     }
     m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
-    if (m_current == 0 && m_undo->current != 0 && gone.contains(m_undo->current) && m_repeat == RepeatMode::All)
+    if (m_current == 0 && m_undo->current != 0 && gone.contains(m_undo->current) &&
+        m_repeat == RepeatMode::All)
         m_current = first();
     m_unshuffled.erase(std::remove_if(m_unshuffled.begin(), m_unshuffled.end(),
                                       [&gone](int id) { return gone.contains(id); }),

@@ -1,0 +1,364 @@
+#include "api/play/pelkplaylogicerrorname.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkresource.h"
+#include "player/content/ReplyLimit.h"
+#include "player/play/PlayEngine.h"
+
+// How the engine goes from track to track: what follows from its state, its stream and its queue.
+
+namespace {
+
+constexpr int mostFailuresInARow = 3;
+// So long before the end of a track the next one is asked for.
+constexpr int aheadMs = 20000;
+constexpr int outputRetryMs = 1000;
+
+QString titleOf(const PelkRoles& row)
+{
+    const QString title = row.title().toString();
+    return title.isEmpty() ? row.path().toString() : title;
+}
+
+TrString engineText(const char* source, const QList<TrArg>& arguments = {})
+{
+    return {TrCharData{"PlayEngine", source}, arguments};
+}
+
+} // namespace
+
+void PlayEngine::start(int entry, qint64 startMs, bool paused)
+{
+    const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
+    m_arrival = Arrival::Play;
+    if (m_sleep.kind() == SleepTimer::Kind::Off)
+        m_stream->setFade(1);
+    m_queue.setCurrent(entry);
+    move(PlayState::Start{entry, startMs, paused});
+    m_reporter.expect(place.row);
+    const ResolvedTrack prepared = m_next.track();
+    const bool isOnTheWay = startMs == 0 && m_next.isOnTheWay(entry);
+    if (!isOnTheWay)
+        m_next.forget();
+    if (startMs == 0 && prepared.entry == entry && isFresh(prepared))
+        onResolved(place, prepared, TrString());
+    else if (!isOnTheWay)
+        m_resolver.resolve(place, startMs,
+                           [this, place](const ResolvedTrack& track, const TrString& failure) {
+                               onResolved(place, track, failure);
+                           });
+    Q_EMIT statusChanged();
+}
+
+/// Whether a track that was resolved ahead of its turn is as good as one that is resolved now.
+bool PlayEngine::isFresh(const ResolvedTrack& track) const
+{
+    return !track.isTooOld(m_clock->nowMs()) && track.askedQuality == m_profile.quality();
+}
+
+void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure)
+{
+    const auto* resolving = std::get_if<PlayState::Resolving>(&m_state);
+    if (!resolving)
+        return; // nobody wants it any longer
+    if (track.isEmpty()) {
+        fail(entry.row, failure, PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
+        return;
+    }
+    const PlayState::Resolving before = *resolving;
+    begin(track);
+    m_stream->play(track.uri(), before.startMs, before.wantsPause);
+}
+
+void PlayEngine::begin(const ResolvedTrack& track)
+{
+    move(PlayState::Opened{track});
+    m_next.forget();
+    m_reporter.begin(track.row);
+}
+
+/// Goes on with the current track from here, with a new stream and output; the address is asked for again
+/// when it may hold no longer.
+void PlayEngine::reopen(qint64 positionMs)
+{
+    move(PlayState::Reopen{positionMs});
+    m_next.forget();
+    m_stream->stop();
+    const PlayState::Track track = *PlayState::trackOf(m_state);
+    const int index = m_queue.indexOf(track.resolved.entry);
+    if (!track.resolved.isTooOld(m_clock->nowMs()) || index < 0) {
+        m_stream->play(track.resolved.uri(), positionMs, track.wantsPause);
+        return;
+    }
+    m_resolver.resolve(m_queue.entries().at(index), positionMs,
+                       [this, positionMs](const ResolvedTrack& renewed, const TrString& failure) {
+                           if (renewed.isEmpty()) {
+                               onStreamFailed(failure);
+                               return;
+                           }
+                           move(PlayState::Renewed{renewed});
+                           m_reporter.replace(renewed.row);
+                           m_stream->play(renewed.uri(), positionMs, PlayState::wantsPause(m_state));
+                       });
+}
+
+bool PlayEngine::isNextDue() const
+{
+    const PlayState::Track* track = PlayState::trackOf(m_state);
+    const qint64 duration = durationMs(*track);
+    return track->heard && (duration <= 0 || duration - positionMs() <= aheadMs);
+}
+
+/// What follows the current track when that is over.
+int PlayEngine::following() const
+{
+    if (m_sleep.kind() == SleepTimer::Kind::EndOfTrack)
+        return 0;
+    if (m_sleep.kind() != SleepTimer::Kind::EndOfQueue)
+        return m_queue.next(true);
+    const int entry = m_queue.next(false);
+    return entry == m_queue.first() ? 0 : entry; // not round and round
+}
+
+/// Sees to it that the stream player has got what follows the current track, once it is time for that.
+void PlayEngine::prepareNext()
+{
+    if (!PlayState::trackOf(m_state) || PlayState::heldAtMs(m_state))
+        return;
+    const int wanted = following();
+    const bool isRight = m_next.entry() == wanted && (m_next.track().isEmpty() || isFresh(m_next.track()));
+    if ((!isRight && !dropNext()) || wanted == 0 || m_next.entry() == wanted || !isNextDue())
+        return;
+    const QueueEntry place = m_queue.entries().at(m_queue.indexOf(wanted));
+    m_next.resolve(place, [this, place](const ResolvedTrack& track, const TrString& failure) {
+        if (!PlayState::trackOf(m_state))
+            onResolved(place, track, failure); // it is its turn already
+        else if (!track.isEmpty())             // else it is tried once more when its turn has come
+            m_stream->setNext(track.uri());    // else it is opened when this one has ended
+    });
+}
+
+/// False when it is too late: it is going to be heard.
+bool PlayEngine::dropNext()
+{
+    if (!m_stream->dropNext())
+        return false;
+    m_next.forget();
+    return true;
+}
+
+void PlayEngine::onWentOver()
+{
+    m_failuresInARow = 0;
+    const ResolvedTrack next = m_next.track();
+    if (next.isEmpty() || next.entry != following()) {
+        // The queue was changed when its sound was on the way already.
+        onEnded();
+        return;
+    }
+    closeTrack(QString());
+    m_queue.setCurrent(next.entry);
+    begin(next);
+}
+
+void PlayEngine::goOn(int entry, qint64 startMs, bool paused)
+{
+    if (entry != 0) {
+        start(entry, startMs, paused);
+    } else if (m_queue.turns().isGrowing() && !std::holds_alternative<PlayState::Idle>(m_state)) {
+        move(PlayState::Dry{});
+        m_next.forget();
+        Q_EMIT statusChanged();
+    } else {
+        m_queue.setCurrent(0);
+        finish();
+    }
+}
+
+void PlayEngine::onPlaying()
+{
+    m_reporter.change(PelkPlayLogicState::Playing);
+    m_limit.begin();
+    m_outputWorked = true;
+    const PlayState::State before = m_state;
+    move(PlayState::Sounds{});
+    const PelkRoles row = PlayState::trackOf(m_state)->resolved.row;
+    if (!PlayState::trackOf(before)->heard)
+        Q_EMIT trackStarted(row);
+    else if (PlayState::isStalled(before))
+        Q_EMIT trackResumed(row);
+    prepareNext();
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::onPaused()
+{
+    fallSilent(false);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::fallSilent(bool stalled)
+{
+    // In a stall too: whoever counts the time of listening is not to count the silence.
+    m_reporter.change(PelkPlayLogicState::Paused);
+    m_limit.end();
+    move(PlayState::Silent{stalled, m_clock->nowMs()});
+}
+
+void PlayEngine::onStalled()
+{
+    fallSilent(true);
+    Q_EMIT trackStalled(PlayState::trackOf(m_state)->resolved.row);
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::onEnded()
+{
+    m_failuresInARow = 0;
+    const bool sleeps = m_sleep.kind() == SleepTimer::Kind::EndOfTrack;
+    const int entry = following();
+    endTrack(QString());
+    if (sleeps) {
+        m_queue.setCurrent(m_queue.next(true)); // where the listener goes on
+        finish();
+    } else {
+        goOn(entry);
+    }
+}
+
+void PlayEngine::onStreamFailed(const TrString& sentence)
+{
+    const PlayState::Track track = *PlayState::trackOf(m_state);
+    const PelkRoles row = track.resolved.row;
+    if (!track.heard) {
+        fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+        return;
+    }
+    if (!PlayState::heldAtMs(m_state) && track.resolved.isTooOld(m_clock->nowMs())) {
+        onStalled();
+        reopen(positionMs());
+        return;
+    }
+    endStream();
+    m_reporter.breakOff(PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+    closeTrack(QString());
+    Q_EMIT trackBrokeOff(row, sentence);
+    Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "%1 broke off"), {titleOf(row)}), sentence);
+    goOnAfterFailure();
+}
+
+void PlayEngine::onOutputFailed(const TrString& sentence)
+{
+    if (!m_outputWorked) {
+        // Nor would the next track find an output.
+        const PelkRoles row = PlayState::trackOf(m_state)->resolved.row;
+        m_failuresInARow = mostFailuresInARow - 1;
+        fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
+        return;
+    }
+    const auto* again = std::get_if<PlayState::Reopening>(&m_state);
+    const bool isNew = !again || !again->outputGone;
+    const qint64 at = positionMs();
+    onPaused();
+    m_next.forget();
+    m_stream->stop();
+    // It may have been a hiccup; after that it is asked for now and then.
+    move(PlayState::OutputLost{at, m_clock->nowMs() + (isNew ? 0 : outputRetryMs)});
+    if (isNew) {
+        Q_EMIT outputGone(sentence);
+        Q_EMIT noticed(
+            engineText(QT_TRANSLATE_NOOP("PlayEngine", "The sound output is gone")),
+            engineText(QT_TRANSLATE_NOOP("PlayEngine", "Playing goes on from here when it is back. (%1)"),
+                       {sentence.toString()}));
+    }
+}
+
+void PlayEngine::onQueueChanged()
+{
+    const int entry = PlayState::entryOf(m_state);
+    const bool paused = PlayState::wantsPause(m_state);
+    const bool isWaiting = std::holds_alternative<PlayState::AwaitingQueue>(m_state);
+    if (entry != 0 && m_queue.indexOf(entry) < 0) {
+        endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+        goOn(m_queue.current(), 0, paused); // another track, but nobody has asked for sound
+    } else if (isWaiting) {
+        goOn(m_queue.next(true), 0, paused);
+    } else if (m_queue.current() == 0 && std::holds_alternative<PlayState::Idle>(m_state)) {
+        move(PlayState::Halt{}); // what it was paused in has gone
+    }
+    prepareNext();
+    Q_EMIT statusChanged();
+}
+
+void PlayEngine::endTrack(const QString& error)
+{
+    endStream();
+    closeTrack(error);
+}
+
+void PlayEngine::endStream()
+{
+    m_resolver.cancel();
+    m_limit.end();
+    m_stream->stop();
+}
+
+void PlayEngine::closeTrack(const QString& error)
+{
+    m_limit.end();
+    const PlayState::Track* track = PlayState::trackOf(m_state);
+    if (!track) {
+        m_reporter.end(error);
+        return;
+    }
+    const PelkRoles row = track->resolved.row;
+    move(PlayState::Closed{});
+    m_reporter.end(error);
+    Q_EMIT trackEnded(row);
+}
+
+qint64 PlayEngine::positionMs() const
+{
+    return PlayState::heldAtMs(m_state).value_or(m_stream->positionMs());
+}
+
+void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QString& error)
+{
+    endTrack(error);
+    Q_EMIT trackFailed(row, sentence);
+    Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "%1 cannot be played"), {titleOf(row)}),
+                   sentence);
+    goOnAfterFailure();
+}
+
+void PlayEngine::goOnAfterFailure()
+{
+    // Not the same one again, which would only fail again.
+    if (++m_failuresInARow < mostFailuresInARow)
+        goOn(m_queue.next(false));
+    else
+        finish();
+}
+
+void PlayEngine::finish()
+{
+    const auto* idle = std::get_if<PlayState::Idle>(&m_state);
+    if (idle && !idle->place)
+        return;
+    const bool played = !idle;
+    m_sleep.off();
+    m_stream->setFade(1);
+    move(PlayState::Halt{});
+    m_limit.set(0);
+    m_next.forget();
+    Q_EMIT statusChanged();
+    if (!played)
+        return;
+    const auto tell = [this] {
+        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
+    };
+    const CMVoidReply last = m_reporter.lastReply();
+    if (last.isNull())
+        tell();
+    else
+        whenFinished(this, last, CMPath(), [tell](const CMVoidReply&, const CMError&) { tell(); });
+}
