@@ -55,6 +55,7 @@ public:
 
     bool isOpen() const { return !m_uri.isEmpty(); }
     bool takesSeek() const { return canSeek() && !m_nextTurned; }
+    bool isTurned() const { return m_nextTurned; }
     bool wantsPause() const { return m_wantsPause; }
     bool isHeard() const { return m_told == Told::Playing; }
     /// What is prepared as the next stream; empty when nothing is.

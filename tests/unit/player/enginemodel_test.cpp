@@ -81,7 +81,10 @@ private:
     {
         // Half of the sequences leave the player alone most of the time, so that tracks come to their ends.
         static const int calm[] = {20, 20, 25, 25, 30, 30, 35, 35, 36, 32, 2, 4, 5, 17, 18, 33};
-        switch (m_isCalm && !chance(6) ? calm[below(16)] : below(40)) {
+        int kind = m_isCalm && !chance(6) ? calm[below(16)] : below(40);
+        if (!m_soon.isEmpty())
+            kind = m_soon.takeFirst();
+        switch (kind) {
         case 0:
         case 1:
             return add(PlayQueue::Where::End);
@@ -425,7 +428,9 @@ private:
     void turn()
     {
         note("turn");
-        m_stream->turn();
+        static const int edits[] = {2, 4, 5, 17, 18};
+        if (m_stream->turn() && chance(2))
+            m_soon = {edits[below(5)], 30}; // too late for what is prepared
     }
 
     void finish()
@@ -508,7 +513,12 @@ private:
                 return nameOf(held) == m_model.names.value(asked);
             }))
             return QStringLiteral("nobody asks for the stream of %1").arg(m_model.names.value(asked));
-        return m_model.mustOpen ? QStringLiteral("a stream was not opened again") : QString();
+        if (m_model.mustOpen)
+            return QStringLiteral("a stream was not opened again");
+        const int prepared = entryAt(m_stream->nextUri());
+        if (prepared != 0 && prepared != m_model.next(true) && !m_stream->isTurned())
+            return QStringLiteral("the wrong track is prepared");
+        return QString();
     }
 
     QString difference()
@@ -553,6 +563,7 @@ private:
 
     std::mt19937 m_random;
     const bool m_isCalm = chance(2);
+    QVector<int> m_soon;                      // steps that come before any other
     const int m_badOneIn = chance(2) ? 2 : 5; // tracks that do not resolve
     CMRootWorker m_root;
     ScriptedPlayWorker m_worker;
