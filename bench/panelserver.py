@@ -13,6 +13,7 @@ import urllib.request
 HERE = pathlib.Path(__file__).resolve().parent
 PAGE = "/api/rows?path=qobuz:favourites/albums&from=0&to=49"
 STREAMS, IDLE = 64, 400
+MEDIAN, LONGEST = (f"a change until the last of 64 streams, ms, {which}" for which in ("median", "longest"))
 
 
 class Server:
@@ -38,6 +39,10 @@ class Server:
     def resident_kib(self):
         lines = pathlib.Path(f"/proc/{self.player.pid}/smaps_rollup").read_text().splitlines()
         return int(next(line for line in lines if line.startswith("Rss:")).split()[1])
+
+    def processor_seconds(self):
+        fields = pathlib.Path(f"/proc/{self.player.pid}/stat").read_text().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
     def threads(self):
         return len(os.listdir(f"/proc/{self.player.pid}/task"))
@@ -69,15 +74,17 @@ def measure(programs, load, environment, smoke):
 
     try:
         figures = {}
-        for connections in (1, 32):
-            count = 50 if smoke else 20000
-            figures[f"GET /api/player, requests per second, {connections} connections"] = run(
-                "requests", server.port, "/api/player", connections, count)[0]
-            figures[f"50 rows, requests per second, {connections} connections"] = run(
-                "requests", server.port, PAGE, connections, count // 20 + 32)[0]
+        for what, target, usual in (("GET /api/player", "/api/player", 20000), ("50 rows", PAGE, 1000)):
+            for connections in (1, 32):
+                count = 64 if smoke else usual
+                used = server.processor_seconds()
+                figures[f"{what}, {connections} connections, requests per second"] = run(
+                    "requests", server.port, target, connections, count)[0]
+                used = server.processor_seconds() - used
+                figures[f"{what}, {connections} connections, µs of the player's processor time"] = used / count * 1e6
         median, longest = run("reach", server.port, STREAMS, 3 if smoke else 50)
-        figures["a change until the last of 64 streams, ms, median"] = median / 1000
-        figures["a change until the last of 64 streams, ms, longest"] = longest / 1000
+        figures[MEDIAN] = median / 1000
+        figures[LONGEST] = longest / 1000
         for used, what in ((0, "that sent nothing"), (IDLE, "that had a response")):
             before = server.resident_kib()
             with subprocess.Popen([load, "hold", server.port, str(STREAMS), str(IDLE), str(used)], stdin=subprocess.PIPE,

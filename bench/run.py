@@ -15,6 +15,7 @@ import sys
 import time
 
 sys.dont_write_bytecode = True
+import panelserver  # noqa: E402
 import report  # noqa: E402
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -154,6 +155,22 @@ def sound_rows(bench):
             for name, typical, longest in (("16 bit / 44.1 kHz", cd, cd_longest), ("24 bit / 192 kHz", hires, hires_longest))]
 
 
+def panel_rows(bench):
+    panel = bench.build / "share" / "pelk" / "panel"
+    figures = panelserver.measure(bench.build / "bin", bench.programs / "panelload", bench.environment, bench.smoke)
+    rates = "; ".join(f"{name.removesuffix(', requests per second')} {value:,.0f}" for name, value in figures.items()
+                      if name.endswith("requests per second"))
+    used = "; ".join(f"{name.split(', µs')[0]} {value:,.0f}" for name, value in figures.items() if "processor time" in name)
+    print(f"The panel's server, requests per second: {rates}\nIts processor time a request, µs: {used}", flush=True)
+    memory = {name: value for name, value in figures.items() if name.endswith("MiB")}
+    return [
+        report.within("the panel: a change of the player until the last of 64 streams has it", figures[panelserver.MEDIAN],
+                      figures[panelserver.LONGEST], 20),
+        *(report.size(f"the panel: {name.removesuffix(', MiB')}", value * 1024, 8 * 1024) for name, value in memory.items()),
+        report.size("the panel: first page on the wire, without heads", panelserver.first_page_bytes(panel) / 1024, 40),
+    ]
+
+
 def main():
     parser = argparse.ArgumentParser(usage=__doc__.replace("%", "%%"))
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "dev")
@@ -168,7 +185,7 @@ def main():
     try:
         rows = []
         if not arguments.store:
-            for measure in (conversion_rows, http_rows, footprint_rows, memory_row, sound_rows):
+            for measure in (conversion_rows, http_rows, footprint_rows, memory_row, sound_rows, panel_rows):
                 rows += measure(bench)
         key, counts = bench.instruction_counts()
     except (RuntimeError, ValueError, OSError, subprocess.CalledProcessError) as problem:

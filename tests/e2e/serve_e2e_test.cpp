@@ -6,8 +6,11 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <csignal>
+#include <unistd.h>
 
 namespace {
 
@@ -77,6 +80,50 @@ private Q_SLOTS:
                          .arg(serve.port)),
                  qPrintable(second.errors));
         QCOMPARE(serve.client().get("/api/player").status, 200);
+    }
+
+    void aSocketThatTheSystemPassesIsListenedOn_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<bool>("listens");
+        QTest::newRow("one that listens") << int(SOCK_STREAM) << true;
+        QTest::newRow("one that does not") << int(SOCK_STREAM) << false;
+        QTest::newRow("one for datagrams") << int(SOCK_DGRAM) << false;
+    }
+    void aSocketThatTheSystemPassesIsListenedOn()
+    {
+        QFETCH(int, type);
+        QFETCH(bool, listens);
+        const Players players;
+        const int socket = ::socket(AF_INET, type, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        QCOMPARE(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        if (listens)
+            QCOMPARE(::listen(socket, 8), 0);
+        socklen_t size = sizeof address;
+        QCOMPARE(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        QProcess process;
+        process.setProcessEnvironment(players.environment());
+        // As the system does it: the socket is descriptor 3, and the program knows that it is meant.
+        process.start(text("sh"),
+                      {text("-c"),
+                       text("exec 3<&%1; export LISTEN_FDS=1 LISTEN_PID=$$; exec \"$0\" serve").arg(socket),
+                       text(PELK_BIN_DIR "/pelk")});
+        QVERIFY(process.waitForReadyRead(60000) || !listens);
+        if (listens) {
+            const int port = ntohs(address.sin_port);
+            QCOMPARE(QString::fromUtf8(process.readLine()).trimmed(),
+                     text("The panel is at http://127.0.0.1:%1/").arg(port));
+            QCOMPARE(PanelClient(quint16(port)).get("/api/player").status, 200);
+            process.terminate();
+        }
+        QVERIFY(process.state() == QProcess::NotRunning || process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), listens ? 0 : 1);
+        if (!listens)
+            QVERIFY(QString::fromUtf8(process.readAllStandardError()).contains(text("ListenStream=PORT")));
+        ::close(socket);
     }
 
     void anAddressThatTheMachineDoesNotHaveIsToldInASentence()

@@ -5,6 +5,7 @@
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
 #include "player/host/Logging.h"
+#include "player/server/http/AccessRules.h"
 
 #include <CLI/CLI.hpp>
 #include <arpa/inet.h>
@@ -116,6 +117,7 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     std::string wav;
     std::string quality;
     std::string listen = "127.0.0.1:8080";
+    std::string origin;
     std::string panel = ServeCommand::defaultPanelFolder().toStdString();
     int from = 0;
     int to = -1;
@@ -178,6 +180,7 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     serve->add_option("--panel", panel, "Folder with the panel's files")
         ->type_name("DIR")
         ->capture_default_str();
+    serve->add_option("--origin", origin, "What browsers know a proxy in front of it by")->type_name("URL");
     add("modules", "Show the modules and what went wrong with any", Command::Modules);
 
     std::string current;
@@ -216,6 +219,7 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     line.wavFile = decoded(wav);
     line.quality = decoded(quality);
     line.panelFolder = decoded(panel);
+    line.origin = AccessRules::originOf(decoded(origin));
     line.from = from;
     line.to =
         toOption->count() > 0 ? to : from + qMin(defaultRows - 1, std::numeric_limits<int>::max() - from);
@@ -230,6 +234,9 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     else if (line.command == Command::Serve && !readListen(decoded(listen), &line))
         wrong = QStringLiteral("\"%1\" is no address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
                     .arg(decoded(listen));
+    else if (!origin.empty() && line.origin.isEmpty())
+        wrong = QStringLiteral("\"%1\" is no address of a site, such as https://music.home.example.")
+                    .arg(decoded(origin));
     if (wrong.isEmpty())
         return line;
     *exitCode = wrongUsage(wrong, current);

@@ -17,6 +17,7 @@
 #include "player/server/ServerText.h"
 #include "player/server/Translations.h"
 #include "player/server/http/AccessRules.h"
+#include "player/server/http/Listener.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -80,6 +81,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
     PanelServer::Options options;
     options.address = m_line.listenAddress;
     options.port = m_line.listenPort;
+    options.socket = Listener::passedSocket();
+    options.origin = m_line.origin;
     options.panelFolder = m_line.panelFolder;
     options.translationFolders = Translations::defaultFolders(m_line.moduleFolder);
     options.closedPaths = ServiceSettings::privatePaths() << ServiceAccount::LoginStore::path();
@@ -111,12 +114,12 @@ int ServeCommand::run(SignalWatch* signalWatch)
         return ExitCode::failed;
     }
     m_host.setNoticeReceiver([&server](const PelkNotificationDisplayItem& notice) { server.notify(notice); });
-    if (!AccessRules::isLoopback(options.address))
+    if (!AccessRules::isLoopback(server.address()))
         Terminal::note(
             QStringLiteral("Warning: everybody who reaches %1 can use this player and its account; "
                            "nothing asks them who they are.")
-                .arg(AccessRules::isEveryAddress(options.address) ? QSysInfo::machineHostName()
-                                                                  : options.address));
+                .arg(AccessRules::isEveryAddress(server.address()) ? QSysInfo::machineHostName()
+                                                                   : server.address()));
     // The module that writes the login does not look at the outcome.
     CMRoot()
         ->subscribe(ServiceAccount::LoginStore::path())

@@ -23,7 +23,7 @@ public:
     }
 
     // In the order in which they need each other.
-    const Options options;
+    Options options;
     EventStreams streams;
     std::unique_ptr<PlayerEvents> events;
     Api api;
@@ -43,8 +43,15 @@ PanelServer::~PanelServer()
 
 bool PanelServer::start(QString* error)
 {
-    const Options& options = m_d->options;
-    if (!m_d->listener.listen(options.address, options.port)) {
+    Options& options = m_d->options;
+    if (options.socket >= 0) {
+        if (!m_d->listener.adopt(options.socket, &options.address)) {
+            *error =
+                QStringLiteral("The socket that the system passed is none that listens for TCP connections; "
+                               "its unit needs ListenStream=PORT.");
+            return false;
+        }
+    } else if (!m_d->listener.listen(options.address, options.port)) {
         const bool isTaken = errno == EADDRINUSE;
         const QString why =
             isTaken ? QStringLiteral("does another pelk serve run there? --listen ADDR:PORT "
@@ -59,7 +66,7 @@ bool PanelServer::start(QString* error)
                      .arg(why);
         return false;
     }
-    m_d->api.setAccess(AccessRules(options.address, m_d->listener.port()));
+    m_d->api.setAccess(AccessRules(options.address, m_d->listener.port(), options.origin));
     if (!m_d->http.start()) {
         *error = QStringLiteral("The panel's server cannot be started: %1.").arg(qt_error_string(errno));
         return false;
@@ -74,6 +81,11 @@ void PanelServer::stop()
     m_d->api.end();
     m_d->streams.end();
     m_d->http.stop();
+}
+
+QString PanelServer::address() const
+{
+    return m_d->options.address;
 }
 
 QString PanelServer::url() const

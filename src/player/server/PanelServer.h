@@ -20,6 +20,8 @@ public:
     {
         QString address = QStringLiteral("127.0.0.1");
         quint16 port = 8080; ///< 0: any free one
+        int socket = -1;     ///< one that listens already, in place of address and port
+        QString origin;      ///< of a proxy in front of it, as AccessRules::originOf() gives it
         QString panelFolder;
         QStringList translationFolders;
         QList<CMPath> closedPaths; ///< whose values stay within the player
@@ -38,6 +40,8 @@ public:
     /// Refuses what comes, ends what is waited for, and closes every connection.
     void stop();
 
+    /// What it listens on.
+    QString address() const;
     /// Where browsers of this machine find it: "http://127.0.0.1:8080/".
     QString url() const;
     /// Shows a notice to everybody who listens. Any thread.

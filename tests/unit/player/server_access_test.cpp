@@ -60,6 +60,77 @@ private Q_SLOTS:
         QCOMPARE(AccessRules(address, 8080).isOwnHost(host), own);
     }
 
+    void aProxyIsKnownByTheOriginThatWasSet_data()
+    {
+        QTest::addColumn<QString>("set");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("origin");
+        QTest::addColumn<bool>("own");
+        const auto row = [](const char* name, const char* set, const char* host, const char* origin,
+                            bool own) {
+            QTest::newRow(name) << text(set) << text(host) << text(origin) << own;
+        };
+        const char* const https = "https://music.home.example";
+        row("the proxy's page", https, "music.home.example", https, true);
+        row("its usual port is said", https, "music.home.example:443", https, true);
+        row("in capitals", "HTTPS://Music.Home.Example/", "MUSIC.home.example", https, true);
+        row("another port", "https://music.home.example:8443", "music.home.example:8443",
+            "https://music.home.example:8443", true);
+        row("plain HTTP in front of it", "http://music.home.example", "music.home.example",
+            "http://music.home.example", true);
+        row("without encryption where it should be", https, "music.home.example", "http://evil.example",
+            false);
+        row("another host", https, "evil.example", "https://evil.example", false);
+        row("a name that begins so", https, "music.home.example.evil.example",
+            "https://music.home.example.evil.example", false);
+        row("a port that was not set", https, "music.home.example:8443", "https://music.home.example:8443",
+            false);
+        row("a host with a path", https, "music.home.example/x", https, false);
+        row("a foreign page at the proxy", https, "music.home.example", "https://evil.example", false);
+        row("the player itself", https, "127.0.0.1:8080", "http://127.0.0.1:8080", true);
+        row("nothing set", "", "music.home.example", https, false);
+    }
+    void aProxyIsKnownByTheOriginThatWasSet()
+    {
+        QFETCH(QString, set);
+        QFETCH(QString, host);
+        QFETCH(QString, origin);
+        QFETCH(bool, own);
+        const AccessRules rules(text("127.0.0.1"), 8080, AccessRules::originOf(set));
+        QCOMPARE(rules.isOwnHost(host) && rules.isOwnOrigin(origin, host), own);
+    }
+
+    void whatIsNoOriginIsNotTaken_data()
+    {
+        QTest::addColumn<QString>("given");
+        for (const char* given :
+             {"", "music.home.example", "ftp://music.home.example", "https://", "https://a/path",
+              "https://a?x", "https://a#x", "https://me@a", "https://a b", "null", "*"})
+            QTest::newRow(given) << text(given);
+    }
+    void whatIsNoOriginIsNotTaken()
+    {
+        QFETCH(QString, given);
+        QCOMPARE(AccessRules::originOf(given), QString());
+    }
+
+    void aProxyReachesThePlayerUnderItsOrigin()
+    {
+        ServerFixture f;
+        f.options.origin = text("https://music.home.example");
+        f.start();
+        const PanelClient::Headers proxied{{"Host", "music.home.example"},
+                                           {"Origin", "https://music.home.example"}};
+        QCOMPARE(f.client().post("/api/player/pause", QByteArray("{}"), proxied).status, 204);
+        // What a proxy says about others is not looked at.
+        QCOMPARE(f.client()
+                     .get("/api/player", {{"Host", "evil.example"},
+                                          {"Forwarded", "host=music.home.example;proto=https"},
+                                          {"X-Forwarded-Host", "music.home.example"}})
+                     .status,
+                 403);
+    }
+
     void aServerOfTheNetworkIsCalledAsTheMachineIs()
     {
         const QString machine = QSysInfo::machineHostName();

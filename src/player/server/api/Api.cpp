@@ -164,7 +164,7 @@ void Api::checkAccess(const HttpRequest& request) const
         throw Problem(
             403, serverText(QT_TRANSLATE_NOOP("PanelServer", "This player is not called \"%1\"."), {host}));
     const QString origin = QString::fromUtf8(request.header("origin"));
-    if (request.headerCount("origin") > 0 && !AccessRules::isOwnOrigin(origin, host))
+    if (request.headerCount("origin") > 0 && !m_rules.isOwnOrigin(origin, host))
         throw Problem(403,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Pages of \"%1\" may not use this player."),
                                  {origin}));

@@ -1,6 +1,7 @@
 #include "player/server/http/AccessRules.h"
 
 #include <QSysInfo>
+#include <QUrl>
 #include <arpa/inet.h>
 
 #include <optional>
@@ -8,6 +9,7 @@
 namespace {
 
 constexpr quint16 httpPort = 80;
+constexpr quint16 httpsPort = 443;
 
 bool isAddress(const QString& text)
 {
@@ -44,10 +46,18 @@ std::optional<std::pair<QString, quint16>> parsed(const QString& host)
     return std::make_pair(name, number);
 }
 
+/// The origin of a page that was loaded from this Host over the scheme of another origin.
+QString originOfHost(const QString& origin, const QString& host)
+{
+    return AccessRules::originOf(origin.section(QLatin1Char(':'), 0, 0) + QStringLiteral("://") +
+                                 host.trimmed());
+}
+
 } // namespace
 
-AccessRules::AccessRules(const QString& address, quint16 port)
+AccessRules::AccessRules(const QString& address, quint16 port, const QString& origin)
     : m_names{address.toLower()}
+    , m_origin(origin)
     , m_anyAddress(isEveryAddress(address))
     , m_port(port)
 {
@@ -61,6 +71,8 @@ AccessRules::AccessRules(const QString& address, quint16 port)
 
 bool AccessRules::isOwnHost(const QString& host) const
 {
+    if (!m_origin.isEmpty() && originOfHost(m_origin, host) == m_origin)
+        return true;
     const auto named = parsed(host);
     if (!named || named->second != m_port)
         return false;
@@ -68,9 +80,28 @@ bool AccessRules::isOwnHost(const QString& host) const
     return m_names.contains(named->first) || (m_anyAddress && isAddress(named->first));
 }
 
-bool AccessRules::isOwnOrigin(const QString& origin, const QString& host)
+bool AccessRules::isOwnOrigin(const QString& origin, const QString& host) const
 {
-    return origin.trimmed().toLower() == QStringLiteral("http://") + host.trimmed().toLower();
+    const QString given = origin.trimmed().toLower();
+    if (!m_origin.isEmpty() && originOfHost(m_origin, host) == m_origin)
+        return given == m_origin;
+    return given == QStringLiteral("http://") + host.trimmed().toLower();
+}
+
+QString AccessRules::originOf(const QString& text)
+{
+    const QUrl url(text.trimmed(), QUrl::StrictMode);
+    const QString scheme = url.scheme();
+    const bool isPlain = url.isValid() && !url.host().isEmpty() && url.userInfo().isEmpty() &&
+                         (url.path().isEmpty() || url.path() == QLatin1String("/")) && !url.hasQuery() &&
+                         !url.hasFragment();
+    const int usualPort = scheme == QLatin1String("https") ? httpsPort : httpPort;
+    if (!isPlain || (scheme != QLatin1String("https") && scheme != QLatin1String("http")))
+        return QString();
+    const QString host =
+        url.host().contains(QLatin1Char(':')) ? QLatin1Char('[') + url.host() + QLatin1Char(']') : url.host();
+    const QString origin = scheme + QStringLiteral("://") + host.toLower();
+    return url.port(usualPort) == usualPort ? origin : origin + QStringLiteral(":%1").arg(url.port());
 }
 
 bool AccessRules::isLoopback(const QString& address)

@@ -9,13 +9,16 @@
 class AccessRules
 {
 public:
-    /// For a server that listens on this address (an IP address or a host name) and port.
-    AccessRules(const QString& address, quint16 port);
+    /// For a server that listens on this address (an IP address or a host name) and port. `origin`: what
+    /// browsers know a proxy in front of it by, as originOf() gives it; may be empty.
+    AccessRules(const QString& address, quint16 port, const QString& origin = QString());
 
     /// Whether a Host header names this server.
     bool isOwnHost(const QString& host) const;
     /// Whether an Origin header is that of the panel itself, which was loaded from this Host.
-    static bool isOwnOrigin(const QString& origin, const QString& host);
+    bool isOwnOrigin(const QString& origin, const QString& host) const;
+    /// Reads an origin as a person writes it, such as "https://music.home.example/"; empty if it is none.
+    static QString originOf(const QString& text);
     /// Whether only this machine can reach an address.
     static bool isLoopback(const QString& address);
     /// Whether it stands for all addresses of this machine.
@@ -23,6 +26,7 @@ public:
 
 private:
     QSet<QString> m_names;
+    QString m_origin;  // of the proxy
     bool m_anyAddress; // whether every address of the machine is listened on
     quint16 m_port;
 };

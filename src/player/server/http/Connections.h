@@ -16,9 +16,9 @@ class QSocketNotifier;
 ///
 ///   Idle      nothing of a request has come   until `idleMs`; may have to make room
 ///   Head      a head has begun                until `headMs`; may have to make room when nobody is idle
-///   Body      the head has come               until `bodyMs`; may have to make room when no head is on its way
-///   Waiting   there is no response yet        its end is watched for
-///   Sending   the response is on its way      the HTTP library watches that it is accepted
+///   Body      the head has come               until `bodyMs`; may have to make room when no head is on its
+///   way Waiting   there is no response yet        its end is watched for Sending   the response is on its
+///   way      the HTTP library watches that it is accepted
 class Connections : public QObject
 {
     Q_OBJECT

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <netdb.h>
 #include <unistd.h>
 
@@ -90,6 +91,42 @@ bool Listener::listen(const QString& address, quint16 port)
     errno = error;
     if (m_socket < 0)
         return false;
+    watch();
+    return true;
+}
+
+bool Listener::adopt(int socket, QString* address)
+{
+    int isListening = 0;
+    socklen_t size = sizeof isListening;
+    sockaddr_storage own{};
+    socklen_t ownSize = sizeof own;
+    const bool isUsable = ::getsockopt(socket, SOL_SOCKET, SO_ACCEPTCONN, &isListening, &size) == 0 &&
+                          isListening != 0 &&
+                          ::getsockname(socket, reinterpret_cast<sockaddr*>(&own), &ownSize) == 0 &&
+                          (own.ss_family == AF_INET || own.ss_family == AF_INET6);
+    if (!isUsable)
+        return false;
+    ::fcntl(socket, F_SETFL, ::fcntl(socket, F_GETFL) | O_NONBLOCK);
+    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+    m_socket = socket;
+    *address = QString::fromLatin1(peerOf(own).address);
+    watch();
+    return true;
+}
+
+int Listener::passedSocket()
+{
+    constexpr int firstPassed = 3;
+    const bool isMine = qgetenv("LISTEN_PID") == QByteArray::number(::getpid());
+    const int count = isMine ? qEnvironmentVariableIntValue("LISTEN_FDS") : 0;
+    for (const char* name : {"LISTEN_PID", "LISTEN_FDS", "LISTEN_FDNAMES"}) // not for what we start ourselves
+        qunsetenv(name);
+    return count > 0 ? firstPassed : -1;
+}
+
+void Listener::watch()
+{
     sockaddr_storage own{};
     socklen_t size = sizeof own;
     ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size);
@@ -97,7 +134,6 @@ bool Listener::listen(const QString& address, quint16 port)
                                             : reinterpret_cast<sockaddr_in6&>(own).sin6_port);
     m_notifier = std::make_unique<QSocketNotifier>(m_socket, QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &Listener::accept);
-    return true;
 }
 
 void Listener::close()

@@ -25,10 +25,16 @@ public:
     /// Listens on an IP address or host name and a port (0: any free one). False where that is not possible;
     /// errno says why.
     bool listen(const QString& address, quint16 port);
+    /// Takes over a socket that listens already, and gives its address. False where it is no such socket; it
+    /// is not taken over then.
+    bool adopt(int socket, QString* address);
+    /// The socket that systemd has passed to this process; -1 where there is none.
+    static int passedSocket();
     void close();
     quint16 port() const { return m_port; }
 
 private:
+    void watch();
     void accept();
 
     Receiver m_receiver;
