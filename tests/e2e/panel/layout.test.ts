@@ -172,3 +172,152 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     await page.context().close();
   });
 });
+
+describe("a very wide screen", { timeout: testLimitMs }, () => {
+  test("has its width used: more covers, menus by their titles, a search in three columns", async () => {
+    const page = await stage.page(
+      { viewport: { width: 2560, height: 1440 } },
+      "/browse?path=qobuz%3Afeatured%2Falbums",
+    );
+    const firstLine = page.locator(".virtual .tile");
+    await page.locator(".tile:not(.skeleton)").first().waitFor();
+    const tops = await firstLine.evaluateAll((all) => all.map((each) => each.getBoundingClientRect().top));
+    expect(tops.filter((top) => top === tops[0]).length).toBeGreaterThanOrEqual(11);
+    await shot(page, "albums-2560x1440");
+    await page.goto(`${stage.url}/browse?path=qobuz%3Afavourites%2Ftracks`);
+    const track = page.locator(".track:not(.skeleton)").first();
+    await track.waitFor();
+    const title = (await track.locator(".track-main").boundingBox())!;
+    const more = (await track.locator(".more").boundingBox())!;
+    expect(more.x - title.x).toBeLessThan(500);
+    await shot(page, "tracks-2560x1440");
+    await page.goto(`${stage.url}/search?q=sun`);
+    await page.locator(".results .track").first().waitFor();
+    await expect.poll(() => page.locator(".results .skeleton").count(), { timeout: patienceMs }).toBe(0);
+    const lefts = await page
+      .locator(".results > .section")
+      .evaluateAll((all) => all.map((each) => Math.round(each.getBoundingClientRect().left)));
+    expect(new Set(lefts).size).toBe(3);
+    await shot(page, "search-2560x1440");
+    await page.context().close();
+  });
+});
+
+describe("a shelf", { timeout: testLimitMs }, () => {
+  test("has arrows for a mouse, does not scroll up and down, and stands still while a menu opens", async () => {
+    const page = await stage.page();
+    const shelf = page.locator(".shelf").first();
+    await shelf.locator(".tile:not(.skeleton)").nth(8).waitFor();
+    const along = (): Promise<number> => shelf.evaluate((each) => each.scrollLeft);
+    const forward = page.locator(".shelf-arrow.behind").first();
+    await shelf.hover();
+    expect(await page.locator(".shelf-box").first().locator(".shelf-arrow.before").count()).toBe(0);
+    await forward.click();
+    await expect.poll(along, { timeout: patienceMs }).toBeGreaterThan(300);
+    await page.locator(".shelf-box").first().locator(".shelf-arrow.before").waitFor();
+    await shelf.evaluate((each) => (each.scrollTop = 50));
+    expect(await shelf.evaluate((each) => each.scrollTop)).toBe(0);
+    // Somewhere between two covers.
+    await shelf.evaluate((each) => (each.scrollLeft = 137));
+    const before = { along: await along(), down: await page.evaluate(() => scrollY) };
+    await shelf.locator(".more").nth(3).click();
+    await page.getByRole("menu").waitFor();
+    expect({ along: await along(), down: await page.evaluate(() => scrollY) }).toEqual(before);
+    await page.keyboard.press("Escape");
+    await page.getByRole("menu").waitFor({ state: "detached" });
+    expect({ along: await along(), down: await page.evaluate(() => scrollY) }).toEqual(before);
+    await shelf.hover();
+    await shot(page, "shelf-arrows-1440");
+    await page.context().close();
+  });
+});
+
+describe("on a phone of 320 pixels", { timeout: testLimitMs }, () => {
+  test.each(["en-GB", "de-DE", "fr-FR"])("no word is broken and no button wraps: %s", async (locale) => {
+    const page = await stage.page({ viewport: { width: 320, height: 640 }, locale });
+    for (const path of [
+      "/",
+      "/queue",
+      "/account",
+      "/search",
+      "/playing",
+      "/browse?path=qobuz%3Afavourites%2Ftracks",
+    ]) {
+      await page.goto(stage.url + path);
+      await page.locator("h1").first().waitFor({ state: "attached" });
+      await page.waitForFunction(() => !document.querySelector(".skeleton"));
+      const broken = await page
+        .locator("h1:not(.unseen), h2, .button, .tab, .tab-bar .entry > span, .quality strong")
+        .evaluateAll((all) =>
+          all
+            .filter((each) => {
+              const line = parseFloat(getComputedStyle(each).lineHeight) || 20;
+              const words = (each.textContent ?? "").trim().split(/\s+/).length;
+              const range = document.createRange();
+              range.selectNodeContents(each);
+              const tops = new Set(
+                [...range.getClientRects()]
+                  .filter(({ width }) => width > 1)
+                  .map(({ bottom }) => Math.round(bottom / line)),
+              );
+              const isButton = each.matches(".button, .tab, .tab-bar .entry > span");
+              return (
+                each.scrollWidth > each.clientWidth + 1 ||
+                (isButton && tops.size > 2) ||
+                (words === 1 && tops.size > 2)
+              );
+            })
+            .map((each) => each.textContent),
+        );
+      expect(broken, `${locale} ${path}`).toEqual([]);
+      expect(
+        await page.evaluate(() => document.documentElement.scrollWidth - innerWidth),
+        `${locale} ${path}`,
+      ).toBeLessThanOrEqual(0);
+      await shot(page, `small-${locale.slice(0, 2)}${path.replace(/\W+/g, "-").slice(0, 20)}`);
+    }
+    await page.context().close();
+  });
+});
+
+describe("a page that loads", { timeout: testLimitMs }, () => {
+  test.each([
+    ["/", ".tile"],
+    ["/search?q=summer", ".results .track"],
+    ["/browse?path=qobuz%3Afeatured%2Falbums", ".tile"],
+    ["/browse?path=qobuz%3Afavourites%2Ftracks", ".track"],
+    ["/queue", ".queue-row"],
+    ["/playing", ".now-cover img"],
+    ["/account", ".quality"],
+  ])("does not shift what can be seen: %s", async (path, ready) => {
+    for (const viewport of [phone, desktop]) {
+      const page = await stage.page({ viewport }, "/account");
+      await page.addInitScript(() => {
+        const shifts: { value: number; what: string }[] = [];
+        (window as unknown as { shifts: typeof shifts }).shifts = shifts;
+        new PerformanceObserver((list) => {
+          for (const entry of list.getEntries() as (PerformanceEntry & {
+            value: number;
+            hadRecentInput: boolean;
+            sources: { node?: Element }[];
+          })[])
+            if (!entry.hadRecentInput)
+              shifts.push({
+                value: entry.value,
+                what: entry.sources.map(({ node }) => node?.className ?? node?.nodeName).join(" | "),
+              });
+        }).observe({ type: "layout-shift", buffered: true });
+      });
+      await page.goto(stage.url + path);
+      await page.locator(`${ready}:not(.skeleton)`).first().waitFor();
+      await page.waitForFunction(() => !document.querySelector(".skeleton"));
+      const shifts = await page.evaluate(
+        () => (window as unknown as { shifts: { value: number; what: string }[] }).shifts,
+      );
+      const sum = shifts.reduce((total, { value }) => total + value, 0);
+      console.log(`CLS of ${path} at ${viewport.width} pixels: ${sum.toFixed(4)}`);
+      expect(sum, JSON.stringify(shifts)).toBeLessThan(0.02);
+      await page.context().close();
+    }
+  });
+});

@@ -192,3 +192,45 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await phone.context().close();
   });
 });
+
+describe("a finger", { timeout: testLimitMs }, () => {
+  test("swipes the bar for the next track, the playing track's page down, and opens a menu where it rests", async () => {
+    await fill(5);
+    const phone = await stage.page({ viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true });
+    const tile = phone.locator(".tile:not(.skeleton)").first();
+    await tile.waitFor();
+    const finger = await phone.context().newCDPSession(phone);
+    const touch = (type: "touchStart" | "touchMove", x: number, y: number): Promise<unknown> =>
+      finger.send("Input.dispatchTouchEvent", { type, touchPoints: [{ x, y }] });
+    const lift = (): Promise<unknown> =>
+      finger.send("Input.dispatchTouchEvent", { type: "touchEnd", touchPoints: [] });
+    const swipe = async (x: number, y: number, dx: number, dy: number): Promise<void> => {
+      await touch("touchStart", x, y);
+      for (let step = 1; step <= 6; ++step)
+        await touch("touchMove", x + (dx * step) / 6, y + (dy * step) / 6);
+      await lift();
+    };
+    const bar = (await phone.locator(".player-bar").boundingBox())!;
+    const { entry } = await player();
+    await swipe(220, bar.y + 30, -150, 0);
+    await until(async () => (await player()).entry).toBe(entry! + 1);
+    await swipe(100, bar.y + 30, 150, 0);
+    await until(async () => (await player()).entry).toBe(entry);
+    await stage.operate("pause", {});
+
+    const cover = (await tile.boundingBox())!;
+    await touch("touchStart", cover.x + 60, cover.y + 60);
+    await phone.getByRole("menu").waitFor();
+    await lift();
+    await shot(phone, "menu-long-press-phone-light");
+    await phone.getByRole("menuitem", { name: "Add to queue" }).click();
+    await phone.getByText(/^Added to queue/).waitFor();
+
+    await phone.locator(".player-title").click();
+    const large = (await phone.locator(".now-cover").boundingBox())!;
+    await swipe(195, large.y + 60, 0, 200);
+    await phone.locator(".player-bar").waitFor();
+    expect(new URL(phone.url()).pathname).toBe("/");
+    await phone.context().close();
+  });
+});

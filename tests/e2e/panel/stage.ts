@@ -238,8 +238,12 @@ export async function shot(page: Page, name: string): Promise<void> {
       !document.querySelector(".skeleton") &&
       [...document.querySelectorAll<HTMLImageElement>("img")].every((image) => {
         const place = image.getBoundingClientRect();
+        const shelf = image.closest(".shelf")?.getBoundingClientRect();
         const seen =
-          place.bottom > 0 && place.top < innerHeight && place.right > 0 && place.left < innerWidth;
+          place.bottom > 0 &&
+          place.top < innerHeight &&
+          place.right > (shelf?.left ?? 0) &&
+          place.left < (shelf?.right ?? innerWidth);
         const fades = image.closest(".cover") && !image.classList.contains("shown");
         return !seen || (image.complete && !fades);
       }),

@@ -52,6 +52,13 @@ export function isAlbum(rows: (Row | undefined)[]): boolean {
   return rows.length > 1 && !!album && rows.every((row, i) => row?.metaData?.album === album && follows(i));
 }
 
+/** How a list will probably be shown, by its path alone, so that what stands in for its rows is as large as they are. */
+export function expectedLayout(path: string): "tracks" | "covers" | "menu" {
+  const { base } = split(path);
+  if (base.endsWith("/")) return "menu";
+  return /(^|\/)tracks$/.test(base) ? "tracks" : "covers";
+}
+
 /** How a list is shown; its first row tells. */
 export function layoutOf(row: Row | undefined): "tracks" | "covers" | "menu" {
   if (!row || row.type === "audio") return "tracks";

@@ -1,18 +1,23 @@
-import { route } from "../router";
+import { skip } from "../operate";
+import { navigate, route } from "../router";
 import { byline, status, t, titleOf } from "../state";
 import { FormatBadge, PlayButton, RepeatButton, ShuffleButton, SkipButton, Volume } from "./Controls";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
 import { Link } from "./Link";
 import { AlbumName, ByName } from "./Names";
+import { useTouch } from "./useTouch";
 import { Progress, ProgressLine } from "./Progress";
 
 /** What is heard, at the foot of every page. */
 export function PlayerBar() {
   const now = status.value;
   const row = now && now.state !== "stopped" ? now.row : null;
+  const touch = useTouch({
+    swipe: { left: () => skip("next"), right: () => skip("previous"), up: () => navigate("/playing") },
+  });
   return (
-    <section class={row ? "player-bar" : "player-bar idle"} aria-label={t.nowPlaying}>
+    <section {...touch} class={row ? "player-bar" : "player-bar idle"} aria-label={t.nowPlaying}>
       <ProgressLine />
       <div class="player-track">
         {row ? (

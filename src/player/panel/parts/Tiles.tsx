@@ -4,10 +4,11 @@ import type { Step } from "../router";
 import { togglePlaying } from "../operate";
 import { byline, canPlay, isPlayingFrom, sounds, t, titleOf } from "../state";
 import type { Row } from "../api/types";
-import { MoreButton, play } from "./Actions";
+import { MoreButton, placeItems, play, rowItems } from "./Actions";
 import { Cover } from "./Cover";
 import { Icon, type IconName } from "./Icon";
 import { Link } from "./Link";
+import { useMenuTouch } from "./useTouch";
 import type { Cell } from "./Virtual";
 
 export function urlOf(row: Row): string {
@@ -26,8 +27,9 @@ export function Tile({ row, steps, aria }: { row: Row; steps?: Step[] | undefine
   const playable = canPlay(row);
   const current = playable && isPlayingFrom(what.path);
   const pauses = current && sounds.value;
+  const touch = useMenuTouch(row, () => (playable ? rowItems(what) : placeItems(row)));
   return (
-    <div class={round ? "tile round" : "tile"} {...aria}>
+    <div class={round ? "tile round" : "tile"} {...aria} {...touch}>
       <Link href={urlOf(row)} steps={steps} class="tile-link">
         <Cover src={row.icon} round={round} icon={kindIcon(row)} />
         <span class="tile-title" dir="auto">

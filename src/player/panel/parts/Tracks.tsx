@@ -1,10 +1,11 @@
 import type { Row } from "../api/types";
 import { togglePlaying } from "../operate";
-import { canPlay, currentPath, sounds, status, t, titleOf } from "../state";
-import { MoreButton, type Playable } from "./Actions";
+import { canPlay, currentPath, formats, sounds, status, t, titleOf } from "../state";
+import { MoreButton, placeItems, rowItems, type Playable } from "./Actions";
 import { Cover } from "./Cover";
 import { Icon } from "./Icon";
 import { AlbumName } from "./Names";
+import { useMenuTouch } from "./useTouch";
 import type { Cell } from "./Virtual";
 
 interface Props {
@@ -25,8 +26,13 @@ export function TrackRow({ row, what, number, showAlbum, sub, onPlay, aria }: Pr
   const meta = row.metaData ?? {};
   const below = sub ?? (meta.performer || meta.artist);
   const playable = canPlay(row);
+  const touch = useMenuTouch(row, () => (playable ? rowItems(what) : placeItems(row)));
   return (
-    <div class={`track${current ? " current" : ""}${number === undefined ? " with-cover" : ""}`} {...aria}>
+    <div
+      {...touch}
+      class={`track${current ? " current" : ""}${number === undefined ? " with-cover" : ""}`}
+      {...aria}
+    >
       <span class="track-lead">
         {number === undefined ? <Cover src={row.icon} /> : <span class="track-number">{number || ""}</span>}
         {current && <Playing />}
@@ -50,9 +56,13 @@ export function TrackRow({ row, what, number, showAlbum, sub, onPlay, aria }: Pr
         )}
       </button>
       {showAlbum && (
-        <span class="track-album" dir="auto">
-          <AlbumName row={row} />
-        </span>
+        <>
+          <span class="track-album" dir="auto">
+            <AlbumName row={row} />
+          </span>
+          <span class="track-album track-more">{meta.genre}</span>
+          <span class="track-album track-more">{meta.date ? formats.day(meta.date) : ""}</span>
+        </>
       )}
       {playable ? <MoreButton what={what} /> : <span />}
     </div>

@@ -1,4 +1,6 @@
 import { useRef } from "preact/hooks";
+import type { Row } from "../api/types";
+import { openMenu, type MenuItem } from "./Menu";
 
 /** So long a finger rests for a long press. */
 const longPressMs = 500;
@@ -6,6 +8,8 @@ const longPressMs = 500;
 const stillPixels = 10;
 /** and one that moved so far along one axis has swiped. */
 const swipePixels = 64;
+/** A browser that sends a click after all does so within this time. */
+const clickFollowsMs = 400;
 
 export type Direction = "left" | "right" | "up" | "down";
 
@@ -34,6 +38,11 @@ export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
     at.current = undefined;
     follow?.(element, 0, 0);
   };
+  const consume = (event: TouchEvent): void => {
+    used.current = true;
+    event.preventDefault();
+    setTimeout(() => (used.current = false), clickFollowsMs);
+  };
   return {
     onTouchStart(event: TouchEvent): void {
       const touch = event.touches[0];
@@ -61,11 +70,13 @@ export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
       const touch = event.changedTouches[0];
       const from = at.current;
       end(event.currentTarget as HTMLElement);
+      // No click follows, which would press what has come under the finger meanwhile.
+      if (used.current) consume(event);
       if (!touch || !from) return;
       const direction = directionOf(touch.clientX - from.x, touch.clientY - from.y);
       const act = direction && swipe[direction];
       if (!act) return;
-      used.current = true;
+      consume(event);
       act();
     },
     onTouchCancel(event: TouchEvent): void {
@@ -80,6 +91,24 @@ export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
     onContextMenu(event: MouseEvent): void {
       // A long press opens the panel's own menu, not the browser's.
       if (longPress && (used.current || at.current)) event.preventDefault();
+    },
+  };
+}
+
+/** A finger that rests on a row opens its menu. */
+export function useMenuTouch(row: Row, items: () => MenuItem[]) {
+  const pressed = useRef<HTMLElement | null>(null);
+  const touch = useTouch({
+    longPress: () => {
+      const offered = items();
+      if (pressed.current && offered.length > 0) openMenu(row, offered, pressed.current);
+    },
+  });
+  return {
+    ...touch,
+    onTouchStart(event: TouchEvent): void {
+      pressed.current = event.currentTarget as HTMLElement;
+      touch.onTouchStart(event);
     },
   };
 }

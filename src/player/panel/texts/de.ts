@@ -79,6 +79,8 @@ export const de: Texts = {
   untitled: "Ohne Titel",
   seeAll: "Alle anzeigen",
   seeAllOf: (title) => `Alle anzeigen: ${title}`,
+  scrollBack: "Zurückblättern",
+  scrollOn: "Weiterblättern",
   empty: "Hier ist noch nichts.",
   loading: "Wird geladen …",
   failed: "Konnte nicht geladen werden",

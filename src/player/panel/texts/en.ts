@@ -77,6 +77,8 @@ export const en = {
   untitled: "Untitled",
   seeAll: "See all",
   seeAllOf: (title: string) => `See all: ${title}`,
+  scrollBack: "Scroll back",
+  scrollOn: "Scroll on",
   empty: "There is nothing here yet.",
   loading: "Loading…",
   failed: "Couldn’t be loaded",

@@ -79,6 +79,8 @@ export const fr: Texts = {
   untitled: "Sans titre",
   seeAll: "Tout afficher",
   seeAllOf: (title) => `Tout afficher\u00a0: ${title}`,
+  scrollBack: "Faire défiler vers l’arrière",
+  scrollOn: "Faire défiler vers l’avant",
   empty: "Il n’y a encore rien ici.",
   loading: "Chargement…",
   failed: "Chargement impossible",

@@ -24,15 +24,15 @@ export function Account() {
 
 function LoggedIn() {
   const [busy, setBusy] = useState(false);
-  const [name, setName] = useState("");
+  const [name, setName] = useState<string | undefined>(undefined);
   useEffect(() => {
     client.data(service.accountPath, ["value"]).then(
       (data) => setName(service.userName(data["value"])),
-      () => undefined, // the state says that somebody is logged in; who it is is not needed
+      () => setName(""), // the state says that somebody is logged in; who it is is not needed
     );
   }, [loginState.value]);
   return (
-    <div class="logged-in">
+    <div class="logged-in" aria-busy={loginState.value === "unknown" || name === undefined}>
       <p role="status">
         <strong>{service.name}</strong>
         <span>

@@ -1,7 +1,7 @@
 import { useEffect, useState } from "preact/hooks";
 import type { Row } from "../api/types";
 import { albumFacts } from "../model/album";
-import { ancestors, isAlbum, isItem, layoutOf } from "../model/paths";
+import { ancestors, expectedLayout, isAlbum, isItem, layoutOf } from "../model/paths";
 import { browseUrl, parseRoute } from "../model/routes";
 import type { Ranges } from "../model/ranges";
 import { trail, type Step } from "../router";
@@ -42,7 +42,7 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
       {list.fault !== undefined ? (
         <Failure fault={list.fault} since={list.faultSince} retry={() => list.retry(0)} />
       ) : list.count === undefined ? (
-        <Waiting covers={!isItem(path)} />
+        <Waiting layout={isItem(path) ? "tracks" : expectedLayout(path)} numbered={isItem(path)} />
       ) : list.count === 0 ? (
         <p class="empty">{t.empty}</p>
       ) : layout === "menu" ? (
@@ -238,11 +238,11 @@ function Tracks({ list, title, path, kind }: TracksProps) {
   );
 }
 
-function Waiting({ covers }: { covers: boolean }) {
+function Waiting({ layout, numbered }: { layout: "tracks" | "covers" | "menu"; numbered: boolean }) {
   return (
-    <div class={covers ? "shelf wrap" : ""} role="status" aria-label={t.loading}>
+    <div class={layout === "tracks" ? "" : "shelf wrap"} role="status" aria-label={t.loading}>
       {Array.from({ length: 10 }, (_, i) =>
-        covers ? <TileSkeleton key={i} /> : <TrackSkeleton key={i} cover={false} />,
+        layout === "tracks" ? <TrackSkeleton key={i} cover={!numbered} /> : <TileSkeleton key={i} />,
       )}
     </div>
   );

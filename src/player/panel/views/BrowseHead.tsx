@@ -1,7 +1,7 @@
 import type { ComponentChildren } from "preact";
 import type { Row } from "../api/types";
 import { albumFacts } from "../model/album";
-import { isItem } from "../model/paths";
+import { expectedLayout, isItem } from "../model/paths";
 import type { Ranges } from "../model/ranges";
 import { togglePlaying } from "../operate";
 import { attempt, client, formats, isPlayingFrom, known, sounds, t } from "../state";
@@ -44,7 +44,14 @@ export function BrowseHead({ path, title, list, layout, kind }: Props) {
         <p class="head-count">
           <Facts list={list} layout={layout} kind={kind} />
         </p>
-        {playable && <PlayActions row={row} path={path} tracks={layout === "tracks"} />}
+        {playable ? (
+          <PlayActions row={row} path={path} tracks={layout === "tracks"} />
+        ) : (
+          // The room of the buttons, until it is known whether there are any.
+          list.count === undefined &&
+          !about &&
+          (item || expectedLayout(path) === "tracks") && <div class="head-actions waiting" />
+        )}
       </div>
     </header>
   );

@@ -1,4 +1,5 @@
 import { useEffect } from "preact/hooks";
+import { skip } from "../operate";
 import { back } from "../router";
 import { pageTitle, status, t, titleOf } from "../state";
 import { FormatBadge, PlayButton, RepeatButton, ShuffleButton, SkipButton, Volume } from "../parts/Controls";
@@ -8,6 +9,7 @@ import { Link } from "../parts/Link";
 import { AlbumName, ByName } from "../parts/Names";
 import { Progress } from "../parts/Progress";
 import { QueueList } from "../parts/QueueList";
+import { useTouch } from "../parts/useTouch";
 import { useWide } from "../parts/useWide";
 import { QueueHead } from "./Queue";
 
@@ -20,6 +22,7 @@ export function NowPlaying() {
   useEffect(() => {
     pageTitle.value = t.nowPlaying;
   }, []);
+  const touch = useTouch({ swipe: { down: back, left: () => skip("next"), right: () => skip("previous") } });
   return (
     <div class="now">
       {row?.icon && (
@@ -38,7 +41,7 @@ export function NowPlaying() {
       </div>
       <div class="now-body">
         <div class="now-track">
-          <div class="now-cover">
+          <div class="now-cover" {...touch}>
             <Cover src={row?.icon} />
           </div>
           <div class="now-text">

@@ -1,19 +1,18 @@
-import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useState } from "preact/hooks";
 import type { Row } from "../api/types";
-import { layoutOf } from "../model/paths";
+import { expectedLayout, layoutOf } from "../model/paths";
 import { keepPart, keptPart, type Step } from "../router";
 import { lists, t, titleOf } from "../state";
 import { play } from "../parts/Actions";
 import { Icon } from "../parts/Icon";
 import { Link } from "../parts/Link";
 import { PartFailure } from "../parts/Failure";
-import { Tile, TileSkeleton, urlOf } from "../parts/Tiles";
+import { Shelf } from "../parts/Shelf";
+import { TileSkeleton, urlOf } from "../parts/Tiles";
 import { TrackRow, TrackSkeleton } from "../parts/Tracks";
 
 const tilesShown = 12;
 const tracksShown = 6;
-/** A shelf has come to rest after so long. */
-const restMs = 150;
 
 interface Props {
   row: Row;
@@ -35,7 +34,7 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
   }, [count]);
 
   const rows = range(Math.min(count ?? 0, tilesShown)).map((i) => list.at(i));
-  const layout = layoutOf(rows[0]);
+  const layout = count === undefined ? expectedLayout(path) : layoutOf(rows[0]);
   if (hideEmpty && count === 0) return null;
   const shown = layout === "tracks" ? tracksShown : tilesShown;
   return (
@@ -56,7 +55,7 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
       {list.fault ? (
         <PartFailure path={path} fault={list.fault} since={list.faultSince} retry={() => list.retry(0)} />
       ) : count === undefined ? (
-        <Waiting />
+        <Waiting layout={layout} />
       ) : count === 0 ? (
         <p class="empty">{t.empty}</p>
       ) : layout === "menu" ? (
@@ -70,7 +69,15 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
   );
 }
 
-function Waiting() {
+function Waiting({ layout }: { layout: "tracks" | "covers" | "menu" }) {
+  if (layout === "tracks")
+    return (
+      <div class="track-shelf" aria-busy="true" aria-label={t.loading} role="group">
+        {range(tracksShown).map((i) => (
+          <TrackSkeleton key={i} />
+        ))}
+      </div>
+    );
   return (
     <div class="shelf" aria-busy="true" aria-label={t.loading} role="group">
       {range(8).map((i) => (
@@ -86,32 +93,6 @@ interface RowsProps {
   /** Of the list that the rows are from. */
   path: string;
   label: string;
-}
-
-function Shelf({ rows, steps, path, label }: RowsProps) {
-  const shelf = useRef<HTMLDivElement>(null);
-  const timer = useRef<ReturnType<typeof setTimeout>>();
-  const part = `shelf ${path}`;
-  useLayoutEffect(() => {
-    shelf.current!.scrollLeft = Number(keptPart(part) ?? 0);
-    return () => clearTimeout(timer.current);
-  }, []);
-  const noteSoon = (): void => {
-    clearTimeout(timer.current);
-    timer.current = setTimeout(() => keepPart(part, shelf.current?.scrollLeft ?? 0), restMs);
-  };
-  return (
-    <div class="shelf" role="list" aria-label={label} ref={shelf} onScroll={noteSoon}>
-      {rows.map((row, i) => {
-        const aria = { role: "listitem" as const, "aria-setsize": rows.length, "aria-posinset": i + 1 };
-        return row ? (
-          <Tile key={row.path ?? i} row={row} steps={steps} aria={aria} />
-        ) : (
-          <TileSkeleton key={i} aria={aria} />
-        );
-      })}
-    </div>
-  );
 }
 
 function TrackShelf({ rows, path, label }: { rows: (Row | undefined)[]; path: string; label: string }) {
@@ -183,7 +164,7 @@ function Preview({ row, steps }: { row: Row; steps?: Step[] | undefined }) {
   useEffect(() => list.show(0, tilesShown - 1), [list, list.changed.value]);
   if (list.fault)
     return <PartFailure path={path} fault={list.fault} since={list.faultSince} retry={() => list.retry(0)} />;
-  if (list.count === undefined) return <Waiting />;
+  if (list.count === undefined) return <Waiting layout={expectedLayout(path)} />;
   if (list.count === 0) return <p class="empty">{t.empty}</p>;
   const rows = range(Math.min(list.count, tilesShown)).map((i) => list.at(i));
   const layout = layoutOf(rows[0]);

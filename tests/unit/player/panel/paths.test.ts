@@ -1,7 +1,14 @@
 import { describe, expect, test } from "vitest";
 import type { Row } from "../../../../src/player/panel/api/types";
 import { beforeOf, moved } from "../../../../src/player/panel/model/moves";
-import { ancestors, isAlbum, isMenu, layoutOf, resultsPath } from "../../../../src/player/panel/model/paths";
+import {
+  expectedLayout,
+  ancestors,
+  isAlbum,
+  isMenu,
+  layoutOf,
+  resultsPath,
+} from "../../../../src/player/panel/model/paths";
 import { browseUrl, parseRoute, searchUrl } from "../../../../src/player/panel/model/routes";
 
 describe("the way to a path", () => {
@@ -97,4 +104,14 @@ describe("a row that is moved", () => {
     expect(moved(list, 1, 9)).toBe(list);
     expect(moved(list, 9, 1)).toBe(list);
   });
+});
+
+test.each([
+  ["m:favourites/tracks", "tracks"],
+  ["m:search/tracks?query=x", "tracks"],
+  ["m:featured/albums", "covers"],
+  ["m:playlists", "covers"],
+  ["m:featured/", "menu"],
+])("%s is expected to be shown as %s", (path, layout) => {
+  expect(expectedLayout(path)).toBe(layout);
 });
