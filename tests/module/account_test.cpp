@@ -544,16 +544,6 @@ private Q_SLOTS:
             QCOMPARE(record.file, "QobuzAccountNode.cpp"_s);
     }
 
-    void anIncompleteLoginIsLeftInTheLogToo()
-    {
-        startWatching();
-        const Log log(log4cplus::DEBUG_LOG_LEVEL);
-        QVERIFY(write(account(PelkQobuzAccountOperation::Login)).finished);
-        host().settle();
-        QCOMPARE(log.debugs().size(), 3);
-        QVERIFY(log.debugs().at(2).startsWith("Leave "_l));
-    }
-
     void aLoginIsInProgressBeforeAnythingIsDoneForIt()
     {
         BareWorker<WatchingRoot> bare(server().url("/api/"_s));

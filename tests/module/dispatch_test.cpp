@@ -52,6 +52,22 @@ private Q_SLOTS:
                                      "OFF : the reply"_s}));
     }
 
+    void anEntryPointQueuesOnTheWorkersOwnThreadToo()
+    {
+        start();
+        const CMGetRowsRequest rows(CMPath("qobuz:"_s), 0, 9, {});
+        const CMSetDataRequest data(CMPath("qobuz:stateChange"_s), QString(), 1);
+        bool early = true;
+        const auto call = [&] {
+            host().worker()->getRowsRequest(rows);
+            host().worker()->setDataRequest(data);
+            early = rows.reply().isFinished() || data.reply().isFinished();
+        };
+        QMetaObject::invokeMethod(host().worker(), call, Qt::BlockingQueuedConnection);
+        QVERIFY(!early);
+        QVERIFY(wait(rows.reply()) && wait(data.reply()));
+    }
+
     void withoutAUserEveryRowRequestIsRefused_data()
     {
         Rows<QString> row;

@@ -218,13 +218,6 @@ private Q_SLOTS:
         QCOMPARE(m_answers.at(1).body, QByteArray("late"));
     }
 
-    void aRequestThatWasNeverSentCanBeCancelled()
-    {
-        http().cancelRequest({PelkUrl(), 1, {}, QString(), collect()}, -1);
-        QCOMPARE(m_answers.size(), 1);
-        QCOMPARE(m_answers.at(0).code, -1);
-    }
-
     void aFreshAnswerIsServedFromTheCacheUntilItIsCleared()
     {
         server().answer("/api/a", cachedFor("max-age=600"));

@@ -88,10 +88,10 @@ class Check:
         copy_checkout()
         if not build():
             raise SystemExit(f"mutate: the copy cannot be configured; see {LOG}.")
-        self.suites = Suites(BUILD)
+        self.find_suites()
         if not build("qobuz", *self.suites.tests):
             raise SystemExit(f"mutate: the sources do not build; see {LOG}.")
-        self.suites = Suites(BUILD)
+        self.find_suites()
         unknown = {name for fault in self.faults for name in fault.likely} - set(self.suites.tests)
         if unknown:
             raise SystemExit(f"mutate: the list names suites that are not there: {', '.join(sorted(unknown))}")
@@ -108,6 +108,11 @@ class Check:
         finally:
             self.restore(texts)
             KILLERS.write_text(json.dumps(self.killers, indent=1, sort_keys=True), encoding="utf-8")
+
+    def find_suites(self):
+        self.suites = Suites(BUILD)
+        if not self.everything:
+            self.suites.keep({fault.source for fault in self.faults})
 
     @staticmethod
     def restore(texts):

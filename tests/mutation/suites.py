@@ -29,6 +29,12 @@ class Suites:
                 self.folders[test["name"]] = folder
                 self.tests[test["name"]] = (test.get("command"), properties)
 
+    def keep(self, sources):
+        """Forgets the programs of other folders than those of these sources."""
+        wanted = {folder for start, folder in FOLDERS.items() for source in sources if source.startswith(start)}
+        self.folders = {name: folder for name, folder in self.folders.items() if folder in wanted}
+        self.tests = {name: self.tests[name] for name in self.folders}
+
     def of(self, source):
         """The programs that test a source: those of its own folder, then all others."""
         own = next(folder for start, folder in FOLDERS.items() if source.startswith(start))
