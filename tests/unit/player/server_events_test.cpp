@@ -269,7 +269,7 @@ private Q_SLOTS:
         const QString large(4 * 1000 * 1000, QLatin1Char('n'));
         for (int i = 0; i < 3; ++i)
             f.server->notify(notice("Albums", large));
-        QTRY_COMPARE(quick.count(text("notification")), 3);
+        QTRY_COMPARE_WITH_TIMEOUT(quick.count(text("notification")), 3, 30000);
         QVERIFY(asleep.hasBeenLetGo());
         f.server->notify(notice("Albums", text("small")));
         QTRY_COMPARE(quick.count(text("notification")), 4);
