@@ -65,6 +65,10 @@ def size(name, kib, limit):
     return Row(name, f"{kib:.1f} KiB", f"at most {limit:g} KiB", kib <= limit)
 
 
+def figure(name, value, limit, unit):
+    return Row(name, f"{value:.1f} {unit}".strip(), f"at most {limit:g} {unit}".strip(), value <= limit)
+
+
 def within(name, typical_ms, longest_ms, limit):
     return Row(name, f"{typical_ms:.0f} ms (the longest {longest_ms:.0f} ms)", f"at most {limit:g} ms", longest_ms <= limit)
 

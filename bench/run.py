@@ -16,6 +16,7 @@ import time
 
 sys.dont_write_bytecode = True
 import panelserver  # noqa: E402
+import player  # noqa: E402
 import report  # noqa: E402
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -171,6 +172,18 @@ def panel_rows(bench):
     ]
 
 
+def player_rows(bench):
+    save, restore = bench.numbers("saved_queue", "1" if bench.smoke else "21")
+    resident, stopped, paused = player.measure(bench.build / "bin", bench.environment, bench.smoke)
+    return [
+        report.figure("saving a queue of 20,000 entries, processor time", save / 1000, 100, "ms"),
+        report.figure("restoring a queue of 20,000 entries, processor time", restore / 1000, 300, "ms"),
+        report.figure("resident, pelk serve, idle", resident / 1024, 64, "MiB"),
+        report.figure("wake-ups a second, stopped", stopped, 1, ""),
+        report.figure("wake-ups a second, paused", paused, 3, ""),
+    ]
+
+
 def main():
     parser = argparse.ArgumentParser(usage=__doc__.replace("%", "%%"))
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build" / "dev")
@@ -185,7 +198,7 @@ def main():
     try:
         rows = []
         if not arguments.store:
-            for measure in (conversion_rows, http_rows, footprint_rows, memory_row, sound_rows, panel_rows):
+            for measure in (conversion_rows, http_rows, footprint_rows, memory_row, sound_rows, panel_rows, player_rows):
                 rows += measure(bench)
         key, counts = bench.instruction_counts()
     except (RuntimeError, ValueError, OSError, subprocess.CalledProcessError) as problem:

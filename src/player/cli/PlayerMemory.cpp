@@ -84,7 +84,7 @@ void PlayerMemory::keep()
 
 StateFile::Writer PlayerMemory::copyOfQueue() const
 {
-    return [saved = m_engine->saved()] { return SavedPlayerText::queue(saved); };
+    return [saved = m_engine->saved()](QByteArray* text) { SavedPlayerText::appendQueue(text, saved); };
 }
 
 StateFile::Writer PlayerMemory::copyOfRest() const
@@ -97,5 +97,7 @@ StateFile::Writer PlayerMemory::copyOfRest() const
     saved.volumePercent = status.volumePercent;
     saved.muted = status.muted;
     saved.repeat = status.repeat;
-    return [saved, row = m_engine->queue().row(status.entry)] { return SavedPlayerText::rest(saved, row); };
+    return [saved, row = m_engine->queue().row(status.entry)](QByteArray* text) {
+        SavedPlayerText::appendRest(text, saved, row);
+    };
 }

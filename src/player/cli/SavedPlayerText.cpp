@@ -19,6 +19,9 @@ const QString volumeKey = QStringLiteral("volumePercent");
 const QString mutedKey = QStringLiteral("muted");
 const QString repeatKey = QStringLiteral("repeat");
 
+/// A track with its meta data; a longer one only makes the text grow.
+constexpr int usualRowBytes = 700;
+
 const std::array<std::pair<RepeatMode, const char*>, 3> repeatWords{
     {{RepeatMode::Off, "off"}, {RepeatMode::One, "one"}, {RepeatMode::All, "all"}}};
 
@@ -38,33 +41,35 @@ int currentOf(const QVector<PelkRoles>& rows, const PelkHash& rest)
 
 } // namespace
 
-QByteArray SavedPlayerText::queue(const SavedPlayer& saved)
+void SavedPlayerText::appendQueue(QByteArray* text, const SavedPlayer& saved)
 {
-    QByteArray text = "{\"rows\":[";
+    text->reserve(text->size() + saved.rows.size() * usualRowBytes);
+    *text += "{\"rows\":[";
     for (int i = 0; i < saved.rows.size(); ++i) {
         if (i > 0)
-            text += ',';
-        RowText::append(&text, saved.rows.at(i));
+            *text += ',';
+        RowText::append(text, saved.rows.at(i));
     }
-    text += saved.shuffled ? "],\"shuffled\":true,\"unshuffled\":[" : "],\"shuffled\":false,\"unshuffled\":[";
+    *text +=
+        saved.shuffled ? "],\"shuffled\":true,\"unshuffled\":[" : "],\"shuffled\":false,\"unshuffled\":[";
     for (int i = 0; i < saved.unshuffled.size(); ++i)
-        text += (i > 0 ? "," : "") + QByteArray::number(saved.unshuffled.at(i));
-    return text + "]}";
+        *text += (i > 0 ? "," : "") + QByteArray::number(saved.unshuffled.at(i));
+    *text += "]}";
 }
 
-QByteArray SavedPlayerText::rest(const SavedPlayer& saved, const PelkRoles& row)
+void SavedPlayerText::appendRest(QByteArray* text, const SavedPlayer& saved, const PelkRoles& row)
 {
     QString repeat;
     for (const auto& [mode, word] : repeatWords)
         if (mode == saved.repeat)
             repeat = QLatin1String(word);
-    return PelkJson::serialize(QVariantHash{{currentKey, saved.current},
-                                            {pathKey, row.path().toString()},
-                                            {positionKey, saved.positionMs},
-                                            {durationKey, saved.durationMs},
-                                            {volumeKey, saved.volumePercent},
-                                            {mutedKey, saved.muted},
-                                            {repeatKey, repeat}});
+    *text += PelkJson::serialize(QVariantHash{{currentKey, saved.current},
+                                              {pathKey, row.path().toString()},
+                                              {positionKey, saved.positionMs},
+                                              {durationKey, saved.durationMs},
+                                              {volumeKey, saved.volumePercent},
+                                              {mutedKey, saved.muted},
+                                              {repeatKey, repeat}});
 }
 
 SavedPlayer SavedPlayerText::read(const PelkHash& queue, const PelkHash& rest)

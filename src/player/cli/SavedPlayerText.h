@@ -11,10 +11,10 @@ namespace SavedPlayerText {
 /// The volume after a start that found no volume it could read, though the player was used before.
 constexpr int cautiousVolumePercent = 30;
 
-/// The rows, their order and whether they are shuffled. Any thread.
-QByteArray queue(const SavedPlayer& saved);
-/// Everything else; `row` is the current entry's.
-QByteArray rest(const SavedPlayer& saved, const PelkRoles& row);
+/// Appends the rows, their order and whether they are shuffled. Any thread.
+void appendQueue(QByteArray* text, const SavedPlayer& saved);
+/// Appends everything else; `row` is the current entry's. Any thread.
+void appendRest(QByteArray* text, const SavedPlayer& saved, const PelkRoles& row);
 
 /// Puts both together. One of them may be older than the other, or from nobody: the current entry is the one
 /// at whose index, or else anywhere, the path stands that it had. What is out of range is left out.

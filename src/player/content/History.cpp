@@ -13,15 +13,15 @@ const QString itemsKey = QStringLiteral("items");
 const QString rowKey = QStringLiteral("row");
 const QString timeKey = QStringLiteral("timeMs");
 
-QByteArray textOf(const QVector<History::Item>& items)
+void append(QByteArray* text, const QVector<History::Item>& items)
 {
-    QByteArray text = "{\"items\":[";
+    *text += "{\"items\":[";
     for (const History::Item& item : items) {
-        text += text.endsWith('[') ? "{\"row\":" : ",{\"row\":";
-        RowText::append(&text, item.row);
-        text += ",\"timeMs\":" + QByteArray::number(item.timeMs) + '}';
+        *text += text->endsWith('[') ? "{\"row\":" : ",{\"row\":";
+        RowText::append(text, item.row);
+        *text += ",\"timeMs\":" + QByteArray::number(item.timeMs) + '}';
     }
-    return text + "]}";
+    *text += "]}";
 }
 
 } // namespace
@@ -62,7 +62,7 @@ void History::add(const PelkRoles& row)
     m_items.prepend({kept, QDateTime::currentMSecsSinceEpoch()});
     if (m_items.size() > mostItems)
         m_items.resize(mostItems);
-    m_file.save([this] { return [items = m_items] { return textOf(items); }; });
+    m_file.save([this] { return [items = m_items](QByteArray* text) { append(text, items); }; });
     Q_EMIT changed();
 }
 

@@ -105,10 +105,13 @@ void StateFile::save(const Copier& copier)
     m_timer.start(int(qMax<qint64>(0, intervalMs - since)));
 }
 
-QByteArray StateFile::whole(const QByteArray& data) const
+QByteArray StateFile::whole(const Writer& writer) const
 {
-    return "{\"concern\":" + PelkJson::serialize(m_concern) +
-           ",\"version\":" + QByteArray::number(m_version) + ",\"data\":" + data + "}\n";
+    QByteArray text = "{\"concern\":" + PelkJson::serialize(m_concern) +
+                      ",\"version\":" + QByteArray::number(m_version) + ",\"data\":";
+    writer(&text);
+    text += "}\n";
+    return text;
 }
 
 void StateFile::write()
@@ -119,7 +122,7 @@ void StateFile::write()
     m_waiting = Copier();
     writingThread()->start([this, writer] {
         QString reason;
-        const bool isDone = cmSaveFile(m_fileName, whole(writer()), ownerOnly, &reason);
+        const bool isDone = cmSaveFile(m_fileName, whole(writer), ownerOnly, &reason);
         // This waits for the thread before it goes, so it is still there.
         QMetaObject::invokeMethod(
             this,

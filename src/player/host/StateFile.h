@@ -18,8 +18,8 @@ class StateFile : public QObject
     Q_OBJECT
 
 public:
-    /// Makes the data as JSON text. Runs on the writing thread: it must own all that it reads.
-    using Writer = std::function<QByteArray()>;
+    /// Appends the data as JSON text. Runs on the writing thread: it must own all that it reads.
+    using Writer = std::function<void(QByteArray* text)>;
     /// Makes a writer with a copy of what there is to write. Runs on the main thread, just before the write.
     using Copier = std::function<Writer()>;
 
@@ -51,7 +51,7 @@ Q_SIGNALS:
 private:
     void write();
     void setAside(const QString& reason);
-    QByteArray whole(const QByteArray& data) const;
+    QByteArray whole(const Writer& writer) const;
 
     QString m_fileName;
     QString m_concern;

@@ -25,7 +25,7 @@ QByteArray numberText(int value)
 
 StateFile::Copier number(int value)
 {
-    return [value] { return [value] { return numberText(value); }; };
+    return [value] { return [value](QByteArray* text) { *text += numberText(value); }; };
 }
 
 int numberIn(const PelkHash& data)
@@ -87,7 +87,7 @@ private Q_SLOTS:
         const auto save = [&](int value) {
             target->save([&writes, value] {
                 ++writes;
-                return [value] { return numberText(value); };
+                return [value](QByteArray* text) { *text += numberText(value); };
             });
         };
         save(1);
@@ -105,9 +105,9 @@ private Q_SLOTS:
         const auto target = file();
         target->save([&thread, &copying] {
             copying = QThread::currentThread();
-            return [&thread] {
+            return [&thread](QByteArray* text) {
                 thread = QThread::currentThread();
-                return QByteArray("{}");
+                *text += "{}";
             };
         });
         target->flush();
