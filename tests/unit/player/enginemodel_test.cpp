@@ -13,6 +13,9 @@
 namespace {
 
 constexpr int stepsOfASequence = 60;
+/// How often what is rare happened, over all sequences: what never happens proves nothing.
+QMap<QString, int> happened;
+
 const QString scheme = QStringLiteral("http://");
 
 /// One sequence of random operations and events: the real engine beside the model.
@@ -62,6 +65,10 @@ public:
 
 private:
     int below(int count) { return int(m_random() % unsigned(count)); }
+    static void count(const char* what, bool has = true)
+    {
+        happened[QString::fromLatin1(what)] += has ? 1 : 0;
+    }
     bool chance(int oneIn) { return below(oneIn) == 0; }
     int anyEntry() { return m_model.order.isEmpty() ? 0 : m_model.order.at(below(m_model.order.size())); }
     void note(const char* step) { m_steps << QString::fromLatin1(step); }
@@ -80,8 +87,11 @@ private:
     void step()
     {
         // Half of the sequences leave the player alone most of the time, so that tracks come to their ends.
+        static const int spans[] = {100, 1000, 5000, 30000, 160000};
         static const int calm[] = {20, 20, 25, 25, 30, 30, 35, 35, 36, 32, 2, 4, 5, 17, 18, 33};
         int kind = m_isCalm && !chance(6) ? calm[below(16)] : below(40);
+        if (m_soon.isEmpty() && m_isCalm && chance(8))
+            m_soon = {20, 20, 25, 40, 20, 20, chance(2) ? 32 : 30}; // through a track to its seam
         if (!m_soon.isEmpty())
             kind = m_soon.takeFirst();
         switch (kind) {
@@ -146,9 +156,11 @@ private:
         case 35:
         case 36:
         case 37:
-            return advance();
+            return advance(spans[below(5)]);
         case 38:
             return chance(4) ? logOut() : fill();
+        case 40:
+            return advance(qMax<qint64>(0, ScriptedStream::lengthMs - 10000 - m_stream->positionMs()));
         default:
             note("arrive");
             m_stream->arrive();
@@ -429,7 +441,10 @@ private:
     {
         note("turn");
         static const int edits[] = {2, 4, 5, 17, 18};
-        if (m_stream->turn() && chance(2))
+        if (!m_stream->turn())
+            return;
+        count("a turn");
+        if (chance(2))
             m_soon = {edits[below(5)], 30}; // too late for what is prepared
     }
 
@@ -442,6 +457,7 @@ private:
         if (next.isEmpty())
             return m_model.streamEnded();
         const int wanted = m_model.next(true);
+        count(wanted == entryAt(next) ? "a seam" : "an edit too late for the seam");
         m_model.streamWentOver(entryAt(next));
         ++m_epoch;
         if (wanted == entryAt(next))
@@ -452,8 +468,11 @@ private:
     {
         note("break off");
         const qint64 at = position();
-        if (m_stream->breakOff())
-            m_model.streamFailed(at);
+        const bool wasHeard = m_model.heard;
+        if (!m_stream->breakOff())
+            return;
+        m_model.streamFailed(at);
+        count("a break after sound", wasHeard);
     }
 
     void breakNext()
@@ -470,10 +489,9 @@ private:
             m_model.outputFailed(at);
     }
 
-    void advance()
+    void advance(qint64 spanMs)
     {
-        static const int spans[] = {100, 1000, 5000, 30000, 160000};
-        m_clock->now += spans[below(5)];
+        m_clock->now += spanMs;
         m_model.nowMs = m_clock->now;
         m_steps << QStringLiteral("at %1 ms").arg(m_clock->now);
         if (m_model.outputLost && m_model.retryAtMs <= m_clock->now)
@@ -498,6 +516,7 @@ private:
                         .arg(stream.startMs)
                         .arg(*m_model.heldMs);
                 m_model.reopened();
+                count("a stream opened again");
             } else if (m_model.resolving == entry && entry != 0) {
                 if (stream.startMs != 0)
                     return QStringLiteral("begun at %1 ms").arg(stream.startMs);
@@ -556,6 +575,9 @@ private:
         if (m_model.track != 0 && m_epoch == m_positionEpoch && status.positionMs < m_positionMs)
             return differs("position moved back", QString::number(status.positionMs),
                            QString::number(m_positionMs));
+        count("an address asked for again", m_model.renewing);
+        count("three failures in a row", m_model.failures >= 3);
+        count("a wait for more of the queue", m_model.waiting);
         m_positionEpoch = m_epoch;
         m_positionMs = m_model.track != 0 ? status.positionMs : 0;
         return QString();
@@ -605,6 +627,12 @@ private Q_SLOTS:
             QVERIFY2(fault.isEmpty(),
                      qPrintable(QStringLiteral("PELK_TEST_SEED=%1: %2").arg(first + i).arg(fault)));
         }
+        for (auto it = happened.begin(); it != happened.end(); ++it)
+            qInfo("%s: %d times", qPrintable(it.key()), it.value());
+        for (const char* rare : {"a turn", "a seam", "an edit too late for the seam", "a stream opened again",
+                                 "an address asked for again", "three failures in a row",
+                                 "a wait for more of the queue", "a break after sound"})
+            QVERIFY2(one || happened.value(QString::fromLatin1(rare)) > 0, rare);
     }
 };
 
