@@ -188,6 +188,21 @@ private Q_SLOTS:
         QCOMPARE(status().entry, ids.at(0));
     }
 
+    void aStallDoesNotMakeAPauseYounger()
+    {
+        m_worker->maxIdleMs = 40000;
+        playFrom(fill(QStringLiteral("a b")).first());
+        m_engine->pause();
+        QVERIFY(m_stream->settle());
+        go(30000);
+        m_engine->play();
+        QVERIFY(m_stream->stall());
+        go(20000);
+        m_worker->resolved.clear();
+        m_engine->play(); // silent for longer than the address holds
+        QCOMPARE(m_worker->resolved, QStringList{QStringLiteral("a")});
+    }
+
     void theVolumeStaysBelowItsLimit()
     {
         m_engine->setVolume(90);
