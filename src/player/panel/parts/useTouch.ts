@@ -1,17 +1,14 @@
 import { useRef } from "preact/hooks";
 import type { Row } from "../api/types";
+import { directionOf, type Direction } from "../model/gestures";
 import { openMenu, type MenuItem } from "./Menu";
 
 /** So long a finger rests for a long press. */
 const longPressMs = 500;
-/** A finger that moved this far is no longer pressing, */
+/** A finger that moved this far is no longer pressing. */
 const stillPixels = 10;
-/** and one that moved so far along one axis has swiped. */
-const swipePixels = 64;
 /** A browser that sends a click after all does so within this time. */
 const clickFollowsMs = 400;
-
-export type Direction = "left" | "right" | "up" | "down";
 
 interface Gestures {
   longPress?: (() => void) | undefined;
@@ -19,14 +16,6 @@ interface Gestures {
   swipe?: Partial<Record<Direction, () => void>>;
   /** While a finger moves along an axis that a swipe has: how far, for the element to follow. */
   follow?: (element: HTMLElement, dx: number, dy: number) => void;
-}
-
-/** Which way a finger went, once it went far enough and clearly along one axis. */
-export function directionOf(dx: number, dy: number, least = swipePixels): Direction | undefined {
-  const [across, along] = [Math.abs(dx), Math.abs(dy)];
-  if (Math.max(across, along) < least || Math.max(across, along) < 1.5 * Math.min(across, along))
-    return undefined;
-  return across > along ? (dx < 0 ? "left" : "right") : dy < 0 ? "up" : "down";
 }
 
 /** Handlers of an element for a finger's swipes and long press. A press that became one of them is no click any more. */

@@ -1,6 +1,6 @@
 import { describe, expect, test } from "vitest";
+import { directionOf } from "../../../../src/player/panel/model/gestures";
 import { extended, noSelection, remaining, toggled } from "../../../../src/player/panel/model/selection";
-import { directionOf } from "../../../../src/player/panel/parts/useTouch";
 
 const order = [1, 2, 3, 4, 5];
 const ids = (selection: { ids: ReadonlySet<number> }): number[] => [...selection.ids];
