@@ -91,6 +91,8 @@ bool HttpServer::start()
 
 void HttpServer::add(int socket, const Peer& peer)
 {
+    // What the kernel takes for a client that does not read is copied by this thread.
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &m_limits.sendBufferBytes, sizeof m_limits.sendBufferBytes);
     sockaddr_in unknown{}; // the library needs one, and does nothing with it
     unknown.sin_family = AF_INET;
     if (!m_daemon || !m_connections.add(socket, peer)) {

@@ -9,6 +9,7 @@ struct Limits
     std::size_t urlBytes = 8 * 1024;
     std::size_t bodyBytes = 64 * 1024;
     std::size_t discardedBytes = 1024 * 1024; ///< of a refused body; a longer one closes the connection
+    int sendBufferBytes = 128 * 1024;         ///< of a socket, that the kernel keeps for its reader
 
     int headMs = 10000;           ///< for a head, from its first byte to its last
     int bodyMs = 10000;           ///< for a body, from the end of the head
