@@ -73,7 +73,7 @@ def load():
 def equivalents(faults):
     """The names of the faults that README.md calls equivalent."""
     table = (HERE / "README.md").read_text(encoding="utf-8").split("## Equivalent faults", 1)[1]
-    named = set(re.findall(r"^\| `([^`]+)` \|", table, re.MULTILINE))
+    named = set(re.findall(r"^\| `([^`]+)` *\|", table, re.MULTILINE))
     unknown = named - {fault.id for fault in faults}
     if unknown:
         raise ListError(f"README.md names faults that the list does not have: {', '.join(sorted(unknown))}")
