@@ -32,6 +32,7 @@ private Q_SLOTS:
     {
         Rows<int, int, QByteArray, int, int> row;
         row("a full first page", 0, 49, "offset=0&limit=50&", 50, 50);
+        row("the first row alone", 0, 0, "offset=0&limit=1&", 1, 1);
         row("a single row", 7, 7, "offset=7&limit=1&", 1, 1);
         row("fewer items than asked for", 10, 19, "offset=10&limit=10&", 4, 4);
         row("no item", 10, 19, "offset=10&limit=10&", 0, 0);
