@@ -64,10 +64,10 @@ void bySimdjson(benchmark::State& state, const Page& page)
         qFatal("simdjson reads another number of items");
 }
 
-void byPython(benchmark::State& state, const Page& page, PythonRows& python)
+void byPython(benchmark::State& state, const Page& page, PythonRows& python, const char* parser)
 {
     while (state.KeepRunningBatch(8))
-        state.SetIterationTime(double(python.run(page.kind, 8)) / 1e9);
+        state.SetIterationTime(double(python.run(page.kind, parser, 8)) / 1e9);
 }
 
 /// Every way has to come to the same rows.
@@ -83,9 +83,12 @@ void compareRows(const Page& page, PythonRows& python)
     if (conversion.rowsAsJson() != rows)
         qFatal("QJsonDocument leads to other rows");
     PelkError error;
-    const QByteArray others = PelkJson::serialize(PelkJson::parse(python.rowsAsJson(page.kind), error));
-    if (others != rows)
-        qFatal("rows.py makes other rows:\n%.600s\n%.600s", others.constData(), rows.constData());
+    for (const char* parser : {"json", "ujson"}) {
+        const QByteArray others =
+            PelkJson::serialize(PelkJson::parse(python.rowsAsJson(page.kind, parser), error));
+        if (others != rows)
+            qFatal("rows.py makes other rows:\n%.600s\n%.600s", others.constData(), rows.constData());
+    }
 }
 
 template <typename Function, typename... Arguments>
@@ -110,7 +113,8 @@ int main(int argc, char** argv)
         add(name + "/module", byModule, std::cref(*page));
         add(name + "/simdjson", bySimdjson, std::cref(*page));
         add(name + "/qjsondocument", byQJsonDocument, std::cref(*page));
-        add(name + "/python", byPython, std::cref(*page), std::ref(python));
+        for (const char* parser : {"json", "ujson"})
+            add(name + "/" + parser, byPython, std::cref(*page), std::ref(python), parser);
     }
     // Pages of different length, and one page of lists of different length.
     std::vector<std::unique_ptr<Page>> pages;

@@ -41,12 +41,12 @@ QByteArray PythonRows::ask(const QByteArray& line)
     return m_process.readLine().trimmed();
 }
 
-qint64 PythonRows::run(Page::Kind kind, qint64 times)
+qint64 PythonRows::run(Page::Kind kind, const QByteArray& parser, qint64 times)
 {
-    return ask(nameOf(kind) + ' ' + QByteArray::number(times)).toLongLong();
+    return ask(nameOf(kind) + ' ' + parser + ' ' + QByteArray::number(times)).toLongLong();
 }
 
-QByteArray PythonRows::rowsAsJson(Page::Kind kind)
+QByteArray PythonRows::rowsAsJson(Page::Kind kind, const QByteArray& parser)
 {
-    return ask(nameOf(kind));
+    return ask(nameOf(kind) + ' ' + parser);
 }
