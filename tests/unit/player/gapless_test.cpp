@@ -371,7 +371,7 @@ private Q_SLOTS:
         if (told.value(2) == QLatin1String("a paused"))
             told.erase(told.begin() + 2, told.begin() + 4);
         QCOMPARE(told, list(QStringLiteral("a opening, a playing, a stopped, "
-                                               "b opening, b playing, b stopped")));
+                                           "b opening, b playing, b stopped")));
     }
 
     void aTrackThatIsRepeatedHasNoGapEither()

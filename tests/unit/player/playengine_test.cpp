@@ -358,7 +358,7 @@ private Q_SLOTS:
         told.removeAll(QStringLiteral("long paused"));
         told.removeDuplicates();
         QCOMPARE(told, stateTexts(QStringLiteral("long opening, long playing, long stopped, "
-                                                             "1 opening, 1 playing, 1 stopped")));
+                                                 "1 opening, 1 playing, 1 stopped")));
     }
 
     void aQueueThatIsClearedIsSilent()
