@@ -25,7 +25,8 @@ export function Shelf({ rows, steps, path, label }: Props) {
   const [more, setMore] = useState({ before: false, behind: false });
   const part = `shelf ${path}`;
   const look = (): void => {
-    const { scrollLeft, scrollWidth, clientWidth } = shelf.current!;
+    if (!shelf.current) return; // a last size or scroll event after the shelf has gone
+    const { scrollLeft, scrollWidth, clientWidth } = shelf.current;
     const now = { before: scrollLeft > 4, behind: scrollLeft + clientWidth < scrollWidth - 4 };
     setMore((last) => (last.before === now.before && last.behind === now.behind ? last : now));
   };

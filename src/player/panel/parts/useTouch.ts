@@ -29,7 +29,8 @@ export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
   };
   const consume = (event: TouchEvent): void => {
     used.current = true;
-    event.preventDefault();
+    // It is not cancelable once the browser scrolls; no click follows then.
+    if (event.cancelable) event.preventDefault();
     setTimeout(() => (used.current = false), clickFollowsMs);
   };
   return {
