@@ -111,7 +111,7 @@ inline QList<Story> stories()
         {"playing without an end to the pause that an error hid goes on",
          "1/6 playing 1100, 1/6 paused, 1/6 playing!resolveFailed 5000, 1/6 stopped",
          "start 1 6 0, end 1 6 1"},
-        {"an hour and more is counted in seconds", "1/6 playing 7300999, 1/6 stopped",
+        {"an hour and more is counted in seconds", "1/6 playing 7300600, 1/6 stopped",
          "start 1 6 0, end 1 6 7300"},
         {"id 0 after another ends that one, and is a track of no end itself",
          "1/6 playing 2100, 0/7 playing 3100, 2/6 opening", "start 1 6 0, end 1 6 2, start 0 7 0"},
