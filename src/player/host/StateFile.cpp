@@ -5,7 +5,7 @@
 #include "api/core/model/cmsavefile.h"
 
 #include <QFile>
-#include <QThreadPool>
+#include <QThread>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -21,12 +21,41 @@ const QString dataKey = QStringLiteral("data");
 
 constexpr QFileDevice::Permissions ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
-/// One thread for all files: their writes are seldom, and come in their order.
-QThreadPool* writingThread()
+/// One thread for all files: writes are rare, and are done in their order.
+class WritingThread
 {
-    static QThreadPool pool;
-    pool.setMaxThreadCount(1);
-    return &pool;
+public:
+    WritingThread()
+    {
+        m_place.moveToThread(&m_thread);
+        m_thread.start();
+    }
+    ~WritingThread()
+    {
+        m_thread.quit();
+        m_thread.wait();
+    }
+
+    template <typename Function>
+    void start(Function function)
+    {
+        QMetaObject::invokeMethod(&m_place, function, Qt::QueuedConnection);
+    }
+    void waitForDone()
+    {
+        QMetaObject::invokeMethod(
+            &m_place, [] {}, Qt::BlockingQueuedConnection);
+    }
+
+private:
+    QThread m_thread;
+    QObject m_place;
+};
+
+WritingThread* writingThread()
+{
+    static WritingThread thread;
+    return &thread;
 }
 
 bool isAnotherUsers(const QString& fileName)

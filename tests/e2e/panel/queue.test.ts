@@ -222,7 +222,6 @@ describe("a finger", { timeout: testLimitMs }, () => {
     await touch("touchStart", cover.x + 60, cover.y + 60);
     await phone.getByRole("menu").waitFor();
     await lift();
-    await shot(phone, "menu-long-press-phone-light");
     await phone.getByRole("menuitem", { name: "Add to queue" }).click();
     await phone.getByText(/^Added to queue/).waitFor();
 
