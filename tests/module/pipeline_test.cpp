@@ -42,6 +42,7 @@ QVariantHash errorData(int code, const QString& reply)
 struct Replica
 {
     template <typename T>
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is the pipeline's
     QByteArray get(const PelkUrl& /*url*/, HttpClientOptions /*options*/,
                    std::function<void(T&)> /*callback*/)
     {

@@ -127,9 +127,7 @@ bool QueueLoader::addWaiting()
     QVector<int> ids;
     if (m_first && m_where == PlayQueue::Where::Replace)
         ids = m_queue->replace(playable, m_turn);
-    else if (m_first)
-        ids = m_queue->add(playable, m_where);
-    else if (m_where == PlayQueue::Where::End)
+    else if (m_first || m_where == PlayQueue::Where::End)
         ids = m_queue->add(playable, m_where);
     else
         ids = m_queue->addAfter(m_lastId, playable);
