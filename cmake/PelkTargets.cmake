@@ -176,5 +176,5 @@ function(pelk_register_test test command timeout environment labels)
     set(home "${CMAKE_BINARY_DIR}/tests/home/${test}")
     file(MAKE_DIRECTORY "${home}")
     set_tests_properties(${test} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}" ENVIRONMENT
-        "${environment}HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;${PELK_TEST_ENVIRONMENT}")
+        "${environment}HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_STATE_HOME=${home}/state;XDG_CACHE_HOME=${home}/cache;XDG_RUNTIME_DIR=;${PELK_TEST_ENVIRONMENT}")
 endfunction()

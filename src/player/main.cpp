@@ -8,6 +8,7 @@
 #include "player/host/FileLimit.h"
 #include "player/host/Host.h"
 #include "player/host/Logging.h"
+#include "player/host/PlayerLock.h"
 #include "player/host/PrintableText.h"
 
 #include <QCoreApplication>
@@ -24,10 +25,17 @@ void showNotice(const PelkNotificationDisplayItem& notice)
         printableText(QStringLiteral("%1: %2").arg(notice.title().toString(), notice.message().toString())));
 }
 
-int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
+int run(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLock* lock)
 {
     using Command = CommandLine::Command;
     QString error;
+    if (line.command == Command::Serve) {
+        const PlayerLock::Outcome outcome = lock->take(&error);
+        if (outcome != PlayerLock::Outcome::Taken)
+            Terminal::error(error);
+        if (outcome == PlayerLock::Outcome::Held)
+            return ExitCode::failed;
+    }
     if (!host.loadSettings(line.configFile, &error)) {
         Terminal::error(error);
         return ExitCode::notSetUp;
@@ -56,7 +64,7 @@ int run(Host& host, SignalWatch* signalWatch, const CommandLine& line)
     case Command::Play:
         return PlayCommand(line).run(signalWatch);
     case Command::Serve:
-        return ServeCommand(host, line).run(signalWatch);
+        return ServeCommand(host, line, *lock).run(signalWatch);
     case Command::Modules:
         return problems.isEmpty() ? Commands::modules(host) : qMax(Commands::modules(host), ExitCode::failed);
     case Command::Quality:
@@ -82,7 +90,8 @@ int main(int argc, char** argv)
         if (line->command == CommandLine::Command::Play || line->command == CommandLine::Command::Serve)
             signalWatch = std::make_unique<SignalWatch>();
         host.emplace(showNotice);
-        code = run(*host, signalWatch.get(), *line);
+        PlayerLock lock(Host::stateFolder());
+        code = run(*host, signalWatch.get(), *line, &lock);
         ended = host->end();
         if (!ended)
             Terminal::error(QStringLiteral("A module did not end in time; it was left behind."));

@@ -231,23 +231,6 @@ private Q_SLOTS:
         QCOMPARE(serve.player().value(text("volumePercent")).toInt(), 20);
     }
 
-    void aSecondPlayerBesideTheFirstKeepsNothing()
-    {
-        const Serve first(*m_players);
-        listen(first);
-        QTRY_VERIFY(contents("queue.json").contains("preplay"));
-        {
-            const Serve second(*m_players);
-            QCOMPARE(second.paths().size(), 0);
-            QCOMPARE(second.post("volume", QJsonObject{{text("percent"), 90}}), 204);
-            second.end(SIGTERM);
-            QVERIFY(second.errors().contains(text("this one starts empty and keeps nothing")));
-        }
-        first.end(SIGTERM);
-        QVERIFY(contents("queue.json").contains("preplay"));
-        QVERIFY(contents("player.json").contains("\"volumePercent\":35"));
-    }
-
     void aLimitKeepsTheVolumeDown()
     {
         QFile settings(m_players->settingsFile());

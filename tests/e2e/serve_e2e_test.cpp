@@ -71,9 +71,10 @@ private Q_SLOTS:
     void aPortThatAnInstanceHasIsToldInASentence()
     {
         const Players players;
+        const Players other;
         const Serve serve(players);
         const Players::Outcome second =
-            players.pelk({text("serve"), text("--listen"), text("127.0.0.1:%1").arg(serve.port)});
+            other.pelk({text("serve"), text("--listen"), text("127.0.0.1:%1").arg(serve.port)});
         QCOMPARE(second.exitCode, 1);
         QVERIFY2(second.errors.contains(
                      text("127.0.0.1 port %1 cannot be listened on; does another pelk serve run there?")

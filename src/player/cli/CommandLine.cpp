@@ -118,6 +118,8 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     std::string quality;
     std::string listen = "127.0.0.1:8080";
     std::string origin;
+    std::string socketFile;
+    std::string socketGroup;
     std::string panel = ServeCommand::defaultPanelFolder().toStdString();
     int from = 0;
     int to = -1;
@@ -181,6 +183,10 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
         ->type_name("DIR")
         ->capture_default_str();
     serve->add_option("--origin", origin, "What browsers know a proxy in front of it by")->type_name("URL");
+    serve->add_option("--socket", socketFile, "Socket file for commands; without: that of the session")
+        ->type_name("FILE");
+    serve->add_option("--socket-group", socketGroup, "Group that may use the socket file, too")
+        ->type_name("GROUP");
     add("modules", "Show the modules and what went wrong with any", Command::Modules);
 
     std::string current;
@@ -219,6 +225,8 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     line.wavFile = decoded(wav);
     line.quality = decoded(quality);
     line.panelFolder = decoded(panel);
+    line.socketFile = decoded(socketFile);
+    line.socketGroup = decoded(socketGroup);
     line.origin = AccessRules::originOf(decoded(origin));
     line.from = from;
     line.to =

@@ -39,6 +39,8 @@ struct CommandLine
     quint16 listenPort = 0;     // serve; 0 is any free one
     QString panelFolder;        // serve
     QString origin;             // serve; empty is none
+    QString socketFile;         // serve; empty is the usual one
+    QString socketGroup;        // serve; empty is none
 
     /// Reads the arguments. Nothing, and `exitCode` set, when there is nothing more to do: help was shown, or
     /// a sentence about what is wrong.

@@ -3,8 +3,6 @@
 #include "player/cli/SavedPlayerText.h"
 #include "player/play/PlayEngine.h"
 
-#include <QDir>
-
 namespace {
 
 QString inFolder(const QString& folder, const char* name)
@@ -17,12 +15,9 @@ QString inFolder(const QString& folder, const char* name)
 PlayerMemory::PlayerMemory(PlayEngine* engine, const QString& folder, QObject* parent)
     : QObject(parent)
     , m_engine(engine)
-    , m_folder(folder)
-    , m_lock(inFolder(folder, "player.lock"))
     , m_queueFile(inFolder(folder, "queue.json"), QStringLiteral("queue"), 1)
     , m_restFile(inFolder(folder, "player.json"), QStringLiteral("player"), 1)
 {
-    m_lock.setStaleLockTime(0); // a player may run for months
     m_tick.setInterval(StateFile::intervalMs);
     connect(&m_tick, &QTimer::timeout, this, &PlayerMemory::keep);
     for (StateFile* file : {&m_queueFile, &m_restFile})
@@ -36,11 +31,6 @@ PlayerMemory::~PlayerMemory()
 
 QStringList PlayerMemory::begin()
 {
-    QDir().mkpath(m_folder);
-    if (!m_lock.tryLock() && m_lock.error() == QLockFile::LockFailedError)
-        return {
-            QStringLiteral("Another player keeps its queue in %1; this one starts empty and keeps nothing.")
-                .arg(m_folder)};
     const PelkHash queue = m_queueFile.read();
     const PelkHash rest = m_restFile.read();
     QStringList notices{m_queueFile.notice(), m_restFile.notice()};
@@ -65,7 +55,6 @@ void PlayerMemory::end()
     disconnect(&m_engine->queue(), nullptr, this, nullptr);
     m_queueFile.flush();
     m_restFile.flush();
-    m_lock.unlock();
 }
 
 void PlayerMemory::keep()

@@ -2,12 +2,10 @@
 
 #include "player/host/StateFile.h"
 
-#include <QLockFile>
-
 class PlayEngine;
 
 /// Keeps a player over restarts, kills and power cuts: its queue, the current entry with its place, volume
-/// and modes. One player of a folder does; another one beside it keeps nothing. Main thread.
+/// and modes. Main thread, of the process that has the folder's PlayerLock.
 class PlayerMemory : public QObject
 {
     Q_OBJECT
@@ -35,8 +33,6 @@ private:
     StateFile::Writer copyOfRest() const;
 
     PlayEngine* m_engine;
-    QString m_folder;
-    QLockFile m_lock;
     StateFile m_queueFile;
     StateFile m_restFile;
     QTimer m_tick; // while the position moves

@@ -8,6 +8,7 @@
 #include "player/cli/Terminal.h"
 #include "player/content/History.h"
 #include "player/host/Host.h"
+#include "player/host/PlayerLock.h"
 #include "player/host/PlayerSettings.h"
 #include "player/host/ServiceSettings.h"
 #include "player/mpris/MprisService.h"
@@ -18,6 +19,7 @@
 #include "player/server/Translations.h"
 #include "player/server/http/AccessRules.h"
 #include "player/server/http/Listener.h"
+#include "player/server/http/SocketFile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -33,9 +35,10 @@ constexpr int lastReportMs = 3000;
 
 } // namespace
 
-ServeCommand::ServeCommand(Host& host, const CommandLine& line)
+ServeCommand::ServeCommand(Host& host, const CommandLine& line, PlayerLock& lock)
     : m_host(host)
     , m_line(line)
+    , m_lock(lock)
 {
 }
 
@@ -86,6 +89,17 @@ int ServeCommand::run(SignalWatch* signalWatch)
     options.panelFolder = m_line.panelFolder;
     options.translationFolders = Translations::defaultFolders(m_line.moduleFolder);
     options.closedPaths = ServiceSettings::privatePaths() << ServiceAccount::LoginStore::path();
+    SocketFile socketFile;
+    const QString socketName =
+        m_line.socketFile.isEmpty() ? SocketFile::defaultFile(Host::stateFolder()) : m_line.socketFile;
+    QString error;
+    if (!socketFile.open(socketName, m_line.socketGroup, &error)) {
+        Terminal::error(error);
+        // Without a folder for its state it plays all the same.
+        if (m_lock.isTaken() || !m_line.socketFile.isEmpty())
+            return ExitCode::failed;
+    }
+    options.localSocket = socketFile.takeSocket();
     gst_init(nullptr, nullptr);
     DeviceOutput output;
     if (!output.notice().isEmpty())
@@ -108,7 +122,6 @@ int ServeCommand::run(SignalWatch* signalWatch)
     PanelServer server(options, &engine);
     MprisService mpris(&engine);
     mpris.start();
-    QString error;
     if (!server.start(&error)) {
         Terminal::error(error);
         return ExitCode::failed;
@@ -129,6 +142,7 @@ int ServeCommand::run(SignalWatch* signalWatch)
         Terminal::note(
             QStringLiteral("Warning: %1 holds no panel, so browsers find none; --panel DIR names its folder.")
                 .arg(options.panelFolder));
+    m_lock.publish(socketName, server.url());
     Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
     Terminal::flushOut();
     QEventLoop loop;

@@ -6,6 +6,7 @@ class History;
 class Host;
 class PanelServer;
 class PlayEngine;
+class PlayerLock;
 class QObject;
 class SignalWatch;
 struct CommandLine;
@@ -14,7 +15,8 @@ struct CommandLine;
 class ServeCommand
 {
 public:
-    ServeCommand(Host& host, const CommandLine& line);
+    /// `lock` has been taken, where its folder takes one.
+    ServeCommand(Host& host, const CommandLine& line, PlayerLock& lock);
 
     /// Returns the exit code: 0 after a signal, since that is how it ends.
     int run(SignalWatch* signalWatch);
@@ -28,4 +30,5 @@ private:
 
     Host& m_host;
     const CommandLine& m_line;
+    PlayerLock& m_lock;
 };

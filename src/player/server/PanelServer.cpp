@@ -19,6 +19,7 @@ public:
         , api({opts.panelFolder, opts.translationFolders, opts.closedPaths, opts.limits}, engine, &streams)
         , http(opts.limits, &api)
         , listener([this](int socket, const Peer& peer) { http.add(socket, peer); })
+        , localListener([this](int socket, const Peer& peer) { http.add(socket, peer); })
     {
     }
 
@@ -29,6 +30,7 @@ public:
     Api api;
     HttpServer http;
     Listener listener;
+    Listener localListener;
 };
 
 PanelServer::PanelServer(const Options& options, PlayEngine* engine)
@@ -71,12 +73,15 @@ bool PanelServer::start(QString* error)
         *error = QStringLiteral("The panel's server cannot be started: %1.").arg(qt_error_string(errno));
         return false;
     }
+    if (options.localSocket >= 0)
+        m_d->localListener.adoptFile(options.localSocket);
     return true;
 }
 
 void PanelServer::stop()
 {
     m_d->listener.close();
+    m_d->localListener.close();
     m_d->events.reset();
     m_d->api.end();
     m_d->streams.end();

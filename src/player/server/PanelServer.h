@@ -18,6 +18,8 @@ class PanelServer
 public:
     struct Options
     {
+        /// One of a socket file that listens already; who connects there may do everything. -1: none.
+        int localSocket = -1;
         QString address = QStringLiteral("127.0.0.1");
         quint16 port = 8080; ///< 0: any free one
         int socket = -1;     ///< one that listens already, in place of address and port

@@ -11,8 +11,9 @@
 /// The other end of a connection.
 struct Peer
 {
-    QByteArray address; ///< in digits
+    QByteArray address; ///< in digits; of the socket file's users "local"
     bool isLoopback = false;
+    bool isLocal = false; ///< came through the socket file: whoever may open that may do everything
 };
 
 /// A request whose head was read; with its body once that has come, too.

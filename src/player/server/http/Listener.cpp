@@ -21,6 +21,8 @@ Peer peerOf(const sockaddr_storage& address)
 {
     std::array<char, INET6_ADDRSTRLEN> text{};
     Peer peer;
+    if (address.ss_family == AF_UNIX)
+        return {QByteArrayLiteral("local"), true, true};
     in_addr v4{};
     bool isV4 = address.ss_family == AF_INET;
     if (isV4) {
@@ -113,6 +115,12 @@ bool Listener::adopt(int socket, QString* address)
     *address = QString::fromLatin1(peerOf(own).address);
     watch();
     return true;
+}
+
+void Listener::adoptFile(int socket)
+{
+    m_socket = socket;
+    watch();
 }
 
 int Listener::passedSocket()

@@ -28,6 +28,8 @@ public:
     /// Takes over a socket that listens already, and gives its address. False where it is no such socket; it
     /// is not taken over then.
     bool adopt(int socket, QString* address);
+    /// Takes over a socket that listens at a file.
+    void adoptFile(int socket);
     /// The socket that systemd has passed to this process; -1 where there is none.
     static int passedSocket();
     void close();
