@@ -270,6 +270,10 @@
         <translation>Unter „%1“ ist nichts zu finden.</translation>
     </message>
     <message>
+        <source>Either &quot;positionMs&quot; or &quot;byMs&quot; has to be given.</source>
+        <translation>Entweder „positionMs“ oder „byMs“ muss angegeben werden.</translation>
+    </message>
+    <message>
         <source>There is nothing to seek in.</source>
         <translation>Im Augenblick lässt sich nicht spulen.</translation>
     </message>

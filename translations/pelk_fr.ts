@@ -270,6 +270,10 @@
         <translation>Il n’y a rien à l’adresse « %1 ».</translation>
     </message>
     <message>
+        <source>Either &quot;positionMs&quot; or &quot;byMs&quot; has to be given.</source>
+        <translation>Il faut indiquer soit « positionMs », soit « byMs ».</translation>
+    </message>
+    <message>
         <source>There is nothing to seek in.</source>
         <translation>Le déplacement dans le titre est impossible pour le moment.</translation>
     </message>

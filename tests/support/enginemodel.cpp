@@ -65,7 +65,9 @@ void EngineModel::goOn(int entry)
 {
     const bool active = shown != PelkPlayLogicState::Stopped || waiting;
     if (entry != 0) {
+        const bool paused = wantsPause; // meant for this one, too
         start(entry);
+        wantsPause = paused;
     } else if (growing > 0 && active) {
         waiting = true;
         shown = PelkPlayLogicState::Stopped;
@@ -140,6 +142,7 @@ void EngineModel::goNext()
 {
     failures = 0;
     end(skip);
+    wantsPause = false;
     goOn(next(false));
 }
 
@@ -190,7 +193,6 @@ void EngineModel::removed(const QVector<int>& ids)
 void EngineModel::queueChanged()
 {
     const int playing = track != 0 ? track : resolving;
-    const bool paused = wantsPause;
     if (playing != 0 && !order.contains(playing)) {
         const int heir = current;
         end(skip);
@@ -198,8 +200,6 @@ void EngineModel::queueChanged()
     } else if (waiting) {
         goOn(next(true));
     }
-    if (paused)
-        pause();
 }
 
 void EngineModel::opened(int entry)

@@ -112,7 +112,8 @@ bool ScriptedStream::turn()
 
 bool ScriptedStream::finish()
 {
-    if (m_told != Told::Playing || m_soughtMs)
+    const bool inPause = m_told == Told::Paused && m_nextTurned;
+    if ((m_told != Told::Playing && !inPause) || m_soughtMs)
         return false;
     if (m_next.isEmpty()) {
         over();
@@ -127,7 +128,11 @@ bool ScriptedStream::finish()
     const QString uri = m_uri;
     const int times = opened.size();
     Q_EMIT wentOver();
-    if (m_uri == uri && opened.size() == times) // the engine took it
+    if (m_uri != uri || opened.size() != times)
+        return true; // the engine did not take it
+    if (inPause)
+        Q_EMIT paused();
+    else
         Q_EMIT playing();
     return true;
 }

@@ -10,11 +10,14 @@ export function seekTo(position: number): void {
   hear({ kind: "seek", positionMs: position, at: performance.now() });
   void attempt(client.seek(position));
 }
+/** The player adds up: what the page knows of the position may be older than the last press. */
 export function seekBy(seconds: number): void {
   const now = status.value;
   if (!now?.canSeek || now.state === "stopped" || now.durationMs <= 0) return;
-  const wanted = positionMs(player.value, performance.now()) + seconds * 1000;
-  seekTo(Math.max(0, Math.min(wanted, now.durationMs - 1000)));
+  const position = positionMs(player.value, performance.now());
+  const by = Math.min(seconds * 1000, Math.max(0, now.durationMs - 1000 - position));
+  hear({ kind: "seek", positionMs: Math.max(0, position + by), at: performance.now() });
+  void attempt(client.seekBy(by));
 }
 
 export function changeVolume(by: number): void {

@@ -53,7 +53,7 @@ Q_SIGNALS:
     /// A seek has arrived.
     void moved();
     /// The stream was played to its end, and it is the next one's turn: that is the current one now, and
-    /// playing() or failed() follows.
+    /// playing(), in a pause or a stall paused() or stalled(), or failed() follows.
     void wentOver();
     /// The stream was played to its end, and there was no next one, or that had not come in time: it is as
     /// if it had not been set.

@@ -261,6 +261,7 @@ void PlayEngine::next()
 {
     m_failuresInARow = 0;
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
+    move(PlayState::WantPause{false});
     goOn(m_queue.next(false));
 }
 
@@ -355,7 +356,6 @@ bool PlayEngine::undo()
 {
     const int before = m_queue.current();
     const bool wasIdle = std::holds_alternative<PlayState::Idle>(m_state);
-    const bool paused = PlayState::wantsPause(m_state);
     const PlayState::Place lost = m_lost;
     if (!m_queue.canUndo())
         return false;
@@ -367,7 +367,7 @@ bool PlayEngine::undo()
         move(PlayState::Park{lost});
     } else if (current != before && !wasIdle) {
         endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-        goOn(current, lost.positionMs, paused);
+        goOn(current, lost.positionMs);
     }
     m_queue.blockSignals(false);
     Q_EMIT m_queue.changed();

@@ -128,7 +128,7 @@ private:
     void hold();
     void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure);
     void begin(const ResolvedTrack& track);
-    void goOn(int entry, qint64 startMs = 0, bool paused = false);
+    void goOn(int entry, qint64 startMs = 0);
     void reopen(qint64 positionMs);
     void prepareNext();
     bool isNextDue() const;

@@ -160,10 +160,12 @@ void PlayEngine::onWentOver()
     begin(next);
 }
 
-void PlayEngine::goOn(int entry, qint64 startMs, bool paused)
+/// With another track, or with none. A pause that the listener wants is for that, too: it may have been
+/// pressed when the track before was over already.
+void PlayEngine::goOn(int entry, qint64 startMs)
 {
     if (entry != 0) {
-        start(entry, startMs, paused);
+        start(entry, startMs, PlayState::wantsPause(m_state));
     } else if (m_queue.turns().isGrowing() && !std::holds_alternative<PlayState::Idle>(m_state)) {
         move(PlayState::Dry{});
         m_next.forget();
@@ -275,13 +277,12 @@ void PlayEngine::onOutputFailed(const TrString& sentence)
 void PlayEngine::onQueueChanged()
 {
     const int entry = PlayState::entryOf(m_state);
-    const bool paused = PlayState::wantsPause(m_state);
     const bool isWaiting = std::holds_alternative<PlayState::AwaitingQueue>(m_state);
     if (entry != 0 && m_queue.indexOf(entry) < 0) {
         endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-        goOn(m_queue.current(), 0, paused); // another track, but nobody has asked for sound
+        goOn(m_queue.current());
     } else if (isWaiting) {
-        goOn(m_queue.next(true), 0, paused);
+        goOn(m_queue.next(true));
     } else if (m_queue.current() == 0 && std::holds_alternative<PlayState::Idle>(m_state)) {
         move(PlayState::Halt{}); // what it was paused in has gone
     }

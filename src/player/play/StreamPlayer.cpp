@@ -12,6 +12,8 @@
 namespace {
 
 constexpr int buffered = 100;
+// A seek that takes longer is a stall.
+constexpr int quickSeekMs = 500;
 // Sound that is over is told so late that who counts the time from the start, which was told late too, does
 // not come out short.
 constexpr int endMarginMs = 60;
@@ -112,6 +114,9 @@ StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
                                           "Nothing came of the stream for %1 seconds; is the network up?"),
                         {StreamSource::stallLimitMs / 1000}));
     });
+    m_seekLimit.setSingleShot(true);
+    m_seekLimit.setInterval(quickSeekMs);
+    connect(&m_seekLimit, &QTimer::timeout, this, &StreamPlayer::tellSilence);
     m_changeTimer.setSingleShot(true);
     m_changeTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_changeTimer, &QTimer::timeout, this, &StreamPlayer::checkChange);
@@ -212,18 +217,14 @@ void StreamPlayer::setPaused(bool paused)
     m_wantsPause = paused;
     applyTarget();
     // Whose silence it is changes without a change of the pipeline's state.
-    post([this] {
-        GstState state = GST_STATE_NULL;
-        if (m_pipeline && gst_element_get_state(m_pipeline, &state, nullptr, 0) != GST_STATE_CHANGE_ASYNC &&
-            state == GST_STATE_PAUSED)
-            tellSilence();
-    });
+    post([this] { tellSilence(); });
 }
 
 void StreamPlayer::stop()
 {
     m_openLimit.stop();
     m_stallLimit.stop();
+    m_seekLimit.stop();
     m_changeTimer.stop();
     m_wantsPause = m_buffering = false;
     m_soughtMs.reset();
@@ -249,6 +250,7 @@ bool StreamPlayer::seek(qint64 positionMs)
                                  positionMs * GST_MSECOND))
         return false;
     m_soughtMs = positionMs;
+    m_seekLimit.start();
     return true;
 }
 
@@ -328,16 +330,14 @@ void StreamPlayer::onBus(GstMessage* message)
             GstState state = GST_STATE_NULL;
             gst_message_parse_state_changed(message, nullptr, &state, nullptr);
             onState(state);
+            tellMove();
             applyTarget();
         }
         break;
     case GST_MESSAGE_ASYNC_DONE:
         if (GST_MESSAGE_SRC(message) != GST_OBJECT(m_pipeline))
             break; // a stream is ready
-        if (m_soughtMs) {
-            m_soughtMs.reset();
-            Q_EMIT moved();
-        }
+        tellMove();
         applyTarget();
         break;
     case GST_MESSAGE_BUFFERING:
@@ -404,7 +404,8 @@ void StreamPlayer::onState(int state)
 {
     if (state == GST_STATE_PLAYING) {
         checkChange();
-        if (m_told == Playing)
+        // Silence that was told lasts until nothing wants it any longer: the pipeline stops again at once.
+        if (m_told == Playing || (m_told != Nothing && (m_wantsPause || m_buffering)))
             return;
         m_told = Playing;
         m_openLimit.stop();
@@ -415,13 +416,21 @@ void StreamPlayer::onState(int state)
     }
 }
 
-/// The pipeline stands still: because the listener wants it, or for want of more of the stream.
+/// Where the pipeline stands still, or is about to: because the listener wants it, or for want of more of the
+/// stream, which may then keep it from ever standing still.
 void StreamPlayer::tellSilence()
 {
+    if (!m_pipeline)
+        return;
+    GstState state = GST_STATE_NULL;
+    const bool changes = gst_element_get_state(m_pipeline, &state, nullptr, 0) == GST_STATE_CHANGE_ASYNC;
+    if (changes ? m_told == Nothing : state != GST_STATE_PAUSED)
+        return;
+    const bool waits = m_buffering || (m_soughtMs && !m_seekLimit.isActive());
     if (m_wantsPause && m_told != Paused) {
         setSilent(Paused);
         Q_EMIT paused();
-    } else if (!m_wantsPause && m_buffering && (m_told == Playing || m_told == Paused)) {
+    } else if (!m_wantsPause && waits && (m_told == Playing || m_told == Paused)) {
         setSilent(Stalled);
         Q_EMIT stalled();
     }
@@ -435,6 +444,18 @@ void StreamPlayer::setSilent(Told told)
         m_stallLimit.start();
     else
         m_stallLimit.stop();
+}
+
+/// A seek has arrived once the pipeline has come to rest: what is told in between may be the end of an
+/// earlier one.
+void StreamPlayer::tellMove()
+{
+    if (!m_soughtMs || !m_pipeline ||
+        gst_element_get_state(m_pipeline, nullptr, nullptr, 0) == GST_STATE_CHANGE_ASYNC)
+        return;
+    m_soughtMs.reset();
+    m_seekLimit.stop();
+    Q_EMIT moved();
 }
 
 /// It is the next stream's turn, once what the current one has let through was heard.
@@ -488,9 +509,20 @@ void StreamPlayer::goOver()
         fail(next.failure);
         return;
     }
-    Q_EMIT playing();
+    tellAgain();
     if (generation == m_generation)
         applyTarget();
+}
+
+/// What was told of the stream before is so of the next one, too: the change may come in a pause.
+void StreamPlayer::tellAgain()
+{
+    if (m_told == Paused)
+        Q_EMIT paused();
+    else if (m_told == Stalled)
+        Q_EMIT stalled();
+    else
+        Q_EMIT playing();
 }
 
 void StreamPlayer::onEnd()

@@ -62,6 +62,8 @@ private:
     void applyTarget();
     void applyVolume();
     void tellSilence();
+    void tellAgain();
+    void tellMove();
     void setSilent(Told told);
     /// Runs something on this object's thread, unless the stream has changed until then. Any thread.
     template <typename Function>
@@ -86,5 +88,6 @@ private:
     Told m_told = Nothing;
     QTimer m_openLimit;
     QTimer m_stallLimit;
+    QTimer m_seekLimit;
     QTimer m_changeTimer;
 };

@@ -446,6 +446,8 @@ private:
         count("a turn");
         if (chance(2))
             m_soon = {edits[below(5)], 30}; // too late for what is prepared
+        else if (chance(2))
+            m_soon = {10, 25, 30}; // a pause that overtakes the change
     }
 
     void finish()
@@ -456,12 +458,16 @@ private:
             return;
         if (next.isEmpty())
             return m_model.streamEnded();
+        count("an end in a pause", m_model.wantsPause);
         const int wanted = m_model.next(true);
         count(wanted == entryAt(next) ? "a seam" : "an edit too late for the seam");
         m_model.streamWentOver(entryAt(next));
         ++m_epoch;
-        if (wanted == entryAt(next))
+        if (wanted == entryAt(next) && m_stream->isHeard())
             m_model.streamPlays();
+        else if (wanted == entryAt(next))
+            m_model.streamSilent(false);
+        count("a seam in a pause", wanted == entryAt(next) && !m_stream->isHeard());
     }
 
     void breakOff()
@@ -473,6 +479,7 @@ private:
             return;
         m_model.streamFailed(at);
         count("a break after sound", wasHeard);
+        count("a break in a pause", m_model.wantsPause);
     }
 
     void breakNext()
@@ -629,9 +636,10 @@ private Q_SLOTS:
         }
         for (auto it = happened.begin(); it != happened.end(); ++it)
             qInfo("%s: %d times", qPrintable(it.key()), it.value());
-        for (const char* rare : {"a turn", "a seam", "an edit too late for the seam", "a stream opened again",
-                                 "an address asked for again", "three failures in a row",
-                                 "a wait for more of the queue", "a break after sound"})
+        for (const char* rare :
+             {"a turn", "a seam", "an edit too late for the seam", "a stream opened again",
+              "an address asked for again", "three failures in a row", "a wait for more of the queue",
+              "a break after sound", "a break in a pause", "a seam in a pause"})
             QVERIFY2(one || happened.value(QString::fromLatin1(rare)) > 0, rare);
     }
 };

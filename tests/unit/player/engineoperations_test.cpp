@@ -178,6 +178,39 @@ private Q_SLOTS:
         QCOMPARE(status().positionMs, ScriptedStream::lengthMs);
     }
 
+    void aPauseThatComesTooLateForATrackIsForTheNextOne_data()
+    {
+        QTest::addColumn<int>("end");
+        QTest::newRow("after its end") << 0;
+        QTest::newRow("after a break") << 1;
+        QTest::newRow("while its address is asked for, in vain") << 2;
+    }
+    void aPauseThatComesTooLateForATrackIsForTheNextOne()
+    {
+        QFETCH(int, end);
+        const QVector<int> ids = fill(QStringLiteral("a b"));
+        if (end == 2) {
+            m_worker->holdAnswers = true;
+            m_worker->uris.remove(QStringLiteral("a"));
+            QVERIFY(m_engine->jump(ids.at(0)));
+            m_engine->pause();
+            m_worker->holdAnswers = false;
+            m_worker->resolve(m_worker->held.takeFirst());
+        } else {
+            playFrom(ids.at(0));
+            m_engine->pause();
+            QVERIFY(end == 0 ? m_stream->finish() : m_stream->breakOff());
+        }
+        QTRY_COMPARE(status().entry, ids.at(1));
+        QTRY_VERIFY(m_stream->isOpen());
+        QCOMPARE(m_stream->opened.last().uri, QStringLiteral("http://b"));
+        QVERIFY(m_stream->opened.last().paused);
+        m_engine->next(); // "next" is for hearing something
+        QCOMPARE(status().state, PelkPlayLogicState::Stopped);
+        m_engine->previous();
+        QVERIFY(!m_stream->opened.last().paused);
+    }
+
     void previousLeavesATrackThatCannotSeek()
     {
         const QVector<int> ids = fill(QStringLiteral("a b"));

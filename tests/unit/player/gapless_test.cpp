@@ -27,6 +27,16 @@ class GaplessTest : public QObject
 
     PlayEngine& engine() { return m_host->engine; }
     const QStringList& states() const { return m_host->worker.states; }
+    /// Without silences and what follows them: on a slow machine a stream may have to be waited for.
+    QStringList toldOfPlaying() const
+    {
+        QStringList told = states();
+        for (int i = told.size() - 2; i >= 0; --i)
+            if (told.at(i).endsWith(QLatin1String(" paused")) &&
+                told.at(i + 1).endsWith(QLatin1String(" playing")))
+                told.erase(told.begin() + i, told.begin() + i + 2);
+        return told;
+    }
 
     /// Plays, and waits until the track after the first one is prepared.
     QVector<int> playUntilPrepared(const QStringList& ids)
@@ -135,7 +145,7 @@ private Q_SLOTS:
                  << id + QStringLiteral(" stopped");
         }
         QCOMPARE(difference(expected), QString());
-        QCOMPARE(states(), told);
+        QCOMPARE(toldOfPlaying(), told);
         QCOMPARE(m_host->worker.resolved, ids);
         // All in one pipeline, or there would be a gap that no sample shows.
         QCOMPARE(m_host->output.sinksAsked(), 1);
@@ -199,7 +209,7 @@ private Q_SLOTS:
         for (const QChar id : heard)
             expected += m_decoded.value(id);
         QCOMPARE(difference(expected), QString());
-        QCOMPARE(states().filter(QStringLiteral("playing")).size(), heard.size());
+        QCOMPARE(toldOfPlaying().filter(QStringLiteral("playing")).size(), heard.size());
         QCOMPARE(states().filter(QStringLiteral("stopped")).size(), heard.size());
     }
 
@@ -214,8 +224,8 @@ private Q_SLOTS:
         QVERIFY(waitForEnd());
         QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("c"))));
         if (isInTime)
-            QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
-                                                   "c opening, c playing, c stopped")));
+            QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                                          "c opening, c playing, c stopped")));
         QCOMPARE(states().last(), QStringLiteral("c stopped"));
         QCOMPARE(states().filter(QStringLiteral("stopped")).size(),
                  states().filter(QStringLiteral("opening")).size());
@@ -232,7 +242,7 @@ private Q_SLOTS:
         QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("a")) +
                             m_decoded.value(QStringLiteral("b"))),
                  QString());
-        QCOMPARE(states(),
+        QCOMPARE(toldOfPlaying(),
                  list(QStringLiteral("a opening, a playing, a stopped, a opening, a playing, a stopped, "
                                      "b opening, b playing, b stopped")));
     }
@@ -256,8 +266,8 @@ private Q_SLOTS:
         QVERIFY(waitForEnd());
         QCOMPARE(m_host->worker.resolved, list(QStringLiteral("a, b")));
         QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("b"))));
-        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
-                                               "b opening, b playing, b stopped")));
+        QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
+                                                      "b opening, b playing, b stopped")));
     }
 
     void aJumpWhileTheNextOneIsAskedForPlaysWhereItLeads()
@@ -273,8 +283,8 @@ private Q_SLOTS:
         for (const CMSetDataRequest& request : qAsConst(worker.held))
             worker.setDataRequest(request);
         QVERIFY(waitForEnd());
-        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
-                                               "c opening, c playing, c stopped")));
+        QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped userSkip, "
+                                                      "c opening, c playing, c stopped")));
     }
 
     void aSkipWhileTheNextOneIsAskedForTakesThatAnswer()
@@ -315,8 +325,8 @@ private Q_SLOTS:
         QCOMPARE(noticed.size(), 1);
         QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
                  QString());
-        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, ") + told +
-                                QStringLiteral("b opening, b playing, b stopped")));
+        QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped, ") + told +
+                                       QStringLiteral("b opening, b playing, b stopped")));
     }
 
     void aPauseNearTheEndHoldsTheSeam()
@@ -366,13 +376,8 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples().endsWith(rest + m_decoded.value(QStringLiteral("b"))));
         QCOMPARE(m_host->output.sinksAsked(), 1);
         QCOMPARE(m_host->worker.resolved, list(QStringLiteral("a, b")));
-        // A stream may have to be waited for, which is silence.
-        QStringList told = states();
-        for (int i = told.size() - 2; i >= 0; --i)
-            if (told.at(i).endsWith(QLatin1String(" paused")))
-                told.erase(told.begin() + i, told.begin() + i + 2);
-        QCOMPARE(told, list(QStringLiteral("a opening, a playing, a stopped, "
-                                           "b opening, b playing, b stopped")));
+        QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                                      "b opening, b playing, b stopped")));
     }
 
     void aTrackThatIsRepeatedHasNoGapEither()
@@ -403,8 +408,34 @@ private Q_SLOTS:
         const QByteArray rest = m_decoded.value(QStringLiteral("a"))
                                     .mid(200 * EngineHost::rateHz / 1000 * EngineHost::frameBytes);
         QVERIFY(m_host->output.samples().endsWith(rest + m_decoded.value(QStringLiteral("b"))));
-        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
-                                               "b opening, b playing, b stopped")));
+        QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                                      "b opening, b playing, b stopped")));
+    }
+
+    void aPauseThatOvertakesTheChangeIsOneOfTheNextTrack()
+    {
+        QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
+        waitForSoundAfterA();
+        // The change becomes due, and the player does not look at it before the pause.
+        const int due =
+            m_decoded.value(QStringLiteral("a")).size() + EngineHost::rateHz / 5 * EngineHost::frameBytes;
+        QElapsedTimer limit;
+        limit.start();
+        while (m_host->output.samples().size() < due && !limit.hasExpired(10000))
+            g_usleep(1000);
+        engine().pause();
+        QTRY_COMPARE(states().last(), QStringLiteral("b paused"));
+        QCOMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        engine().play();
+        QVERIFY(waitForEnd());
+        QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
+                 QString());
+        QStringList told = states();
+        told.removeAll(QStringLiteral("a paused")); // depends on which of the two comes first, as does ...
+        if (told.count(QStringLiteral("b playing")) == 2)
+            told.removeOne(QStringLiteral("b playing"));
+        QCOMPARE(told, list(QStringLiteral("a opening, a playing, a stopped, "
+                                           "b opening, b paused, b playing, b stopped")));
     }
 
     void aSeamAfterALongPauseHasNoGapEither()
@@ -435,8 +466,8 @@ private Q_SLOTS:
                  qPrintable(m_host->worker.resolved.join(QLatin1Char(' '))));
         QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("b"))),
                  QString());
-        QCOMPARE(states(), list(QStringLiteral("a opening, a playing, a stopped, "
-                                               "b opening, b playing, b stopped")));
+        QCOMPARE(toldOfPlaying(), list(QStringLiteral("a opening, a playing, a stopped, "
+                                                      "b opening, b playing, b stopped")));
     }
 };
 

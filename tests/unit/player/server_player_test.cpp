@@ -140,6 +140,14 @@ private Q_SLOTS:
         QTRY_COMPARE(player(f).value(text("canSeek")).toBool(), true);
         QCOMPARE(post(f, "seek", {{text("positionMs"), 15000}}), 204);
         QTRY_VERIFY(player(f).value(text("positionMs")).toInt() >= 15000);
+        QCOMPARE(post(f, "pause"), 204);
+        QTRY_COMPARE(state(f), text("paused"));
+        QCOMPARE(post(f, "seek", {{text("positionMs"), 15000}}), 204);
+        for (int i = 0; i < 3; ++i) // none of them waits until the one before has arrived
+            QCOMPARE(post(f, "seek", {{text("byMs"), -4000}}), 204);
+        QCOMPARE(player(f).value(text("positionMs")).toInt(), 3000);
+        QCOMPARE(post(f, "seek", {{text("byMs"), 1500}}), 204);
+        QCOMPARE(player(f).value(text("positionMs")).toInt(), 4500);
         QCOMPARE(post(f, "stop"), 204);
         QTRY_COMPARE(state(f), text("stopped"));
         QCOMPARE(post(f, "seek", {{text("positionMs"), 1}}), 409);
@@ -184,6 +192,9 @@ private Q_SLOTS:
         row("seek", R"({"positionMs": -1})");
         row("seek", R"({"positionMs": "0"})");
         row("seek", "{}");
+        row("seek", R"({"byMs": 1.5})");
+        row("seek", R"({"byMs": 9e99})");
+        row("seek", R"({"positionMs": 1, "byMs": 1})");
         row("volume", "{}");
         row("volume", R"({"percent": 101})");
         row("volume", R"({"percent": -1})");

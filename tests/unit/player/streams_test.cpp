@@ -326,6 +326,55 @@ private Q_SLOTS:
         QVERIFY(m_decoded.endsWith(m_host->output.samples()));
     }
 
+    void aSeekTellsWhereItLeadsUntilItHasArrived()
+    {
+        m_file = wav(6);
+        startAndHear();
+        engine().pause();
+        QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        QList<qint64> places;
+        connect(&engine(), &PlayEngine::seeked, this, [&places](qint64 place) { places.append(place); });
+        engine().seek(3000);
+        // That has arrived, and the player does not know it yet.
+        GstObject* pipeline = GST_OBJECT_PARENT(m_host->output.sink());
+        QCOMPARE(gst_element_get_state(GST_ELEMENT(pipeline), nullptr, nullptr, 10 * GST_SECOND),
+                 GST_STATE_CHANGE_SUCCESS);
+        m_unanswered = 1;
+        engine().seek(1000);
+        QTRY_COMPARE(m_unanswered.load(), 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(places, QList<qint64>());
+        QCOMPARE(engine().status().positionMs, 1000);
+        m_server->release();
+        QTRY_COMPARE(places, QList<qint64>{1000});
+    }
+
+    void aPauseIsToldWhileASeekGetsNothing_data()
+    {
+        QTest::addColumn<bool>("stallsFirst");
+        QTest::newRow("at once") << false;
+        QTest::newRow("after a stall") << true;
+    }
+    void aPauseIsToldWhileASeekGetsNothing()
+    {
+        QFETCH(bool, stallsFirst);
+        m_file = wav(6);
+        startAndHear();
+        m_unanswered = 1000;
+        engine().seek(4000);
+        if (stallsFirst)
+            QTRY_VERIFY(engine().status().stalled);
+        engine().pause();
+        QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
+        QCOMPARE(states().last(), QStringLiteral("1 paused"));
+        m_unanswered = 0;
+        engine().play();
+        QTRY_VERIFY(engine().status().stalled);
+        m_server->release();
+        QTRY_COMPARE(states().last(), QStringLiteral("1 playing"));
+        QVERIFY(engine().status().positionMs >= 4000);
+    }
+
     void anAddressThatHeldNoLongerAfterAPauseIsAskedForAgain()
     {
         m_host->worker.maxIdleMs = 300;

@@ -55,6 +55,10 @@ export class Client {
   async seek(positionMs: number): Promise<void> {
     await this.post("/api/player/seek", { positionMs: Math.round(positionMs) });
   }
+  /** On by a distance, or back; distances that follow each other quickly add up. */
+  async seekBy(byMs: number): Promise<void> {
+    await this.post("/api/player/seek", { byMs: Math.round(byMs) });
+  }
   async volume(change: { percent?: number; muted?: boolean }): Promise<void> {
     await this.post("/api/player/volume", change);
   }

@@ -477,7 +477,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** To a place in the track. 409 where the track has no such places. */
+    /** To a place in the track, or on or back by a distance. Distances add up: each counts from where the seek before leads. 409 where the track has no such places. */
     post: {
       parameters: {
         query?: never;
@@ -488,7 +488,8 @@ export interface paths {
       requestBody: {
         content: {
           "application/json": {
-            positionMs: number;
+            positionMs?: number;
+            byMs?: number;
           };
         };
       };

@@ -44,9 +44,14 @@ void jump(PlayEngine& engine, const ApiRequest& request, const ApiResponder& res
 
 void seek(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
 {
+    if (request.has("positionMs") == request.has("byMs"))
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"positionMs\" or \"byMs\" has to be given."));
     if (!engine.status().canSeek)
         throw Problem(409, serverText(QT_TRANSLATE_NOOP("PanelServer", "There is nothing to seek in.")));
-    engine.seek(request.whole("positionMs"));
+    if (request.has("byMs"))
+        engine.seekBy(request.whole("byMs"));
+    else
+        engine.seek(request.whole("positionMs"));
     responder.done();
 }
 
@@ -163,7 +168,11 @@ QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling, const Con
         {"POST", "/api/player/next", {}, plain(&PlayEngine::next)},
         {"POST", "/api/player/previous", {}, plain(&PlayEngine::previous)},
         {"POST", "/api/player/jump", {entry}, with(jump)},
-        {"POST", "/api/player/seek", {{"positionMs", Kind::Whole, true, 0, longestTrackMs}}, with(seek)},
+        {"POST",
+         "/api/player/seek",
+         {{"positionMs", Kind::Whole, false, 0, longestTrackMs},
+          {"byMs", Kind::Whole, false, -longestTrackMs, longestTrackMs}},
+         with(seek)},
         {"POST", "/api/player/volume", {percent, {"muted", Kind::Flag, false}}, with(volume)},
         {"POST",
          "/api/player/mode",

@@ -25,6 +25,11 @@ describe("a request to the player", () => {
     expect(sent[0]!.request?.body).toBe('{"positionMs":1235}');
     expect(new Headers(sent[0]!.request?.headers).get("Content-Type")).toBe("application/json");
   });
+  test("leaves it to the player to add up what is sought by a distance", async () => {
+    const { made, sent } = client(() => new Response(null, { status: 204 }));
+    await made.seekBy(-10_000);
+    expect(sent[0]!.request?.body).toBe('{"byMs":-10000}');
+  });
   test("fails with the sentence for the person, as it came", async () => {
     const { made } = client(() =>
       Response.json({ title: "Error", status: 502, detail: "Ungültig.", name: "X" }, { status: 502 }),
