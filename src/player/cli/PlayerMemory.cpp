@@ -22,6 +22,7 @@ PlayerMemory::PlayerMemory(PlayEngine* engine, const QString& folder, QObject* p
     connect(&m_tick, &QTimer::timeout, this, &PlayerMemory::keep);
     for (StateFile* file : {&m_queueFile, &m_restFile})
         connect(file, &StateFile::failed, this, &PlayerMemory::failed);
+    connect(&m_queueFile, &StateFile::settled, this, &PlayerMemory::keep);
 }
 
 PlayerMemory::~PlayerMemory()
@@ -36,7 +37,7 @@ QStringList PlayerMemory::begin()
     QStringList notices{m_queueFile.notice(), m_restFile.notice()};
     notices.removeAll(QString());
     if (!queue.isEmpty() || !rest.isEmpty() || !notices.isEmpty())
-        m_engine->restore(SavedPlayerText::read(queue, rest));
+        restore(queue, rest);
     m_keptRevision = m_engine->queue().revision();
     m_isKeeping = true;
     connect(m_engine, &PlayEngine::statusChanged, this, &PlayerMemory::keep);
@@ -44,27 +45,44 @@ QStringList PlayerMemory::begin()
     return notices;
 }
 
+void PlayerMemory::restore(const PelkHash& queue, const PelkHash& rest)
+{
+    m_generation = qMax(SavedPlayerText::generation(queue), SavedPlayerText::generation(rest));
+    SavedPlayer saved = SavedPlayerText::read(queue, rest);
+    // What the queue's file says may be much older than what could not be read.
+    if (!m_restFile.notice().isEmpty())
+        saved.volumePercent = qMin(saved.volumePercent, SavedPlayerText::cautiousVolumePercent);
+    m_engine->restore(saved);
+}
+
 void PlayerMemory::end()
 {
     if (!m_isKeeping)
         return;
     keep();
+    m_queueFile.flush();
+    keep();
+    m_restFile.flush();
     m_isKeeping = false;
     m_tick.stop();
     disconnect(m_engine, nullptr, this, nullptr);
     disconnect(&m_engine->queue(), nullptr, this, nullptr);
-    m_queueFile.flush();
-    m_restFile.flush();
 }
 
+/// The rest waits until the queue that it belongs to is on the disk.
 void PlayerMemory::keep()
 {
+    if (!m_isKeeping)
+        return;
     const PlayerStatus status = m_engine->status();
     if (m_keptRevision != status.queueRevision) {
         m_keptRevision = status.queueRevision;
+        ++m_generation;
+        m_restFile.drop();
         m_queueFile.save([this] { return copyOfQueue(); });
     }
-    m_restFile.save([this] { return copyOfRest(); });
+    if (!m_queueFile.isBusy())
+        m_restFile.save([this] { return copyOfRest(); });
     if (status.state != PelkPlayLogicState::Playing || status.stalled)
         m_tick.stop();
     else if (!m_tick.isActive())
@@ -73,7 +91,9 @@ void PlayerMemory::keep()
 
 StateFile::Writer PlayerMemory::copyOfQueue() const
 {
-    return [saved = m_engine->saved()](QByteArray* text) { SavedPlayerText::appendQueue(text, saved); };
+    return [saved = m_engine->saved(), generation = m_generation](QByteArray* text) {
+        SavedPlayerText::appendQueue(text, saved, generation);
+    };
 }
 
 StateFile::Writer PlayerMemory::copyOfRest() const
@@ -86,7 +106,7 @@ StateFile::Writer PlayerMemory::copyOfRest() const
     saved.volumePercent = status.volumePercent;
     saved.muted = status.muted;
     saved.repeat = status.repeat;
-    return [saved, row = m_engine->queue().row(status.entry)](QByteArray* text) {
-        SavedPlayerText::appendRest(text, saved, row);
+    return [saved, row = m_engine->queue().row(status.entry), generation = m_generation](QByteArray* text) {
+        SavedPlayerText::appendRest(text, saved, row, generation);
     };
 }

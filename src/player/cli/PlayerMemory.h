@@ -28,6 +28,7 @@ Q_SIGNALS:
     void failed(const QString& sentence);
 
 private:
+    void restore(const PelkHash& queue, const PelkHash& rest);
     void keep();
     StateFile::Writer copyOfQueue() const;
     StateFile::Writer copyOfRest() const;
@@ -35,7 +36,8 @@ private:
     PlayEngine* m_engine;
     StateFile m_queueFile;
     StateFile m_restFile;
-    QTimer m_tick; // while the position moves
-    quint64 m_keptRevision = 0;
+    QTimer m_tick;              // while the position moves
+    quint64 m_keptRevision = 0; // of the queue ...
+    qint64 m_generation = 0;    // ... and its number over all runs
     bool m_isKeeping = false;
 };

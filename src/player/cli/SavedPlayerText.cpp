@@ -8,6 +8,8 @@
 
 namespace {
 
+const QString generationKey = QStringLiteral("generation");
+const QString playerKey = QStringLiteral("player");
 const QString rowsKey = QStringLiteral("rows");
 const QString unshuffledKey = QStringLiteral("unshuffled");
 const QString shuffledKey = QStringLiteral("shuffled");
@@ -21,6 +23,8 @@ const QString repeatKey = QStringLiteral("repeat");
 
 /// A track with its meta data; a longer one only makes the text grow.
 constexpr int usualRowBytes = 700;
+/// A generation for each change in a thousand years, and exact in any JSON.
+constexpr qint64 mostGenerations = 1LL << 53;
 
 const std::array<std::pair<RepeatMode, const char*>, 3> repeatWords{
     {{RepeatMode::Off, "off"}, {RepeatMode::One, "one"}, {RepeatMode::All, "all"}}};
@@ -41,7 +45,7 @@ int currentOf(const QVector<PelkRoles>& rows, const PelkHash& rest)
 
 } // namespace
 
-void SavedPlayerText::appendQueue(QByteArray* text, const SavedPlayer& saved)
+void SavedPlayerText::appendQueue(QByteArray* text, const SavedPlayer& saved, qint64 generation)
 {
     text->reserve(text->size() + saved.rows.size() * usualRowBytes);
     *text += "{\"rows\":[";
@@ -54,16 +58,20 @@ void SavedPlayerText::appendQueue(QByteArray* text, const SavedPlayer& saved)
         saved.shuffled ? "],\"shuffled\":true,\"unshuffled\":[" : "],\"shuffled\":false,\"unshuffled\":[";
     for (int i = 0; i < saved.unshuffled.size(); ++i)
         *text += (i > 0 ? "," : "") + QByteArray::number(saved.unshuffled.at(i));
-    *text += "]}";
+    *text += "],\"player\":";
+    appendRest(text, saved, saved.rows.value(saved.current), generation);
+    *text += ",\"generation\":" + QByteArray::number(generation) + '}';
 }
 
-void SavedPlayerText::appendRest(QByteArray* text, const SavedPlayer& saved, const PelkRoles& row)
+void SavedPlayerText::appendRest(QByteArray* text, const SavedPlayer& saved, const PelkRoles& row,
+                                 qint64 generation)
 {
     QString repeat;
     for (const auto& [mode, word] : repeatWords)
         if (mode == saved.repeat)
             repeat = QLatin1String(word);
-    *text += PelkJson::serialize(QVariantHash{{currentKey, saved.current},
+    *text += PelkJson::serialize(QVariantHash{{generationKey, generation},
+                                              {currentKey, saved.current},
                                               {pathKey, row.path().toString()},
                                               {positionKey, saved.positionMs},
                                               {durationKey, saved.durationMs},
@@ -72,9 +80,16 @@ void SavedPlayerText::appendRest(QByteArray* text, const SavedPlayer& saved, con
                                               {repeatKey, repeat}});
 }
 
-SavedPlayer SavedPlayerText::read(const PelkHash& queue, const PelkHash& rest)
+qint64 SavedPlayerText::generation(const PelkHash& data)
+{
+    const qint64 said = data.value(generationKey).toLongLong();
+    return said > 0 && said < mostGenerations ? said : 0;
+}
+
+SavedPlayer SavedPlayerText::read(const PelkHash& queue, const PelkHash& written)
 {
     SavedPlayer saved;
+    const PelkHash rest = generation(queue) > generation(written) ? queue.record(playerKey) : written;
     const QList<PelkHash> rows = queue.records(rowsKey);
     saved.rows.reserve(rows.size());
     for (const PelkHash& parsed : rows) {

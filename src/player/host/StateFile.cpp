@@ -4,6 +4,7 @@
 #include "api/core/model/cmreadfile.h"
 #include "api/core/model/cmsavefile.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QThread>
 #include <sys/stat.h>
@@ -78,7 +79,7 @@ StateFile::StateFile(const QString& fileName, const QString& concern, int versio
 
 StateFile::~StateFile()
 {
-    flush();
+    finish();
 }
 
 PelkHash StateFile::read()
@@ -162,12 +163,26 @@ void StateFile::write()
                 m_hasFailed = !isDone;
                 if (m_waiting)
                     save(m_waiting);
+                else
+                    Q_EMIT settled();
             },
             Qt::QueuedConnection);
     });
 }
 
 void StateFile::flush()
+{
+    finish();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+}
+
+void StateFile::drop()
+{
+    m_timer.stop();
+    m_waiting = Copier();
+}
+
+void StateFile::finish()
 {
     m_timer.stop();
     writingThread()->waitForDone();
@@ -178,8 +193,7 @@ void StateFile::flush()
 
 bool StateFile::remove(QString* error)
 {
-    m_timer.stop();
-    m_waiting = Copier();
+    drop();
     writingThread()->waitForDone();
     if (::unlink(QFile::encodeName(m_fileName).constData()) == 0 || errno == ENOENT)
         return true;

@@ -28,7 +28,7 @@ public:
 
     /// `version` is of the data's form; files of later versions are not read.
     StateFile(const QString& fileName, const QString& concern, int version, QObject* parent = nullptr);
-    /// As flush().
+    /// Writes what waits, and returns when it is on the disk.
     ~StateFile() override;
 
     /// Reads the data; empty where there is none. A file that cannot be used is set aside under a name of its
@@ -39,17 +39,24 @@ public:
 
     /// Has the data written within a second; a later call replaces an earlier one that still waits.
     void save(const Copier& copier);
-    /// Writes what waits, and returns when it is on the disk.
+    /// Whether something waits to be written, or is being written.
+    bool isBusy() const { return m_isWriting || m_waiting; }
+    /// Writes what waits, and returns when it is on the disk; settled() or failed() has come by then.
     void flush();
+    /// Forgets what waits.
+    void drop();
     /// Removes the file and drops what waits. False, with a sentence, when it is still there.
     bool remove(QString* error);
 
 Q_SIGNALS:
     /// The file cannot be written; `sentence` says why. Once until a write succeeds again.
     void failed(const QString& sentence);
+    /// Nothing is to be written any longer: the last data is on the disk, or failed() has come.
+    void settled();
 
 private:
     void write();
+    void finish();
     void setAside(const QString& reason);
     QByteArray whole(const Writer& writer) const;
 
