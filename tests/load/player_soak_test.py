@@ -192,10 +192,10 @@ class Soak:
 
     def paused_and_sought(self):
         self.do("pause")
-        until(lambda: self.status()["state"] == "paused", "a pause")
+        until(lambda: self.status()["state"] == "paused", lambda: f"a pause, but {self.status()}")
         self.do("seek", positionMs=20000)
         self.do("play")
-        until(lambda: self.status()["state"] == "playing", "the end of a pause")
+        until(lambda: self.status()["state"] == "playing", lambda: f"the end of a pause, but {self.status()}")
         self.next()
 
     def failed(self):
@@ -260,15 +260,17 @@ class Soak:
         self.replace()
         ways = [self.next, self.previous, self.jump, self.again, self.insert, self.next, self.remove, self.shuffled, self.replace,
                 self.paused_and_sought, self.failed, self.media_key, self.media_key]
-        for number in range(plan.starts - 1):
+        turns = plan.starts - 1
+        for number in range(turns):
             way = ways[number % len(ways)]
             self.take(way)
             for other, count in ((self.seam, plan.seams), (self.broken, plan.breaks), (self.stalled, plan.stalls),
                                  (self.log_in_again, plan.logins)):
-                if (number + 1) * count // plan.starts > number * count // plan.starts:
+                if (number + 1) * count // turns > number * count // turns:
                     self.take(other)
             if number % 1000 == 999:  # before the sandbox forgets
                 self.rest()
+                self.take(self.again)
 
     def reports(self):
         return collections.Counter(
