@@ -14,6 +14,7 @@
 #include <QCoreApplication>
 
 #include <cstdlib>
+#include <malloc.h>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,13 @@ void showNotice(const PelkNotificationDisplayItem& notice)
 {
     Terminal::note(
         printableText(QStringLiteral("%1: %2").arg(notice.title().toString(), notice.message().toString())));
+}
+
+/// Each track has threads of its own, and the allocator keeps memory free for each thread: one arena for all
+/// of them grows by nothing.
+void keepLittleMemoryFree()
+{
+    ::mallopt(M_ARENA_MAX, 1);
 }
 
 int run(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLock* lock)
@@ -78,6 +86,7 @@ int run(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLoc
 int main(int argc, char** argv)
 {
     FileLimit::raise();
+    keepLittleMemoryFree();
     Logging::endOnFatalMessages();
     QCoreApplication app(argc, argv);
     int code = ExitCode::ok;
