@@ -145,9 +145,9 @@ private Q_SLOTS:
         QCOMPARE(post(f, "seek", {{text("positionMs"), 15000}}), 204);
         for (int i = 0; i < 3; ++i) // none of them waits until the one before has arrived
             QCOMPARE(post(f, "seek", {{text("byMs"), -4000}}), 204);
-        QCOMPARE(player(f).value(text("positionMs")).toInt(), 3000);
+        QVERIFY(qAbs(player(f).value(text("positionMs")).toInt() - 3000) <= 100);
         QCOMPARE(post(f, "seek", {{text("byMs"), 1500}}), 204);
-        QCOMPARE(player(f).value(text("positionMs")).toInt(), 4500);
+        QVERIFY(qAbs(player(f).value(text("positionMs")).toInt() - 4500) <= 200);
         QCOMPARE(post(f, "stop"), 204);
         QTRY_COMPARE(state(f), text("stopped"));
         QCOMPARE(post(f, "seek", {{text("positionMs"), 1}}), 409);
