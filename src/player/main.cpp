@@ -36,6 +36,18 @@ void keepLittleMemoryFree()
 int run(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLock* lock)
 {
     using Command = CommandLine::Command;
+    switch (line.command) {
+    case Command::Password:
+        return Commands::password();
+    case Command::TokenAdd:
+        return Commands::addToken(line);
+    case Command::TokenList:
+        return Commands::listTokens();
+    case Command::TokenRemove:
+        return Commands::removeToken(line);
+    default:
+        break;
+    }
     QString error;
     if (line.command == Command::Serve) {
         const PlayerLock::Outcome outcome = lock->take(&error);
@@ -75,7 +87,7 @@ int run(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLoc
         return ServeCommand(host, line, *lock).run(signalWatch);
     case Command::Modules:
         return problems.isEmpty() ? Commands::modules(host) : qMax(Commands::modules(host), ExitCode::failed);
-    case Command::Quality:
+    default:
         break;
     }
     return ExitCode::ok;

@@ -187,6 +187,28 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
         ->type_name("FILE");
     serve->add_option("--socket-group", socketGroup, "Group that may use the socket file, too")
         ->type_name("GROUP");
+    serve->add_flag("--tls", line.tls, "Encrypt, with a certificate that the player makes");
+    std::string certificate;
+    std::string key;
+    serve->add_option("--tls-cert", certificate, "Encrypt, with this certificate in PEM")->type_name("FILE");
+    serve->add_option("--tls-key", key, "The certificate's key in PEM")->type_name("FILE");
+    serve->add_flag("--open", line.open, "Let everybody in who reaches it, without a password");
+    add("password", "Set the password for other devices; asks for it", Command::Password);
+
+    CLI::App* token = app.add_subcommand("token", "Let programs of other devices in")->group("Commands");
+    token->require_subcommand(1);
+    std::string tokenName;
+    const auto addToken = [&](const char* name, const char* description, Command which) {
+        CLI::App* sub = token->add_subcommand(name, description);
+        sub->callback([&line, which] { line.command = which; });
+        if (which != Command::TokenList)
+            sub->add_option("NAME", tokenName, "What the token is called")->required()->type_name("");
+        return sub;
+    };
+    addToken("add", "Make a token, and show it this once", Command::TokenAdd)
+        ->add_flag("--read-only", line.readOnly, "It may see everything and change nothing");
+    addToken("list", "Show the names of the tokens", Command::TokenList);
+    addToken("remove", "Let a token in no longer", Command::TokenRemove);
     add("modules", "Show the modules and what went wrong with any", Command::Modules);
 
     std::string current;
@@ -227,6 +249,9 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     line.panelFolder = decoded(panel);
     line.socketFile = decoded(socketFile);
     line.socketGroup = decoded(socketGroup);
+    line.certificateFile = decoded(certificate);
+    line.keyFile = decoded(key);
+    line.tokenName = decoded(tokenName);
     line.origin = AccessRules::originOf(decoded(origin));
     line.from = from;
     line.to =
@@ -242,6 +267,9 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, int* exitCo
     else if (line.command == Command::Serve && !readListen(decoded(listen), &line))
         wrong = QStringLiteral("\"%1\" is no address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
                     .arg(decoded(listen));
+    else if (certificate.empty() != key.empty())
+        wrong = QStringLiteral("--tls-cert and --tls-key go together: a certificate is of no use without its "
+                               "key.");
     else if (!origin.empty() && line.origin.isEmpty())
         wrong = QStringLiteral("\"%1\" is no address of a site, such as https://music.home.example.")
                     .arg(decoded(origin));

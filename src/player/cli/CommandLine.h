@@ -17,7 +17,11 @@ struct CommandLine
         Play,
         Quality,
         Modules,
-        Serve
+        Serve,
+        Password,
+        TokenAdd,
+        TokenList,
+        TokenRemove
     };
 
     Command command = Command::Status;
@@ -41,6 +45,12 @@ struct CommandLine
     QString origin;             // serve; empty is none
     QString socketFile;         // serve; empty is the usual one
     QString socketGroup;        // serve; empty is none
+    bool open = false;          // serve
+    bool tls = false;           // serve
+    QString certificateFile;    // serve; empty is none
+    QString keyFile;            // serve
+    QString tokenName;          // token add, token remove
+    bool readOnly = false;      // token add
 
     /// Reads the arguments. Nothing, and `exitCode` set, when there is nothing more to do: help was shown, or
     /// a sentence about what is wrong.

@@ -13,6 +13,12 @@ int status(const Host& host);
 int quality(const CommandLine& line);
 int modules(const Host& host);
 
+// These need neither settings nor modules.
+int password();
+int addToken(const CommandLine& line);
+int listTokens();
+int removeToken(const CommandLine& line);
+
 int rows(const CommandLine& line);
 int search(const CommandLine& line);
 

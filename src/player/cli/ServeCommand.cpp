@@ -17,11 +17,13 @@
 #include "player/server/PanelServer.h"
 #include "player/server/ServerText.h"
 #include "player/server/Translations.h"
+#include "player/server/announce/Announcer.h"
 #include "player/server/http/AccessRules.h"
 #include "player/server/http/Listener.h"
 #include "player/server/http/SocketFile.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
 #include <QDir>
 #include <QEventLoop>
 #include <QFileInfo>
@@ -32,6 +34,13 @@
 namespace {
 
 constexpr int lastReportMs = 3000;
+
+/// Applies a setting, now and whenever it changes.
+void follow(const CMPath& path, QObject* context, const std::function<void(const PelkValue&)>& apply)
+{
+    apply(CMRoot()->getValue(path));
+    CMRoot()->subscribe(path)->add(CMSubscribe::Value, path, context, apply);
+}
 
 } // namespace
 
@@ -62,17 +71,41 @@ void ServeCommand::tellSaveFailure(PanelServer* server) const
     Terminal::error(failure);
 }
 
+/// Where others reach the player, they find it by its name.
+void ServeCommand::announce(const PanelServer& server, QObject* context) const
+{
+    if (AccessRules::isLoopback(server.address()))
+        return;
+    auto* const announcer =
+        new Announcer(QDBusConnection::systemBus(), {server.port(), !server.fingerprint().isEmpty()});
+    announcer->setParent(context);
+    follow(PlayerSettings::namePath(), context,
+           [announcer](const PelkValue& value) { announcer->setName(value.string_()); });
+}
+
+/// What others can do, where others reach the player.
+void ServeCommand::warn(const PanelServer& server) const
+{
+    const bool isReachable = !AccessRules::isLoopback(server.address());
+    const QString name =
+        AccessRules::isEveryAddress(server.address()) ? QSysInfo::machineHostName() : server.address();
+    if (m_line.open && (isReachable || !m_line.origin.isEmpty()))
+        Terminal::note(QStringLiteral("Warning: everybody who reaches %1 can use this player and its account "
+                                      "without a password.")
+                           .arg(isReachable ? name : m_line.origin));
+    if (isReachable && server.fingerprint().isEmpty())
+        Terminal::note(QStringLiteral("Warning: the connection to %1 is not encrypted; others in the network "
+                                      "can read what is sent, passwords included. --tls encrypts it.")
+                           .arg(name));
+}
+
 /// The listener's settings, now and whenever they change.
 void ServeCommand::followSettings(PlayEngine* engine, History* history, QObject* context)
 {
-    const auto follow = [context](const CMPath& path, const std::function<void(const PelkValue&)>& apply) {
-        apply(CMRoot()->getValue(path));
-        CMRoot()->subscribe(path)->add(CMSubscribe::Value, path, context, apply);
-    };
-    follow(PlayerSettings::volumeLimitPath(), [engine](const PelkValue& value) {
+    follow(PlayerSettings::volumeLimitPath(), context, [engine](const PelkValue& value) {
         engine->setVolumeLimit(PlayerSettings::volumeLimitPercent(value));
     });
-    follow(PlayerSettings::historyPath(),
+    follow(PlayerSettings::historyPath(), context,
            [history](const PelkValue& value) { history->setKeeping(PlayerSettings::keepsHistory(value)); });
     QObject::connect(engine, &PlayEngine::trackStarted, history, [engine, history](const PelkRoles&) {
         history->add(engine->queue().row(engine->queue().current()));
@@ -87,6 +120,12 @@ int ServeCommand::run(SignalWatch* signalWatch)
     options.socket = Listener::passedSocket();
     options.origin = m_line.origin;
     options.panelFolder = m_line.panelFolder;
+    options.stateFolder = Host::stateFolder();
+    options.hasTls = m_line.tls;
+    options.certificateFile = m_line.certificateFile;
+    options.keyFile = m_line.keyFile;
+    options.isOpen = m_line.open;
+    options.tell = [](const QString& sentence) { Terminal::error(sentence); };
     options.translationFolders = Translations::defaultFolders(m_line.moduleFolder);
     options.closedPaths = ServiceSettings::privatePaths() << ServiceAccount::LoginStore::path();
     SocketFile socketFile;
@@ -127,12 +166,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
         return ExitCode::failed;
     }
     m_host.setNoticeReceiver([&server](const PelkNotificationDisplayItem& notice) { server.notify(notice); });
-    if (!AccessRules::isLoopback(server.address()))
-        Terminal::note(
-            QStringLiteral("Warning: everybody who reaches %1 can use this player and its account; "
-                           "nothing asks them who they are.")
-                .arg(AccessRules::isEveryAddress(server.address()) ? QSysInfo::machineHostName()
-                                                                   : server.address()));
+    warn(server);
+    announce(server, &context);
     // The module that writes the login does not look at the outcome.
     CMRoot()
         ->subscribe(ServiceAccount::LoginStore::path())
@@ -144,6 +179,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
                 .arg(options.panelFolder));
     m_lock.publish(socketName, server.url());
     Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
+    if (!server.fingerprint().isEmpty())
+        Terminal::out(QStringLiteral("Its certificate's SHA-256 is %1\n").arg(server.fingerprint()));
     Terminal::flushOut();
     QEventLoop loop;
     QObject::connect(signalWatch, &SignalWatch::caught, &loop, &QEventLoop::quit);

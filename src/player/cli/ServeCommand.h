@@ -25,6 +25,8 @@ public:
     static QString defaultPanelFolder();
 
 private:
+    void announce(const PanelServer& server, QObject* context) const;
+    void warn(const PanelServer& server) const;
     void tellSaveFailure(PanelServer* server) const;
     static void followSettings(PlayEngine* engine, History* history, QObject* context);
 

@@ -1,11 +1,14 @@
 #include "player/host/PlayerSettings.h"
 
+#include <QSysInfo>
+
 namespace {
 
 const QString section = QStringLiteral("player");
 const QString on = QStringLiteral("on");
 const QString off = QStringLiteral("off");
 constexpr int loudestPercent = 100;
+constexpr int longestNameBytes = 63; // of a service in the network
 
 QString keyOf(const CMPath& path)
 {
@@ -14,6 +17,8 @@ QString keyOf(const CMPath& path)
 
 QString defaultOf(const CMPath& path)
 {
+    if (path == PlayerSettings::namePath())
+        return QSysInfo::machineHostName();
     return path == PlayerSettings::volumeLimitPath() ? QString::number(loudestPercent) : on;
 }
 
@@ -22,6 +27,10 @@ QString whatIsWrongWith(const CMPath& path, const QString& text)
 {
     if (path == PlayerSettings::historyPath())
         return text == on || text == off ? QString() : QStringLiteral("on or off");
+    if (path == PlayerSettings::namePath())
+        return text.trimmed().isEmpty() || text.toUtf8().size() > longestNameBytes
+                   ? QStringLiteral("a name of at most 63 bytes")
+                   : QString();
     bool isNumber = false;
     const int number = text.toInt(&isNumber);
     return isNumber && number >= 0 && number <= loudestPercent
@@ -39,6 +48,11 @@ CMPath PlayerSettings::volumeLimitPath()
 CMPath PlayerSettings::historyPath()
 {
     return CMPath(QStringLiteral("settings:player/history"));
+}
+
+CMPath PlayerSettings::namePath()
+{
+    return CMPath(QStringLiteral("settings:player/name"));
 }
 
 bool PlayerSettings::load(QString* error)

@@ -8,6 +8,7 @@
 ///
 ///     volumeLimit=100   the loudest that the volume goes, 0 to 100
 ///     history=on        whether what was played is remembered: on or off
+///     name=             what the player is called in the network; without, as its machine is
 class PlayerSettings : public CMValueStore
 {
 public:
@@ -18,7 +19,8 @@ public:
 
     static CMPath volumeLimitPath();
     static CMPath historyPath();
-    static QList<CMPath> paths() { return {volumeLimitPath(), historyPath()}; }
+    static CMPath namePath();
+    static QList<CMPath> paths() { return {volumeLimitPath(), historyPath(), namePath()}; }
 
     /// Reads and checks the section. False when a value is wrong: `error` then says which key of which file
     /// to set.

@@ -191,6 +191,15 @@ void StateFile::finish()
     writingThread()->waitForDone();
 }
 
+bool StateFile::saveNow(const Writer& writer, QString* error)
+{
+    QString reason;
+    if (cmSaveFile(m_fileName, whole(writer), ownerOnly, &reason))
+        return true;
+    *error = QStringLiteral("%1 cannot be written: %2.").arg(m_fileName, reason);
+    return false;
+}
+
 bool StateFile::remove(QString* error)
 {
     drop();

@@ -45,6 +45,9 @@ public:
     void flush();
     /// Forgets what waits.
     void drop();
+    /// Writes this at once, on the calling thread, and returns when it is on the disk. False, with a
+    /// sentence, where that failed.
+    bool saveNow(const Writer& writer, QString* error);
     /// Removes the file and drops what waits. False, with a sentence, when it is still there.
     bool remove(QString* error);
 

@@ -1,5 +1,6 @@
 import type { ComponentChildren } from "preact";
 import { useEffect, useRef } from "preact/hooks";
+import { locked } from "./access";
 import { menuOf } from "./menu";
 import { arrival, route } from "./router";
 import { byline, listener, loginState, needsLogin, pageTitle, sounds, status, t, titleOf } from "./state";
@@ -16,6 +17,7 @@ import { Account } from "./views/Account";
 import { Browse } from "./views/Browse";
 import { Home } from "./views/Home";
 import { NowPlaying } from "./views/NowPlaying";
+import { PlayerLogin } from "./views/PlayerLogin";
 import { Queue } from "./views/Queue";
 import { Search } from "./views/Search";
 import { Welcome } from "./views/Welcome";
@@ -41,6 +43,7 @@ export function App() {
   }, [name]);
 
   const playing = place.view === "playing";
+  if (locked.value) return <PlayerLogin />;
   return (
     <div class={playing ? "frame bare" : "frame"}>
       <div class="skips">

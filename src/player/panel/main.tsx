@@ -1,8 +1,10 @@
+import { effect } from "@preact/signals";
 import { render } from "preact";
 import { App } from "./App";
 import { startKeys } from "./keys";
 import { startRouter } from "./router";
-import { language, start } from "./state";
+import { checkAccess, locked } from "./access";
+import { client, connection, follow, language, listener, lists } from "./state";
 import { startTooltips } from "./tooltips";
 import "./style/base.css";
 import "./style/layout.css";
@@ -15,5 +17,17 @@ document.documentElement.lang = language;
 startRouter();
 startTooltips();
 startKeys();
-start();
+client.locked = () => void checkAccess();
+void checkAccess();
+effect(() => {
+  if (locked.value) return;
+  const end = follow(() => void checkAccess());
+  return () => {
+    end();
+    // What was asked for without the right to it is asked for again.
+    lists.forget();
+    listener.value = listener.peek() + 1;
+    connection.value = "connecting";
+  };
+});
 render(<App />, document.getElementById("panel")!);

@@ -82,9 +82,10 @@ export function hear(event: PlayerEvent): void {
   if (status.value?.queue.revision !== before) queue.stale();
 }
 
-export function start(): void {
+/** Follows the player until the function that it returns is called. */
+export function follow(onLost: () => void): () => void {
   let lastLogin: LoginState = "unknown";
-  listen(client.eventsUrl(service.values), {
+  return listen(client.eventsUrl(service.values), {
     player: (said) => hear({ kind: "player", status: said, at: performance.now() }),
     queue: (said) => hear({ kind: "queue", queue: said }),
     value: ({ path, value }) => {
@@ -110,6 +111,7 @@ export function start(): void {
       connection.value = "live";
     },
     lost: () => {
+      onLost();
       connection.value = "lost";
     },
   });

@@ -4,10 +4,49 @@
 #include "player/server/api/Api.h"
 #include "player/server/events/EventStreams.h"
 #include "player/server/events/PlayerEvents.h"
+#include "player/server/http/Certificate.h"
 #include "player/server/http/HttpServer.h"
 #include "player/server/http/Listener.h"
 
+#include <QSysInfo>
+#include <QTimer>
+#include <QUrl>
+#include <arpa/inet.h>
+
+#include <array>
 #include <cerrno>
+#include <ifaddrs.h>
+
+namespace {
+
+/// What this machine is called by others and by itself, its own name first.
+QStringList machineNames(const QString& address)
+{
+    const QString machine = QSysInfo::machineHostName().toLower();
+    QStringList names{machine, machine + QStringLiteral(".local"), QStringLiteral("localhost")};
+    if (!AccessRules::isEveryAddress(address))
+        names.append(address);
+    ifaddrs* first = nullptr;
+    if (::getifaddrs(&first) != 0)
+        return names;
+    for (const ifaddrs* one = first; one; one = one->ifa_next) {
+        std::array<char, INET6_ADDRSTRLEN> text{};
+        const int family = one->ifa_addr ? one->ifa_addr->sa_family : AF_UNSPEC;
+        if (family == AF_INET)
+            ::inet_ntop(family, &reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr, text.data(),
+                        text.size());
+        else if (family == AF_INET6)
+            ::inet_ntop(family, &reinterpret_cast<const sockaddr_in6*>(one->ifa_addr)->sin6_addr, text.data(),
+                        text.size());
+        names.append(QString::fromLatin1(text.data()));
+    }
+    ::freeifaddrs(first);
+    names.removeAll(QString());
+    names.removeDuplicates();
+    return names;
+}
+
+} // namespace
 
 class PanelServer::Private
 {
@@ -16,21 +55,76 @@ public:
         : options(opts)
         , streams(opts.limits)
         , events(std::make_unique<PlayerEvents>(engine, &streams, opts.limits.eventMs))
-        , api({opts.panelFolder, opts.translationFolders, opts.closedPaths, opts.limits}, engine, &streams)
+        , access(
+              {opts.stateFolder, opts.isOpen, !opts.origin.isEmpty(), {}, opts.wallClock, opts.steadyClock},
+              opts.limits)
+        , api({opts.panelFolder, opts.translationFolders, opts.closedPaths, opts.limits}, engine, &streams,
+              &access)
         , http(opts.limits, &api)
-        , listener([this](int socket, const Peer& peer) { http.add(socket, peer); })
+        , listener([this](int socket, Peer peer) {
+            peer.isEncrypted = certificate != nullptr;
+            http.add(socket, peer);
+        })
         , localListener([this](int socket, const Peer& peer) { http.add(socket, peer); })
     {
+        QObject::connect(&access, &Access::changed, &streams, &EventStreams::checkReaders);
+        QObject::connect(&access, &Access::failed, &streams,
+                         [this](const QString& sentence) { tell({sentence}); });
+    }
+
+    void tell(const QStringList& sentences)
+    {
+        for (const QString& sentence : sentences)
+            if (options.tell)
+                options.tell(sentence);
+    }
+
+    bool loadCertificate(QString* error)
+    {
+        if (!options.hasTls && options.certificateFile.isEmpty())
+            return true;
+        QStringList names = machineNames(options.address);
+        if (!options.origin.isEmpty())
+            names.prepend(QUrl(options.origin).host());
+        certificate = std::make_unique<Certificate>(Certificate::Source{
+            options.certificateFile, options.keyFile,
+            options.stateFolder + QStringLiteral("/certificate.pem"), names, certificateClock()});
+        const bool isLoaded = certificate->load(error);
+        tell(certificate->takeNotices());
+        QObject::connect(&certificateLook, &QTimer::timeout, &certificateLook, [this] {
+            if (certificate->refresh()) {
+                setRules();
+                tell({QStringLiteral("Browsers are shown another certificate from now on; its SHA-256 is %1")
+                          .arg(certificate->fingerprint())});
+            }
+            tell(certificate->takeNotices());
+        });
+        certificateLook.start(options.limits.certificateLookMs);
+        return isLoaded;
+    }
+    std::function<QDateTime()> certificateClock() const
+    {
+        if (!options.wallClock)
+            return {};
+        return [now = options.wallClock] { return QDateTime::fromMSecsSinceEpoch(now()); };
+    }
+    void setRules()
+    {
+        api.setAccess(AccessRules(options.address, listener.port(), options.origin, certificate != nullptr),
+                      certificate ? certificate->fingerprint() : QString());
     }
 
     // In the order in which they need each other.
     Options options;
     EventStreams streams;
     std::unique_ptr<PlayerEvents> events;
+    Access access;
     Api api;
     HttpServer http;
     Listener listener;
     Listener localListener;
+    std::unique_ptr<Certificate> certificate; // null without TLS
+    QTimer certificateLook;
 };
 
 PanelServer::PanelServer(const Options& options, PlayEngine* engine)
@@ -68,8 +162,24 @@ bool PanelServer::start(QString* error)
                      .arg(why);
         return false;
     }
-    m_d->api.setAccess(AccessRules(options.address, m_d->listener.port(), options.origin));
-    if (!m_d->http.start()) {
+    const bool isReachable = !AccessRules::isLoopback(options.address) || !options.origin.isEmpty();
+    const bool isLocked = m_d->access.hasPassword();
+    m_d->tell(m_d->access.takeNotices());
+    if (isReachable && !isLocked && !options.isOpen) {
+        m_d->listener.close();
+        *error = QStringLiteral("Others than this machine's users would reach the player at %1, and no "
+                                "password is set. Set one with \"pelk password\", or let everybody in with "
+                                "--open.")
+                     .arg(options.origin.isEmpty() ? options.address : options.origin);
+        return false;
+    }
+    m_d->access.setCookieName("pelk-" + QByteArray::number(m_d->listener.port()));
+    if (!m_d->loadCertificate(error)) {
+        m_d->listener.close();
+        return false;
+    }
+    m_d->setRules();
+    if (!m_d->http.start(m_d->certificate != nullptr)) {
         *error = QStringLiteral("The panel's server cannot be started: %1.").arg(qt_error_string(errno));
         return false;
     }
@@ -86,6 +196,7 @@ void PanelServer::stop()
     m_d->api.end();
     m_d->streams.end();
     m_d->http.stop();
+    m_d->access.flush();
 }
 
 QString PanelServer::address() const
@@ -99,9 +210,20 @@ QString PanelServer::url() const
     const bool isV6 = address.contains(QLatin1Char(':'));
     if (AccessRules::isEveryAddress(address)) // nothing is reached by this name itself
         address = isV6 ? QStringLiteral("::1") : QStringLiteral("127.0.0.1");
-    return QStringLiteral("http://%1:%2/")
+    return QStringLiteral("%1://%2:%3/")
+        .arg(m_d->certificate ? QStringLiteral("https") : QStringLiteral("http"))
         .arg(isV6 ? QLatin1Char('[') + address + QLatin1Char(']') : address)
         .arg(m_d->listener.port());
+}
+
+quint16 PanelServer::port() const
+{
+    return m_d->listener.port();
+}
+
+QString PanelServer::fingerprint() const
+{
+    return m_d->certificate ? m_d->certificate->fingerprint() : QString();
 }
 
 void PanelServer::notify(const PelkNotificationDisplayItem& notice)

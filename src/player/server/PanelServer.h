@@ -5,6 +5,7 @@
 
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class PelkNotificationDisplayItem;
@@ -21,13 +22,22 @@ public:
         /// One of a socket file that listens already; who connects there may do everything. -1: none.
         int localSocket = -1;
         QString address = QStringLiteral("127.0.0.1");
-        quint16 port = 8080; ///< 0: any free one
-        int socket = -1;     ///< one that listens already, in place of address and port
-        QString origin;      ///< of a proxy in front of it, as AccessRules::originOf() gives it
+        quint16 port = 8080;     ///< 0: any free one
+        int socket = -1;         ///< one that listens already, in place of address and port
+        QString origin;          ///< of a proxy in front of it, as AccessRules::originOf() gives it
+        bool hasTls = false;     ///< with a certificate that is generated, unless there is one of these
+        QString certificateFile; ///< in PEM; empty where there is none
+        QString keyFile;
         QString panelFolder;
         QStringList translationFolders;
         QList<CMPath> closedPaths; ///< whose values stay within the player
+        QString stateFolder;       ///< of the password, the sessions and the tokens
+        bool isOpen = false;       ///< everybody who reaches it may use it
         Limits limits;
+        std::function<qint64()> wallClock;   ///< of sessions, for tests; null: the system's
+        std::function<qint64()> steadyClock; ///< of failed logins
+        /// Called with what people who run the player have to know, a sentence; may be empty.
+        std::function<void(const QString&)> tell;
     };
 
     /// The engine is not owned and outlives the server.
@@ -37,7 +47,8 @@ public:
     PanelServer(const PanelServer&) = delete;
     PanelServer& operator=(const PanelServer&) = delete;
 
-    /// Listens and answers. False, with a sentence, when the address and port cannot be had.
+    /// Listens and answers. False, with a sentence, when the address and port cannot be had, or when others
+    /// than this machine's users reach them and there is neither a password nor `isOpen`.
     bool start(QString* error);
     /// Refuses what comes, ends what is waited for, and closes every connection.
     void stop();
@@ -46,6 +57,9 @@ public:
     QString address() const;
     /// Where browsers of this machine find it: "http://127.0.0.1:8080/".
     QString url() const;
+    quint16 port() const;
+    /// Of the certificate, as browsers show it: "AB:CD:…"; empty without TLS.
+    QString fingerprint() const;
     /// Shows a notice to everybody who listens. Any thread.
     void notify(const PelkNotificationDisplayItem& notice);
     /// Each route as method and path: "GET /api/rows".

@@ -118,6 +118,7 @@ private Q_SLOTS:
     {
         ServerFixture f;
         f.options.origin = text("https://music.home.example");
+        f.options.isOpen = true;
         f.start();
         const PanelClient::Headers proxied{{"Host", "music.home.example"},
                                            {"Origin", "https://music.home.example"}};

@@ -1,4 +1,14 @@
-import type { Addition, PlayerStatus, QueueAnswer, QueueState, Repeat, RowsAnswer, Value } from "./types";
+import type {
+  Access,
+  Session,
+  Addition,
+  PlayerStatus,
+  QueueAnswer,
+  QueueState,
+  Repeat,
+  RowsAnswer,
+  Value,
+} from "./types";
 
 /** What the player answered instead of what was asked for; the message is a sentence for the person. */
 export class Problem extends Error {
@@ -22,11 +32,34 @@ export class Problem extends Error {
 const requestLimitMs = 60_000;
 
 export class Client {
+  /** Called when the player wants its password first. */
+  locked: () => void = () => {};
+
   /** `fetcher` is the browser's fetch; answers come in the language. */
   constructor(
     private readonly language: string,
     private readonly fetcher: typeof fetch = (...args) => fetch(...args),
   ) {}
+
+  access(): Promise<Access> {
+    return this.get("/api/access", {});
+  }
+  /** Logs this browser in to the player; a cookie remembers it. */
+  async unlock(password: string): Promise<void> {
+    await this.post("/api/access/login", { password });
+  }
+  async lock(): Promise<void> {
+    await this.post("/api/access/logout", {});
+  }
+  async sessions(): Promise<Session[]> {
+    return (await this.get<{ sessions: Session[] }>("/api/access/sessions", {})).sessions;
+  }
+  async revoke(session: string): Promise<void> {
+    await this.post("/api/access/revoke", { session });
+  }
+  async setPassword(password: string): Promise<void> {
+    await this.post("/api/access/password", { password });
+  }
 
   rows(path: string, from: number, to: number, signal?: AbortSignal): Promise<RowsAnswer> {
     return this.get("/api/rows", { path, from, to }, signal);
@@ -114,6 +147,7 @@ export class Client {
     try {
       const response = await this.fetcher(url, { ...request, signal: limit.signal });
       if (response.ok) return (response.status === 204 ? undefined : await response.json()) as T;
+      if (response.status === 401 && !url.startsWith("/api/access/login")) this.locked();
       throw await problemOf(response);
     } catch (fault) {
       if (fault instanceof Problem || signal?.aborted) throw fault;

@@ -41,6 +41,244 @@ export interface paths {
     patch?: never;
     trace?: never;
   };
+  "/api/access": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    /**
+     * What the reader may do.
+     * @description Anybody may ask, and log in. Other operations need `read` (GET) or `control` (POST), and 401 says that there is no such right: devices of the network log in with the player's password, programs send `Authorization: Bearer TOKEN`. This machine has every right.
+     */
+    get: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody?: never;
+      responses: {
+        /** @description The rights of this reader. */
+        200: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content: {
+            "application/json": components["schemas"]["Access"];
+          };
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    put?: never;
+    post?: never;
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/access/login": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /**
+     * Logs a browser in for 30 days, by a cookie.
+     * @description 401: wrong password. 429: too many attempts; Retry-After says for how many seconds.
+     */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: {
+        content: {
+          "application/json": {
+            password?: string;
+          };
+        };
+      };
+      responses: {
+        /** @description The cookie is set. */
+        204: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content?: never;
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/access/logout": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /** Ends the session of this browser. */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: components["requestBodies"]["Empty"];
+      responses: {
+        /** @description The cookie is taken away. */
+        204: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content?: never;
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/access/sessions": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    /** The browsers that are logged in to the player. */
+    get: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody?: never;
+      responses: {
+        /** @description The one that was used last comes first. */
+        200: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content: {
+            "application/json": components["schemas"]["Sessions"];
+          };
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    put?: never;
+    post?: never;
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/access/revoke": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /** Ends a session; its event streams end, too. */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: {
+        content: {
+          "application/json": {
+            session: string;
+          };
+        };
+      };
+      responses: {
+        /** @description Ended. */
+        204: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content?: never;
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/access/password": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /** Sets the player's password; every session ends. From this machine alone. */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: {
+        content: {
+          "application/json": {
+            password: string;
+          };
+        };
+      };
+      responses: {
+        /** @description Set. */
+        204: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content?: never;
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
   "/api/rows": {
     parameters: {
       query?: never;
@@ -951,6 +1189,33 @@ export interface components {
       entries: {
         id: components["schemas"]["EntryId"];
         row: components["schemas"]["Row"];
+      }[];
+    };
+    Access: {
+      /**
+       * @description none: log in first. local: this machine, with every right.
+       * @enum {string}
+       */
+      level: "none" | "read" | "control" | "local";
+      /** @description Others in the network can read what this reader sends and gets: there is no TLS. */
+      readable: boolean;
+      /** @description For this machine alone. */
+      passwordSet?: boolean;
+      /** @description SHA-256 of the player's certificate, where it has one. */
+      fingerprint?: string;
+    };
+    Sessions: {
+      sessions: {
+        /** @description Its name, which is no secret. */
+        session: string;
+        /** @description Such as "Chrome, Android"; empty where the browser does not say. */
+        device: string;
+        /** @description Since 1970. */
+        createdMs: number;
+        /** @description Since 1970, to ten minutes. */
+        lastUseMs: number;
+        /** @description It is the reader's own. */
+        current: boolean;
       }[];
     };
     Problem: {

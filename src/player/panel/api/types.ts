@@ -6,6 +6,8 @@ import type { components, paths } from "./openapi";
 
 type Schemas = components["schemas"];
 
+export type Access = Schemas["Access"];
+export type Session = Schemas["Sessions"]["sessions"][number];
 export type MetaData = Schemas["MetaData"];
 /** The page makes some rows itself, and knows less of them. */
 export type Row = Partial<Schemas["Row"]>;

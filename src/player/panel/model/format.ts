@@ -6,6 +6,7 @@ export class Formats {
   private readonly numbers: Intl.NumberFormat;
   private readonly days: Intl.DateTimeFormat;
   private readonly years: Intl.DateTimeFormat;
+  private readonly moments: Intl.DateTimeFormat;
   private readonly times: Intl.DateTimeFormat;
 
   constructor(
@@ -17,6 +18,7 @@ export class Formats {
     // A release date is a day, not a moment: it is the same everywhere.
     this.days = new Intl.DateTimeFormat(language, { dateStyle: "long", timeZone: "UTC" });
     this.years = new Intl.DateTimeFormat(language, { year: "numeric", timeZone: "UTC" });
+    this.moments = new Intl.DateTimeFormat(language, { dateStyle: "medium", timeStyle: "short" });
     this.times = new Intl.DateTimeFormat(language, { hour: "numeric", minute: "2-digit" });
   }
 
@@ -32,6 +34,10 @@ export class Formats {
   /** The time of day of a moment in milliseconds since the epoch. */
   time(ms: number): string {
     return this.times.format(ms);
+  }
+  /** A moment in milliseconds since the epoch, with its day. */
+  moment(ms: number): string {
+    return this.moments.format(ms);
   }
   /** The format that is heard: `FLAC 16 bit / 44.1 kHz`. */
   audio(format: Partial<NonNullable<Format>>): string {

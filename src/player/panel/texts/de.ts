@@ -109,6 +109,22 @@ export const de: Texts = {
   loggedOut: "Sie sind nicht angemeldet.",
   loginFailed: "Die Anmeldung ist fehlgeschlagen.",
   loginUnknown: "Anmeldung wird geprüft …",
+  playerPassword: "Passwort des Players eingeben",
+  playerPasswordHint: "Dieses Gerät bleibt 30 Tage angemeldet.",
+  notEncrypted: "Diese Verbindung ist nicht verschlüsselt. Andere in Ihrem Netzwerk können mitlesen.",
+  devices: "Angemeldete Geräte",
+  thisDevice: "Dieses Gerät",
+  unknownDevice: "Unbekanntes Gerät",
+  lastUsed: (when) => `Zuletzt verwendet: ${when}`,
+  logOutDevice: (device) => `${device} abmelden`,
+  noDevices: "Es sind keine Geräte angemeldet.",
+  setPassword: "Passwort festlegen",
+  newPassword: "Neues Passwort",
+  setPasswordHint:
+    "Legen Sie ein Passwort fest, um den Player von anderen Geräten in Ihrem Netzwerk zu bedienen.",
+  changePasswordHint: "Ein neues Passwort meldet alle Geräte ab.",
+  passwordSaved: "Passwort gespeichert",
+
   soundQuality: "Audioqualität",
   soundQualityHint:
     "Gilt ab dem nächsten Titel. Ist ein Titel in dieser Qualität nicht verfügbar, wird die beste verfügbare abgespielt.",

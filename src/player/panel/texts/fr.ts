@@ -109,6 +109,23 @@ export const fr: Texts = {
   loggedOut: "Aucun compte connecté",
   loginFailed: "La connexion a échoué.",
   loginUnknown: "Vérification de la connexion…",
+  playerPassword: "Saisissez le mot de passe du lecteur",
+  playerPasswordHint: "Cet appareil reste connecté pendant 30 jours.",
+  notEncrypted:
+    "Cette connexion n’est pas chiffrée. D’autres personnes sur votre réseau peuvent lire ce que vous envoyez.",
+  devices: "Appareils connectés",
+  thisDevice: "Cet appareil",
+  unknownDevice: "Appareil inconnu",
+  lastUsed: (when) => `Dernière utilisation\u00a0: ${when}`,
+  logOutDevice: (device) => `Se déconnecter\u00a0: ${device}`,
+  noDevices: "Aucun appareil n’est connecté.",
+  setPassword: "Définir le mot de passe",
+  newPassword: "Nouveau mot de passe",
+  setPasswordHint:
+    "Définissez un mot de passe pour utiliser ce lecteur depuis d’autres appareils de votre réseau.",
+  changePasswordHint: "Un nouveau mot de passe déconnecte tous les appareils.",
+  passwordSaved: "Mot de passe enregistré",
+
   soundQuality: "Qualité audio",
   soundQualityHint:
     "À partir du titre suivant. Si un titre n’est pas disponible dans cette qualité, la meilleure qualité disponible est utilisée.",

@@ -1,7 +1,8 @@
 import { useEffect, useState } from "preact/hooks";
 import { qualities, service, type Quality } from "../service";
 import { attempt, client, loginState, needsLogin, quality, sentence, t } from "../state";
-import { Icon } from "../parts/Icon";
+import { PasswordField } from "../parts/PasswordField";
+import { Devices } from "./Devices";
 
 const qualityTexts: Record<Quality, { word: string; detail: string }> = {
   mp3: { word: t.qualityMp3, detail: t.qualityMp3Detail },
@@ -18,6 +19,7 @@ export function Account() {
         {needsLogin.value ? <LoginForm /> : <LoggedIn />}
       </section>
       <SoundQuality />
+      <Devices />
     </div>
   );
 }
@@ -59,7 +61,6 @@ function LoggedIn() {
 export function LoginForm() {
   const [username, setUsername] = useState("");
   const [password, setPassword] = useState("");
-  const [shown, setShown] = useState(false);
   const [busy, setBusy] = useState(false);
   const [fault, setFault] = useState("");
   const waiting = busy || loginState.value === "inProgress";
@@ -104,28 +105,12 @@ export function LoginForm() {
           onInput={(event) => setUsername(event.currentTarget.value)}
         />
       </label>
-      <label>
-        {t.password}
-        <span class="with-button">
-          <input
-            type={shown ? "text" : "password"}
-            name="password"
-            autocomplete="current-password"
-            required
-            value={password}
-            onInput={(event) => setPassword(event.currentTarget.value)}
-          />
-          <button
-            type="button"
-            class="plain"
-            aria-label={t.showPassword}
-            aria-pressed={shown}
-            onClick={() => setShown(!shown)}
-          >
-            <Icon name="eye" size={20} />
-          </button>
-        </span>
-      </label>
+      <PasswordField
+        label={t.password}
+        autocomplete="current-password"
+        value={password}
+        onInput={setPassword}
+      />
       <button class="button primary" disabled={waiting}>
         {waiting ? t.loggingIn : t.logIn}
       </button>

@@ -1,6 +1,7 @@
 #include "player/server/api/Api.h"
 
 #include "player/server/ServerText.h"
+#include "player/server/api/AccessRoutes.h"
 #include "player/server/api/ContentRoutes.h"
 #include "player/server/api/PlayerRoutes.h"
 
@@ -97,16 +98,25 @@ private:
 
 } // namespace
 
-Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams)
-    : m_limits(parts.limits)
+Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access)
+    : m_access(access)
+    , m_limits(parts.limits)
     , m_panelFolder(parts.panelFolder)
     , m_streams(streams)
     , m_files(parts.panelFolder)
     , m_translations(parts.translationFolders)
     , m_asker(parts.closedPaths, parts.limits)
     , m_filling(engine, parts.limits.loaders, [streams](const auto& notice) { streams->notify(notice); })
-    , m_routes(contentRoutes(&m_asker, parts.limits) + playerRoutes(engine, &m_filling, &m_asker))
+    , m_routes(contentRoutes(&m_asker, parts.limits) + playerRoutes(engine, &m_filling, &m_asker) +
+               accessRoutes(access, &m_way))
 {
+    m_way.isProxiedHttps = [this](const HttpRequest& request) {
+        return m_rules.isProxiedHttps(QString::fromUtf8(request.header("host")));
+    };
+    m_way.isReadable = [this](const HttpRequest& request) {
+        const bool isOfNetwork = m_access->grant(request).level != Grant::Level::Local;
+        return isOfNetwork && !request.peer.isEncrypted && !m_way.isProxiedHttps(request);
+    };
     m_routes.append({"GET", "/api/events", {}, [this](const auto& request, const auto& responder) {
                          openEvents(request, responder);
                      }});
@@ -124,7 +134,8 @@ std::unique_ptr<HttpResponse> Api::refusal(const HttpRequest& request, Fault fau
     try {
         if (fault == Fault::Malformed)
             throw faultProblem(fault);
-        checkAccess(request);
+        checkOrigin(request);
+        checkGrant(request);
         if (fault != Fault::None)
             throw faultProblem(fault);
         checkMethod(request);
@@ -146,7 +157,7 @@ void Api::handle(const HttpRequest& request, const Responder& sink)
         const Route* const found = route(request.method, request.path);
         if (!found)
             throw nothingAt(request.path);
-        ApiRequest asked{request.params, {}, &language, request.peer, request.method == "HEAD"};
+        ApiRequest asked{request, &language, m_access->grant(request)};
         if (!request.isRead())
             asked.body = found->read(request.body);
         found->handler(asked, responder);
@@ -157,7 +168,7 @@ void Api::handle(const HttpRequest& request, const Responder& sink)
     }
 }
 
-void Api::checkAccess(const HttpRequest& request) const
+void Api::checkOrigin(const HttpRequest& request) const
 {
     if (request.peer.isLocal)
         return; // no browser opens a socket file, and the file's mode says who may
@@ -177,6 +188,26 @@ void Api::checkAccess(const HttpRequest& request) const
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Other sites may not use this player.")));
 }
 
+/// Whoever is not let in does not learn what there is.
+void Api::checkGrant(const HttpRequest& request) const
+{
+    if (!request.path.startsWith(apiPrefix))
+        return;
+    const Route* const found = route(request.method, request.path);
+    const Grant::Level needed = found              ? found->needed()
+                                : request.isRead() ? Grant::Level::Read
+                                                   : Grant::Level::Control;
+    const Grant::Level level = m_access->grant(request).level;
+    if (level >= needed)
+        return;
+    if (level > Grant::Level::None)
+        throw Problem(
+            403, serverText(QT_TRANSLATE_NOOP("PanelServer", "This needs more rights than you have here.")));
+    Problem problem(401, serverText(QT_TRANSLATE_NOOP("PanelServer", "Log in with the player's password.")));
+    problem.headers = {{"WWW-Authenticate", "Bearer"}};
+    throw problem;
+}
+
 void Api::checkMethod(const HttpRequest& request) const
 {
     if (request.isRead() && request.hasBody())
@@ -194,7 +225,7 @@ void Api::checkMethod(const HttpRequest& request) const
             allowed = request.path.startsWith(apiPrefix) ? "GET, HEAD, POST" : "GET, HEAD";
         Problem problem(405, serverText(QT_TRANSLATE_NOOP("PanelServer", "%1 is not possible here."),
                                         {QString::fromUtf8(request.method)}));
-        problem.allow = allowed;
+        problem.headers = {{"Allow", allowed}};
         throw problem;
     }
     const QByteArray type = request.header("content-type").split(';').value(0).trimmed().toLower();
@@ -237,12 +268,14 @@ void Api::openEvents(const ApiRequest& request, const ApiResponder& responder)
     HttpResponse response;
     response.type = "text/event-stream";
     response.headers = {{"X-Accel-Buffering", "no"}};
-    if (!request.isHead) {
+    if (request.http.method != "HEAD") {
         if (!m_streams->hasPlace())
             throw Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer",
                                                             "%1 browsers follow the player; more cannot."),
                                           {m_limits.eventStreams}));
-        response.source = m_streams->open(*request.language, paths);
+        response.source =
+            m_streams->open(*request.language, paths,
+                            [access = m_access, grant = request.grant] { return access->holds(grant); });
     }
     responder.sendRaw(std::move(response));
 }

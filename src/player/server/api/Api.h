@@ -1,6 +1,7 @@
 #pragma once
 
 #include "player/server/Translations.h"
+#include "player/server/api/AccessRoutes.h"
 #include "player/server/api/ContentAsker.h"
 #include "player/server/api/QueueFilling.h"
 #include "player/server/api/Route.h"
@@ -22,11 +23,15 @@ public:
         QList<CMPath> closedPaths; ///< whose values stay within the player
         Limits limits;
     };
-    /// The engine and the streams are not owned, and outlive it.
-    Api(const Parts& parts, PlayEngine* engine, EventStreams* streams);
+    /// None of these is owned; all outlive it.
+    Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access);
 
     /// Where the server listens; until then every request is refused.
-    void setAccess(const AccessRules& rules) { m_rules = rules; }
+    void setAccess(const AccessRules& rules, const QString& fingerprint)
+    {
+        m_rules = rules;
+        m_way.fingerprint = fingerprint;
+    }
     std::unique_ptr<HttpResponse> refusal(const HttpRequest& request, Fault fault) override;
     void handle(const HttpRequest& request, const Responder& responder) override;
     /// Fails everything that waits.
@@ -34,7 +39,8 @@ public:
     const QVector<Route>& routes() const { return m_routes; }
 
 private:
-    void checkAccess(const HttpRequest& request) const;
+    void checkOrigin(const HttpRequest& request) const;
+    void checkGrant(const HttpRequest& request) const;
     void checkMethod(const HttpRequest& request) const;
     const Route* route(const QByteArray& method, const QString& path) const;
     QByteArray allowedMethods(const QString& path) const;
@@ -42,6 +48,7 @@ private:
     HttpResponse file(const HttpRequest& request);
     const Language& languageOf(const HttpRequest& request) const;
 
+    Access* const m_access;
     Limits m_limits;
     QString m_panelFolder;
     EventStreams* m_streams;
@@ -50,5 +57,6 @@ private:
     ContentAsker m_asker;
     QueueFilling m_filling;
     AccessRules m_rules{QString(), 0};
+    WayIn m_way;
     QVector<Route> m_routes;
 };

@@ -12,6 +12,8 @@ TrString titleOf(int status)
     switch (status) {
     case 400:
         return serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is wrong"));
+    case 401:
+        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Password needed"));
     case 403:
         return serverText(QT_TRANSLATE_NOOP("PanelServer", "Not allowed"));
     case 404:
@@ -26,6 +28,7 @@ TrString titleOf(int status)
         return serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is too large"));
     case 415:
         return serverText(QT_TRANSLATE_NOOP("PanelServer", "Wrong type of content"));
+    case 429:
     case 503:
         return serverText(QT_TRANSLATE_NOOP("PanelServer", "Busy"));
     case 504:
@@ -70,8 +73,7 @@ HttpResponse Problem::response(const Language& language) const
     response.type = "application/problem+json";
     response.body = QJsonDocument(object).toJson(QJsonDocument::Compact);
     response.headers = {{"Content-Language", language.code().toUtf8()}, {"Cache-Control", "no-store"}};
-    if (!allow.isEmpty())
-        response.addHeader("Allow", allow);
+    response.headers += headers;
     if (status == 503)
         response.addHeader("Retry-After", "2");
     return response;

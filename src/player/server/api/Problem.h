@@ -20,8 +20,8 @@ struct Problem
     TrString detail; ///< a sentence for people
     TrString reason; ///< what else the content model said; may be empty
     TrString title;
-    QString name;     ///< of the content model's error; else empty
-    QByteArray allow; ///< of a 405: the methods that are allowed
+    QString name; ///< of the content model's error; else empty
+    QVector<QPair<QByteArray, QByteArray>> headers;
 
     HttpResponse response(const Language& language) const;
 };

@@ -67,7 +67,7 @@ QString ApiRequest::param(const QString& name) const
 QStringList ApiRequest::all(const QString& name) const
 {
     QStringList values;
-    for (const auto& param : params)
+    for (const auto& param : http.params)
         if (param.first == name)
             values.append(param.second);
     return values;

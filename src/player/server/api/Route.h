@@ -1,19 +1,21 @@
 #pragma once
 
 #include "api/types/pelkhash.h"
+#include "player/server/access/Access.h"
 #include "player/server/api/Problem.h"
 #include "player/server/http/HttpMessage.h"
 
 #include <QJsonObject>
 
+#include <optional>
+
 /// A request to one of the routes, as far as it concerns them.
 struct ApiRequest
 {
-    QVector<QPair<QString, QString>> params; ///< of the query, decoded
-    PelkHash body;                           ///< of a POST; as its route's schema says
-    const Language* language = nullptr;      ///< the reader's; never null
-    Peer peer;
-    bool isHead = false; ///< only the head of the response is sent
+    const HttpRequest& http;  ///< there as long as the handler runs
+    const Language* language; ///< the reader's; never null
+    Grant grant;              ///< at least what the route needs
+    PelkHash body{};          ///< of a POST; as its route's schema says
 
     /// The first parameter of a name; empty where there is none.
     QString param(const QString& name) const;
@@ -77,7 +79,12 @@ struct Route
     QByteArray path;
     QVector<Field> body; ///< of a POST
     std::function<void(const ApiRequest&, const ApiResponder&)> handler;
+    std::optional<Grant::Level> needs{}; ///< where it is not the method that says it
 
+    Grant::Level needed() const
+    {
+        return needs.value_or(method == "GET" ? Grant::Level::Read : Grant::Level::Control);
+    }
     /// Reads the body of a request. Throws a Problem where it is not what the schema says.
     PelkHash read(const QByteArray& json) const;
 };

@@ -12,10 +12,11 @@ const QByteArray comment = QByteArrayLiteral(":\n\n");
 } // namespace
 
 EventStream::EventStream(const Language& language, QSet<QString> values, int mostNotices,
-                         std::function<void(EventStream*)> closed)
+                         std::function<bool()> mayRead, std::function<void(EventStream*)> closed)
     : m_language(language)
     , m_values(std::move(values))
     , m_mostNotices(mostNotices)
+    , m_mayRead(std::move(mayRead))
     , m_closed(std::move(closed))
     , m_output(greeting)
 {
@@ -52,6 +53,12 @@ void EventStream::beat()
     m_read = 0;
     if (wake)
         wake();
+}
+
+void EventStream::check()
+{
+    if (!m_mayRead())
+        end();
 }
 
 void EventStream::end()

@@ -11,15 +11,18 @@
 class EventStream : public ByteSource
 {
 public:
-    /// `values`: the topics of the values that it follows. `closed` is called when its connection has ended.
+    /// `values`: the topics of the values that it follows. `mayRead`: whether its reader still may. `closed`
+    /// is called when its connection has ended.
     EventStream(const Language& language, QSet<QString> values, int mostNotices,
-                std::function<void(EventStream*)> closed);
+                std::function<bool()> mayRead, std::function<void(EventStream*)> closed);
     ~EventStream() override;
 
     /// Adds an event about a topic, in place of one that still waits; without a topic it is a notice.
     void put(const QString& topic, const QByteArray& text);
     /// Adds a comment where nothing else waits.
     void beat();
+    /// Ends where its reader may read no longer.
+    void check();
     /// Nothing more will come.
     void end();
 
@@ -38,6 +41,7 @@ private:
     const Language& m_language;
     const QSet<QString> m_values;
     const int m_mostNotices;
+    std::function<bool()> m_mayRead;
     std::function<void(EventStream*)> m_closed;
     QByteArray m_output; // is being read
     int m_read = 0;      // of it

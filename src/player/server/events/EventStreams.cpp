@@ -66,14 +66,15 @@ EventStreams::~EventStreams()
     Q_ASSERT(m_streams.empty());
 }
 
-std::unique_ptr<ByteSource> EventStreams::open(const Language& language, const QList<CMPath>& values)
+std::unique_ptr<ByteSource> EventStreams::open(const Language& language, const QList<CMPath>& values,
+                                               const std::function<bool()>& mayRead)
 {
     QSet<QString> topics;
     for (const CMPath& path : values) {
         topics.insert(topicOf(path));
         follow(path);
     }
-    auto stream = std::make_unique<EventStream>(language, topics, m_limits.waitingNotices,
+    auto stream = std::make_unique<EventStream>(language, topics, m_limits.waitingNotices, mayRead,
                                                 [this](EventStream* closed) { onClosed(closed); });
     for (const auto& [topic, state] : m_states)
         if (!state.subscriber || stream->follows(topic))
@@ -145,8 +146,15 @@ void EventStreams::onClosed(EventStream* stream)
         m_heartbeat.stop();
 }
 
+void EventStreams::checkReaders()
+{
+    for (EventStream* const stream : m_streams)
+        stream->check();
+}
+
 void EventStreams::beat()
 {
+    checkReaders();
     for (EventStream* const stream : m_streams)
         stream->beat();
 }

@@ -31,8 +31,11 @@ public:
     /// Whether there is a place for one more.
     bool hasPlace() const { return int(m_streams.size()) < m_limits.eventStreams; }
     /// A stream for a reader that follows the values of these paths. It is a response's body, and its place
-    /// is free again when it is deleted. `language` outlives it.
-    std::unique_ptr<ByteSource> open(const Language& language, const QList<CMPath>& values);
+    /// is free again when it is deleted. `language` outlives it. `mayRead` is asked in checkReaders().
+    std::unique_ptr<ByteSource> open(const Language& language, const QList<CMPath>& values,
+                                     const std::function<bool()>& mayRead);
+    /// Ends the streams whose readers may read no longer. Is done with every heartbeat, too.
+    void checkReaders();
     /// A state of the player has changed.
     void setState(const QByteArray& event, const Describe& describe);
     /// Shows a notice to everybody who listens now.

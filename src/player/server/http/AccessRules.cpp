@@ -20,7 +20,7 @@ bool isAddress(const QString& text)
 }
 
 /// The name and the port of a Host header, the name without brackets; nothing if it is none.
-std::optional<std::pair<QString, quint16>> parsed(const QString& host)
+std::optional<std::pair<QString, quint16>> parsed(const QString& host, quint16 usualPort)
 {
     QString name = host.trimmed().toLower();
     QString port;
@@ -40,7 +40,7 @@ std::optional<std::pair<QString, quint16>> parsed(const QString& host)
     if (name.endsWith(QLatin1Char('.')))
         name.chop(1);
     bool isNumber = true;
-    const quint16 number = port.isEmpty() ? httpPort : port.toUShort(&isNumber);
+    const quint16 number = port.isEmpty() ? usualPort : port.toUShort(&isNumber);
     if (name.isEmpty() || !isNumber)
         return std::nullopt;
     return std::make_pair(name, number);
@@ -55,11 +55,12 @@ QString originOfHost(const QString& origin, const QString& host)
 
 } // namespace
 
-AccessRules::AccessRules(const QString& address, quint16 port, const QString& origin)
+AccessRules::AccessRules(const QString& address, quint16 port, const QString& origin, bool hasTls)
     : m_names{address.toLower()}
     , m_origin(origin)
     , m_anyAddress(isEveryAddress(address))
     , m_port(port)
+    , m_hasTls(hasTls)
 {
     if (isLoopback(address) || m_anyAddress)
         m_names << QStringLiteral("localhost") << QStringLiteral("127.0.0.1") << QStringLiteral("::1");
@@ -73,7 +74,7 @@ bool AccessRules::isOwnHost(const QString& host) const
 {
     if (!m_origin.isEmpty() && originOfHost(m_origin, host) == m_origin)
         return true;
-    const auto named = parsed(host);
+    const auto named = parsed(host, m_hasTls ? httpsPort : httpPort);
     if (!named || named->second != m_port)
         return false;
     // An address in digits cannot be pointed elsewhere, as a name can.
@@ -85,7 +86,13 @@ bool AccessRules::isOwnOrigin(const QString& origin, const QString& host) const
     const QString given = origin.trimmed().toLower();
     if (!m_origin.isEmpty() && originOfHost(m_origin, host) == m_origin)
         return given == m_origin;
-    return given == QStringLiteral("http://") + host.trimmed().toLower();
+    return given ==
+           (m_hasTls ? QStringLiteral("https://") : QStringLiteral("http://")) + host.trimmed().toLower();
+}
+
+bool AccessRules::isProxiedHttps(const QString& host) const
+{
+    return m_origin.startsWith(QLatin1String("https:")) && originOfHost(m_origin, host) == m_origin;
 }
 
 QString AccessRules::originOf(const QString& text)

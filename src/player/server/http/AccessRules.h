@@ -10,13 +10,15 @@ class AccessRules
 {
 public:
     /// For a server that listens on this address (an IP address or a host name) and port. `origin`: what
-    /// browsers know a proxy in front of it by, as originOf() gives it; may be empty.
-    AccessRules(const QString& address, quint16 port, const QString& origin = QString());
+    /// browsers know a proxy in front of it by, as originOf() gives it; may be empty. `hasTls`: of its own.
+    AccessRules(const QString& address, quint16 port, const QString& origin = QString(), bool hasTls = false);
 
     /// Whether a Host header names this server.
     bool isOwnHost(const QString& host) const;
     /// Whether an Origin header is that of the panel itself, which was loaded from this Host.
     bool isOwnOrigin(const QString& origin, const QString& host) const;
+    /// Whether browsers that name this Host speak TLS to a proxy.
+    bool isProxiedHttps(const QString& host) const;
     /// Reads an origin as a person writes it, such as "https://music.home.example/"; empty if it is none.
     static QString originOf(const QString& text);
     /// Whether only this machine can reach an address.
@@ -29,4 +31,5 @@ private:
     QString m_origin;  // of the proxy
     bool m_anyAddress; // whether every address of the machine is listened on
     quint16 m_port;
+    bool m_hasTls;
 };

@@ -15,6 +15,14 @@ constexpr size_t sourceBlockBytes = 32 * 1024;
 using Headers = QVector<QPair<QByteArray, QByteArray>>;
 using Params = QVector<QPair<QString, QString>>;
 
+MHD_Result addCookie(void* closure, MHD_ValueKind /*kind*/, const char* name, size_t nameBytes,
+                     const char* value, size_t valueBytes)
+{
+    static_cast<Headers*>(closure)->append(
+        {QByteArray(name, int(nameBytes)), QByteArray(value, int(valueBytes))});
+    return MHD_YES;
+}
+
 MHD_Result addHeader(void* closure, MHD_ValueKind /*kind*/, const char* name, size_t nameBytes,
                      const char* value, size_t valueBytes)
 {
@@ -130,6 +138,7 @@ HttpHandler::Fault HttpExchange::readHead(const char* url, const char* method, c
     m_request.method = method;
     m_request.path = QString::fromUtf8(url);
     MHD_get_connection_values_n(m_connection, MHD_HEADER_KIND, addHeader, &m_request.headers);
+    MHD_get_connection_values_n(m_connection, MHD_COOKIE_KIND, addCookie, &m_request.cookies);
     MHD_get_connection_values_n(m_connection, MHD_GET_ARGUMENT_KIND, addParam, &m_request.params);
     const size_t headBytes =
         MHD_get_connection_info(m_connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;

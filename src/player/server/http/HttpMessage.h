@@ -11,9 +11,10 @@
 /// The other end of a connection.
 struct Peer
 {
-    QByteArray address; ///< in digits; of the socket file's users "local"
-    bool isLoopback = false;
-    bool isLocal = false; ///< came through the socket file: whoever may open that may do everything
+    QByteArray address;      ///< in digits; of the socket file's users "local"
+    bool isLoopback = false; ///< on this machine; with a proxy before the player, on somebody's behalf
+    bool isLocal = false;    ///< came through the socket file: whoever may open that may do everything
+    bool isEncrypted = false;
 };
 
 /// A request whose head was read; with its body once that has come, too.
@@ -23,7 +24,8 @@ struct HttpRequest
     QByteArray target; ///< as it was sent
     QString path;      ///< of the target, decoded
     QVector<QPair<QString, QString>> params;
-    QVector<QPair<QByteArray, QByteArray>> headers;
+    QVector<QPair<QByteArray, QByteArray>> headers; ///< names in lower case
+    QVector<QPair<QByteArray, QByteArray>> cookies;
     QByteArray body;
     Peer peer;
 

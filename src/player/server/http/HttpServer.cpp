@@ -1,6 +1,7 @@
 #include "player/server/http/HttpServer.h"
 
 #include "player/server/http/HttpExchange.h"
+#include "player/server/http/TlsCallback.h"
 
 #include <QSocketNotifier>
 #include <netinet/in.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <limits>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -18,6 +20,8 @@ using ExchangePointer = std::shared_ptr<HttpExchange>;
 constexpr size_t connectionMemoryBytes = 24 * 1024;
 /// More than are ever taken up: Connections counts them.
 constexpr unsigned libraryConnections = 4096;
+/// The two versions that are not broken.
+const char* const tlsVersions = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 /// How often the library is run at the end, for responses to leave.
 constexpr int lastRuns = 3;
 
@@ -62,7 +66,17 @@ HttpServer::~HttpServer()
     stop();
 }
 
-bool HttpServer::start()
+bool HttpServer::start(bool hasTls)
+{
+    if (!start(&m_plain, MHD_NO_FLAG, {{MHD_OPTION_END, 0, nullptr}}))
+        return false;
+    return !hasTls || start(&m_tls, MHD_USE_TLS,
+                            {{MHD_OPTION_HTTPS_CERT_CALLBACK, 0, reinterpret_cast<void*>(&showCertificate)},
+                             {MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(tlsVersions)},
+                             {MHD_OPTION_END, 0, nullptr}});
+}
+
+bool HttpServer::start(Daemon* daemon, unsigned flags, const std::vector<MHD_OptionItem>& options)
 {
     using LineCallback = void* (*)(void*, const char*, MHD_Connection*);
     const LineCallback onLine = [](void* server, const char* target, MHD_Connection* connection) -> void* {
@@ -75,17 +89,17 @@ bool HttpServer::start()
         if (code == MHD_CONNECTION_NOTIFY_CLOSED)
             static_cast<HttpServer*>(server)->m_connections.remove(socket);
     };
-    m_daemon = MHD_start_daemon(
-        MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &onRequest,
-        nullptr, MHD_OPTION_URI_LOG_CALLBACK, onLine, this, MHD_OPTION_NOTIFY_COMPLETED, &onCompleted,
-        nullptr, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_STRICT_FOR_CLIENT, 1,
-        MHD_OPTION_CONNECTION_LIMIT, libraryConnections, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-        connectionMemoryBytes, MHD_OPTION_END);
-    if (!m_daemon)
+    daemon->daemon = MHD_start_daemon(
+        flags | MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr,
+        &onRequest, nullptr, MHD_OPTION_URI_LOG_CALLBACK, onLine, this, MHD_OPTION_NOTIFY_COMPLETED,
+        &onCompleted, nullptr, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_STRICT_FOR_CLIENT,
+        1, MHD_OPTION_CONNECTION_LIMIT, libraryConnections, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        connectionMemoryBytes, MHD_OPTION_ARRAY, options.data(), MHD_OPTION_END);
+    if (!daemon->daemon)
         return false;
-    const int epoll = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
-    m_notifier = std::make_unique<QSocketNotifier>(epoll, QSocketNotifier::Read);
-    connect(m_notifier.get(), &QSocketNotifier::activated, this, &HttpServer::run);
+    const int epoll = MHD_get_daemon_info(daemon->daemon, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
+    daemon->notifier = std::make_unique<QSocketNotifier>(epoll, QSocketNotifier::Read);
+    connect(daemon->notifier.get(), &QSocketNotifier::activated, this, &HttpServer::run);
     return true;
 }
 
@@ -95,39 +109,45 @@ void HttpServer::add(int socket, const Peer& peer)
     ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &m_limits.sendBufferBytes, sizeof m_limits.sendBufferBytes);
     sockaddr_in unknown{}; // the library needs one, and does nothing with it
     unknown.sin_family = AF_INET;
-    if (!m_daemon || !m_connections.add(socket, peer)) {
+    MHD_Daemon* const daemon = (peer.isEncrypted ? m_tls : m_plain).daemon;
+    if (!daemon || !m_connections.add(socket, peer)) {
         ::close(socket);
         return;
     }
-    if (MHD_add_connection(m_daemon, socket, reinterpret_cast<sockaddr*>(&unknown), sizeof unknown) !=
-        MHD_YES)
+    if (MHD_add_connection(daemon, socket, reinterpret_cast<sockaddr*>(&unknown), sizeof unknown) != MHD_YES)
         m_connections.remove(socket);
     runSoon();
 }
 
 void HttpServer::stop()
 {
-    if (!m_daemon)
-        return;
     const auto suspended = m_suspended; // the library cannot be stopped while there are any
     for (const auto& end : suspended)
         end();
-    for (int i = 0; i < lastRuns; ++i)
-        MHD_run(m_daemon);
-    m_notifier.reset();
+    for (Daemon* const each : {&m_plain, &m_tls}) {
+        if (!each->daemon)
+            continue;
+        for (int i = 0; i < lastRuns; ++i)
+            MHD_run(each->daemon);
+        each->notifier.reset();
+        MHD_stop_daemon(std::exchange(each->daemon, nullptr));
+    }
     m_timeout.stop();
     m_soon.stop();
-    MHD_stop_daemon(m_daemon);
-    m_daemon = nullptr;
 }
 
 void HttpServer::run()
 {
     m_connections.look();
-    MHD_run(m_daemon);
-    MHD_UNSIGNED_LONG_LONG leftMs = 0;
-    if (MHD_get_timeout(m_daemon, &leftMs) == MHD_YES)
-        m_timeout.start(int(std::min<MHD_UNSIGNED_LONG_LONG>(leftMs, std::numeric_limits<int>::max())));
+    MHD_UNSIGNED_LONG_LONG nextMs = std::numeric_limits<MHD_UNSIGNED_LONG_LONG>::max();
+    for (const Daemon* const each : {&m_plain, &m_tls}) {
+        MHD_UNSIGNED_LONG_LONG leftMs = 0;
+        if (each->daemon && MHD_run(each->daemon) == MHD_YES &&
+            MHD_get_timeout(each->daemon, &leftMs) == MHD_YES)
+            nextMs = std::min(nextMs, leftMs);
+    }
+    if (nextMs < std::numeric_limits<MHD_UNSIGNED_LONG_LONG>::max())
+        m_timeout.start(int(std::min<MHD_UNSIGNED_LONG_LONG>(nextMs, std::numeric_limits<int>::max())));
     else
         m_timeout.stop();
 }

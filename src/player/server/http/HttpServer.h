@@ -7,10 +7,11 @@
 #include <QObject>
 #include <QTimer>
 
+#include <microhttpd.h>
+#include <vector>
+
 class HttpExchange;
 class QSocketNotifier;
-struct MHD_Connection;
-struct MHD_Daemon;
 
 /// Reads requests from connections and writes responses, on the thread that it lives on and its event loop.
 /// GNU libmicrohttpd does the work; its epoll descriptor is watched here. A request that waits for its
@@ -25,8 +26,9 @@ public:
     /// As stop().
     ~HttpServer() override;
 
-    /// False where the library cannot be started.
-    bool start();
+    /// False where the library cannot be started. `hasTls`: connections of encrypted peers are shown the
+    /// process's Certificate; else there must be none.
+    bool start(bool hasTls);
     /// Takes up an accepted connection; its socket is the server's from then on.
     void add(int socket, const Peer& peer);
     /// Sends the responses that there are and closes every connection. Everything that waits must have been
@@ -44,8 +46,15 @@ private:
     const Limits m_limits;
     HttpHandler* const m_handler;
     Connections m_connections;
-    MHD_Daemon* m_daemon = nullptr;
-    std::unique_ptr<QSocketNotifier> m_notifier;
+    /// The library, once for plain connections and once for those with TLS.
+    struct Daemon
+    {
+        MHD_Daemon* daemon = nullptr;
+        std::unique_ptr<QSocketNotifier> notifier;
+    };
+    bool start(Daemon* daemon, unsigned flags, const std::vector<MHD_OptionItem>& options);
+    Daemon m_plain;
+    Daemon m_tls;
     QTimer m_timeout; // of the library's own
     QTimer m_soon;
     QHash<int, std::function<void()>> m_suspended; // what to do when the other end disconnects, by socket

@@ -19,6 +19,12 @@ struct Limits
     int heartbeatMs = 15000;      ///< between two comments on an event stream
     int eventMs = 20;             ///< between two events about the same state
 
+    int failedLoginsPerMinute = 5; ///< of one address
+    int failedLoginsPerHour = 100; ///< of all
+
+    int certificateLookMs =
+        3600 * 1000; ///< between two looks whether the certificate ends soon or has changed
+
     int connections = 512;
     int connectionsPerPeer = 32;   ///< beyond loopback
     int reservedDescriptors = 192; ///< of the process, for everything but connections
