@@ -126,12 +126,40 @@
         <translation>%1 ist hier nicht möglich.</translation>
     </message>
     <message>
+        <source>Log in with the player's password.</source>
+        <translation>Melden Sie sich mit dem Passwort des Players an.</translation>
+    </message>
+    <message>
         <source>Nothing is sent where one reads.</source>
         <translation>Wo gelesen wird, wird nichts gesendet.</translation>
     </message>
     <message>
+        <source>Password needed</source>
+        <translation>Passwort erforderlich</translation>
+    </message>
+    <message>
+        <source>That device is no longer logged in.</source>
+        <translation>Dieses Gerät ist nicht mehr angemeldet.</translation>
+    </message>
+    <message>
+        <source>The password could not be saved.</source>
+        <translation>Das Passwort konnte nicht gespeichert werden.</translation>
+    </message>
+    <message>
+        <source>The password needs %1 to %2 characters.</source>
+        <translation>Das Passwort muss %1 bis %2 Zeichen lang sein.</translation>
+    </message>
+    <message>
         <source>The player's file cannot be written. Its own messages name the file and the reason.</source>
         <translation>Die Datei des Players kann nicht geschrieben werden. Seine eigenen Meldungen nennen die Datei und den Grund.</translation>
+    </message>
+    <message>
+        <source>This needs more rights than you have here.</source>
+        <translation>Dazu reichen Ihre Rechte hier nicht aus.</translation>
+    </message>
+    <message>
+        <source>Too many attempts. Try again in %1 seconds.</source>
+        <translation>Zu viele Versuche. Versuchen Sie es in %1 Sekunden erneut.</translation>
     </message>
     <message>
         <source>What changes something is sent as JSON, {} at least, and with its length.</source>
@@ -284,6 +312,10 @@
     <message>
         <source>Wrong method</source>
         <translation>Falsche Methode</translation>
+    </message>
+    <message>
+        <source>Wrong password.</source>
+        <translation>Falsches Passwort.</translation>
     </message>
     <message>
         <source>Wrong type of content</source>

@@ -126,12 +126,40 @@
         <translation>%1 n’est pas possible ici.</translation>
     </message>
     <message>
+        <source>Log in with the player's password.</source>
+        <translation>Connectez-vous avec le mot de passe du lecteur.</translation>
+    </message>
+    <message>
         <source>Nothing is sent where one reads.</source>
         <translation>On n’envoie rien là où on lit.</translation>
     </message>
     <message>
+        <source>Password needed</source>
+        <translation>Mot de passe requis</translation>
+    </message>
+    <message>
+        <source>That device is no longer logged in.</source>
+        <translation>Cet appareil n’est plus connecté.</translation>
+    </message>
+    <message>
+        <source>The password could not be saved.</source>
+        <translation>Impossible d’enregistrer le mot de passe.</translation>
+    </message>
+    <message>
+        <source>The password needs %1 to %2 characters.</source>
+        <translation>Le mot de passe doit comporter de %1 à %2 caractères.</translation>
+    </message>
+    <message>
         <source>The player's file cannot be written. Its own messages name the file and the reason.</source>
         <translation>Le fichier du lecteur ne peut pas être écrit. Ses propres messages nomment le fichier et la raison.</translation>
+    </message>
+    <message>
+        <source>This needs more rights than you have here.</source>
+        <translation>Vos droits ne suffisent pas pour cette action.</translation>
+    </message>
+    <message>
+        <source>Too many attempts. Try again in %1 seconds.</source>
+        <translation>Trop de tentatives. Réessayez dans %1 secondes.</translation>
     </message>
     <message>
         <source>What changes something is sent as JSON, {} at least, and with its length.</source>
@@ -284,6 +312,10 @@
     <message>
         <source>Wrong method</source>
         <translation>Méthode incorrecte</translation>
+    </message>
+    <message>
+        <source>Wrong password.</source>
+        <translation>Mot de passe incorrect.</translation>
     </message>
     <message>
         <source>Wrong type of content</source>

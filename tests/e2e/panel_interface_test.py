@@ -68,6 +68,12 @@ class Player:
         response = connection.getresponse()
         return response.status, response.getheader("Content-Type", ""), response.read()
 
+    def cookie(self, body, headers):
+        """Logs in; what a browser sends from then on."""
+        connection = http.client.HTTPConnection(self.address, timeout=60)
+        connection.request("POST", "/api/access/login", json.dumps(body), {"Content-Type": "application/json", **headers})
+        return connection.getresponse().getheader("Set-Cookie").split(";")[0]
+
     def token(self):
         """Of the saved login, which is written after the answer to a login."""
         ends = time.monotonic() + LIMIT_SECONDS
@@ -170,9 +176,32 @@ def account(operation, **form):
     return {"path": "account:qobuz", "role": "value", "value": {"type": 138, "qobuzAccount": {"operation": operation, **form}}}
 
 
+def access(interface):
+    """Somebody else than this machine, as a proxy would forward it, logs in with the player's password."""
+    ask = interface.ask
+    forwarded = {"X-Forwarded-For": "192.0.2.1"}
+    check(ask("GET", "/api/access") == {"level": "local", "readable": False, "passwordSet": False}, "This machine has not every right.")
+    ask("POST", "/api/access/password", body={"password": "short"}, status=400)
+    ask("POST", "/api/access/password", body={"password": "correct horse"}, status=204)
+    check(ask("GET", "/api/access", headers=forwarded) == {"level": "none", "readable": True}, "Others learn something.")
+    ask("GET", "/api/player", status=401, headers=forwarded)
+    ask("POST", "/api/access/login", body={"password": "wrong"}, status=401, headers=forwarded)
+    cookie = interface.player.cookie({"password": "correct horse"}, forwarded)
+    ask("POST", "/api/access/login", body={"password": "correct horse"}, status=204, headers=forwarded)
+    ask("GET", "/api/player", headers={**forwarded, "Cookie": cookie})
+    listed = ask("GET", "/api/access/sessions", headers={**forwarded, "Cookie": cookie})["sessions"]
+    check([one["current"] for one in listed].count(True) == 1 and len(listed) == 2, "The sessions are not listed.")
+    other = next(one["session"] for one in listed if not one["current"])
+    ask("POST", "/api/access/revoke", body={"session": other}, status=204)
+    ask("POST", "/api/access/revoke", body={"session": other}, status=409)
+    ask("POST", "/api/access/logout", body={}, status=204, headers={**forwarded, "Cookie": cookie})
+    ask("GET", "/api/player", status=401, headers={**forwarded, "Cookie": cookie})
+
+
 def run(interface):
     ask = interface.ask
     ask("GET", "/api/openapi.json")
+    access(interface)
     ask("GET", "/api/rows", "?path=&from=0&to=9")
     ask("GET", "/api/rows", "?path=qobuz:&from=0&to=9", status=502)
     ask("POST", "/api/data", body=account(1, username="demo@example.com", password="wrong"), status=502)

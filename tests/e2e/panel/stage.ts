@@ -1,5 +1,6 @@
 import { spawn, spawnSync, type ChildProcess } from "node:child_process";
-import { mkdirSync, mkdtempSync, rmSync, existsSync } from "node:fs";
+import { createHash, X509Certificate } from "node:crypto";
+import { mkdirSync, mkdtempSync, readFileSync, rmSync, existsSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { fileURLToPath } from "node:url";
 import { join, resolve } from "node:path";
@@ -68,6 +69,8 @@ export class Stage {
   private browser: Browser | undefined;
   private control = "";
   private sandboxOptions: string[] = [];
+  private origin = "";
+  private tls = false;
   private readonly faults: string[] = [];
   api = "";
   /** Where the panel is. */
@@ -83,13 +86,25 @@ export class Stage {
     };
   }
 
-  static async open(options: { loggedIn?: boolean; sandbox?: string[] } = {}): Promise<Stage> {
+  /** `origin`: the browser reaches the player by this name alone, and with this password. */
+  static async open(
+    options: {
+      loggedIn?: boolean;
+      sandbox?: string[];
+      password?: string;
+      origin?: string;
+      tls?: boolean;
+    } = {},
+  ): Promise<Stage> {
     const stage = new Stage();
     try {
+      stage.origin = options.origin ?? "";
+      stage.tls = options.tls ?? false;
       stage.sandboxOptions = options.sandbox ?? [];
       await stage.startService();
       if (options.loggedIn ?? true)
         stage.command(["login", demo.user, "--password-stdin"], `${demo.password}\n`);
+      if (options.password) stage.command(["password"], `${options.password}\n`);
       await stage.startPlayer();
       await stage.startBrowser();
       return stage;
@@ -121,7 +136,11 @@ export class Stage {
     const port = this.url ? new URL(this.url).port : "0";
     const { process: child, url } = await launch(
       "pelk",
-      ["serve", "--listen", `127.0.0.1:${port}`],
+      [
+        ...["serve", "--listen", `127.0.0.1:${port}`],
+        ...(this.origin ? ["--origin", this.origin] : []),
+        ...(this.tls ? ["--tls"] : []),
+      ],
       this.env,
       /^The panel is at (\S+?)\/?$/m,
     );
@@ -149,6 +168,10 @@ export class Stage {
         "--disable-background-networking",
         "--disable-component-update",
         "--disable-sync",
+        ...(this.origin
+          ? [`--host-resolver-rules=MAP ${new URL(this.origin).host} ${new URL(this.url).host}`]
+          : []),
+        ...(this.tls ? [`--ignore-certificate-errors-spki-list=${this.keyHash()}`] : []),
       ],
     });
   }
@@ -168,8 +191,15 @@ export class Stage {
       if (message.type() === "error" && !/Failed to load resource|ERR_/.test(message.text()))
         this.faults.push(message.text());
     });
-    await page.goto(this.url + path);
+    await page.goto((this.origin || this.url) + path);
     return page;
+  }
+
+  /** What the browser knows the key of the player's certificate by. */
+  private keyHash(): string {
+    const pem = readFileSync(join(this.home, "state/pelk/certificate.pem"), "utf8");
+    const key = new X509Certificate(pem).publicKey.export({ type: "spki", format: "der" });
+    return createHash("sha256").update(key).digest("base64");
   }
 
   /** Runs the player's command line in the same home. */

@@ -150,9 +150,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("certificate");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("told");
-        QTest::newRow("no certificate") << text("none.pem") << text("a.pem") << text("there is no such file");
-        QTest::newRow("no key") << text("a.pem") << text("none.pem") << text("there is no such file");
-        QTest::newRow("a folder") << text(".") << text("a.pem") << text("regular file");
+        QTest::newRow("no certificate") << text("none.pem") << text("a.pem") << text("No such file or directory");
+        QTest::newRow("no key") << text("a.pem") << text("none.pem") << text("No such file or directory");
+        QTest::newRow("a folder") << text(".") << text("a.pem") << text("it is a folder");
         QTest::newRow("another key") << text("a.pem") << text("b.pem")
                                      << text("the key belongs to another certificate");
         QTest::newRow("a text") << text("text.pem") << text("a.pem") << text("no certificate in PEM");

@@ -1,6 +1,7 @@
 #include "player/server/announce/Announcer.h"
 
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -27,6 +28,7 @@ Announcer::Announcer(const QDBusConnection& bus, const Service& service)
                 QDBusServiceWatcher::WatchForRegistration | QDBusServiceWatcher::WatchForUnregistration)
     , m_service(service)
 {
+    qDBusRegisterMetaType<QList<QByteArray>>();
     connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, &Announcer::begin);
     connect(&m_watcher, &QDBusServiceWatcher::serviceUnregistered, this, &Announcer::forget);
 }

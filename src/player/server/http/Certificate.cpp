@@ -245,12 +245,11 @@ bool Certificate::loadOwn(QString* error)
 {
     QByteArray pem;
     QByteArray key;
-    QString reason = QStringLiteral("there is no such file");
+    QString reason;
     QString file = m_source.certificateFile;
     m_ownChanged = QFileInfo(file).lastModified();
     bool isRead = cmReadFile(file, largestFileBytes, &pem, &reason) == CMReadFile::Done;
     if (isRead) {
-        reason = QStringLiteral("there is no such file");
         file = m_source.keyFile;
         isRead = cmReadFile(file, largestFileBytes, &key, &reason) == CMReadFile::Done;
         file = isRead ? m_source.certificateFile : file;
