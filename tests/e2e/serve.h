@@ -12,9 +12,10 @@ class Serve
 {
 public:
     explicit Serve(const Players& players, const QString& address = QStringLiteral("127.0.0.1:0"),
-                   const QStringList& options = {})
+                   const QStringList& options = {}, const QStringList& serveOptions = {})
         : process(players.start(options +
-                                QStringList{QStringLiteral("serve"), QStringLiteral("--listen"), address}))
+                                QStringList{QStringLiteral("serve"), QStringLiteral("--listen"), address} +
+                                serveOptions))
     {
         readLine();
     }

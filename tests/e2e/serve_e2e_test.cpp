@@ -263,7 +263,7 @@ private Q_SLOTS:
         QFETCH(QString, address);
         QFETCH(QString, printed);
         const Players players;
-        const Serve serve(players, address);
+        const Serve serve(players, address, {}, {text("--open")});
         QVERIFY2(serve.line.startsWith(text("The panel is at ") + printed), qPrintable(serve.line));
         QVERIFY(serve.port != 0);
         QProcess curl;
@@ -295,7 +295,7 @@ private Q_SLOTS:
     void anAddressOfTheNetworkIsWarnedOf()
     {
         const Players players;
-        const Serve serve(players, text("0.0.0.0:0"));
+        const Serve serve(players, text("0.0.0.0:0"), {}, {text("--open")});
         QCOMPARE(serve.client().get("/api/player").status, 200);
         QCOMPARE(serve.client()
                      .get("/api/player", {{"Host", "evil.example:" + QByteArray::number(serve.port)}})
@@ -306,6 +306,7 @@ private Q_SLOTS:
         QVERIFY2(errors.contains(text("Warning: everybody who reaches %1 can use this player")
                                      .arg(QSysInfo::machineHostName())),
                  qPrintable(errors));
+        QVERIFY2(errors.contains(text("is not encrypted")), qPrintable(errors));
         QVERIFY2(serve.line.startsWith(text("The panel is at http://127.0.0.1:")), qPrintable(serve.line));
     }
 

@@ -188,7 +188,12 @@ export class Stage {
     const page = await context.newPage();
     page.on("pageerror", (error) => this.faults.push(String(error)));
     page.on("console", (message) => {
-      if (message.type() === "error" && !/Failed to load resource|ERR_/.test(message.text()))
+      if (
+        message.type() === "error" &&
+        !/Failed to load resource|ERR_|Cross-Origin-Opener-Policy header has been ignored/.test(
+          message.text(),
+        )
+      )
         this.faults.push(message.text());
     });
     await page.goto((this.origin || this.url) + path);
