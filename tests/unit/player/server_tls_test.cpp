@@ -150,7 +150,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("certificate");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("told");
-        QTest::newRow("no certificate") << text("none.pem") << text("a.pem") << text("No such file or directory");
+        QTest::newRow("no certificate")
+            << text("none.pem") << text("a.pem") << text("No such file or directory");
         QTest::newRow("no key") << text("a.pem") << text("none.pem") << text("No such file or directory");
         QTest::newRow("a folder") << text(".") << text("a.pem") << text("it is a folder");
         QTest::newRow("another key") << text("a.pem") << text("b.pem")
