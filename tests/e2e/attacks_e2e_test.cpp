@@ -71,6 +71,17 @@ int openCount(const Attack& attack)
     return int(std::count_if(attack.cbegin(), attack.cend(), [](const auto& one) { return one->isOpen(); }));
 }
 
+/// The next descriptor that a process would get.
+rlim_t lowestFreeDescriptor(pid_t process)
+{
+    const QStringList open =
+        QDir(QStringLiteral("/proc/%1/fd").arg(process)).entryList(QDir::System | QDir::Files | QDir::Dirs);
+    rlim_t lowest = 0;
+    while (open.contains(QString::number(lowest)))
+        ++lowest;
+    return lowest;
+}
+
 } // namespace
 
 /// What others do to the player's server, and that it is answered all the while. Each attack is bounded in
@@ -113,6 +124,11 @@ private Q_SLOTS:
         row("600 send half a head", 600, "GET /api/player HTTP/1.1\r\nHost: ");
         row("600 ask for what is never answered", 600,
             "GET /api/rows?path=qobuz:featured/none&from=0&to=9" + end);
+        const QByteArray guess = R"({"password": "wrong horse"})";
+        row("600 guess the password", 600,
+            "POST /api/access/login HTTP/1.1\r\nHost: HOST\r\nX-Forwarded-For: x\r\nContent-Type: "
+            "application/json\r\nContent-Length: " +
+                QByteArray::number(guess.size()) + "\r\n\r\n" + guess);
         row("600 form values that are never answered for", 600,
             "POST /api/data HTTP/1.1\r\nHost: HOST\r\nContent-Type: application/json\r\nContent-Length: "
             "60000\r\n\r\n{");
@@ -153,6 +169,31 @@ private Q_SLOTS:
         QCOMPARE(serve.client().get("/").status, 200);
         QCOMPARE(serve.client().get("/api/player").status, 200);
         QCOMPARE(openCount(events), int(events.size()));
+        QCOMPARE(serve.end(), 0);
+    }
+
+    void aPauseIsAnsweredWithoutADescriptorLeft_data()
+    {
+        QTest::addColumn<int>("idle");
+        QTest::newRow("connections hold them") << 20;
+        QTest::newRow("the player itself holds them") << 0;
+    }
+    void aPauseIsAnsweredWithoutADescriptorLeft()
+    {
+        QFETCH(int, idle);
+        Players players;
+        const Serve serve(players);
+        const Attack others = attack(idle, serve.port, "");
+        QCOMPARE(serve.client().get("/api/player").status, 200); // they are all accepted by now
+        rlimit none{};
+        const pid_t player = pid_t(serve.process->processId());
+        QCOMPARE(::prlimit(player, RLIMIT_NOFILE, nullptr, &none), 0);
+        const rlimit usual = none;
+        none.rlim_cur = lowestFreeDescriptor(player);
+        QCOMPARE(::prlimit(player, RLIMIT_NOFILE, &none, nullptr), 0);
+        for (int i = 0; i < 5; ++i)
+            QCOMPARE(serve.client().post("/api/player/pause", QJsonObject()).status, 204);
+        QCOMPARE(::prlimit(player, RLIMIT_NOFILE, &usual, nullptr), 0);
         QCOMPARE(serve.end(), 0);
     }
 

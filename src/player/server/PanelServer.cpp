@@ -61,11 +61,14 @@ public:
         , api({opts.panelFolder, opts.translationFolders, opts.closedPaths, opts.limits}, engine, &streams,
               &access)
         , http(opts.limits, &api)
-        , listener([this](int socket, Peer peer) {
-            peer.isEncrypted = certificate != nullptr;
-            http.add(socket, peer);
-        })
-        , localListener([this](int socket, const Peer& peer) { http.add(socket, peer); })
+        , listener(
+              [this](int socket, Peer peer) {
+                  peer.isEncrypted = certificate != nullptr;
+                  http.add(socket, peer);
+              },
+              [this] { http.makeRoom(); })
+        , localListener([this](int socket, const Peer& peer) { http.add(socket, peer); },
+                        [this] { http.makeRoom(); })
     {
         QObject::connect(&access, &Access::changed, &streams, &EventStreams::checkReaders);
         QObject::connect(&access, &Access::failed, &streams,

@@ -1,3 +1,4 @@
+#include "player/server/api/ContentAsker.h"
 #include "tests/unit/player/server_fixture.h"
 
 #include <QElapsedTimer>
@@ -456,6 +457,41 @@ private Q_SLOTS:
         PendingReply next(f.port, getBytes(f, "/api/rows?path=test:menu&from=0&to=9"));
         QTRY_COMPARE_WITH_TIMEOUT(f.worker.kept.size(), 17, 20000);
         QCOMPARE(f.worker.kept.last().path(), f.worker.menu->path());
+    }
+
+    void aPeerOfTheNetworkHasSoManyThatWait()
+    {
+        struct Sink : public ResponseSink
+        {
+            void respond(HttpResponse response) override { status = response.status; }
+            bool isOpen() const override { return true; }
+            void onGone(const std::function<void()>& /*gone*/) override {}
+            int status = 0;
+        };
+        ServerFixture f;
+        f.worker.silent = true;
+        Limits limits;
+        limits.readsPerPeer = 2;
+        limits.waitingPerPeer = 3;
+        const Translations translations{QStringList()}; // the asker answers once more when it goes
+        ContentAsker asker({}, limits);
+        const auto ask = [&](const Peer& peer) {
+            asker.rows({peer, ApiResponder(std::make_shared<Sink>(), translations.find(text("en")))},
+                       CMPath(text("test:list")), 0, 9, [](const RowPage&) {});
+        };
+        const Peer phone{"192.0.2.1", false, false, false};
+        for (int i = 0; i < 2 + 3; ++i)
+            ask(phone);
+        int status = 0;
+        try {
+            ask(phone);
+        } catch (const Problem& problem) {
+            status = problem.status;
+        }
+        QCOMPARE(status, 503);
+        ask({"192.0.2.2", false, false, false}); // others wait for their own
+        for (int i = 0; i < 20; ++i)
+            ask({"127.0.0.1", true, false, false});
     }
 
     void moreThanCanWaitIsRefusedAtOnce()

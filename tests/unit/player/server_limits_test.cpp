@@ -99,6 +99,7 @@ private Q_SLOTS:
         QCOMPARE(limits.connectionsPerPeer, 32);
         QCOMPARE(limits.eventStreams, 64);
         QCOMPARE(limits.readsPerPeer, 16);
+        QCOMPARE(limits.waitingPerPeer, 16);
     }
 
     void whatIsNotStrictHttpIsRefused_data()

@@ -54,6 +54,16 @@ public:
     }
     /// Logs in; what the browser sends from then on.
     QByteArray cookie() const { return logIn(password).headers.value("set-cookie").split(';').first(); }
+    /// What the cookie of a session holds that was made without the work of a login, before the server
+    /// starts.
+    QByteArray madeSession() const
+    {
+        Sessions sessions(options.stateFolder, options.wallClock);
+        const QByteArray secret = sessions.add(QString(), Credentials(options.stateFolder).passwordMark());
+        sessions.flush();
+        return secret;
+    }
+    QByteArray cookieName() const { return "pelk-" + QByteArray::number(port) + '='; }
     QByteArray token(const char* name, bool isReadOnly) const
     {
         QByteArray secret;
@@ -101,11 +111,13 @@ private Q_SLOTS:
         const QByteArray method = route.split(' ').first();
         const QByteArray path = route.split(' ').last();
         LockedFixture f;
+        QByteArray valid = f.madeSession();
+        QByteArray revoked = f.madeSession();
+        QByteArray expired = f.madeSession();
         f.options.limits.failedLoginsPerMinute = 1000;
         f.start();
-        const QByteArray valid = f.cookie();
-        const QByteArray revoked = f.cookie();
-        const QByteArray expired = f.cookie();
+        for (QByteArray* const cookie : {&valid, &revoked, &expired})
+            cookie->prepend(f.cookieName());
         const QByteArray reader = f.token("reader", true);
         const QByteArray writer = f.token("writer", false);
         const QByteArray removed = f.token("removed", false);

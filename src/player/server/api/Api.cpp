@@ -55,47 +55,6 @@ Problem nothingAt(const QString& path)
     return {404, serverText(QT_TRANSLATE_NOOP("PanelServer", "There is nothing at \"%1\"."), {path})};
 }
 
-/// What every response carries.
-HttpResponse withCommonHeaders(HttpResponse response)
-{
-    static const QVector<QPair<QByteArray, QByteArray>> common{
-        {"Content-Security-Policy",
-         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' http: https:; "
-         "font-src 'self'; connect-src 'self'; manifest-src 'self'; base-uri 'none'; form-action 'self'; "
-         "frame-ancestors 'none'"},
-        {"X-Content-Type-Options", "nosniff"},
-        {"X-Frame-Options", "DENY"},
-        {"Referrer-Policy", "no-referrer"},
-        {"Cross-Origin-Opener-Policy", "same-origin"},
-        {"Cross-Origin-Resource-Policy", "same-origin"},
-    };
-    const bool hasCacheRule = std::any_of(response.headers.cbegin(), response.headers.cend(),
-                                          [](const auto& one) { return one.first == "Cache-Control"; });
-    if (!hasCacheRule)
-        response.addHeader("Cache-Control", "no-store");
-    response.headers += common;
-    return response;
-}
-
-/// Adds the common headers to whatever is sent.
-class CommonHeaders : public ResponseSink
-{
-public:
-    explicit CommonHeaders(Responder responder)
-        : m_responder(std::move(responder))
-    {
-    }
-    void respond(HttpResponse response) override
-    {
-        m_responder->respond(withCommonHeaders(std::move(response)));
-    }
-    bool isOpen() const override { return m_responder->isOpen(); }
-    void onGone(const std::function<void()>& gone) override { m_responder->onGone(gone); }
-
-private:
-    Responder m_responder;
-};
-
 } // namespace
 
 Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access)
@@ -148,7 +107,7 @@ std::unique_ptr<HttpResponse> Api::refusal(const HttpRequest& request, Fault fau
 void Api::handle(const HttpRequest& request, const Responder& sink)
 {
     const Language& language = languageOf(request);
-    const ApiResponder responder(std::make_shared<CommonHeaders>(sink), &language);
+    const ApiResponder responder(sink, &language);
     try {
         if (!request.path.startsWith(apiPrefix)) {
             responder.sendRaw(file(request));

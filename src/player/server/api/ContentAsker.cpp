@@ -146,8 +146,10 @@ void ContentAsker::begin(const std::shared_ptr<Turnstile>& turnstile, const Aski
                          const CMPath& path, const std::function<void(const AskPointer&)>& start)
 {
     // Whoever asks the first questions of a full house is let in all the same.
-    if (m_asks.size() >= size_t(m_limits.waitingRequests) &&
-        m_reads->waiting() + m_writes->waiting() >= m_limits.waitingRequests)
+    const bool isHouseFull = m_asks.size() >= size_t(m_limits.waitingRequests) &&
+                             m_reads->waiting() + m_writes->waiting() >= m_limits.waitingRequests;
+    if (isHouseFull ||
+        (!asking.peer.isLoopback && turnstile->waiting(asking.peer.address) >= m_limits.waitingPerPeer))
         throw Problem(503,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Too many requests wait; try again.")));
     const auto ask = std::make_shared<Ask>(asking, path);
@@ -163,7 +165,7 @@ void ContentAsker::begin(const std::shared_ptr<Turnstile>& turnstile, const Aski
     m_asks.insert(ask);
     asking.responder.onGone(giveUp);
     Turnstile::Visitor visitor;
-    visitor.peer = asking.peer;
+    visitor.peer = asking.peer.address;
     visitor.isStillThere = [giveUp, responder = asking.responder] {
         const bool isOpen = responder.isOpen();
         if (!isOpen)

@@ -28,7 +28,7 @@ public:
     /// Who asks.
     struct Asking
     {
-        QByteArray peer;
+        Peer peer;
         ApiResponder responder;
     };
     /// The rows `from` to `to`, completed from the model's pages.

@@ -18,7 +18,7 @@ void rows(ContentAsker* asker, int most, const ApiRequest& request, const ApiRes
     const CMPath path = asker->path(request.param(pathKey));
     const int from = request.number(QStringLiteral("from"), 0, std::numeric_limits<int>::max() - most);
     const int to = request.number(QStringLiteral("to"), from, from + most - 1);
-    asker->rows({request.http.peer.address, responder}, path, from, to,
+    asker->rows({request.http.peer, responder}, path, from, to,
                 [path, responder, language = request.language](const RowPage& page) {
                     QJsonArray list;
                     for (const PelkRoles& row : page.rows)
@@ -41,7 +41,7 @@ void data(ContentAsker* asker, int most, const ApiRequest& request, const ApiRes
         if (!ApiJson::isPublicRole(role))
             throw Problem(400,
                           serverText(QT_TRANSLATE_NOOP("PanelServer", "There is no role \"%1\"."), {role}));
-    asker->data({request.http.peer.address, responder}, path, roles,
+    asker->data({request.http.peer, responder}, path, roles,
                 [path, roles, responder, language = request.language](const QVariantList& values) {
                     PelkRoles row;
                     for (int i = 0; i < roles.size(); ++i)
@@ -59,8 +59,7 @@ void setData(ContentAsker* asker, const ApiRequest& request, const ApiResponder&
     if (request.text("role") != PelkRoles::Value())
         throw Problem(403,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Only the role \"value\" can be set.")));
-    asker->setValue({request.http.peer.address, responder}, path,
-                    request.body.record(PelkRoles::Value()).variant(),
+    asker->setValue({request.http.peer, responder}, path, request.body.record(PelkRoles::Value()).variant(),
                     [path, responder, language = request.language](const QVariant& result) {
                         responder.send(200, {{pathKey, path.toString()},
                                              {QStringLiteral("result"), ApiJson::value(result, *language)}});

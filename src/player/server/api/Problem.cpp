@@ -5,37 +5,32 @@
 
 #include <QJsonDocument>
 
+#include <array>
+#include <utility>
+
 namespace {
 
 TrString titleOf(int status)
 {
-    switch (status) {
-    case 400:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is wrong"));
-    case 401:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Password needed"));
-    case 403:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Not allowed"));
-    case 404:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Not found"));
-    case 405:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Wrong method"));
-    case 409:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "It has changed meanwhile"));
-    case 413:
-    case 414:
-    case 431:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is too large"));
-    case 415:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Wrong type of content"));
-    case 429:
-    case 503:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "Busy"));
-    case 504:
-        return serverText(QT_TRANSLATE_NOOP("PanelServer", "No answer"));
-    default:
-        return CMError::DefaultTitle();
-    }
+    static constexpr std::array<std::pair<int, const char*>, 13> titles{{
+        {400, QT_TRANSLATE_NOOP("PanelServer", "The request is wrong")},
+        {401, QT_TRANSLATE_NOOP("PanelServer", "Password needed")},
+        {403, QT_TRANSLATE_NOOP("PanelServer", "Not allowed")},
+        {404, QT_TRANSLATE_NOOP("PanelServer", "Not found")},
+        {405, QT_TRANSLATE_NOOP("PanelServer", "Wrong method")},
+        {409, QT_TRANSLATE_NOOP("PanelServer", "It has changed meanwhile")},
+        {413, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
+        {414, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
+        {415, QT_TRANSLATE_NOOP("PanelServer", "Wrong type of content")},
+        {429, QT_TRANSLATE_NOOP("PanelServer", "Busy")},
+        {431, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
+        {503, QT_TRANSLATE_NOOP("PanelServer", "Busy")},
+        {504, QT_TRANSLATE_NOOP("PanelServer", "No answer")},
+    }};
+    for (const auto& [known, title] : titles)
+        if (known == status)
+            return serverText(title);
+    return CMError::DefaultTitle();
 }
 
 } // namespace

@@ -59,6 +59,27 @@ void check(const QVariant& value, const Field& field)
 
 } // namespace
 
+HttpResponse withCommonHeaders(HttpResponse response)
+{
+    static const QVector<QPair<QByteArray, QByteArray>> common{
+        {"Content-Security-Policy",
+         "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' http: https:; "
+         "font-src 'self'; connect-src 'self'; manifest-src 'self'; base-uri 'none'; form-action 'self'; "
+         "frame-ancestors 'none'"},
+        {"X-Content-Type-Options", "nosniff"},
+        {"X-Frame-Options", "DENY"},
+        {"Referrer-Policy", "no-referrer"},
+        {"Cross-Origin-Opener-Policy", "same-origin"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+    };
+    const bool hasCacheRule = std::any_of(response.headers.cbegin(), response.headers.cend(),
+                                          [](const auto& one) { return one.first == "Cache-Control"; });
+    if (!hasCacheRule)
+        response.addHeader("Cache-Control", "no-store");
+    response.headers += common;
+    return response;
+}
+
 QString ApiRequest::param(const QString& name) const
 {
     return all(name).value(0);
@@ -117,6 +138,11 @@ void ApiResponder::done() const
     HttpResponse response;
     response.status = 204;
     sendRaw(std::move(response));
+}
+
+void ApiResponder::sendRaw(HttpResponse response) const
+{
+    m_responder->respond(withCommonHeaders(std::move(response)));
 }
 
 void ApiResponder::fail(const Problem& problem) const

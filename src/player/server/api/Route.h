@@ -29,6 +29,9 @@ struct ApiRequest
     bool has(const char* name) const;
 };
 
+/// A response with what every response carries: what browsers may do with it.
+HttpResponse withCommonHeaders(HttpResponse response);
+
 /// Takes the response to a request. May be kept; what comes after the first one is ignored.
 class ApiResponder
 {
@@ -44,7 +47,7 @@ public:
     void done() const;
     void fail(const Problem& problem) const;
     /// A response that is no JSON.
-    void sendRaw(HttpResponse response) const { m_responder->respond(std::move(response)); }
+    void sendRaw(HttpResponse response) const;
     bool isOpen() const { return m_responder->isOpen(); }
     void onGone(const std::function<void()>& gone) const { m_responder->onGone(gone); }
 

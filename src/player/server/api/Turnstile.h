@@ -27,6 +27,8 @@ public:
 
     /// Begins a visitor's turn, now or later.
     void enter(const Visitor& visitor);
+    /// How many of a peer wait.
+    int waiting(const QByteArray& peer) const { return int(m_lines.value(peer).size()); }
     /// How many wait, without those that have gone.
     int waiting();
     /// No turn begins any longer.

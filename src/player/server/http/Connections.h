@@ -41,6 +41,9 @@ public:
     static int most(const Limits& limits);
     /// Takes up a connection, and ends another one where there are too many. False where there is no room.
     bool add(int socket, const Peer& peer);
+    /// Ends the oldest connection that may have to make room, of a peer where one is given; false where there
+    /// is none.
+    bool makeRoom(const Peer* peer);
     /// Before the socket is closed.
     void remove(int socket);
     void enter(int socket, State state);
@@ -60,7 +63,6 @@ private:
     };
 
     int limitMs(State state) const;
-    bool makeRoom(const Peer* peer);
     void end(int socket);
     void sweep();
 

@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr size_t sourceBlockBytes = 32 * 1024;
+/// The library keeps as much for each open body; an event has a few hundred bytes.
+constexpr size_t sourceBlockBytes = 4 * 1024;
 
 using Headers = QVector<QPair<QByteArray, QByteArray>>;
 using Params = QVector<QPair<QString, QString>>;

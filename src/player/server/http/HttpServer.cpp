@@ -16,7 +16,8 @@ namespace {
 
 using ExchangePointer = std::shared_ptr<HttpExchange>;
 
-/// The library's memory for a connection: a head, and what it makes of it.
+/// The library's memory for a connection: a head, and what it makes of it. It is filled with zeros after each
+/// request, so that an idle connection keeps it. With less, a head that is too large gets no response.
 constexpr size_t connectionMemoryBytes = 24 * 1024;
 /// More than are ever taken up: Connections counts them.
 constexpr unsigned libraryConnections = 4096;
@@ -116,6 +117,12 @@ void HttpServer::add(int socket, const Peer& peer)
     }
     if (MHD_add_connection(daemon, socket, reinterpret_cast<sockaddr*>(&unknown), sizeof unknown) != MHD_YES)
         m_connections.remove(socket);
+    runSoon();
+}
+
+void HttpServer::makeRoom()
+{
+    m_connections.makeRoom(nullptr);
     runSoon();
 }
 

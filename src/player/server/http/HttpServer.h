@@ -31,6 +31,8 @@ public:
     bool start(bool hasTls);
     /// Takes up an accepted connection; its socket is the server's from then on.
     void add(int socket, const Peer& peer);
+    /// Ends the connection that is needed least, if one can be ended.
+    void makeRoom();
     /// Sends the responses that there are and closes every connection. Everything that waits must have been
     /// answered before.
     void stop();

@@ -31,6 +31,7 @@ struct Limits
 
     int readsPerPeer = 16; ///< requests that the content model deals with at once; others wait for them
     int writesPerPeer = 4;
+    int waitingPerPeer = 16;   ///< that wait for others of their peer, beyond loopback
     int waitingRequests = 256; ///< that wait for others, of all peers
 
     int eventStreams = 64;

@@ -9,7 +9,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <netdb.h>
+#include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -64,8 +66,9 @@ int listeningSocket(const addrinfo* addresses)
 
 } // namespace
 
-Listener::Listener(Receiver receiver)
+Listener::Listener(Receiver receiver, std::function<void()> exhausted)
     : m_receiver(std::move(receiver))
+    , m_exhausted(std::move(exhausted))
 {
     m_retry.setSingleShot(true);
     m_retry.setInterval(retryMs);
@@ -140,6 +143,7 @@ void Listener::watch()
     ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size);
     m_port = ntohs(own.ss_family == AF_INET ? reinterpret_cast<sockaddr_in&>(own).sin_port
                                             : reinterpret_cast<sockaddr_in6&>(own).sin6_port);
+    m_reserve = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     m_notifier = std::make_unique<QSocketNotifier>(m_socket, QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &Listener::accept);
 }
@@ -148,14 +152,40 @@ void Listener::close()
 {
     m_retry.stop();
     m_notifier.reset();
+    if (m_reserve >= 0)
+        ::close(std::exchange(m_reserve, -1));
     if (m_socket >= 0)
         ::close(m_socket);
     m_socket = -1;
 }
 
+/// Accepts one connection with the descriptor in reserve, once there is one.
+void Listener::acceptOnReserve()
+{
+    // Without a descriptor the kernel does not say that nobody is waiting.
+    pollfd waiting{m_socket, POLLIN, 0};
+    if (::poll(&waiting, 1, 0) <= 0)
+        return;
+    m_exhausted();
+    if (m_reserve >= 0)
+        ::close(std::exchange(m_reserve, -1));
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    const int socket =
+        ::accept4(m_socket, reinterpret_cast<sockaddr*>(&address), &size, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (socket >= 0) {
+        m_receiver(socket, peerOf(address));
+        return;
+    }
+    m_notifier->setEnabled(false);
+    m_retry.start();
+}
+
 void Listener::accept()
 {
     for (int i = 0; i < acceptedAtOnce; ++i) {
+        if (m_reserve < 0)
+            m_reserve = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
         sockaddr_storage address{};
         socklen_t size = sizeof address;
         const int socket =
@@ -165,8 +195,8 @@ void Listener::accept()
             continue;
         }
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-            m_notifier->setEnabled(false);
-            m_retry.start();
+            acceptOnReserve();
+            return;
         }
         if (errno != EINTR && errno != ECONNABORTED)
             return;

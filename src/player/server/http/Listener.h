@@ -5,21 +5,24 @@
 #include <QObject>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
 
 class QSocketNotifier;
 
-/// Accepts connections at an address. When descriptors run out it waits a little and tries again.
+/// Accepts connections at an address. It keeps a descriptor in reserve: when the process has no other left,
+/// the next connection gets that one, and idle ones have to make room before there is another reserve.
 class Listener : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr int retryMs = 100;
+    static constexpr int retryMs = 10;
 
     /// Called with each connection, whose socket belongs to the receiver.
     using Receiver = std::function<void(int socket, const Peer& peer)>;
-    explicit Listener(Receiver receiver);
+    /// `exhausted` is called when descriptors have run out, and ends a connection if it can.
+    Listener(Receiver receiver, std::function<void()> exhausted);
     ~Listener() override;
 
     /// Listens on an IP address or host name and a port (0: any free one). False where that is not possible;
@@ -39,7 +42,11 @@ private:
     void watch();
     void accept();
 
+    void acceptOnReserve();
+
     Receiver m_receiver;
+    std::function<void()> m_exhausted;
+    int m_reserve = -1;
     int m_socket = -1;
     quint16 m_port = 0;
     std::unique_ptr<QSocketNotifier> m_notifier;
