@@ -18,7 +18,7 @@ using ExchangePointer = std::shared_ptr<HttpExchange>;
 
 /// The library's memory for a connection: a head, and what it makes of it. It is filled with zeros after each
 /// request, so that an idle connection keeps it. With less, a head that is too large gets no response.
-constexpr size_t connectionMemoryBytes = 24 * 1024;
+constexpr size_t connectionMemoryBytes = 22 * 1024;
 /// More than are ever taken up: Connections counts them.
 constexpr unsigned libraryConnections = 4096;
 /// The two versions that are not broken.
