@@ -36,11 +36,33 @@ class Player:
     def until(self, state):
         ends = time.monotonic() + LIMIT_SECONDS
         while time.monotonic() < ends:
-            with urllib.request.urlopen(f"{self.address}/api/player", timeout=LIMIT_SECONDS) as reply:
-                if json.load(reply)["state"] == state:
-                    return
+            if self.status()["state"] == state:
+                return
             time.sleep(0.02)
         raise RuntimeError(f"the player was never {state}")
+
+    def status(self):
+        with urllib.request.urlopen(f"{self.address}/api/player", timeout=LIMIT_SECONDS) as reply:
+            return json.load(reply)
+
+    def start_ms(self):
+        """From the request to play, stopped, until sound has gone out: the stream's address is asked for first."""
+        self.post("player/stop")
+        self.until("stopped")
+        began = time.perf_counter()
+        self.post("player/play")
+        while not self.status()["positionMs"]:
+            if time.perf_counter() - began > LIMIT_SECONDS:
+                raise RuntimeError("nothing was heard")
+        return (time.perf_counter() - began) * 1e3
+
+    def next_track(self):
+        before = self.status()["entry"]
+        self.post("player/next")
+        ends = time.monotonic() + LIMIT_SECONDS
+        while (now := self.status())["entry"] == before or now["state"] != "playing":
+            if time.monotonic() > ends:
+                raise RuntimeError(f"another track than entry {before} never came: {now}")
 
     def resident_kib(self):
         return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{self.process.pid}/smaps_rollup").read_text(), re.M)[1])
@@ -62,8 +84,10 @@ class Player:
 
 
 def measure(programs, environment, smoke):
-    """Resident KiB when idle, and the wake-ups a second while stopped and while paused."""
+    """Resident KiB when idle, the wake-ups a second while stopped and while paused, the times in ms from a request to play to
+    sound, and the resident KiB after some tracks and after many."""
     seconds = 0.5 if smoke else 30
+    few, many = (2, 4) if smoke else (50, 1000)
     with tempfile.TemporaryDirectory() as home:
         player = Player(programs, environment, home)
         try:
@@ -75,6 +99,14 @@ def measure(programs, environment, smoke):
             player.until("playing")
             player.post("player/pause")
             player.until("paused")
-            return resident, stopped, player.wakeups_a_second(seconds)
+            paused = player.wakeups_a_second(seconds)
+            player.post("player/mode", repeat="all")
+            starts = [player.start_ms() for _ in range(2 if smoke else 30)]
+            for _ in range(few):
+                player.next_track()
+            after_few = player.resident_kib()
+            for _ in range(many - few):
+                player.next_track()
+            return resident, stopped, paused, starts, after_few, player.resident_kib()
         finally:
             player.end()

@@ -176,11 +176,17 @@ def panel_rows(bench):
 
 def player_rows(bench):
     save, restore = bench.numbers("saved_queue", "1" if bench.smoke else "21")
-    resident, stopped, paused = player.measure(bench.build / "bin", bench.environment, bench.smoke)
+    spans = ("300",) if bench.smoke else ("10000",)
+    engine, pipeline = bench.alternately(3, lambda: bench.numbers("play_cost", "engine", *spans)[0],
+                                         lambda: bench.numbers("play_cost", "pipeline", *spans)[0])
+    resident, stopped, paused, starts, after_few, after_many = player.measure(bench.build / "bin", bench.environment, bench.smoke)
     return [
         report.figure("saving a queue of 20,000 entries, processor time", save / 1000, 100, "ms"),
         report.figure("restoring a queue of 20,000 entries, processor time", restore / 1000, 300, "ms"),
+        report.at_most("playing 24 bit / 192 kHz, processor time : GStreamer alone", engine * 1e3, pipeline * 1e3, 1.3),
+        report.within("from a request to play to sound, through the sandbox", statistics.median(starts), max(starts), 60),
         report.figure("resident, pelk serve, idle", resident / 1024, 64, "MiB"),
+        report.difference("resident, pelk serve, after 1,000 tracks : after 50", after_many / 1024, after_few / 1024, 4, "MiB"),
         report.figure("wake-ups a second, stopped", stopped, 1, ""),
         report.figure("wake-ups a second, paused", paused, 3, ""),
     ]
