@@ -367,6 +367,7 @@ private Q_SLOTS:
         engine().pause();
         QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
         QCOMPARE(states().last(), QStringLiteral("1 paused"));
+        QTRY_VERIFY(m_unanswered < 1000);
         m_unanswered = 0;
         engine().play();
         QTRY_VERIFY(engine().status().stalled);
