@@ -258,8 +258,12 @@
         <translation>Die Anmeldung konnte nicht gespeichert werden</translation>
     </message>
     <message>
-        <source>The panel is not installed in "%1".</source>
-        <translation>Die Bedienoberfläche ist unter „%1“ nicht installiert.</translation>
+        <source>The panel is not installed. The player's own messages name the folder.</source>
+        <translation>Die Bedienoberfläche ist nicht installiert. Den Ordner nennen die Meldungen des Players selbst.</translation>
+    </message>
+    <message>
+        <source>What was played lately is still in the player's file. Its own messages name the file and the reason.</source>
+        <translation>Was zuletzt gespielt wurde, steht noch in der Datei des Players. Seine eigenen Meldungen nennen Datei und Grund.</translation>
     </message>
     <message>
         <source>The path is too long.</source>
@@ -298,8 +302,24 @@
         <translation>Unter „%1“ ist nichts zu finden.</translation>
     </message>
     <message>
-        <source>Either &quot;positionMs&quot; or &quot;byMs&quot; has to be given.</source>
-        <translation>Entweder „positionMs“ oder „byMs“ muss angegeben werden.</translation>
+        <source>Either "positionMs" or "byMs" has to be given.</source>
+        <translation>Entweder „positionMs“ oder „byMs“ muss angegeben sein.</translation>
+    </message>
+    <message>
+        <source>Either "entry" or "entries" has to be given.</source>
+        <translation>Entweder „entry“ oder „entries“ muss angegeben sein.</translation>
+    </message>
+    <message>
+        <source>There is nothing to undo.</source>
+        <translation>Es gibt nichts rückgängig zu machen.</translation>
+    </message>
+    <message>
+        <source>Either "minutes" or "at" has to be given.</source>
+        <translation>Entweder „minutes“ oder „at“ muss angegeben sein.</translation>
+    </message>
+    <message>
+        <source>"at" has to be off, track or queue.</source>
+        <translation>„at“ muss off, track oder queue sein.</translation>
     </message>
     <message>
         <source>There is nothing to seek in.</source>

@@ -258,8 +258,12 @@
         <translation>La connexion n’a pas pu être enregistrée</translation>
     </message>
     <message>
-        <source>The panel is not installed in "%1".</source>
-        <translation>L’interface n’est pas installée dans « %1 ».</translation>
+        <source>The panel is not installed. The player's own messages name the folder.</source>
+        <translation>L’interface n’est pas installée. Les messages du lecteur indiquent le dossier.</translation>
+    </message>
+    <message>
+        <source>What was played lately is still in the player's file. Its own messages name the file and the reason.</source>
+        <translation>L’historique est encore dans le fichier du lecteur. Ses propres messages indiquent le fichier et la raison.</translation>
     </message>
     <message>
         <source>The path is too long.</source>
@@ -298,8 +302,24 @@
         <translation>Il n’y a rien à l’adresse « %1 ».</translation>
     </message>
     <message>
-        <source>Either &quot;positionMs&quot; or &quot;byMs&quot; has to be given.</source>
+        <source>Either "positionMs" or "byMs" has to be given.</source>
         <translation>Il faut indiquer soit « positionMs », soit « byMs ».</translation>
+    </message>
+    <message>
+        <source>Either "entry" or "entries" has to be given.</source>
+        <translation>Il faut indiquer soit « entry », soit « entries ».</translation>
+    </message>
+    <message>
+        <source>There is nothing to undo.</source>
+        <translation>Il n’y a rien à annuler.</translation>
+    </message>
+    <message>
+        <source>Either "minutes" or "at" has to be given.</source>
+        <translation>Il faut indiquer soit « minutes », soit « at ».</translation>
+    </message>
+    <message>
+        <source>"at" has to be off, track or queue.</source>
+        <translation>« at » doit être off, track ou queue.</translation>
     </message>
     <message>
         <source>There is nothing to seek in.</source>

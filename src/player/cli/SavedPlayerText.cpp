@@ -3,6 +3,8 @@
 #include "api/core/json/pelkjson.h"
 #include "player/content/RowText.h"
 
+#include <QHash>
+
 #include <array>
 #include <utility>
 
@@ -11,6 +13,8 @@ namespace {
 const QString generationKey = QStringLiteral("generation");
 const QString playerKey = QStringLiteral("player");
 const QString rowsKey = QStringLiteral("rows");
+const QString sourcesKey = QStringLiteral("sources");
+const QString sourceKey = QStringLiteral("source");
 const QString unshuffledKey = QStringLiteral("unshuffled");
 const QString shuffledKey = QStringLiteral("shuffled");
 const QString currentKey = QStringLiteral("current");
@@ -43,6 +47,24 @@ int currentOf(const QVector<PelkRoles>& rows, const PelkHash& rest)
     return -1;
 }
 
+/// Each container once, and for each row which one it is.
+void appendSources(QByteArray* text, const QVector<CMPath>& sources)
+{
+    QHash<QString, int> numbers;
+    QVariantList names;
+    QByteArray of;
+    for (const CMPath& source : sources) {
+        const QString name = source.toString();
+        auto number = numbers.find(name);
+        if (number == numbers.end()) {
+            number = numbers.insert(name, names.size());
+            names.append(name);
+        }
+        of += (of.isEmpty() ? "" : ",") + QByteArray::number(*number);
+    }
+    *text += "\"sources\":" + PelkJson::serialize(names) + ",\"source\":[" + of + "],";
+}
+
 } // namespace
 
 void SavedPlayerText::appendQueue(QByteArray* text, const SavedPlayer& saved, qint64 generation)
@@ -58,7 +80,9 @@ void SavedPlayerText::appendQueue(QByteArray* text, const SavedPlayer& saved, qi
         saved.shuffled ? "],\"shuffled\":true,\"unshuffled\":[" : "],\"shuffled\":false,\"unshuffled\":[";
     for (int i = 0; i < saved.unshuffled.size(); ++i)
         *text += (i > 0 ? "," : "") + QByteArray::number(saved.unshuffled.at(i));
-    *text += "],\"player\":";
+    *text += "],";
+    appendSources(text, saved.sources);
+    *text += "\"player\":";
     appendRest(text, saved, saved.rows.value(saved.current), generation);
     *text += ",\"generation\":" + QByteArray::number(generation) + '}';
 }
@@ -92,10 +116,14 @@ SavedPlayer SavedPlayerText::read(const PelkHash& queue, const PelkHash& written
     const PelkHash rest = generation(queue) > generation(written) ? queue.record(playerKey) : written;
     const QList<PelkHash> rows = queue.records(rowsKey);
     saved.rows.reserve(rows.size());
-    for (const PelkHash& parsed : rows) {
-        const PelkRoles row = RowText::row(parsed);
-        if (PlayQueue::isPlayable(row))
-            saved.rows.append(row);
+    const QVariantList names = queue.value(sourcesKey).toList();
+    const QVariantList of = queue.value(sourceKey).toList();
+    for (int i = 0; i < rows.size(); ++i) {
+        const PelkRoles row = RowText::row(rows.at(i));
+        if (!PlayQueue::isPlayable(row))
+            continue;
+        saved.rows.append(row);
+        saved.sources.append(CMPath(names.value(of.value(i, -1).toInt()).toString()));
     }
     saved.shuffled = queue.value(shuffledKey).toBool();
     const QVariantList places = queue.value(unshuffledKey).toList();

@@ -158,6 +158,7 @@ int ServeCommand::run(SignalWatch* signalWatch)
                      [](const QString& sentence) { Terminal::error(sentence); });
     QObject::connect(&history, &History::failed, &context,
                      [](const QString& sentence) { Terminal::error(sentence); });
+    options.history = &history;
     PanelServer server(options, &engine);
     MprisService mpris(&engine);
     mpris.start();

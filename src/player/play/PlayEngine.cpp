@@ -156,7 +156,8 @@ PlayerStatus PlayEngine::status() const
     status.muted = m_muted;
     status.repeat = m_queue.repeat();
     status.shuffled = m_queue.isShuffled();
-    status.canUndo = m_queue.canUndo();
+    status.undoCount = m_queue.undoCount();
+    status.queuePlace = m_queue.indexOf(status.entry);
     status.sleep = m_sleep.kind();
     status.sleepLeftMs = m_sleep.leftMs(m_clock->nowMs());
     status.queueCount = m_queue.entries().size();
@@ -357,7 +358,7 @@ bool PlayEngine::undo()
     const int before = m_queue.current();
     const bool wasIdle = std::holds_alternative<PlayState::Idle>(m_state);
     const PlayState::Place lost = m_lost;
-    if (!m_queue.canUndo())
+    if (m_queue.undoCount() == 0)
         return false;
     // The current track would give way to the entry of that time as soon as the queue has changed.
     const QSignalBlocker blocker(&m_queue);
@@ -385,6 +386,7 @@ SavedPlayer PlayEngine::saved() const
         places.insert(unshuffled.at(i), i);
     for (const QueueEntry& entry : m_queue.entries()) {
         saved.rows.append(entry.row);
+        saved.sources.append(entry.source);
         if (m_queue.isShuffled())
             saved.unshuffled.append(places.value(entry.id));
     }
@@ -402,7 +404,7 @@ void PlayEngine::restore(const SavedPlayer& saved)
 {
     stop();
     m_arrival = Arrival::Play;
-    m_queue.restore(saved.rows, saved.current, saved.unshuffled);
+    m_queue.restore(saved.rows, saved.current, saved.unshuffled, saved.sources);
     if (saved.rows.isEmpty())
         m_queue.setShuffled(saved.shuffled);
     m_queue.setRepeat(saved.repeat);

@@ -41,38 +41,38 @@ int PlayQueue::indexOf(int id) const
     return found == m_entries.end() ? -1 : int(found - m_entries.begin());
 }
 
-QVector<int> PlayQueue::add(const QVector<PelkRoles>& rows, Where where)
+QVector<int> PlayQueue::add(const QVector<PelkRoles>& rows, Where where, const CMPath& source)
 {
     if (where == Where::Replace)
-        return replace(rows, 0);
+        return replace(rows, 0, source);
     m_undo.reset();
-    return insert(where == Where::Next ? m_current : 0, rows);
+    return insert(where == Where::Next ? m_current : 0, rows, source);
 }
 
-QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn)
+QVector<int> PlayQueue::replace(const QVector<PelkRoles>& rows, int turn, const CMPath& source)
 {
     if (m_entries.isEmpty())
         m_undo.reset(); // this replaces nothing
     empty(turn);
-    const QVector<int> ids = insert(0, rows);
+    const QVector<int> ids = insert(0, rows, source);
     if (m_undo && !ids.isEmpty())
         m_undo->lastOfReplacement = ids.last();
     return ids;
 }
 
-QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows)
+QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows, const CMPath& source)
 {
     const bool isReplacement = m_undo && id != 0 && m_undo->lastOfReplacement == id;
     if (!isReplacement)
         m_undo.reset();
-    const QVector<int> ids = insert(m_shuffled && isReplacement ? 0 : id, rows);
+    const QVector<int> ids = insert(m_shuffled && isReplacement ? 0 : id, rows, source);
     if (isReplacement && !ids.isEmpty())
         m_undo->lastOfReplacement = ids.last();
     return ids;
 }
 
 /// Adds rows right after an entry; where that is not there, at the end, or spread while shuffled.
-QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows)
+QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows, const CMPath& source)
 {
     const int count = qMin(rows.size(), mostEntries - m_entries.size());
     QVector<QueueEntry> fresh;
@@ -80,7 +80,7 @@ QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows)
     fresh.reserve(count);
     ids.reserve(count);
     for (int i = 0; i < count; ++i) {
-        fresh.append(QueueEntry{newId(), rows.at(i)});
+        fresh.append(QueueEntry{newId(), rows.at(i), source});
         ids.append(fresh.last().id);
     }
     const int index = indexOf(after);
@@ -122,9 +122,10 @@ bool PlayQueue::remove(const QVector<int>& ids)
 {
     const QSet<int> gone = setOf(ids);
     const auto isGone = [&gone](const QueueEntry& entry) { return gone.contains(entry.id); };
-    if (std::none_of(m_entries.begin(), m_entries.end(), isGone))
+    const int lost = int(std::count_if(m_entries.begin(), m_entries.end(), isGone));
+    if (lost == 0)
         return false;
-    keepForUndo();
+    keepForUndo(lost);
     if (m_current != 0 && gone.contains(m_current)) {
         const auto heir = std::find_if_not(m_entries.begin() + indexOf(m_current), m_entries.end(), isGone);
         m_current = heir == m_entries.end() ? 0 : heir->id;
@@ -141,16 +142,17 @@ bool PlayQueue::remove(const QVector<int>& ids)
     return true;
 }
 
-bool PlayQueue::move(int id, int beforeId)
+bool PlayQueue::move(const QVector<int>& ids, int beforeId)
 {
-    const int from = indexOf(id);
-    if (from < 0 || (beforeId != 0 && indexOf(beforeId) < 0))
+    const QSet<int> moved = setOf(ids);
+    const auto isMoved = [&moved](const QueueEntry& entry) { return moved.contains(entry.id); };
+    const auto before = beforeId == 0 ? m_entries.end() : m_entries.begin() + indexOf(beforeId);
+    if ((beforeId != 0 && indexOf(beforeId) < 0) || std::none_of(m_entries.begin(), m_entries.end(), isMoved))
         return false;
     m_undo.reset();
-    if (id != beforeId) {
-        const QueueEntry entry = m_entries.takeAt(from);
-        m_entries.insert(beforeId == 0 ? m_entries.size() : indexOf(beforeId), entry);
-    }
+    std::stable_partition(m_entries.begin(), before,
+                          [&isMoved](const auto& entry) { return !isMoved(entry); });
+    std::stable_partition(before, m_entries.end(), isMoved);
     tellChange();
     return true;
 }
@@ -164,7 +166,7 @@ void PlayQueue::clear()
 void PlayQueue::empty(int turn)
 {
     if (!m_entries.isEmpty())
-        keepForUndo();
+        keepForUndo(m_entries.size());
     m_entries.clear();
     m_unshuffled.clear();
     m_wantedNext.clear();
@@ -228,10 +230,10 @@ void PlayQueue::setShuffled(bool shuffled)
     tellChange();
 }
 
-void PlayQueue::keepForUndo()
+void PlayQueue::keepForUndo(int lost)
 {
     Q_EMIT losing();
-    m_undo = Undo{m_entries, m_unshuffled, m_shuffled, m_current};
+    m_undo = Undo{m_entries, m_unshuffled, m_shuffled, m_current, lost};
 }
 
 bool PlayQueue::undo()
@@ -251,12 +253,15 @@ bool PlayQueue::undo()
     return true;
 }
 
-void PlayQueue::restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled)
+void PlayQueue::restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled,
+                        const QVector<CMPath>& sources)
 {
     empty(0);
     m_undo.reset();
     m_shuffled = false;
-    const QVector<int> ids = insert(0, rows);
+    const QVector<int> ids = insert(0, rows, {});
+    for (int i = 0; i < ids.size(); ++i)
+        m_entries[i].source = sources.value(i);
     m_current = ids.value(current);
     const QSet<int> places = setOf(unshuffled);
     const auto isPlace = [&ids](int place) { return place >= 0 && place < ids.size(); };

@@ -14,6 +14,7 @@ struct QueueEntry
 {
     int id = 0;
     PelkRoles row;
+    CMPath source; ///< the container that the listener took it from; empty when it is not known
 };
 
 enum class RepeatMode
@@ -51,17 +52,17 @@ public:
         End      ///< while shuffled: spread over what is still to come
     };
     /// Adds rows in their order, and gives their ids: fewer than rows when the queue is full.
-    QVector<int> add(const QVector<PelkRoles>& rows, Where where);
+    QVector<int> add(const QVector<PelkRoles>& rows, Where where, const CMPath& source = {});
     /// For a filling: as add() with Where::Replace, in its turn.
-    QVector<int> replace(const QVector<PelkRoles>& rows, int turn);
+    QVector<int> replace(const QVector<PelkRoles>& rows, int turn, const CMPath& source = {});
     /// For a filling: adds rows after the ones that it has added, of which `id` is the last; at the end when
     /// that has gone meanwhile.
-    QVector<int> addAfter(int id, const QVector<PelkRoles>& rows);
+    QVector<int> addAfter(int id, const QVector<PelkRoles>& rows, const CMPath& source = {});
     /// False, and nothing changes, when none of them is there.
     bool remove(const QVector<int>& ids);
-    /// Puts an entry before another one, or at the end (0). False, and nothing changes, when one of the two
-    /// is not there.
-    bool move(int id, int beforeId);
+    /// Puts entries, in the order in which they stand, before another one, or at the end (0); ids that are
+    /// not there are left out. False, and nothing changes, when none of them is there, or not the other one.
+    bool move(const QVector<int>& ids, int beforeId);
     void clear();
 
     /// The fillings that add to this queue in pieces.
@@ -88,16 +89,19 @@ public:
     /// The ids in the order that they have without shuffling.
     QVector<int> unshuffled() const;
 
-    /// Whether the last change can be undone: a clear(), a remove() or a replacement, until something else
-    /// changes the queue. The rest of a replacement, which comes in pieces, is a part of it.
-    bool canUndo() const { return m_undo.has_value(); }
+    /// How many entries undo() would bring back; 0 when there is nothing to undo. A clear(), a remove() or a
+    /// replacement can be undone until something else changes the queue. The rest of a replacement, which
+    /// comes in pieces, is a part of it.
+    int undoCount() const { return m_undo ? m_undo->lost : 0; }
     /// Brings back what went. The current entry stays if it is there; else it is the one of that time. False
     /// when there is nothing to undo.
     bool undo();
 
     /// Puts rows back as they were saved, the one at index `current` as the current one. `unshuffled` holds
-    /// the place of each without shuffling; when it is no such order, the queue is not shuffled.
-    void restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled);
+    /// the place of each without shuffling; when it is no such order, the queue is not shuffled. `sources`
+    /// may be shorter than `rows`.
+    void restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled,
+                 const QVector<CMPath>& sources = {});
 
     /// Whether a row can be played: it says where its stream is asked for.
     static bool isPlayable(const PelkRoles& row);
@@ -115,13 +119,14 @@ private:
         QVector<int> unshuffled;
         bool shuffled;
         int current;
+        int lost; // entries that went
         int lastOfReplacement = 0;
     };
 
-    QVector<int> insert(int after, const QVector<PelkRoles>& rows);
+    QVector<int> insert(int after, const QVector<PelkRoles>& rows, const CMPath& source);
     void spread(const QVector<QueueEntry>& fresh);
     void empty(int turn);
-    void keepForUndo();
+    void keepForUndo(int lost);
     int around(int step) const;
     void tellChange();
 

@@ -26,7 +26,8 @@ struct PlayerStatus
     quint64 queueRevision = 0;
     bool canSeek = false;
     bool canPause = false;
-    bool canUndo = false;         ///< a loss of entries can be undone
+    int queuePlace = -1;          ///< of the entry in the queue; -1 when there is none
+    int undoCount = 0;            ///< so many entries can be brought back
     int volumeLimitPercent = 100; ///< the volume is never above it
     SleepTimer::Kind sleep = SleepTimer::Kind::Off;
     qint64 sleepLeftMs = 0; ///< of a timer in minutes

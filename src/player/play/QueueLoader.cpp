@@ -19,6 +19,7 @@ QueueLoader::QueueLoader(PlayQueue* queue, const CMPath& container, PlayQueue::W
                          QObject* parent)
     : QObject(parent)
     , m_queue(queue)
+    , m_source(container)
     , m_levels{Level{container, {}, from, to, -1, {}, false}}
     , m_where(where)
 {
@@ -126,11 +127,11 @@ bool QueueLoader::addWaiting()
         return true;
     QVector<int> ids;
     if (m_first && m_where == PlayQueue::Where::Replace)
-        ids = m_queue->replace(playable, m_turn);
+        ids = m_queue->replace(playable, m_turn, m_source);
     else if (m_first || m_where == PlayQueue::Where::End)
-        ids = m_queue->add(playable, m_where);
+        ids = m_queue->add(playable, m_where, m_source);
     else
-        ids = m_queue->addAfter(m_lastId, playable);
+        ids = m_queue->addAfter(m_lastId, playable, m_source);
     m_first = false;
     m_added += ids.size();
     places.resize(ids.size());

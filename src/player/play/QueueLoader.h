@@ -55,6 +55,7 @@ private:
     void finish(const TrString& sentence);
 
     PlayQueue* m_queue;
+    CMPath m_source; // the outermost container, also of tracks that come out of one in it
     QVector<Level> m_levels;
     PlayQueue::Where m_where;
     int m_turn = 0;

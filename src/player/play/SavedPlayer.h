@@ -6,6 +6,7 @@
 struct SavedPlayer
 {
     QVector<PelkRoles> rows; ///< of the queue, in the order in which they are heard
+    QVector<CMPath> sources; ///< of each row: the container that it was taken from
     /// While shuffled: the place that each row has without shuffling. Else empty.
     QVector<int> unshuffled;
     bool shuffled = false;

@@ -9,6 +9,7 @@
 #include <memory>
 
 class PelkNotificationDisplayItem;
+class History;
 class PlayEngine;
 
 /// The panel's server: the panel's files, and a small JSON interface to the content model and the player, for
@@ -30,9 +31,10 @@ public:
         QString keyFile;
         QString panelFolder;
         QStringList translationFolders;
-        QList<CMPath> closedPaths; ///< whose values stay within the player
-        QString stateFolder;       ///< of the password, the sessions and the tokens
-        bool isOpen = false;       ///< everybody who reaches it may use it
+        QList<CMPath> closedPaths;  ///< whose values stay within the player
+        QString stateFolder;        ///< of the password, the sessions and the tokens
+        History* history = nullptr; ///< not owned, and outlives the server; null: none
+        bool isOpen = false;        ///< everybody who reaches it may use it
         Limits limits;
         std::function<qint64()> wallClock;   ///< of sessions, for tests; null: the system's
         std::function<qint64()> steadyClock; ///< of failed logins

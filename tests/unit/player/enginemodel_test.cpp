@@ -249,7 +249,7 @@ private:
         note("move");
         const int id = anyEntry();
         const int before = chance(3) ? 0 : anyEntry();
-        const bool moved = m_engine->queue().move(id, before);
+        const bool moved = m_engine->queue().move({id}, before);
         expect(moved == (id != 0), "move() said something else");
         if (!moved)
             return;

@@ -199,7 +199,7 @@ private Q_SLOTS:
         if (edit == QLatin1String("remove"))
             queue.remove({ids.at(1)});
         else if (edit == QLatin1String("move"))
-            queue.move(ids.at(1), 0);
+            queue.move({ids.at(1)}, 0);
         else if (edit == QLatin1String("next"))
             queue.add({ScriptedPlayWorker::row(QStringLiteral("a"))}, PlayQueue::Where::Next);
         else if (edit == QLatin1String("alone"))

@@ -55,7 +55,8 @@ class PlayerMemoryTest : public QObject
     {
         const QString name = QString::number(++m_names);
         m_worker->uris.insert(name, QStringLiteral("http://") + name);
-        return m_engine->queue().add({ScriptedPlayWorker::row(name)}, where).first();
+        const CMPath source(QStringLiteral("test:list%1").arg(m_names % 2));
+        return m_engine->queue().add({ScriptedPlayWorker::row(name)}, where, source).first();
     }
 
 private Q_SLOTS:
@@ -104,6 +105,8 @@ private Q_SLOTS:
         PlayerMemory next(m_engine.get(), m_folder);
         QCOMPARE(next.begin(), QStringList());
         QCOMPARE(m_engine->status().positionMs, 42000);
+        QCOMPARE(m_engine->queue().entries().at(0).source, CMPath(QStringLiteral("test:list1")));
+        QCOMPARE(m_engine->queue().entries().at(1).source, CMPath(QStringLiteral("test:list0")));
         add(PlayQueue::Where::End);
         next.end();
         QCOMPARE(generation("queue.json"), before + 1);

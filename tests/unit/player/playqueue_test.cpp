@@ -81,14 +81,84 @@ private Q_SLOTS:
     {
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d")), PlayQueue::Where::End);
-        QVERIFY(queue.move(ids.at(3), ids.at(0)));
+        QVERIFY(queue.move({ids.at(3)}, ids.at(0)));
         QCOMPARE(text(queue), QStringLiteral("d a b c"));
-        QVERIFY(queue.move(ids.at(0), 0));
+        QVERIFY(queue.move({ids.at(0)}, 0));
         QCOMPARE(text(queue), QStringLiteral("d b c a"));
-        QVERIFY(queue.move(ids.at(1), ids.at(0)));
+        QVERIFY(queue.move({ids.at(1)}, ids.at(0)));
         QCOMPARE(text(queue), QStringLiteral("d c b a"));
-        QVERIFY(queue.move(ids.at(1), ids.at(1)));
+        QVERIFY(queue.move({ids.at(1)}, ids.at(1)));
         QCOMPARE(text(queue), QStringLiteral("d c b a"));
+    }
+
+    void severalEntriesMoveTogetherInTheOrderInWhichTheyStand_data()
+    {
+        QTest::addColumn<QString>("moved");
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("order");
+        QTest::newRow("to the start") << "d b"
+                                      << "a"
+                                      << "b d a c e";
+        QTest::newRow("to the end") << "a c"
+                                    << ""
+                                    << "b d e a c";
+        QTest::newRow("before one that stays") << "a e"
+                                               << "c"
+                                               << "b a e c d";
+        QTest::newRow("before one of them") << "b d e"
+                                            << "d"
+                                            << "a c b d e";
+        QTest::newRow("all of them") << "e d c b a"
+                                     << "c"
+                                     << "a b c d e";
+        QTest::newRow("with one that has gone") << "x d"
+                                                << "b"
+                                                << "a d b c e";
+        QTest::newRow("only one that has gone") << "x"
+                                                << "b"
+                                                << "";
+        QTest::newRow("before one that has gone") << "a"
+                                                  << "x"
+                                                  << "";
+    }
+    void severalEntriesMoveTogetherInTheOrderInWhichTheyStand()
+    {
+        QFETCH(QString, moved);
+        QFETCH(QString, before);
+        QFETCH(QString, order);
+        PlayQueue queue;
+        const QString names = QStringLiteral("a b c d e");
+        const QVector<int> ids = queue.add(rows(names), PlayQueue::Where::End);
+        const auto idOf = [&](const QString& name) {
+            return name.isEmpty() ? 0 : ids.value(names.split(QLatin1Char(' ')).indexOf(name), 999999);
+        };
+        QVector<int> chosen;
+        for (const QString& name : moved.split(QLatin1Char(' ')))
+            chosen.append(idOf(name));
+        const quint64 revision = queue.revision();
+        QCOMPARE(queue.move(chosen, idOf(before)), !order.isEmpty());
+        QCOMPARE(text(queue), order.isEmpty() ? names : order);
+        QCOMPARE(queue.revision(), revision + (order.isEmpty() ? 0 : 1));
+    }
+
+    void anEntryKnowsWhereItWasTakenFrom()
+    {
+        const CMPath album(QStringLiteral("test:album?id=1"));
+        const CMPath list(QStringLiteral("test:list"));
+        PlayQueue queue;
+        const QVector<int> ids = queue.replace(rows(QStringLiteral("a")), 0, album);
+        queue.addAfter(ids.first(), rows(QStringLiteral("b")), album);
+        queue.add(rows(QStringLiteral("c")), PlayQueue::Where::End, list);
+        queue.add(rows(QStringLiteral("d")), PlayQueue::Where::End);
+        queue.setShuffled(true);
+        queue.clear();
+        QCOMPARE(queue.undoCount(), 4);
+        QVERIFY(queue.undo());
+        queue.setShuffled(false);
+        QVector<CMPath> sources;
+        for (const QueueEntry& entry : queue.entries())
+            sources.append(entry.source);
+        QCOMPARE(sources, (QVector<CMPath>{album, album, list, CMPath()}));
     }
 
     void twoClientsThatMoveTheSameQueueLoseNothing()
@@ -98,8 +168,8 @@ private Q_SLOTS:
         // Both saw "a b c d". One removes c; the other moves it, puts something before it, removes it too.
         QVERIFY(queue.remove({ids.at(2)}));
         const quint64 revision = queue.revision();
-        QVERIFY(!queue.move(ids.at(2), ids.at(0)));
-        QVERIFY(!queue.move(ids.at(3), ids.at(2)));
+        QVERIFY(!queue.move({ids.at(2)}, ids.at(0)));
+        QVERIFY(!queue.move({ids.at(3)}, ids.at(2)));
         QVERIFY(!queue.remove({ids.at(2)}));
         QCOMPARE(queue.revision(), revision);
         QCOMPARE(text(queue), QStringLiteral("a b d"));
@@ -112,7 +182,7 @@ private Q_SLOTS:
         PlayQueue queue;
         QSignalSpy changed(&queue, &PlayQueue::changed);
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b")), PlayQueue::Where::End);
-        queue.move(ids.at(1), ids.at(0));
+        queue.move({ids.at(1)}, ids.at(0));
         queue.remove({ids.at(0)});
         queue.clear();
         QCOMPARE(changed.size(), 4);
@@ -225,7 +295,7 @@ private Q_SLOTS:
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c")), PlayQueue::Where::End);
         queue.setCurrent(ids.at(1));
-        QVERIFY(!queue.canUndo());
+        QCOMPARE(queue.undoCount(), 0);
         if (loss == QLatin1String("clear"))
             queue.clear();
         else if (loss == QLatin1String("remove"))
@@ -234,7 +304,7 @@ private Q_SLOTS:
             queue.addAfter(
                 queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Replace).first(),
                 rows(loss == QLatin1String("pieces") ? QStringLiteral("y z") : QStringLiteral("y")));
-        QVERIFY(queue.canUndo());
+        QVERIFY(queue.undoCount() > 0);
         QSignalSpy changed(&queue, &PlayQueue::changed);
         QVERIFY(queue.undo());
         QCOMPARE(changed.size(), 1);
@@ -257,18 +327,18 @@ private Q_SLOTS:
         queue.remove({ids.at(0)});
         if (change.startsWith(QLatin1String("replace")))
             queue.clear();
-        QVERIFY(queue.canUndo());
+        QVERIFY(queue.undoCount() > 0);
         if (change == QLatin1String("add"))
             queue.add(rows(QStringLiteral("x")), PlayQueue::Where::End);
         else if (change == QLatin1String("next"))
             queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Next);
         else if (change == QLatin1String("move"))
-            queue.move(ids.at(1), 0);
+            queue.move({ids.at(1)}, 0);
         else if (change == QLatin1String("shuffle"))
             queue.setShuffled(true);
         else
             queue.add(rows(QStringLiteral("x")), PlayQueue::Where::Replace);
-        QVERIFY(!queue.canUndo());
+        QCOMPARE(queue.undoCount(), 0);
         QVERIFY(!queue.undo());
     }
 
@@ -304,7 +374,7 @@ private Q_SLOTS:
         QCOMPARE(text(queue), QStringLiteral("c a b"));
         QCOMPARE(queue.row(queue.current()).path().param(QStringLiteral("id")), QStringLiteral("a"));
         QCOMPARE(queue.isShuffled(), shuffled);
-        QVERIFY(!queue.canUndo());
+        QCOMPARE(queue.undoCount(), 0);
         queue.setShuffled(false);
         QCOMPARE(text(queue), shuffled ? QStringLiteral("a b c") : QStringLiteral("c a b"));
     }

@@ -4,6 +4,7 @@
 #include "api/core/model/cmrootworker.h"
 #include "api/core/model/cmvaluenode.h"
 #include "api/core/model/cmvaluestore.h"
+#include "player/content/History.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
 #include "player/server/PanelServer.h"
@@ -48,6 +49,14 @@ public:
     {
         QMetaObject::invokeMethod(
             this, [this, request] { set(request); }, Qt::QueuedConnection);
+    }
+
+    /// Puts the list of tracks into the menu, with a title.
+    void nameList()
+    {
+        auto* list = CMListRowsNode::create(nodes(), ScriptedPlayWorker::listPath());
+        list->setTitle(TrString(QStringLiteral("The list")));
+        menu->rowsAppend(list->path());
     }
 
     ScriptedPlayWorker script; ///< what it answers with; reached by no path of its own
@@ -130,6 +139,7 @@ public:
         write(QStringLiteral("panel/index.html"), "<!doctype html>the panel");
         write(QStringLiteral("panel/assets/app.js"), "let a;");
         options.port = 0;
+        options.history = &history;
         options.panelFolder = folder.filePath(QStringLiteral("panel"));
         options.translationFolders = QStringList{folder.filePath(QStringLiteral("translations"))};
         options.closedPaths = {closedPath()};
@@ -189,6 +199,7 @@ public:
     WavWriter writer;
     std::unique_ptr<WavOutput> output;
     std::unique_ptr<PlayEngine> engine;
+    History history{folder.filePath(QStringLiteral("history.json"))};
     PanelServer::Options options;
     std::unique_ptr<PanelServer> server;
     quint16 port = 0;

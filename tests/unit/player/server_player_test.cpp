@@ -175,6 +175,121 @@ private Q_SLOTS:
         QCOMPARE(player(f).value(text("repeat")).toString(), text("off"));
     }
 
+    void whatALastChangeTookCanBeBroughtBackOnce()
+    {
+        ServerFixture f;
+        f.start();
+        fill(f, 5);
+        QCOMPARE(player(f).value(text("undo")).toInt(), 0);
+        QCOMPARE(post(f, "queue/undo"), 409);
+        const QList<int> ids = entries(f);
+        QCOMPARE(post(f, "queue/remove", {{text("entries"), QJsonArray{ids.at(1), ids.at(3)}}}), 200);
+        QCOMPARE(player(f).value(text("undo")).toInt(), 2);
+        QCOMPARE(post(f, "queue/undo"), 200);
+        QCOMPARE(entries(f), ids);
+        QCOMPARE(player(f).value(text("undo")).toInt(), 0);
+        QCOMPARE(post(f, "queue/clear"), 200);
+        QCOMPARE(player(f).value(text("undo")).toInt(), 5);
+        // Whatever else changes the queue ends the offer.
+        f.engine->queue().add({ScriptedPlayWorker::row(text("9"))}, PlayQueue::Where::End);
+        QCOMPARE(player(f).value(text("undo")).toInt(), 0);
+        QCOMPARE(post(f, "queue/undo"), 409);
+    }
+
+    void severalEntriesMoveAtOnce()
+    {
+        ServerFixture f;
+        f.start();
+        fill(f, 5);
+        const QList<int> ids = entries(f);
+        EventReader reader(f.port);
+        QTRY_COMPARE(reader.last(text("queue")).value(text("count")).toInt(), 5);
+        const int revision = reader.last(text("queue")).value(text("revision")).toInt();
+        QCOMPARE(post(f, "queue/move",
+                      {{text("entries"), QJsonArray{ids.at(4), ids.at(2)}}, {text("before"), ids.at(0)}}),
+                 200);
+        QCOMPARE(entries(f), (QList<int>{ids.at(2), ids.at(4), ids.at(0), ids.at(1), ids.at(3)}));
+        QTRY_COMPARE(reader.last(text("queue")).value(text("revision")).toInt(), revision + 1);
+    }
+
+    void thePlaceOfWhatPlaysAndWhereItWasTakenFromAreTold()
+    {
+        ServerFixture f;
+        for (int i = 1; i <= 3; ++i)
+            f.addTrack(QString::number(i), 20000);
+        f.start();
+        QVERIFY(player(f).value(text("place")).isNull());
+        QCOMPARE(f.client().post(addTarget, with(addition("replace"), "startAt", 1)).status, 202);
+        QTRY_COMPARE(state(f), text("playing"));
+        QCOMPARE(player(f).value(text("place")).toInt(-1), 1);
+        f.engine->queue().add({ScriptedPlayWorker::row(text("1"))}, PlayQueue::Where::End);
+        const QJsonArray list = queue(f).value(text("entries")).toArray();
+        QCOMPARE(list.first().toObject().value(text("source")).toString(), text("test:list"));
+        QVERIFY(list.last().toObject().value(text("source")).isNull());
+    }
+
+    void whatWasPlayedLatelyIsToldAndForgotten()
+    {
+        ServerFixture f;
+        f.addTrack(text("1"), 20000);
+        f.worker.nameList();
+        f.start();
+        const auto paths = [&f] {
+            QStringList found;
+            const QJsonArray items = f.client().get("/api/history").json().value(text("items")).toArray();
+            for (const QJsonValue& item : items) {
+                if (item.toObject().value(text("timeMs")).toDouble() < 1.6e12)
+                    found << text("no time");
+                found << item.toObject().value(text("row")).toObject().value(text("path")).toString();
+            }
+            return found;
+        };
+        QCOMPARE(paths(), QStringList());
+        // A container that has a name, as a whole; and then a single track of it.
+        QCOMPARE(f.client().get("/api/rows?path=test:menu&from=0&to=9").status, 200);
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(state(f), text("playing"));
+        QCOMPARE(paths(), QStringList(text("test:list")));
+        f.history.add(ScriptedPlayWorker::row(text("1")));
+        QCOMPARE(paths().first(), text("test:track?id=1"));
+        QVERIFY(f.client().get("/api/history").json().value(text("kept")).toBool());
+        QCOMPARE(f.client().post("/api/history/clear", QJsonObject()).status, 204);
+        QCOMPARE(paths(), QStringList());
+        f.history.setKeeping(false);
+        QVERIFY(!f.client().get("/api/history").json().value(text("kept")).toBool());
+    }
+
+    void theSleepTimerIsSetToldAndCancelled()
+    {
+        ServerFixture f;
+        f.addTrack(text("1"), 20000);
+        f.start();
+        QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
+        QTRY_COMPARE(state(f), text("playing"));
+        QVERIFY(player(f).value(text("sleep")).isNull());
+        for (const QJsonValue& wrong :
+             {QJsonValue(0), QJsonValue(-1), QJsonValue(1441), QJsonValue(1000000000)})
+            QCOMPARE(post(f, "sleep", {{text("minutes"), wrong}}), 400);
+        QCOMPARE(post(f, "sleep", {{text("at"), text("noon")}}), 400);
+        QCOMPARE(post(f, "sleep", {{text("at"), text("track")}, {text("minutes"), 1}}), 400);
+        QCOMPARE(post(f, "sleep"), 400);
+        QVERIFY(player(f).value(text("sleep")).isNull());
+        QCOMPARE(post(f, "sleep", {{text("minutes"), 1440}}), 204);
+        const QJsonObject timer = player(f).value(text("sleep")).toObject();
+        QCOMPARE(timer.value(text("at")).toString(), text("time"));
+        const int leftMs = timer.value(text("leftMs")).toInt();
+        QVERIFY(leftMs > 1439 * 60000 && leftMs <= 1440 * 60000);
+        for (const char* at : {"track", "queue"}) {
+            QCOMPARE(post(f, "sleep", {{text("at"), text(at)}}), 204);
+            QCOMPARE(player(f).value(text("sleep")).toObject(), (QJsonObject{{text("at"), text(at)}}));
+        }
+        QCOMPARE(post(f, "sleep", {{text("at"), text("off")}}), 204);
+        QVERIFY(player(f).value(text("sleep")).isNull());
+        QCOMPARE(player(f).value(text("volumeLimitPercent")).toInt(), 100);
+        f.engine->setVolumeLimit(40);
+        QCOMPARE(player(f).value(text("volumeLimitPercent")).toInt(), 40);
+    }
+
     void whatIsOfTheWrongTypeIsRefusedAndChangesNothing_data()
     {
         QTest::addColumn<QByteArray>("operation");
@@ -214,6 +329,8 @@ private Q_SLOTS:
         row("queue/add", R"({"path": "test:list", "where": "end", "from": -5})");
         row("queue/move", R"({"entry": 1})");
         row("queue/move", R"({"before": 1})");
+        row("queue/move", R"({"entries": [], "before": null})");
+        row("queue/move", R"({"entry": 1, "entries": [1], "before": null})");
         row("queue/move", R"({"entry": 1, "before": "2"})");
         row("queue/remove", "{}");
         row("queue/remove", R"({"entries": []})");

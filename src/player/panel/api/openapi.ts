@@ -405,6 +405,86 @@ export interface paths {
     patch?: never;
     trace?: never;
   };
+  "/api/history": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    /** What was played lately, tracks and containers, the latest first. */
+    get: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody?: never;
+      responses: {
+        /** @description At most 200 items. */
+        200: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content: {
+            "application/json": {
+              /** @description false where the settings say that nothing is. */
+              kept: boolean;
+              items: {
+                /** @description When it was played last, since the epoch. */
+                timeMs: number;
+                row: components["schemas"]["Row"];
+              }[];
+            };
+          };
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    put?: never;
+    post?: never;
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/history/clear": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /** Forgets what was played lately, on the disk too. */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: components["requestBodies"]["Empty"];
+      responses: {
+        /** @description Done. */
+        204: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content?: never;
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
   "/api/events": {
     parameters: {
       query?: never;
@@ -748,6 +828,49 @@ export interface paths {
     patch?: never;
     trace?: never;
   };
+  "/api/player/sleep": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /** Pauses after some minutes, or stops at the end of the track or of the queue; off cancels that. The last ten seconds fade out. */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: {
+        content: {
+          "application/json": {
+            minutes?: number;
+            /** @enum {string} */
+            at?: "off" | "track" | "queue";
+          };
+        };
+      };
+      responses: {
+        /** @description Done. */
+        204: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content?: never;
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
   "/api/player/volume": {
     parameters: {
       query?: never;
@@ -936,7 +1059,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Puts an entry before another one, or at the end. 409 when one of them has gone. */
+    /** Puts one entry, or several in the order in which they stand, before another one, or at the end. 409 when all of them have gone, or the other one. */
     post: {
       parameters: {
         query?: never;
@@ -947,7 +1070,8 @@ export interface paths {
       requestBody: {
         content: {
           "application/json": {
-            entry: components["schemas"]["EntryId"];
+            entry?: components["schemas"]["EntryId"];
+            entries?: components["schemas"]["EntryId"][];
             /** @description null: to the end. */
             before: number | null;
           };
@@ -996,6 +1120,43 @@ export interface paths {
           };
         };
       };
+      responses: {
+        /** @description Done. */
+        200: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content: {
+            "application/json": components["schemas"]["QueueState"];
+          };
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
+  "/api/player/queue/undo": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    get?: never;
+    put?: never;
+    /** Brings back the entries that the last change took from the queue. 409 when there are none. */
+    post: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody: components["requestBodies"]["Empty"];
       responses: {
         /** @description Done. */
         200: {
@@ -1173,6 +1334,18 @@ export interface components {
       muted: boolean;
       repeat: components["schemas"]["Repeat"];
       shuffle: boolean;
+      /** @description The volume is never above it. */
+      volumeLimitPercent: number;
+      /** @description Of the entry in the queue, from 0. */
+      place: number | null;
+      /** @description So many entries queue/undo would bring back. */
+      undo: number;
+      sleep: {
+        /** @enum {string} */
+        at: "time" | "track" | "queue";
+        /** @description Where it is a time. */
+        leftMs?: number;
+      } | null;
       canSeek: boolean;
       canPause: boolean;
       queue: components["schemas"]["QueueState"];
@@ -1188,6 +1361,8 @@ export interface components {
       from: number;
       entries: {
         id: components["schemas"]["EntryId"];
+        /** @description The path of the container that the listener took it from. */
+        source: string | null;
         row: components["schemas"]["Row"];
       }[];
     };

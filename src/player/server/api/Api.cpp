@@ -1,8 +1,10 @@
 #include "player/server/api/Api.h"
 
+#include "player/content/History.h"
 #include "player/server/ServerText.h"
 #include "player/server/api/AccessRoutes.h"
 #include "player/server/api/ContentRoutes.h"
+#include "player/server/api/HistoryRoutes.h"
 #include "player/server/api/PlayerRoutes.h"
 
 #include <QFile>
@@ -60,14 +62,18 @@ Problem nothingAt(const QString& path)
 Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access)
     : m_access(access)
     , m_limits(parts.limits)
-    , m_panelFolder(parts.panelFolder)
     , m_streams(streams)
     , m_files(parts.panelFolder)
     , m_translations(parts.translationFolders)
     , m_asker(parts.closedPaths, parts.limits)
-    , m_filling(engine, parts.limits.loaders, [streams](const auto& notice) { streams->notify(notice); })
+    , m_filling(
+          engine, parts.limits.loaders, [streams](const auto& notice) { streams->notify(notice); },
+          [history = parts.history](const PelkRoles& row) {
+              if (history)
+                  history->add(row);
+          })
     , m_routes(contentRoutes(&m_asker, parts.limits) + playerRoutes(engine, &m_filling, &m_asker) +
-               accessRoutes(access, &m_way))
+               historyRoutes(parts.history) + accessRoutes(access, &m_way))
 {
     m_way.isProxiedHttps = [this](const HttpRequest& request) {
         return m_rules.isProxiedHttps(QString::fromUtf8(request.header("host")));
@@ -247,9 +253,9 @@ HttpResponse Api::file(const HttpRequest& request)
     if (!file && !request.path.startsWith(assetsPrefix))
         file = m_files.file(QStringLiteral("/index.html"), accepted);
     if (!file && m_files.folder().isEmpty())
-        throw Problem(404,
-                      serverText(QT_TRANSLATE_NOOP("PanelServer", "The panel is not installed in \"%1\"."),
-                                 {m_panelFolder}));
+        throw Problem(
+            404, serverText(QT_TRANSLATE_NOOP("PanelServer", "The panel is not installed. The player's own "
+                                                             "messages name the folder.")));
     if (!file)
         throw nothingAt(request.path);
     HttpResponse response;

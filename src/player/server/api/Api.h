@@ -9,6 +9,7 @@
 #include "player/server/http/AccessRules.h"
 #include "player/server/http/Files.h"
 
+class History;
 class PlayEngine;
 
 /// What the server does with a request: who may send it, which route or file it means, and how a problem is
@@ -22,6 +23,7 @@ public:
         QStringList translationFolders;
         QList<CMPath> closedPaths; ///< whose values stay within the player
         Limits limits;
+        History* history = nullptr; ///< not owned; null: none
     };
     /// None of these is owned; all outlive it.
     Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access);
@@ -50,7 +52,6 @@ private:
 
     Access* const m_access;
     Limits m_limits;
-    QString m_panelFolder;
     EventStreams* m_streams;
     Files m_files;
     Translations m_translations;

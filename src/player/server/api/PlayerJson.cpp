@@ -25,6 +25,22 @@ QJsonValue formatOf(const PlayerStatus& status)
                        {QStringLiteral("lowerThanAsked"), status.lowerThanAsked}};
 }
 
+QJsonValue sleep(const PlayerStatus& status)
+{
+    switch (status.sleep) {
+    case SleepTimer::Kind::Time:
+        return QJsonObject{{QStringLiteral("at"), QStringLiteral("time")},
+                           {QStringLiteral("leftMs"), status.sleepLeftMs}};
+    case SleepTimer::Kind::EndOfTrack:
+        return QJsonObject{{QStringLiteral("at"), QStringLiteral("track")}};
+    case SleepTimer::Kind::EndOfQueue:
+        return QJsonObject{{QStringLiteral("at"), QStringLiteral("queue")}};
+    case SleepTimer::Kind::Off:
+        break;
+    }
+    return QJsonValue::Null;
+}
+
 } // namespace
 
 QJsonObject PlayerJson::status(const PlayerStatus& status, qint64 positionMs, const Language& language)
@@ -42,6 +58,10 @@ QJsonObject PlayerJson::status(const PlayerStatus& status, qint64 positionMs, co
         {QStringLiteral("muted"), status.muted},
         {QStringLiteral("repeat"), word(status.repeat)},
         {QStringLiteral("shuffle"), status.shuffled},
+        {QStringLiteral("volumeLimitPercent"), status.volumeLimitPercent},
+        {QStringLiteral("place"), status.queuePlace >= 0 ? QJsonValue(status.queuePlace) : QJsonValue::Null},
+        {QStringLiteral("undo"), status.undoCount},
+        {QStringLiteral("sleep"), sleep(status)},
         {QStringLiteral("canSeek"), status.canSeek},
         {QStringLiteral("canPause"), status.canPause},
         {QStringLiteral("queue"), queue(status.queueRevision, status.queueCount)},
@@ -57,9 +77,14 @@ QJsonObject PlayerJson::entries(const QVector<QueueEntry>& entries, quint64 revi
                                 const Language& language)
 {
     QJsonArray list;
-    for (int i = from; i <= to && i < entries.size(); ++i)
-        list.append(QJsonObject{{QStringLiteral("id"), entries.at(i).id},
-                                {QStringLiteral("row"), ApiJson::row(entries.at(i).row, language)}});
+    for (int i = from; i <= to && i < entries.size(); ++i) {
+        const QueueEntry& entry = entries.at(i);
+        list.append(QJsonObject{{QStringLiteral("id"), entry.id},
+                                {QStringLiteral("source"), entry.source.isEmpty()
+                                                               ? QJsonValue(QJsonValue::Null)
+                                                               : QJsonValue(entry.source.toString())},
+                                {QStringLiteral("row"), ApiJson::row(entry.row, language)}});
+    }
     QJsonObject object = queue(revision, entries.size());
     object.insert(QStringLiteral("from"), from);
     object.insert(QStringLiteral("entries"), list);

@@ -88,20 +88,54 @@ void queue(PlayEngine& engine, const ApiRequest& request, const ApiResponder& re
                                             *request.language));
 }
 
-void move(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
-{
-    if (!engine.queue().move(int(request.whole("entry")), int(request.whole("before"))))
-        throw gone();
-    sendQueue(200, engine, responder);
-}
-
-void remove(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
+QVector<int> entriesOf(const ApiRequest& request)
 {
     QVector<int> ids;
     const QVariantList items = request.body.value(QStringLiteral("entries")).toList();
     for (const QVariant& item : items)
         ids.append(item.toInt());
-    if (!engine.queue().remove(ids))
+    return ids;
+}
+
+void move(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
+{
+    if (request.has("entry") == request.has("entries"))
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"entry\" or \"entries\" has to be given."));
+    const QVector<int> ids =
+        request.has("entry") ? QVector<int>{int(request.whole("entry"))} : entriesOf(request);
+    if (!engine.queue().move(ids, int(request.whole("before"))))
+        throw gone();
+    sendQueue(200, engine, responder);
+}
+
+void undo(PlayEngine& engine, const ApiRequest& /*request*/, const ApiResponder& responder)
+{
+    if (!engine.undo())
+        throw Problem(409, serverText(QT_TRANSLATE_NOOP("PanelServer", "There is nothing to undo.")));
+    sendQueue(200, engine, responder);
+}
+
+void sleep(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
+{
+    const QString at = request.text("at");
+    if (request.has("minutes") == request.has("at"))
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"minutes\" or \"at\" has to be given."));
+    if (request.has("minutes"))
+        engine.sleepAfterMinutes(int(request.whole("minutes")));
+    else if (at == QLatin1String("track"))
+        engine.sleepAtEndOfTrack();
+    else if (at == QLatin1String("queue"))
+        engine.sleepAtEndOfQueue();
+    else if (at == QLatin1String("off"))
+        engine.cancelSleep();
+    else
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"at\" has to be off, track or queue."));
+    responder.done();
+}
+
+void remove(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
+{
+    if (!engine.queue().remove(entriesOf(request)))
         throw gone();
     sendQueue(200, engine, responder);
 }
@@ -183,7 +217,15 @@ QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling, const Con
          [=](const ApiRequest& request, const ApiResponder& responder) {
              add(*engine, *filling, *asker, request, responder);
          }},
-        {"POST", "/api/player/queue/move", {entry, before}, with(move)},
+        {"POST",
+         "/api/player/sleep",
+         {{"minutes", Kind::Whole, false, 1, SleepTimer::mostMinutes}, {"at", Kind::Text, false}},
+         with(sleep)},
+        {"POST",
+         "/api/player/queue/move",
+         {{"entry", Kind::Whole, false, 1, mostIds}, {"entries", Kind::Ids, false, 1, mostIds}, before},
+         with(move)},
+        {"POST", "/api/player/queue/undo", {}, with(undo)},
         {"POST", "/api/player/queue/remove", {{"entries", Kind::Ids, true, 1, mostIds}}, with(remove)},
         {"POST", "/api/player/queue/clear", {}, with(clear)},
     };

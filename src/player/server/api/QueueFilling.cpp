@@ -18,10 +18,11 @@ PelkNotificationDisplayItem notice(const TrString& title, const TrString& messag
 
 } // namespace
 
-QueueFilling::QueueFilling(PlayEngine* engine, int most, Notify notify)
+QueueFilling::QueueFilling(PlayEngine* engine, int most, Notify notify, Played played)
     : m_engine(engine)
     , m_most(most)
     , m_notify(std::move(notify))
+    , m_played(std::move(played))
 {
 }
 
@@ -39,11 +40,13 @@ void QueueFilling::add(const Addition& addition)
         m_engine->expectStart();
         const auto hasStarted = std::make_shared<bool>(false);
         connect(loader, &QueueLoader::pageAdded, this,
-                [this, hasStarted, startAt = addition.startAt](const QVector<int>& ids,
-                                                               const QVector<int>& rows) {
+                [this, hasStarted, addition](const QVector<int>& ids, const QVector<int>& rows) {
+                    const bool isLater = *hasStarted;
                     for (int i = 0; i < ids.size() && !*hasStarted; ++i)
-                        if (rows.at(i) >= startAt)
+                        if (rows.at(i) >= addition.startAt)
                             *hasStarted = m_engine->startExpected(ids.at(i));
+                    if (*hasStarted && !isLater && addition.from == 0 && addition.to < 0)
+                        tellPlayed(addition);
                 });
     }
     connect(loader, &QueueLoader::finished, this, [this, loader](const TrString& sentence) {
@@ -58,4 +61,15 @@ void QueueFilling::add(const Addition& addition)
                 serverText(QT_TRANSLATE_NOOP("PanelServer", "The list holds no track that can be played."))));
     });
     loader->start();
+}
+
+/// Nobody would know a container again that has no title.
+void QueueFilling::tellPlayed(const Addition& addition) const
+{
+    PelkRoles row = addition.row;
+    if (row.title() == TrString())
+        return;
+    row.setType(PelkRolesType::Container);
+    row.setPath(addition.container);
+    m_played(row);
 }

@@ -16,8 +16,10 @@ class QueueFilling : public QObject
 
 public:
     using Notify = std::function<void(const PelkNotificationDisplayItem&)>;
+    /// A container begins to play as a whole; its row.
+    using Played = std::function<void(const PelkRoles&)>;
     /// The engine is not owned. `most`: how many containers may be on their way at once.
-    QueueFilling(PlayEngine* engine, int most, Notify notify);
+    QueueFilling(PlayEngine* engine, int most, Notify notify, Played played);
 
     /// What of a container goes into the queue, and where.
     struct Addition
@@ -33,8 +35,11 @@ public:
     void add(const Addition& addition);
 
 private:
+    void tellPlayed(const Addition& addition) const;
+
     PlayEngine* m_engine;
     const int m_most;
     Notify m_notify;
+    Played m_played;
     int m_loaders = 0;
 };
