@@ -364,6 +364,10 @@
 <context>
     <name>QueueLoader</name>
     <message>
+        <source>The list is too long: only its first %1 rows were looked at.</source>
+        <translation>Die Liste ist zu lang: Nur ihre ersten %1 Zeilen wurden angesehen.</translation>
+    </message>
+    <message>
         <source>The queue is full: it holds %1 tracks.</source>
         <translation>Die Warteschlange ist voll: Sie fasst %1 Titel.</translation>
     </message>

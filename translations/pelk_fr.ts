@@ -364,6 +364,10 @@
 <context>
     <name>QueueLoader</name>
     <message>
+        <source>The list is too long: only its first %1 rows were looked at.</source>
+        <translation>La liste est trop longue : seules ses %1 premières lignes ont été lues.</translation>
+    </message>
+    <message>
         <source>The queue is full: it holds %1 tracks.</source>
         <translation>La file d’attente est pleine : elle contient %1 titres.</translation>
     </message>

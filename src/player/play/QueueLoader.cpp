@@ -10,6 +10,11 @@ namespace {
 /// The container that was asked for, and those in it.
 constexpr int mostLevels = 2;
 
+/// So many rows are looked at, whatever the containers say of their sizes: enough to fill the queue twice.
+constexpr int mostRows = 2 * PlayQueue::mostEntries;
+
+constexpr const char* listIsTooLong =
+    QT_TRANSLATE_NOOP("QueueLoader", "The list is too long: only its first %1 rows were looked at.");
 constexpr const char* queueIsFull =
     QT_TRANSLATE_NOOP("QueueLoader", "The queue is full: it holds %1 tracks.");
 
@@ -48,6 +53,10 @@ void QueueLoader::start()
 
 void QueueLoader::askForPage()
 {
+    if (m_looked >= mostRows) {
+        finish(TrString(TrCharData{"QueueLoader", listIsTooLong}, {mostRows}));
+        return;
+    }
     const Level& level = m_levels.last();
     int last = level.next + ContentClient::pageSize - 1;
     if (level.to >= 0)
@@ -68,6 +77,7 @@ void QueueLoader::askForPage()
 void QueueLoader::takePage(const QVector<PelkRoles>& rows, int count)
 {
     Level& level = m_levels.last();
+    m_looked += qMax(1, rows.size()); // an empty container costs a request, too
     level.waiting = rows;
     level.next += rows.size();
     level.complete = rows.isEmpty() || level.next >= count || (level.to >= 0 && level.next > level.to);

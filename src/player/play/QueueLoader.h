@@ -61,6 +61,7 @@ private:
     int m_turn = 0;
     int m_lastId = 0;
     int m_added = 0;
+    int m_looked = 0; // rows, those that do not play included
     bool m_first = true;
     bool m_loading = false;
     bool m_waiting = false; // for an earlier one, which is still to replace the queue

@@ -35,7 +35,7 @@ class QueueLoaderTest : public QObject
         QueueLoader loader(m_queue.get(), path, where, from, to);
         QSignalSpy finished(&loader, &QueueLoader::finished);
         loader.start();
-        if (finished.isEmpty() && !finished.wait(5000))
+        if (finished.isEmpty() && !finished.wait(60000))
             return QStringLiteral("never finished");
         return finished.size() == 1 ? finished.at(0).at(0).toString() : QStringLiteral("finished twice");
     }
@@ -63,6 +63,17 @@ private Q_SLOTS:
         QCOMPARE(load(PlayQueue::Where::End), QString());
         QCOMPARE(m_worker->rowRequests, words(QStringLiteral("0-49 2-51 4-53")));
         QCOMPARE(ids(), words(QStringLiteral("1 2")));
+        QVERIFY(!m_queue->turns().isGrowing());
+    }
+
+    void aListWithoutEndIsLeftOneDay()
+    {
+        for (int i = 0; i < 3 * PlayQueue::mostEntries; ++i)
+            m_worker->list << QStringLiteral("-a");
+        m_worker->list[10] = QStringLiteral("1");
+        QCOMPARE(load(PlayQueue::Where::End),
+                 QStringLiteral("The list is too long: only its first 40000 rows were looked at."));
+        QCOMPARE(ids(), words(QStringLiteral("1")));
         QVERIFY(!m_queue->turns().isGrowing());
     }
 
