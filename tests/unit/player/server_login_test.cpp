@@ -21,6 +21,44 @@ QString text(const char* utf8)
 const QString password = QStringLiteral("correct horse");
 const QByteArray proxied = "music.home.example";
 
+constexpr qint64 startMs = 1'800'000'000'000;
+
+/// Files of the state folder with a password, sessions and tokens, made once: to write a file takes as long
+/// as the disk does.
+struct Prepared
+{
+    Prepared()
+    {
+        QString error;
+        Credentials credentials(folder.path());
+        Sessions sessions(folder.path(), [] { return startMs; });
+        bool isDone = credentials.setPasswordHash(Secrets::passwordHash(password), &error);
+        const QByteArray mark = credentials.passwordMark();
+        valid = sessions.add(QString(), mark);
+        expired = sessions.add(QString(), mark);
+        revoked = sessions.add(QString(), mark);
+        isDone = isDone && sessions.remove(sessions.find(revoked, mark)->name) &&
+                 credentials.addToken(text("reader"), true, &reader, &error) &&
+                 credentials.addToken(text("writer"), false, &writer, &error) &&
+                 credentials.addToken(text("removed"), false, &removed, &error) &&
+                 credentials.removeToken(text("removed"), &error);
+        if (!isDone)
+            qFatal("%s", qPrintable(error));
+    }
+    static const Prepared& files()
+    {
+        static const Prepared prepared;
+        return prepared;
+    }
+    QTemporaryDir folder;
+    QByteArray valid;
+    QByteArray revoked;
+    QByteArray expired;
+    QByteArray reader;
+    QByteArray writer;
+    QByteArray removed;
+};
+
 /// A server behind a proxy, so that this machine's requests are everybody's.
 class LockedFixture : public ServerFixture
 {
@@ -32,10 +70,14 @@ public:
         options.tell = [this](const QString& sentence) { told.append(sentence); };
         options.wallClock = [this] { return nowMs; };
         options.steadyClock = [this] { return steadyMs; };
-        QString error;
-        static const QByteArray hash = Secrets::passwordHash(password);
-        if (!Credentials(options.stateFolder).setPasswordHash(hash, &error))
-            qFatal("%s", qPrintable(error));
+        QDir().mkpath(options.stateFolder);
+        take("password.json");
+    }
+    /// Begins with a file of Prepared.
+    void take(const char* name) const
+    {
+        if (!QFile::copy(Prepared::files().folder.filePath(text(name)), file(name)))
+            qFatal("%s cannot be copied", name);
     }
     static PanelClient::Headers headers(const QByteArray& cookie = QByteArray())
     {
@@ -54,15 +96,6 @@ public:
     }
     /// Logs in; what the browser sends from then on.
     QByteArray cookie() const { return logIn(password).headers.value("set-cookie").split(';').first(); }
-    /// What the cookie of a session holds that was made without the work of a login, before the server
-    /// starts.
-    QByteArray madeSession() const
-    {
-        Sessions sessions(options.stateFolder, options.wallClock);
-        const QByteArray secret = sessions.add(QString(), Credentials(options.stateFolder).passwordMark());
-        sessions.flush();
-        return secret;
-    }
     QByteArray cookieName() const { return "pelk-" + QByteArray::number(port) + '='; }
     QByteArray token(const char* name, bool isReadOnly) const
     {
@@ -79,7 +112,7 @@ public:
     }
 
     QStringList told;
-    qint64 nowMs = 1'800'000'000'000;
+    qint64 nowMs = startMs;
     qint64 steadyMs = 0;
 };
 
@@ -111,19 +144,14 @@ private Q_SLOTS:
         const QByteArray method = route.split(' ').first();
         const QByteArray path = route.split(' ').last();
         LockedFixture f;
-        QByteArray valid = f.madeSession();
-        QByteArray revoked = f.madeSession();
-        QByteArray expired = f.madeSession();
+        const Prepared& made = Prepared::files();
+        f.take("sessions.json");
+        f.take("tokens.json");
         f.options.limits.failedLoginsPerMinute = 1000;
         f.start();
-        for (QByteArray* const cookie : {&valid, &revoked, &expired})
-            cookie->prepend(f.cookieName());
-        const QByteArray reader = f.token("reader", true);
-        const QByteArray writer = f.token("writer", false);
-        const QByteArray removed = f.token("removed", false);
-        QString error;
-        QVERIFY(Credentials(f.options.stateFolder).removeToken(text("removed"), &error));
-        QCOMPARE(f.client().post("/api/access/logout", QJsonObject(), f.headers(revoked)).status, 204);
+        const QByteArray valid = f.cookieName() + made.valid;
+        const QByteArray revoked = f.cookieName() + made.revoked;
+        const QByteArray expired = f.cookieName() + made.expired;
         const auto ask = [&](const PanelClient::Headers& sent) {
             PanelClient::Headers all = sent;
             all.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
@@ -144,16 +172,16 @@ private Q_SLOTS:
         QCOMPARE(none.status == 401 || isPublic, true);
         for (const PanelClient::Headers& wrong :
              {f.headers("pelk-" + QByteArray::number(f.port) + "=wrong"), f.headers(revoked),
-              f.bearer("wrong"), f.bearer(removed), f.bearer(""), f.bearer(valid.split('=').last()),
-              f.headers(writer),
-              PanelClient::Headers{{"Host", proxied}, {"Authorization", "Basic " + writer}}}) {
+              f.bearer("wrong"), f.bearer(made.removed), f.bearer(""), f.bearer(made.valid),
+              f.headers(made.writer),
+              PanelClient::Headers{{"Host", proxied}, {"Authorization", "Basic " + made.writer}}}) {
             const PanelReply reply = ask(wrong);
             QCOMPARE(reply.status, none.status);
             QCOMPARE(reply.body, none.body);
         }
         if (!isPublic) {
-            QCOMPARE(isLetIn(ask(f.bearer(reader)).status), isRead);
-            QCOMPARE(isLetIn(ask(f.bearer(writer)).status), !isLocal);
+            QCOMPARE(isLetIn(ask(f.bearer(made.reader)).status), isRead);
+            QCOMPARE(isLetIn(ask(f.bearer(made.writer)).status), !isLocal);
             QCOMPARE(isLetIn(ask(f.headers(valid)).status), !isLocal);
         }
         f.nowMs += Sessions::lifeMs;
