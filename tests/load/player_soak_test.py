@@ -328,19 +328,21 @@ class Soak:
         return files, len(os.listdir(f"/proc/{self.pid}/task"))
 
     def use(self, limits=None):
-        """What the player holds at rest; sockets may take their time to close."""
+        """What the player holds at rest. A socket, a thread or a file that is just being written may take its time to go."""
         self.rest()
+        taken = []
 
         def is_within():
-            files, threads = self.files_and_threads()
-            return not files - limits.files and threads <= limits.threads
+            taken.append(Use(*self.files_and_threads(), resident_kib(self.pid), self.objects()))
+            return not taken[-1].files - limits.files and taken[-1].threads <= limits.threads and taken[-1].objects == limits.objects
+
         if limits:
             with contextlib.suppress(Failed):
-                until(is_within, "as few descriptors and threads as before")
-        else:
-            seen = []
-            until(lambda: seen.append(self.files_and_threads()) or (len(seen) > 50 and all(one == seen[-1] for one in seen[-50:])), "a rest")
-        return Use(*self.files_and_threads(), resident_kib(self.pid), self.objects())
+                until(is_within, "as little as before")
+            return taken[-1]
+        seen = []
+        until(lambda: seen.append(self.files_and_threads()) or (len(seen) > 50 and all(one == seen[-1] for one in seen[-50:])), "a rest")
+        return Use(*seen[-1], resident_kib(self.pid), self.objects())
 
 
 def main():
