@@ -63,7 +63,8 @@ struct Player
         : worker({}, QStringLiteral("test"))
         , engine((gst_init(nullptr, nullptr), &output))
         , streams(Limits())
-        , api({QString(), {}, {CMPath(QStringLiteral("settings:closed"))}, Limits()}, &engine, &streams)
+        , api({QString(), {}, {CMPath(QStringLiteral("settings:closed"))}, {}, Limits()}, &engine, &streams,
+              nullptr)
     {
         root.addWorker(&worker);
         root.keep(CMPath(QStringLiteral("settings:closed")), std::make_shared<Store>());

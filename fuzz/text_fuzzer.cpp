@@ -4,9 +4,9 @@
 #include "api/core/json/pelkjson.h"
 #include "api/types/trstring.h"
 #include "fuzz/input.h"
+#include "player/cli/RowList.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
-#include "player/content/RowJson.h"
 #include "player/host/PrintableText.h"
 
 namespace {
@@ -42,21 +42,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             "A text is cut to the columns it may take.");
     require(TextWidth::columns(TextWidth::padded(shown, width)) >= width, "A text is padded to its columns.");
 
-    PelkRoles row;
-    row.setTitle(title);
-    row.setPath(CMPath(first));
-    row.setType(PelkRolesType::Container);
-    const QString table = rowTable({row, row}, width);
+    const QJsonObject row{{QStringLiteral("title"), title},
+                          {QStringLiteral("path"), first},
+                          {QStringLiteral("type"), QStringLiteral("container")}};
+    const QString table = rowTable(QJsonArray{row, row}, width);
     require(table.count(QLatin1Char('\n')) == 2 || table.count(QLatin1Char('\n')) == 4,
             "A row takes a line or two.");
     for (const QChar c : table)
         require(c == QLatin1Char('\n') || c.category() != QChar::Other_Control, "No row moves the cursor.");
 
-    RowPage page;
-    page.rows = {row, row};
+    RowList list;
+    list.rows = {row, row};
     PelkError error;
     const QVariantList rows =
-        PelkJson::parse(rowsToJson(page), error).toHash().value(QStringLiteral("rows")).toList();
+        PelkJson::parse(list.toJson(first), error).toHash().value(QStringLiteral("rows")).toList();
     require(rows.size() == 2, "Rows are JSON, whatever they hold.");
     require(!isWellFormed(title) || rows.at(0).toHash().value(QStringLiteral("title")).toString() == title,
             "A title comes back from JSON.");

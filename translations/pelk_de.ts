@@ -206,6 +206,10 @@
         <translation>Andere Listen werden noch in die Warteschlange geladen; bitte noch einmal versuchen.</translation>
     </message>
     <message>
+        <source>Only programs that use the player's socket file are told this.</source>
+        <translation>Das erfahren nur Programme, die die Socket-Datei des Players verwenden.</translation>
+    </message>
+    <message>
         <source>Other sites may not use this player.</source>
         <translation>Andere Websites dürfen diesen Player nicht benutzen.</translation>
     </message>

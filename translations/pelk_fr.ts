@@ -206,6 +206,10 @@
         <translation>D’autres listes sont encore en cours d’ajout à la file d’attente ; veuillez réessayer.</translation>
     </message>
     <message>
+        <source>Only programs that use the player's socket file are told this.</source>
+        <translation>Seuls les programmes qui utilisent le fichier de socket du lecteur y ont accès.</translation>
+    </message>
+    <message>
         <source>Other sites may not use this player.</source>
         <translation>D’autres sites ne peuvent pas utiliser ce lecteur.</translation>
     </message>

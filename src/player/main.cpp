@@ -1,9 +1,13 @@
+#include "player/Version.h"
+#include "player/cli/About.h"
 #include "player/cli/CommandLine.h"
-#include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
+#include "player/cli/OwnPlayer.h"
 #include "player/cli/PlayCommand.h"
+#include "player/cli/RunningPlayer.h"
 #include "player/cli/ServeCommand.h"
 #include "player/cli/SignalWatch.h"
+#include "player/cli/Target.h"
 #include "player/cli/Terminal.h"
 #include "player/host/FileLimit.h"
 #include "player/host/Host.h"
@@ -12,6 +16,7 @@
 #include "player/host/PrintableText.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <cstdlib>
 #include <malloc.h>
@@ -19,6 +24,8 @@
 #include <optional>
 
 namespace {
+
+using Doer = Command::Doer;
 
 void showNotice(const PelkNotificationDisplayItem& notice)
 {
@@ -33,64 +40,114 @@ void keepLittleMemoryFree()
     ::mallopt(M_ARENA_MAX, 1);
 }
 
-int run(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLock* lock)
+bool isServe(const CommandLine& line)
 {
-    using Command = CommandLine::Command;
-    switch (line.command) {
-    case Command::Password:
-        return Commands::password();
-    case Command::TokenAdd:
-        return Commands::addToken(line);
-    case Command::TokenList:
-        return Commands::listTokens();
-    case Command::TokenRemove:
-        return Commands::removeToken(line);
-    default:
-        break;
-    }
+    return line.command().name() == QLatin1String("serve");
+}
+
+/// Whether it plays in this process, beside the player that runs if one does.
+bool playsHere(const CommandLine& line)
+{
+    return line.command().name() == QLatin1String("play") &&
+           (line.has("here") || line.has("to") || line.has("seconds"));
+}
+
+/// The settings and the modules; an exit code.
+int prepare(Host& host, const CommandLine& line)
+{
     QString error;
-    if (line.command == Command::Serve) {
+    if (!host.loadSettings(line.configFile(), &error)) {
+        Terminal::error(error);
+        return ExitCode::notSetUp;
+    }
+    if (!host.loginNotice().isEmpty())
+        Terminal::error(host.loginNotice());
+    const QString name = line.command().name();
+    if (name == QLatin1String("quality"))
+        return ExitCode::ok; // needs no module
+    const QStringList& faults = host.loadModules(line.moduleFolder());
+    if (name != QLatin1String("modules") || host.modules().isEmpty())
+        for (const QString& fault : faults)
+            Terminal::error(fault);
+    return host.modules().isEmpty() ? ExitCode::notSetUp : ExitCode::ok;
+}
+
+int runHere(Host& host, SignalWatch* signalWatch, const CommandLine& line, PlayerLock* lock)
+{
+    if (isServe(line)) {
+        QString error;
         const PlayerLock::Outcome outcome = lock->take(&error);
         if (outcome != PlayerLock::Outcome::Taken)
             Terminal::error(error);
         if (outcome == PlayerLock::Outcome::Held)
             return ExitCode::failed;
     }
-    if (!host.loadSettings(line.configFile, &error)) {
-        Terminal::error(error);
-        return ExitCode::notSetUp;
-    }
-    if (!host.loginNotice().isEmpty())
-        Terminal::error(host.loginNotice());
-    if (line.command == Command::Quality)
-        return Commands::quality(line);
-    const QStringList problems = host.loadModules(line.moduleFolder);
-    for (const QString& problem : problems)
-        Terminal::error(problem);
-    if (host.modules().isEmpty())
-        return ExitCode::notSetUp;
+    int code = prepare(host, line);
+    if (code != ExitCode::ok)
+        return code;
+    if (isServe(line))
+        return ServeCommand(host, line, programVersion(), *lock).run(signalWatch);
+    OwnPlayer player([&host] { return aboutPlayer(host, programVersion(), QString()); });
+    if (line.command().name() != QLatin1String("play"))
+        return line.command().run(line, player);
+    Target target;
+    code = Target::find(line.texts("PATH"), player, &target);
+    return code == ExitCode::ok ? PlayCommand(line, target.path).run(signalWatch) : code;
+}
 
-    switch (line.command) {
-    case Command::Login:
-        return Commands::login(host, line);
-    case Command::Logout:
-        return Commands::logout(host);
-    case Command::Status:
-        return Commands::status(host);
-    case Command::Rows:
-        return Commands::rows(line);
-    case Command::Search:
-        return Commands::search(line);
-    case Command::Play:
-        return PlayCommand(line).run(signalWatch);
-    case Command::Serve:
-        return ServeCommand(host, line, *lock).run(signalWatch);
-    case Command::Modules:
-        return problems.isEmpty() ? Commands::modules(host) : qMax(Commands::modules(host), ExitCode::failed);
-    default:
-        break;
+/// Loads what the command needs, and ends it in order.
+int runInThisProcess(const CommandLine& line, bool* hasEnded)
+{
+    std::unique_ptr<SignalWatch> signalWatch;
+    // Before the modules start their threads.
+    if (isServe(line) || line.command().name() == QLatin1String("play"))
+        signalWatch = std::make_unique<SignalWatch>();
+    auto host = std::make_unique<Host>(showNotice);
+    PlayerLock lock(Host::stateFolder());
+    const int code = runHere(*host, signalWatch.get(), line, &lock);
+    *hasEnded = host->end();
+    if (*hasEnded)
+        return code;
+    Terminal::error(QStringLiteral("A module did not end in time; it was left behind."));
+    static_cast<void>(host.release()); // the module still uses it
+    return code;
+}
+
+/// With a player that runs, settings of another one would be left out without a word.
+QString otherSettings(const CommandLine& line, PlayerConnection& player)
+{
+    if (!line.has("config"))
+        return QString();
+    const QString used = player.about().value(QStringLiteral("settingsFile")).toString();
+    if (QFileInfo(used) == QFileInfo(line.configFile()))
+        return QString();
+    return QStringLiteral(
+               "The player that runs uses the settings file %1. End it first, or leave --config out.")
+        .arg(used);
+}
+
+int run(const CommandLine& line, bool* hasEnded)
+{
+    const Doer doer = line.command().doer;
+    if (doer == Doer::ThisProcess || playsHere(line))
+        return runInThisProcess(line, hasEnded);
+    QString error;
+    std::unique_ptr<PlayerConnection> player;
+    player = RunningPlayer::find(line.text("socket"), Host::stateFolder(), &error);
+    if (!player && doer == Doer::Nobody)
+        player = std::make_unique<NoPlayer>();
+    else if (player)
+        error = otherSettings(line, *player);
+    if (doer != Doer::Nobody && !error.isEmpty()) {
+        Terminal::error(error);
+        return player ? ExitCode::usage : ExitCode::noPlayer;
     }
-    return ExitCode::ok;
+    if (player)
+        return line.command().run(line, *player);
+    if (doer == Doer::AnyPlayer)
+        return runInThisProcess(line, hasEnded);
+    Terminal::error(QStringLiteral("No player runs. Start one with: pelk serve"));
+    return ExitCode::noPlayer;
 }
 
 } // namespace
@@ -102,26 +159,16 @@ int main(int argc, char** argv)
     Logging::endOnFatalMessages();
     QCoreApplication app(argc, argv);
     int code = ExitCode::ok;
-    std::unique_ptr<SignalWatch> signalWatch;
-    std::optional<Host> host;
-    bool ended = true;
-    if (const std::optional<CommandLine> line = CommandLine::parse(argc, argv, &code)) {
-        Logging::setUp(line->logLevel);
-        // Before the modules start their threads.
-        if (line->command == CommandLine::Command::Play || line->command == CommandLine::Command::Serve)
-            signalWatch = std::make_unique<SignalWatch>();
-        host.emplace(showNotice);
-        PlayerLock lock(Host::stateFolder());
-        code = run(*host, signalWatch.get(), *line, &lock);
-        ended = host->end();
-        if (!ended)
-            Terminal::error(QStringLiteral("A module did not end in time; it was left behind."));
+    bool hasEnded = true;
+    if (const std::optional<CommandLine> line = CommandLine::parse(argc, argv, programVersion(), &code)) {
+        Logging::setUp(line->text("log-level", QStringLiteral("off")));
+        code = run(*line, &hasEnded);
     }
     if (!Terminal::flushOut()) {
         Terminal::error(QStringLiteral("Standard output cannot be written."));
         code = code == ExitCode::ok ? ExitCode::failed : code;
     }
-    if (!ended)
+    if (!hasEnded)
         std::_Exit(code);
     return code;
 }

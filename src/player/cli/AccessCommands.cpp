@@ -24,7 +24,7 @@ void tellNotices(Credentials* credentials)
 
 } // namespace
 
-int Commands::password()
+int Commands::password(const CommandLine& /*line*/, PlayerConnection& /*player*/)
 {
     const bool isTyped = Terminal::inputIsTerminal();
     const std::optional<QString> password =
@@ -51,12 +51,12 @@ int Commands::password()
     return ExitCode::ok;
 }
 
-int Commands::addToken(const CommandLine& line)
+int Commands::addToken(const CommandLine& line, PlayerConnection& /*player*/)
 {
     Credentials credentials(Host::stateFolder());
     QByteArray secret;
     QString error;
-    const bool isAdded = credentials.addToken(line.tokenName, line.readOnly, &secret, &error);
+    const bool isAdded = credentials.addToken(line.text("NAME"), line.has("read-only"), &secret, &error);
     tellNotices(&credentials);
     if (!isAdded)
         return failed(error);
@@ -66,7 +66,7 @@ int Commands::addToken(const CommandLine& line)
     return ExitCode::ok;
 }
 
-int Commands::listTokens()
+int Commands::listTokens(const CommandLine& /*line*/, PlayerConnection& /*player*/)
 {
     Credentials credentials(Host::stateFolder());
     const QVector<Credentials::Token>& tokens = credentials.tokens();
@@ -77,11 +77,11 @@ int Commands::listTokens()
     return ExitCode::ok;
 }
 
-int Commands::removeToken(const CommandLine& line)
+int Commands::removeToken(const CommandLine& line, PlayerConnection& /*player*/)
 {
     Credentials credentials(Host::stateFolder());
     QString error;
-    const bool isRemoved = credentials.removeToken(line.tokenName, &error);
+    const bool isRemoved = credentials.removeToken(line.text("NAME"), &error);
     tellNotices(&credentials);
     return isRemoved ? ExitCode::ok : failed(error);
 }

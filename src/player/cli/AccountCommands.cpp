@@ -1,98 +1,132 @@
+#include "api/core/json/pelkjson.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
+#include "player/cli/PlayerConnection.h"
 #include "player/cli/Terminal.h"
-#include "player/content/ContentClient.h"
-#include "player/host/Host.h"
 #include "player/host/PrintableText.h"
+#include "player/host/ServiceAccount.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
 
 namespace {
 
-/// Sends a request about the account; false when it failed, which was told.
-bool send(const CMSetDataRequest& request)
+PlayerAnswer send(PlayerConnection& player, const CMSetDataRequest& request)
 {
-    CMRoot()->setDataRequest(request);
-    QString error;
-    if (ContentClient::wait(request.reply(), request.path(), &error))
-        return true;
-    Terminal::error(error);
-    return false;
+    const QByteArray value = PelkJson::serialize(request.value());
+    return player.post(QStringLiteral("/api/data"),
+                       {{QStringLiteral("path"), request.path().toString()},
+                        {QStringLiteral("role"), request.role()},
+                        {QStringLiteral("value"), QJsonDocument::fromJson(value).object()}});
 }
 
-/// Tells when the login on disk is not what it should be.
-int afterSaving(const Host& host, const char* consequence)
+QString told(const QJsonObject& about, const char* key)
 {
-    const QString failure = host.loginSaveFailure();
-    if (failure.isEmpty())
+    return printableText(about.value(QLatin1String(key)).toString());
+}
+
+/// Reports when the login on the disk is not what it should be.
+int afterSaving(PlayerConnection& player, const char* consequence)
+{
+    const QString fault = told(player.about(), "loginFault");
+    if (fault.isEmpty())
         return ExitCode::ok;
-    Terminal::error(failure + QLatin1String(consequence));
+    Terminal::error(fault + QLatin1String(consequence));
     return ExitCode::failed;
 }
 
 } // namespace
 
-int Commands::login(const Host& host, const CommandLine& line)
+QString Commands::checkLogin(const CommandLine& line)
 {
+    return line.text("USER").isEmpty() ? QStringLiteral("The login name is empty.") : QString();
+}
+
+int Commands::login(const CommandLine& line, PlayerConnection& player)
+{
+    const bool isPiped = line.has("password-stdin");
+    const QString user = line.text("USER");
     const std::optional<QString> password =
-        line.passwordStdin
-            ? Terminal::readLine()
-            : Terminal::askPassword(printableText(QStringLiteral("Password for %1: ").arg(line.userName)));
+        isPiped ? Terminal::readLine()
+                : Terminal::askPassword(printableText(QStringLiteral("Password for %1: ").arg(user)));
     if (!password) {
         QString sentence =
             QStringLiteral("The password cannot be asked for, since standard input is no terminal; "
                            "use --password-stdin.");
-        if (line.passwordStdin)
+        if (isPiped)
             sentence = QStringLiteral("Standard input holds no password: its first line is read, as UTF-8.");
         else if (Terminal::inputIsTerminal())
             sentence = QStringLiteral("No password was typed, or none in UTF-8; nobody was logged in.");
         Terminal::error(sentence);
         return ExitCode::usage;
     }
-    if (!send(ServiceAccount::loginRequest(line.userName, *password)))
-        return ExitCode::failed;
-    Terminal::out(printableText(QStringLiteral("Logged in as %1.").arg(ServiceAccount::userName())) +
-                  QLatin1Char('\n'));
-    return afterSaving(host, " The login ends with this command.");
+    const PlayerAnswer answer = send(player, ServiceAccount::loginRequest(user, *password));
+    if (!answer.isOk())
+        return failure(answer);
+    Terminal::out(QStringLiteral("Logged in as %1.\n").arg(told(player.about(), "userName")));
+    return afterSaving(player, " The login ends with the player.");
 }
 
-int Commands::logout(const Host& host)
+int Commands::logout(const CommandLine& /*line*/, PlayerConnection& player)
 {
-    if (!send(ServiceAccount::logoutRequest()))
-        return ExitCode::failed;
+    const PlayerAnswer answer = send(player, ServiceAccount::logoutRequest());
+    if (!answer.isOk())
+        return failure(answer);
     Terminal::out(QStringLiteral("Logged out.\n"));
-    return afterSaving(host, " The saved login is still there; delete the file.");
+    return afterSaving(player, " The saved login is still there; delete the file.");
 }
 
-int Commands::status(const Host& host)
+int Commands::status(const CommandLine& /*line*/, PlayerConnection& player)
 {
-    const bool loggedIn = ServiceAccount::isLoggedIn();
-    const QString user = printableText(ServiceAccount::userName());
+    const PlayerAnswer answer = player.get(QStringLiteral("/api/about"));
+    if (!answer.isOk())
+        return failure(answer);
+    const QJsonObject& about = answer.body;
+    const bool isLoggedIn = about.value(QStringLiteral("loggedIn")).toBool();
+    const QString panel = told(about, "panel");
+    const QString running =
+        QStringLiteral("process %1 at %2").arg(about.value(QStringLiteral("processId")).toInt()).arg(panel);
     Terminal::out(QStringLiteral("Account    %1\n"
                                  "Quality    %2\n"
-                                 "Settings   %3\n"
-                                 "Login      %4\n")
-                      .arg(loggedIn ? QStringLiteral("logged in as %1").arg(user)
-                                    : QStringLiteral("nobody is logged in"),
-                           ServiceAccount::quality(), host.configFile(), host.loginFile()));
-    return loggedIn ? ExitCode::ok : ExitCode::notLoggedIn;
+                                 "Player     %3\n"
+                                 "Settings   %4\n"
+                                 "Login      %5\n")
+                      .arg(isLoggedIn ? QStringLiteral("logged in as %1").arg(told(about, "userName"))
+                                      : QStringLiteral("nobody is logged in"),
+                           told(about, "quality"), panel.isEmpty() ? QStringLiteral("not running") : running,
+                           told(about, "settingsFile"), told(about, "loginFile")));
+    return isLoggedIn ? ExitCode::ok : ExitCode::notLoggedIn;
 }
 
-int Commands::quality(const CommandLine& line)
+int Commands::quality(const CommandLine& line, PlayerConnection& player)
 {
-    if (!line.quality.isEmpty()) {
-        QString error;
-        if (!ContentClient::wait(ServiceAccount::setQuality(line.quality), CMPath(), &error)) {
-            Terminal::error(QStringLiteral("%1 The file is %2.").arg(error, line.configFile));
+    if (line.has("VALUE")) {
+        const PlayerAnswer answer = send(player, ServiceAccount::qualityRequest(line.text("VALUE")));
+        if (!answer.isOk()) {
+            Terminal::error(
+                QStringLiteral("%1 The file is %2.").arg(answer.error, told(player.about(), "settingsFile")));
             return ExitCode::failed;
         }
     }
-    Terminal::out(ServiceAccount::quality() + QLatin1Char('\n'));
+    const PlayerAnswer about = player.get(QStringLiteral("/api/about"));
+    if (!about.isOk())
+        return failure(about);
+    Terminal::out(told(about.body, "quality") + QLatin1Char('\n'));
     return ExitCode::ok;
 }
 
-int Commands::modules(const Host& host)
+int Commands::modules(const CommandLine& /*line*/, PlayerConnection& player)
 {
-    for (const ModuleLoader::Module& module : host.modules())
-        Terminal::out(QStringLiteral("%1:  %2\n").arg(module.name, module.file));
-    return ExitCode::ok;
+    const PlayerAnswer about = player.get(QStringLiteral("/api/about"));
+    if (!about.isOk())
+        return failure(about);
+    const QJsonArray modules = about.body.value(QStringLiteral("modules")).toArray();
+    for (const QJsonValue& module : modules)
+        Terminal::out(QStringLiteral("%1:  %2\n")
+                          .arg(told(module.toObject(), "name"), told(module.toObject(), "file")));
+    const QJsonArray faults = about.body.value(QStringLiteral("moduleFaults")).toArray();
+    for (const QJsonValue& fault : faults)
+        Terminal::error(fault.toString());
+    return faults.isEmpty() ? ExitCode::ok : ExitCode::failed;
 }

@@ -1,58 +1,33 @@
 #pragma once
 
-#include <QString>
+#include "player/cli/CommandTable.h"
+
+#include <QHash>
 
 #include <optional>
 
-/// What the command line says.
-struct CommandLine
+/// What the command line says: a command of the table with the values of its parameters.
+class CommandLine
 {
-    enum class Command
+public:
+    /// Reads the arguments. Nothing, and `exitCode` set, when there is nothing more to do: help or the
+    /// version was shown, or a sentence about what is wrong.
+    static std::optional<CommandLine> parse(int argc, char** argv, const QString& version, int* exitCode);
+
+    const Command& command() const { return *m_command; }
+    /// By the name of a parameter; without "--" of an option.
+    bool has(const char* name) const { return m_values.contains(QLatin1String(name)); }
+    QStringList texts(const char* name) const { return m_values.value(QLatin1String(name)); }
+    QString text(const char* name, const QString& otherwise = QString()) const
     {
-        Login,
-        Logout,
-        Status,
-        Rows,
-        Search,
-        Play,
-        Quality,
-        Modules,
-        Serve,
-        Password,
-        TokenAdd,
-        TokenList,
-        TokenRemove
-    };
+        return texts(name).value(0, otherwise);
+    }
+    int whole(const char* name, int otherwise) const { return has(name) ? text(name).toInt() : otherwise; }
 
-    Command command = Command::Status;
-    QString configFile;
-    QString moduleFolder;
-    QString logLevel;
+    QString configFile() const;
+    QString moduleFolder() const;
 
-    QString userName;           // login
-    bool passwordStdin = false; // login
-    QString path;               // rows, play
-    int from = 0;               // rows
-    int to = 0;                 // rows
-    bool json = false;          // rows
-    QString text;               // search
-    int seconds = 0;            // play; 0 is to the end
-    QString wavFile;            // play; empty is the sound device
-    QString quality;            // quality; empty shows it
-    QString listenAddress;      // serve
-    quint16 listenPort = 0;     // serve; 0 is any free one
-    QString panelFolder;        // serve
-    QString origin;             // serve; empty is none
-    QString socketFile;         // serve; empty is the usual one
-    QString socketGroup;        // serve; empty is none
-    bool open = false;          // serve
-    bool tls = false;           // serve
-    QString certificateFile;    // serve; empty is none
-    QString keyFile;            // serve
-    QString tokenName;          // token add, token remove
-    bool readOnly = false;      // token add
-
-    /// Reads the arguments. Nothing, and `exitCode` set, when there is nothing more to do: help was shown, or
-    /// a sentence about what is wrong.
-    static std::optional<CommandLine> parse(int argc, char** argv, int* exitCode);
+private:
+    const Command* m_command = nullptr;
+    QHash<QString, QStringList> m_values;
 };

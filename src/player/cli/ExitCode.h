@@ -12,6 +12,8 @@ constexpr int usage = 2;
 constexpr int notSetUp = 3;
 /// Nobody is logged in.
 constexpr int notLoggedIn = 4;
+/// What only a running player does, and none runs.
+constexpr int noPlayer = 5;
 /// Added to the number of the signal that ended a command.
 constexpr int signalBase = 128;
 

@@ -45,24 +45,12 @@ QString whole(const TrString& sentence)
     return isWhole ? text : text + QLatin1Char('.');
 }
 
-/// A track has no rows that could be asked for; where its stream is asked for is all that it takes.
-PelkRoles trackRow(const CMPath& path, const CMPath& prePlay)
-{
-    PelkMetaData metaData;
-    metaData.setPrePlayPath(prePlay);
-    PelkMediaData mediaData;
-    mediaData.setMetaData(metaData);
-    PelkRoles row;
-    row.setPath(path);
-    row.setType(PelkRolesType::Audio);
-    row.setMediaData(mediaData);
-    return row;
-}
-
 } // namespace
 
-PlayCommand::PlayCommand(const CommandLine& line)
-    : m_line(line)
+PlayCommand::PlayCommand(const CommandLine& line, const QString& path)
+    : m_path(path)
+    , m_wavFile(line.text("to"))
+    , m_seconds(line.whole("seconds", 0))
 {
 }
 
@@ -70,19 +58,19 @@ int PlayCommand::run(SignalWatch* signalWatch)
 {
     CMPath path;
     QString error;
-    if (!CMPath::parse(m_line.path, &path, &error)) {
+    if (!CMPath::parse(m_path, &path, &error)) {
         Terminal::error(error);
         return ExitCode::usage;
     }
     gst_init(nullptr, nullptr);
-    if (m_line.wavFile.isEmpty()) {
+    if (m_wavFile.isEmpty()) {
         DeviceOutput output;
         if (!output.notice().isEmpty())
             Terminal::note(output.notice());
         return play(&output, path, signalWatch);
     }
-    WavWriter writer(m_line.wavFile);
-    writer.setLimit(m_line.seconds);
+    WavWriter writer(m_wavFile);
+    writer.setLimit(m_seconds);
     if (!writer.open(&error)) {
         Terminal::error(error);
         return ExitCode::usage;
@@ -98,7 +86,7 @@ int PlayCommand::run(SignalWatch* signalWatch)
                            .arg(writer.milliseconds() == 1000
                                     ? QStringLiteral("1 second")
                                     : QStringLiteral("%1 seconds").arg(double(writer.milliseconds()) / 1000),
-                                m_line.wavFile));
+                                m_wavFile));
     return code;
 }
 
@@ -153,12 +141,12 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
             loop.quit();
     });
     progress.start(progressMs);
-    engine.stopAfter(m_line.seconds);
-    const CMPath prePlay = ServiceAccount::prePlayPath(path);
-    if (prePlay.isEmpty()) {
+    engine.stopAfter(m_seconds);
+    const PelkRoles track = ServiceAccount::trackRow(path);
+    if (track.isEmpty()) {
         QMetaObject::invokeMethod(&loader, &QueueLoader::start, Qt::QueuedConnection);
     } else {
-        engine.queue().add({trackRow(path, prePlay)}, PlayQueue::Where::Replace);
+        engine.queue().add({track}, PlayQueue::Where::Replace);
         engine.play();
     }
     loop.exec();
@@ -166,7 +154,7 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
         return ExitCode::signalBase + signalWatch->number();
     if (!m_anyStarted && !m_anyFailed) {
         Terminal::error(
-            QStringLiteral("\"%1\" holds no track; show its rows and play one of those.").arg(m_line.path));
+            QStringLiteral("\"%1\" holds no track; show its rows and play one of those.").arg(m_path));
         return ExitCode::failed;
     }
     if (!m_anyFailed)
@@ -186,7 +174,7 @@ void PlayCommand::onStarted(const PelkRoles& row)
 void PlayCommand::onFailed(const PelkRoles& row, const TrString& sentence)
 {
     m_anyFailed = true;
-    const QString login = ServiceAccount::lacksLogin(CMPath(m_line.path))
+    const QString login = ServiceAccount::lacksLogin(CMPath(m_path))
                               ? QStringLiteral(" Log in with: pelk login USER")
                               : QString();
     Terminal::error(

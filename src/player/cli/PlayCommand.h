@@ -4,16 +4,17 @@
 
 class SignalWatch;
 class WavWriter;
-struct CommandLine;
+class CommandLine;
 
-/// Plays what the command line names until it is over, and shows how far it is on standard error. Main
+/// Plays in this process until it is over, and shows how far it is on standard error. Main
 /// thread; returns the exit code.
 class PlayCommand : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit PlayCommand(const CommandLine& line);
+    /// `path` is what is played.
+    PlayCommand(const CommandLine& line, const QString& path);
 
     /// `signalWatch` stops the playing, as a listener would; what is told about it still goes out.
     int run(SignalWatch* signalWatch);
@@ -26,7 +27,9 @@ private:
     void onStalled();
     void showProgress(const PlayEngine& engine);
 
-    const CommandLine& m_line;
+    const QString m_path;
+    const QString m_wavFile; // empty is the sound device
+    const int m_seconds;     // 0 is to the end
     QString m_title;
     qint64 m_durationSeconds = 0;
     bool m_showing = false;

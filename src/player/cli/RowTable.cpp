@@ -1,9 +1,9 @@
 #include "player/cli/RowTable.h"
 
-#include "api/types/pelkmediadata.h"
-#include "api/types/pelkmetadata.h"
 #include "player/cli/TextWidth.h"
 #include "player/host/PrintableText.h"
+
+#include <QVector>
 
 namespace {
 
@@ -21,33 +21,39 @@ struct Line
 
 } // namespace
 
-QString rowKind(const PelkRoles& row)
+QString rowKind(const QJsonObject& row)
 {
-    switch (row.type()) {
-    case PelkRolesType::Container:
-        if (row.containerType() == PelkRolesContainerType::TrackList)
-            return QStringLiteral("track list");
-        return PelkRolesContainerType::toString(row.containerType());
-    case PelkRolesType::Audio:
-        return row.mediaData().metaData().prePlayPath().isEmpty() ? QStringLiteral("item")
-                                                                  : QStringLiteral("track");
-    case PelkRolesType::Query:
-        return QStringLiteral("query");
-    case PelkRolesType::None:
-        break;
+    const QString type = row.value(QStringLiteral("type")).toString();
+    if (type == QLatin1String("container")) {
+        const QString kind = row.value(QStringLiteral("containerType")).toString();
+        return kind == QLatin1String("trackList") ? QStringLiteral("track list") : kind;
     }
-    return QStringLiteral("-");
+    if (type == QLatin1String("audio"))
+        return row.value(QStringLiteral("playable")).toBool() ? QStringLiteral("track")
+                                                              : QStringLiteral("item");
+    return type == QLatin1String("query") ? type : QStringLiteral("-");
 }
 
-QString rowTable(const QVector<PelkRoles>& rows, int width)
+QString titleAndArtist(const QJsonObject& row)
+{
+    QString title = row.value(QStringLiteral("title")).toString();
+    if (title.isEmpty())
+        title = row.value(QStringLiteral("path")).toString();
+    const QString artist =
+        row.value(QStringLiteral("metaData")).toObject().value(QStringLiteral("artist")).toString();
+    return printableText(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
+}
+
+QString rowTable(const QJsonArray& rows, int width)
 {
     QVector<Line> lines;
     int titleWidth = 0;
     int kindWidth = 0;
     int pathWidth = 0;
-    for (const PelkRoles& row : rows) {
-        const Line line{printableText(row.title().toString()), rowKind(row),
-                        printableText(row.path().toString())};
+    for (const QJsonValue& value : rows) {
+        const QJsonObject row = value.toObject();
+        const Line line{printableText(row.value(QStringLiteral("title")).toString()), rowKind(row),
+                        printableText(row.value(QStringLiteral("path")).toString())};
         titleWidth = qMax(titleWidth, TextWidth::columns(line.title));
         kindWidth = qMax(kindWidth, TextWidth::columns(line.kind));
         pathWidth = qMax(pathWidth, TextWidth::columns(line.path));

@@ -1,13 +1,14 @@
 #pragma once
 
-#include "api/types/pelkroles.h"
+#include <QJsonArray>
+#include <QJsonObject>
 
-#include <QVector>
-
-/// What a row is, in one word or two: "album", "track list", "query", "track".
-QString rowKind(const PelkRoles& row);
+/// What a row of the player's interface is, in one word or two: "album", "track list", "query", "track".
+QString rowKind(const QJsonObject& row);
+/// "Title, Artist", or the path of a row that has neither; printable.
+QString titleAndArtist(const QJsonObject& row);
 
 /// Rows as lines for a person: title, kind and path. Titles are cut to fit `width` columns; paths never are,
 /// since they are there to be used. Where the paths leave a title too little room, each stands on a line of
 /// its own below its title. A width of 0 is no limit.
-QString rowTable(const QVector<PelkRoles>& rows, int width);
+QString rowTable(const QJsonArray& rows, int width);

@@ -1,5 +1,6 @@
 #include "player/cli/ServeCommand.h"
 
+#include "player/cli/About.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/ExitCode.h"
 #include "player/cli/PlayerMemory.h"
@@ -10,7 +11,6 @@
 #include "player/host/Host.h"
 #include "player/host/PlayerLock.h"
 #include "player/host/PlayerSettings.h"
-#include "player/host/ServiceSettings.h"
 #include "player/mpris/MprisService.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
@@ -29,11 +29,50 @@
 #include <QFileInfo>
 #include <QSysInfo>
 #include <QTimer>
+#include <arpa/inet.h>
 #include <gst/gst.h>
+
+#include <array>
 
 namespace {
 
 constexpr int lastReportMs = 3000;
+const QString usualListen = QStringLiteral("127.0.0.1:8080");
+
+/// The usual spelling of an address: "*" and "0" are every address of the machine, "127.1" is 127.0.0.1. A
+/// name stays as it is.
+QString usualAddress(const QString& text)
+{
+    if (text == QLatin1String("*"))
+        return QStringLiteral("0.0.0.0");
+    const QByteArray name = text.toLatin1();
+    std::array<char, INET6_ADDRSTRLEN> usual{};
+    in_addr v4{};
+    in6_addr v6{};
+    if (::inet_aton(name.constData(), &v4) != 0)
+        ::inet_ntop(AF_INET, &v4, usual.data(), usual.size());
+    else if (::inet_pton(AF_INET6, name.constData(), &v6) == 1)
+        ::inet_ntop(AF_INET6, &v6, usual.data(), usual.size());
+    else
+        return text;
+    return QString::fromLatin1(usual.data());
+}
+
+/// Reads "127.0.0.1:8080" or "[::1]:8080"; false if it is neither.
+bool readListen(const QString& text, QString* address, quint16* port)
+{
+    const int colon = text.lastIndexOf(QLatin1Char(':'));
+    bool isPort = false;
+    *port = text.mid(colon + 1).toUShort(&isPort);
+    *address = text.left(qMax(colon, 0));
+    const bool isBracketed = address->startsWith(QLatin1Char('[')) && address->endsWith(QLatin1Char(']'));
+    if (isBracketed)
+        *address = address->mid(1, address->size() - 2);
+    const bool isAddress =
+        isPort && !address->isEmpty() && address->contains(QLatin1Char(':')) == isBracketed;
+    *address = usualAddress(*address);
+    return isAddress;
+}
 
 /// Applies a setting, now and whenever it changes.
 void follow(const CMPath& path, QObject* context, const std::function<void(const PelkValue&)>& apply)
@@ -44,11 +83,29 @@ void follow(const CMPath& path, QObject* context, const std::function<void(const
 
 } // namespace
 
-ServeCommand::ServeCommand(Host& host, const CommandLine& line, PlayerLock& lock)
+ServeCommand::ServeCommand(Host& host, const CommandLine& line, const QString& version, PlayerLock& lock)
     : m_host(host)
     , m_line(line)
+    , m_version(version)
     , m_lock(lock)
 {
+}
+
+QString ServeCommand::check(const CommandLine& line)
+{
+    QString address;
+    quint16 port = 0;
+    const QString listen = line.text("listen", usualListen);
+    if (!readListen(listen, &address, &port))
+        return QStringLiteral("\"%1\" is no address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
+            .arg(listen);
+    if (line.has("tls-cert") != line.has("tls-key"))
+        return QStringLiteral("--tls-cert and --tls-key go together: a certificate is of no use without its "
+                              "key.");
+    if (!line.text("origin").isEmpty() && AccessRules::originOf(line.text("origin")).isEmpty())
+        return QStringLiteral("\"%1\" is no address of a site, such as https://music.home.example.")
+            .arg(line.text("origin"));
+    return QString();
 }
 
 QString ServeCommand::defaultPanelFolder()
@@ -89,10 +146,10 @@ void ServeCommand::warn(const PanelServer& server) const
     const bool isReachable = !AccessRules::isLoopback(server.address());
     const QString name =
         AccessRules::isEveryAddress(server.address()) ? QSysInfo::machineHostName() : server.address();
-    if (m_line.open && (isReachable || !m_line.origin.isEmpty()))
+    if (m_line.has("open") && (isReachable || m_line.has("origin")))
         Terminal::note(QStringLiteral("Warning: everybody who reaches %1 can use this player and its account "
                                       "without a password.")
-                           .arg(isReachable ? name : m_line.origin));
+                           .arg(isReachable ? name : m_line.text("origin")));
     if (isReachable && server.fingerprint().isEmpty())
         Terminal::note(QStringLiteral("Warning: the connection to %1 is not encrypted; others in the network "
                                       "can read what is sent, passwords included. --tls encrypts it.")
@@ -115,27 +172,27 @@ void ServeCommand::followSettings(PlayEngine* engine, History* history, QObject*
 int ServeCommand::run(SignalWatch* signalWatch)
 {
     PanelServer::Options options;
-    options.address = m_line.listenAddress;
-    options.port = m_line.listenPort;
+    readListen(m_line.text("listen", usualListen), &options.address, &options.port);
     options.socket = Listener::passedSocket();
-    options.origin = m_line.origin;
-    options.panelFolder = m_line.panelFolder;
+    options.origin = AccessRules::originOf(m_line.text("origin"));
+    options.panelFolder = m_line.text("panel", defaultPanelFolder());
     options.stateFolder = Host::stateFolder();
-    options.hasTls = m_line.tls;
-    options.certificateFile = m_line.certificateFile;
-    options.keyFile = m_line.keyFile;
-    options.isOpen = m_line.open;
+    options.hasTls = m_line.has("tls");
+    options.certificateFile = m_line.text("tls-cert");
+    options.keyFile = m_line.text("tls-key");
+    options.isOpen = m_line.has("open");
     options.tell = [](const QString& sentence) { Terminal::error(sentence); };
-    options.translationFolders = Translations::defaultFolders(m_line.moduleFolder);
-    options.closedPaths = ServiceSettings::privatePaths() << ServiceAccount::LoginStore::path();
+    options.translationFolders = Translations::defaultFolders(m_line.moduleFolder());
+    options.closedPaths = closedPaths();
+    QString panel;
+    options.about = [&] { return aboutPlayer(m_host, m_version, panel); };
     SocketFile socketFile;
-    const QString socketName =
-        m_line.socketFile.isEmpty() ? SocketFile::defaultFile(Host::stateFolder()) : m_line.socketFile;
+    const QString socketName = m_line.text("socket", SocketFile::defaultFile(Host::stateFolder()));
     QString error;
-    if (!socketFile.open(socketName, m_line.socketGroup, &error)) {
+    if (!socketFile.open(socketName, m_line.text("socket-group"), &error)) {
         Terminal::error(error);
         // Without a folder for its state it plays all the same.
-        if (m_lock.isTaken() || !m_line.socketFile.isEmpty())
+        if (m_lock.isTaken() || m_line.has("socket"))
             return ExitCode::failed;
     }
     options.localSocket = socketFile.takeSocket();
@@ -178,7 +235,8 @@ int ServeCommand::run(SignalWatch* signalWatch)
         Terminal::note(
             QStringLiteral("Warning: %1 holds no panel, so browsers find none; --panel DIR names its folder.")
                 .arg(options.panelFolder));
-    m_lock.publish(socketName, server.url());
+    panel = server.url();
+    m_lock.publish(socketName, panel);
     Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
     if (!server.fingerprint().isEmpty())
         Terminal::out(QStringLiteral("Its certificate's SHA-256 is %1\n").arg(server.fingerprint()));

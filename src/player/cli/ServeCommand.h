@@ -9,18 +9,20 @@ class PlayEngine;
 class PlayerLock;
 class QObject;
 class SignalWatch;
-struct CommandLine;
+class CommandLine;
 
 /// Shows the panel to browsers until a signal ends it. Main thread.
 class ServeCommand
 {
 public:
     /// `lock` has been taken, where its folder takes one.
-    ServeCommand(Host& host, const CommandLine& line, PlayerLock& lock);
+    ServeCommand(Host& host, const CommandLine& line, const QString& version, PlayerLock& lock);
 
     /// Returns the exit code: 0 after a signal, since that is how it ends.
     int run(SignalWatch* signalWatch);
 
+    /// A sentence about addresses that are none; else empty.
+    static QString check(const CommandLine& line);
     /// Where an installed player has the panel's files.
     static QString defaultPanelFolder();
 
@@ -32,5 +34,6 @@ private:
 
     Host& m_host;
     const CommandLine& m_line;
+    const QString m_version;
     PlayerLock& m_lock;
 };

@@ -72,6 +72,12 @@ bool Host::loadSettings(const QString& configFile, QString* error)
     return true;
 }
 
+const QStringList& Host::loadModules(const QString& folder)
+{
+    m_moduleFaults = m_loader.loadFolder(folder);
+    return m_moduleFaults;
+}
+
 QString Host::stateFolder()
 {
     return xdgFolder("XDG_STATE_HOME", "/.local/state") + QStringLiteral("/pelk");

@@ -31,7 +31,9 @@ public:
     /// From now on another receiver gets the notices.
     void setNoticeReceiver(const NoticeReceiver& notices) { m_notices = notices; }
     /// Loads the modules of a folder; a sentence for each thing that went wrong.
-    QStringList loadModules(const QString& folder) { return m_loader.loadFolder(folder); }
+    const QStringList& loadModules(const QString& folder);
+    /// What loadModules() returned.
+    const QStringList& moduleFaults() const { return m_moduleFaults; }
 
     /// The end: no request is taken any longer, what the HTTP clients have under way may finish (three
     /// seconds), values are saved, and the workers go, each on its thread (five seconds). Blocks meanwhile.
@@ -61,5 +63,6 @@ private:
     std::shared_ptr<PlayerSettings> m_playerSettings;
     std::shared_ptr<ServiceAccount::LoginStore> m_login;
     QString m_loginFile;
+    QStringList m_moduleFaults;
     bool m_ended = false;
 };

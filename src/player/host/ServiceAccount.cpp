@@ -40,9 +40,14 @@ bool ServiceAccount::isLoggedIn()
            value.qobuzLoginState().state() == PelkQobuzLoginStates::LoggedIn;
 }
 
+bool ServiceAccount::isServicePath(const CMPath& path)
+{
+    return path.prefix() == PelkQobuzBrowsePath().prefix();
+}
+
 bool ServiceAccount::lacksLogin(const CMPath& path)
 {
-    return path.prefix() == PelkQobuzBrowsePath().prefix() && !isLoggedIn();
+    return isServicePath(path) && !isLoggedIn();
 }
 
 QString ServiceAccount::userName()
@@ -63,13 +68,11 @@ QString ServiceAccount::quality()
         CMRoot()->getValue(PelkQobuzSoundQualityPath()).qobuzSoundQuality());
 }
 
-CMReply<QVariant> ServiceAccount::setQuality(const QString& quality)
+CMSetDataRequest ServiceAccount::qualityRequest(const QString& quality)
 {
     PelkValue value;
     value.setQobuzSoundQuality(PelkQobuzSoundQuality::fromString(quality));
-    CMReply<QVariant> reply = CMReply<QVariant>::create();
-    CMRoot()->setValue(PelkQobuzSoundQualityPath(), value, reply);
-    return reply;
+    return CMSetDataRequest(PelkQobuzSoundQualityPath(), PelkRoles::Value(), value.variant());
 }
 
 bool ServiceAccount::isLowerThan(const QString& quality, const PelkRoles& row)
@@ -102,6 +105,22 @@ CMPath ServiceAccount::prePlayPath(const CMPath& path)
     for (const auto& param : path.params())
         prePlay.addParam(param.first, param.second);
     return prePlay;
+}
+
+PelkRoles ServiceAccount::trackRow(const CMPath& path)
+{
+    const CMPath prePlay = prePlayPath(path);
+    if (prePlay.isEmpty())
+        return PelkRoles();
+    PelkMetaData metaData;
+    metaData.setPrePlayPath(prePlay);
+    PelkMediaData mediaData;
+    mediaData.setMetaData(metaData);
+    PelkRoles row;
+    row.setPath(path);
+    row.setType(PelkRolesType::Audio);
+    row.setMediaData(mediaData);
+    return row;
 }
 
 ServiceAccount::LoginStore::LoginStore(const QString& fileName)

@@ -16,6 +16,8 @@ CMSetDataRequest logoutRequest();
 
 /// Whether a module has published that a user is logged in.
 bool isLoggedIn();
+/// Whether the service answers at this path.
+bool isServicePath(const CMPath& path);
 /// Whether what is at this path takes a login while nobody is logged in.
 bool lacksLogin(const CMPath& path);
 /// The user name of the saved login; empty when there is none.
@@ -24,8 +26,8 @@ QString userName();
 /// The sound qualities that can be chosen, as people write them.
 QStringList qualities();
 QString quality();
-/// Chooses one of qualities(). The reply finishes once it is saved.
-CMReply<QVariant> setQuality(const QString& quality);
+/// The request that chooses one of qualities(). Its reply finishes once it is saved.
+CMSetDataRequest qualityRequest(const QString& quality);
 
 /// Whether the stream of a resolved row is of a lower quality than this one of qualities(). False for rows of
 /// other services, and where the stream does not say what it is.
@@ -34,6 +36,9 @@ bool isLowerThan(const QString& quality, const PelkRoles& row);
 /// Where the player asks for the stream of a single track that it knows by its path alone; an empty path if
 /// `path` is no track's.
 CMPath prePlayPath(const CMPath& path);
+/// What can be played of such a track: it has no row that could be asked for. An empty row if `path` is no
+/// track's.
+PelkRoles trackRow(const CMPath& path);
 
 /// Keeps what stays of a login in a file of its owner alone.
 class LoginStore : public CMFileStore

@@ -58,7 +58,8 @@ public:
         , access(
               {opts.stateFolder, opts.isOpen, !opts.origin.isEmpty(), {}, opts.wallClock, opts.steadyClock},
               opts.limits)
-        , api({opts.panelFolder, opts.translationFolders, opts.closedPaths, opts.limits, opts.history},
+        , api({opts.panelFolder, opts.translationFolders, opts.closedPaths, opts.about, opts.limits,
+               opts.history},
               engine, &streams, &access)
         , http(opts.limits, &api)
         , listener(

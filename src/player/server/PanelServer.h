@@ -3,6 +3,7 @@
 #include "api/types/cmpath.h"
 #include "player/server/http/Limits.h"
 
+#include <QJsonObject>
 #include <QStringList>
 
 #include <functional>
@@ -31,10 +32,11 @@ public:
         QString keyFile;
         QString panelFolder;
         QStringList translationFolders;
-        QList<CMPath> closedPaths;  ///< whose values stay within the player
-        QString stateFolder;        ///< of the password, the sessions and the tokens
-        History* history = nullptr; ///< not owned, and outlives the server; null: none
-        bool isOpen = false;        ///< everybody who reaches it may use it
+        QList<CMPath> closedPaths;          ///< whose values stay within the player
+        std::function<QJsonObject()> about; ///< what programs that come through the socket file are told
+        QString stateFolder;                ///< of the password, the sessions and the tokens
+        History* history = nullptr;         ///< not owned, and outlives the server; null: none
+        bool isOpen = false;                ///< everybody who reaches it may use it
         Limits limits;
         std::function<qint64()> wallClock;   ///< of sessions, for tests; null: the system's
         std::function<qint64()> steadyClock; ///< of failed logins

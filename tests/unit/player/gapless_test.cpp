@@ -1,3 +1,5 @@
+#include "api/types/pelkvalue.h"
+#include "api/types/qobuzpaths.h"
 #include "player/host/ServiceAccount.h"
 #include "tests/support/enginehost.h"
 
@@ -250,7 +252,10 @@ private Q_SLOTS:
     void aQualityThatIsChosenAfterTheNextOneIsPreparedIsInForceForIt()
     {
         QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
-        const CMReply<QVariant> chosen = ServiceAccount::setQuality(QStringLiteral("hires96"));
+        PelkValue value;
+        value.setQobuzSoundQuality(PelkQobuzSoundQuality::Hires96);
+        const CMReply<QVariant> chosen = CMReply<QVariant>::create();
+        CMRoot()->setValue(PelkQobuzSoundQualityPath(), value, chosen);
         QTRY_VERIFY(chosen.isFinished());
         QCOMPARE(ServiceAccount::quality(), QStringLiteral("hires96"));
         QVERIFY(waitForEnd());

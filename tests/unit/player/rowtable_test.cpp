@@ -6,14 +6,13 @@
 
 namespace {
 
-PelkRoles row(const QString& title, const QString& path)
+QJsonObject row(const QString& title, const QString& path)
 {
-    PelkRoles roles;
-    roles.setTitle(TrString(title));
-    roles.setPath(CMPath(path));
-    roles.setType(PelkRolesType::Container);
-    roles.setContainerType(PelkRolesContainerType::Album);
-    return roles;
+    return {{QStringLiteral("title"), title},
+            {QStringLiteral("path"), path},
+            {QStringLiteral("type"), QStringLiteral("container")},
+            {QStringLiteral("containerType"), QStringLiteral("album")},
+            {QStringLiteral("playable"), false}};
 }
 
 QStringList lines(const QString& table)
@@ -71,7 +70,7 @@ private Q_SLOTS:
     {
         QCOMPARE(printableText(QStringLiteral("a\033[31mb\r\nc\u202Ed\u009Be")),
                  QStringLiteral("a [31mb  c d e"));
-        const QString table = rowTable({row(QStringLiteral("a\nb"), QStringLiteral("t:x"))}, 80);
+        const QString table = rowTable(QJsonArray{row(QStringLiteral("a\nb"), QStringLiteral("t:x"))}, 80);
         QCOMPARE(lines(table).size(), 1);
     }
 
@@ -86,7 +85,7 @@ private Q_SLOTS:
     {
         QFETCH(int, width);
         const QString path = QStringLiteral("qobuz:album?id=0060254735180");
-        const QVector<PelkRoles> rows{row(QString(300, QLatin1Char('x')), path),
+        const QJsonArray rows{row(QString(300, QLatin1Char('x')), path),
                                       row(QString(300, QChar(0x7A7A)), path),
                                       row(QStringLiteral("short"), path)};
         const QStringList table = lines(rowTable(rows, width));
@@ -97,7 +96,7 @@ private Q_SLOTS:
 
     void columnsLineUpWhateverTheScript()
     {
-        const QStringList table = lines(rowTable({row(QStringLiteral("空のソ"), QStringLiteral("t:a")),
+        const QStringList table = lines(rowTable(QJsonArray{row(QStringLiteral("空のソ"), QStringLiteral("t:a")),
                                                   row(QStringLiteral("abcdef"), QStringLiteral("t:b"))},
                                                  80));
         QCOMPARE(table,
@@ -107,7 +106,7 @@ private Q_SLOTS:
     void aPathThatLeavesNoRoomStandsBelowItsTitle()
     {
         const QString path = QStringLiteral("t:") + QString(70, QLatin1Char('p'));
-        const QStringList table = lines(rowTable({row(QString(30, QLatin1Char('x')), path)}, 80));
+        const QStringList table = lines(rowTable(QJsonArray{row(QString(30, QLatin1Char('x')), path)}, 80));
         QCOMPARE(table, (QStringList{QString(30, QLatin1Char('x')) + QStringLiteral("  album"),
                                      QStringLiteral("    ") + path}));
     }
@@ -115,7 +114,7 @@ private Q_SLOTS:
     void withoutALimitNothingIsCut()
     {
         const QString title(300, QLatin1Char('x'));
-        QVERIFY(rowTable({row(title, QStringLiteral("t:a"))}, 0).startsWith(title + QLatin1Char(' ')));
+        QVERIFY(rowTable(QJsonArray{row(title, QStringLiteral("t:a"))}, 0).startsWith(title + QLatin1Char(' ')));
     }
 
     void noRowsAreNoLines() { QCOMPARE(rowTable({}, 80), QString()); }

@@ -72,16 +72,32 @@ Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* 
               if (history)
                   history->add(row);
           })
-    , m_routes(contentRoutes(&m_asker, parts.limits) + playerRoutes(engine, &m_filling, &m_asker) +
-               historyRoutes(parts.history) + accessRoutes(access, &m_way))
+    , m_routes(contentRoutes(&m_asker, parts.limits) + historyRoutes(parts.history))
 {
+    if (engine)
+        m_routes += playerRoutes(engine, &m_filling, &m_asker);
+    if (access)
+        m_routes += accessRoutes(access, &m_way);
     m_way.isProxiedHttps = [this](const HttpRequest& request) {
         return m_rules.isProxiedHttps(QString::fromUtf8(request.header("host")));
     };
     m_way.isReadable = [this](const HttpRequest& request) {
-        const bool isOfNetwork = m_access->grant(request).level != Grant::Level::Local;
+        const bool isOfNetwork = grantOf(request).level != Grant::Level::Local;
         return isOfNetwork && !request.peer.isEncrypted && !m_way.isProxiedHttps(request);
     };
+    m_routes.append({"GET",
+                     "/api/about",
+                     {},
+                     [tell = parts.about](const auto& request, const auto& responder) {
+                         // Names of files and of the user: nobody else's business.
+                         if (!request.http.peer.isLocal || !tell)
+                             throw Problem(
+                                 403, serverText(QT_TRANSLATE_NOOP(
+                                          "PanelServer",
+                                          "Only programs that use the player's socket file are told this.")));
+                         responder.send(200, tell());
+                     },
+                     Grant::Level::Local});
     m_routes.append({"GET", "/api/events", {}, [this](const auto& request, const auto& responder) {
                          openEvents(request, responder);
                      }});
@@ -122,7 +138,7 @@ void Api::handle(const HttpRequest& request, const Responder& sink)
         const Route* const found = route(request.method, request.path);
         if (!found)
             throw nothingAt(request.path);
-        ApiRequest asked{request, &language, m_access->grant(request)};
+        ApiRequest asked{request, &language, grantOf(request)};
         if (!request.isRead())
             asked.body = found->read(request.body);
         found->handler(asked, responder);
@@ -162,7 +178,7 @@ void Api::checkGrant(const HttpRequest& request) const
     const Grant::Level needed = found              ? found->needed()
                                 : request.isRead() ? Grant::Level::Read
                                                    : Grant::Level::Control;
-    const Grant::Level level = m_access->grant(request).level;
+    const Grant::Level level = grantOf(request).level;
     if (level >= needed)
         return;
     if (level > Grant::Level::None)
@@ -197,6 +213,11 @@ void Api::checkMethod(const HttpRequest& request) const
     if (isPost && type != "application/json")
         throw Problem(415,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "The body has to be application/json.")));
+}
+
+Grant Api::grantOf(const HttpRequest& request) const
+{
+    return m_access ? m_access->grant(request) : Grant{Grant::Level::Local, {}, {}};
 }
 
 const Route* Api::route(const QByteArray& method, const QString& path) const
@@ -239,8 +260,9 @@ void Api::openEvents(const ApiRequest& request, const ApiResponder& responder)
                                                             "%1 browsers follow the player; more cannot."),
                                           {m_limits.eventStreams}));
         response.source =
-            m_streams->open(*request.language, paths,
-                            [access = m_access, grant = request.grant] { return access->holds(grant); });
+            m_streams->open(*request.language, paths, [access = m_access, grant = request.grant] {
+                return !access || access->holds(grant);
+            });
     }
     responder.sendRaw(std::move(response));
 }

@@ -21,11 +21,13 @@ public:
     {
         QString panelFolder;
         QStringList translationFolders;
-        QList<CMPath> closedPaths; ///< whose values stay within the player
+        QList<CMPath> closedPaths;          ///< whose values stay within the player
+        std::function<QJsonObject()> about; ///< what programs that come through the socket file are told
         Limits limits;
         History* history = nullptr; ///< not owned; null: none
     };
-    /// None of these is owned; all outlive it.
+    /// None of these is owned; all outlive it. Without an engine there are no routes of the player; without
+    /// an access every request is this process's own.
     Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access);
 
     /// Where the server listens; until then every request is refused.
@@ -44,6 +46,7 @@ private:
     void checkOrigin(const HttpRequest& request) const;
     void checkGrant(const HttpRequest& request) const;
     void checkMethod(const HttpRequest& request) const;
+    Grant grantOf(const HttpRequest& request) const;
     const Route* route(const QByteArray& method, const QString& path) const;
     QByteArray allowedMethods(const QString& path) const;
     void openEvents(const ApiRequest& request, const ApiResponder& responder);

@@ -1,5 +1,6 @@
 #include "player/server/api/PlayerRoutes.h"
 
+#include "player/host/ServiceAccount.h"
 #include "player/play/PlayEngine.h"
 #include "player/server/ServerText.h"
 #include "player/server/api/ContentAsker.h"
@@ -146,6 +147,14 @@ void clear(PlayEngine& engine, const ApiRequest& /*request*/, const ApiResponder
     sendQueue(200, engine, responder);
 }
 
+/// A track that is named by its path alone.
+void addTrack(PlayEngine& engine, const PelkRoles& track, PlayQueue::Where where)
+{
+    const QVector<int> ids = engine.queue().add({track}, where);
+    if (where == PlayQueue::Where::Replace && !ids.isEmpty())
+        engine.jump(ids.first());
+}
+
 void add(PlayEngine& engine, QueueFilling& filling, const ContentAsker& asker, const ApiRequest& request,
          const ApiResponder& responder)
 {
@@ -164,7 +173,10 @@ void add(PlayEngine& engine, QueueFilling& filling, const ContentAsker& asker, c
         addition.where = PlayQueue::Where::Next;
     else if (where != QLatin1String("end"))
         throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"where\" has to be replace, next or end."));
-    filling.add(addition);
+    if (const PelkRoles track = ServiceAccount::trackRow(addition.container); !track.isEmpty())
+        addTrack(engine, track, addition.where);
+    else
+        filling.add(addition);
     sendQueue(202, engine, responder);
 }
 

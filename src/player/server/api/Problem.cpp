@@ -48,6 +48,7 @@ Problem::Problem(const CMError& error)
     , reason(ContentClient::isNetworkFault(error) ? error.message() : TrString())
     , title(error.title())
     , name(error.name())
+    , code(error.data().value(QStringLiteral("ErrorCode")).toInt())
 {
 }
 
@@ -63,6 +64,8 @@ HttpResponse Problem::response(const Language& language) const
                        {QStringLiteral("detail"), sentence}};
     if (!name.isEmpty())
         object.insert(QStringLiteral("name"), name);
+    if (code != 0)
+        object.insert(QStringLiteral("code"), code);
     HttpResponse response;
     response.status = status;
     response.type = "application/problem+json";

@@ -21,6 +21,7 @@ struct Problem
     TrString reason; ///< what else the content model said; may be empty
     TrString title;
     QString name; ///< of the content model's error; else empty
+    int code = 0; ///< the number that its service gave, such as a status of HTTP; 0 is none
     QVector<QPair<QByteArray, QByteArray>> headers;
 
     HttpResponse response(const Language& language) const;

@@ -27,17 +27,13 @@ QString chooseAnother()
     return QStringLiteral("--socket FILE names another one");
 }
 
-/// Longer names than an address holds are reached through their folder's descriptor.
 class Address
 {
 public:
     Address(const QString& fileName, int folder)
     {
         m_address.sun_family = AF_UNIX;
-        QByteArray name = QFile::encodeName(fileName);
-        if (size_t(name.size()) >= sizeof m_address.sun_path)
-            name = QByteArray("/proc/self/fd/") + QByteArray::number(folder) + '/' +
-                   QFile::encodeName(QFileInfo(fileName).fileName());
+        const QByteArray name = SocketFile::shortName(fileName, folder);
         m_fits = size_t(name.size()) < sizeof m_address.sun_path;
         std::strncpy(m_address.sun_path, name.constData(), sizeof m_address.sun_path - 1);
     }
@@ -49,12 +45,6 @@ private:
     sockaddr_un m_address{};
     bool m_fits = false;
 };
-
-int openFolder(const QString& fileName)
-{
-    return ::open(QFile::encodeName(QFileInfo(fileName).path()).constData(),
-                  O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-}
 
 /// The number of a group; -1 where there is none of that name.
 int groupId(const QString& name)
@@ -204,4 +194,19 @@ QString SocketFile::defaultFile(const QString& stateFolder)
 QString SocketFile::systemFile()
 {
     return QStringLiteral("/run/pelk/player.sock");
+}
+
+int SocketFile::openFolder(const QString& fileName)
+{
+    return ::open(QFile::encodeName(QFileInfo(fileName).path()).constData(),
+                  O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+QByteArray SocketFile::shortName(const QString& fileName, int folder)
+{
+    const QByteArray name = QFile::encodeName(fileName);
+    if (size_t(name.size()) < sizeof sockaddr_un::sun_path)
+        return name;
+    return QByteArray("/proc/self/fd/") + QByteArray::number(folder) + '/' +
+           QFile::encodeName(QFileInfo(fileName).fileName());
 }

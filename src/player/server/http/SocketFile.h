@@ -23,6 +23,10 @@ public:
     /// A connection to the one who listens at a file; -1, with errno, where nobody does. Blocks as connect()
     /// does.
     static int connect(const QString& fileName);
+    /// The folder of a file; -1, with errno, where it cannot be opened.
+    static int openFolder(const QString& fileName);
+    /// A name of a file that fits into an address of the kernel, if need be through the folder's descriptor.
+    static QByteArray shortName(const QString& fileName, int folder);
     /// Where a player has its file: $XDG_RUNTIME_DIR/pelk/player.sock, or in the state folder where the
     /// session has no such folder.
     static QString defaultFile(const QString& stateFolder);

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QJsonObject>
+
+/// What the player is doing, for people. Reads the states of the player's interface. A width of 0 is no
+/// limit.
+namespace NowText {
+
+/// "1:05", or "1:02:05" from an hour on.
+QString clock(qint64 milliseconds);
+/// A line for each thing that is known; ends in a line break.
+QString table(const QJsonObject& status, int width);
+/// Everything in one line; ends in a line break.
+QString line(const QJsonObject& status, int width);
+/// "FLAC 24 bit / 96 kHz, lower than asked for"; empty where nothing is known.
+QString format(const QJsonObject& status);
+
+} // namespace NowText
