@@ -164,8 +164,9 @@ private Q_SLOTS:
             return reply;
         };
         const bool isPublic = path == "/api/access" || path == "/api/access/login";
-        const bool isLocal = path == "/api/access/password";
-        const bool isRead = (method == "GET" || method == "HEAD") && path != "/api/access/sessions";
+        const bool isLocal = path == "/api/access/password" || path == "/api/about";
+        const bool isRead =
+            (method == "GET" || method == "HEAD") && path != "/api/access/sessions" && !isLocal;
         const auto isLetIn = [](int status) { return status != 401 && status != 403; };
 
         const PanelReply none = ask(f.headers());
