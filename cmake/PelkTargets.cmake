@@ -11,7 +11,7 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_AUTOMOC ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR}")
 add_link_options(-Wl,--as-needed)
 
 if(PELK_SANITIZE)
@@ -72,17 +72,19 @@ function(pelk_warnings target)
     target_include_directories(${target} PRIVATE "${CMAKE_SOURCE_DIR}/src")
 endfunction()
 
-# pelk_sdk_library(NAME EXPORT_MACRO SOURCES...): one of the SDK's shared libraries. The macro marks what it exports;
-# it is written into the generated header api/<folder>/export.h.
-function(pelk_sdk_library name macro)
+# pelk_sdk_library(NAME EXPORT_MACRO EXPORTED_NAME SOURCES...): one of the SDK's shared libraries. The macro marks what it exports;
+# it is written into the generated header api/<folder>/export.h. Modules link it as Pelk::<exported name>.
+function(pelk_sdk_library name macro exported)
     add_library(${name} SHARED ${ARGN})
     pelk_flags(${name})
     file(RELATIVE_PATH folder "${CMAKE_SOURCE_DIR}/src" "${CMAKE_CURRENT_SOURCE_DIR}")
     include(GenerateExportHeader)
     generate_export_header(${name} EXPORT_MACRO_NAME ${macro}
         EXPORT_FILE_NAME "${CMAKE_BINARY_DIR}/generated/${folder}/export.h")
-    target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}/src" "${CMAKE_BINARY_DIR}/generated")
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/src>
+        $<BUILD_INTERFACE:${CMAKE_BINARY_DIR}/generated> $<INSTALL_INTERFACE:${PELK_INCLUDE_DIR}>)
     target_link_libraries(${name} PUBLIC Qt5::Core)
+    pelk_install_sdk_library(${name} ${exported})
 endfunction()
 
 # pelk_records(TARGET MACRO SCHEMA...): generates the record, enumeration and path headers of schema/*.yaml into

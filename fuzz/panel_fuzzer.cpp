@@ -11,6 +11,7 @@
 #include "player/server/api/Api.h"
 
 #include <QCoreApplication>
+#include <QTemporaryDir>
 #include <gst/gst.h>
 
 namespace {
@@ -56,6 +57,13 @@ public:
     std::function<void()> whenGone;
 };
 
+Access::Options accessOf(const QTemporaryDir& folder)
+{
+    Access::Options options;
+    options.folder = folder.path();
+    return options;
+}
+
 /// The player without sound: its tracks lead nowhere.
 struct Player
 {
@@ -63,8 +71,9 @@ struct Player
         : worker({}, QStringLiteral("test"))
         , engine((gst_init(nullptr, nullptr), &output))
         , streams(Limits())
+        , access(accessOf(folder), Limits())
         , api({QString(), {}, {CMPath(QStringLiteral("settings:closed"))}, {}, Limits()}, &engine, &streams,
-              nullptr)
+              &access)
     {
         root.addWorker(&worker);
         root.keep(CMPath(QStringLiteral("settings:closed")), std::make_shared<Store>());
@@ -75,11 +84,13 @@ struct Player
             ->setValue(login());
     }
 
+    QTemporaryDir folder;
     CMRootWorker root;
     CMNodesWorker worker;
     DeviceOutput output;
     PlayEngine engine;
     EventStreams streams;
+    Access access;
     Api api;
 };
 
@@ -92,6 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const Route& route = player->api.routes().at(input.choice(player->api.routes().size()));
     HttpRequest request;
     request.method = route.method;
+    request.peer.isLoopback = true;
     request.path = QString::fromLatin1(route.path);
     for (const QByteArray& param : input.line().split('&'))
         request.params.append(

@@ -10,6 +10,7 @@ ALLOWED = {
     "api/core": {"api/types"},
     "api/http": {"api/types", "api/core"},
     "api/play": {"api/types", "api/core"},
+    "api/testing": {"api/types", "api/core"},
     "modules/qobuz": SDK,
     "player/host": SDK,
     "player/content": SDK | {"player/host"},

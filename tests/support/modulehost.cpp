@@ -4,50 +4,14 @@
 #include "api/types/playerpaths.h"
 #include "api/types/qobuzpaths.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QLibrary>
-#include <sys/syscall.h>
-
-#include <stdexcept>
-#include <thread>
-#include <unistd.h>
-
-namespace {
-
-using WorkerCreate = void* (*)(void*, const QHash<QString, QVariant>&);
-
-WorkerCreate workerCreate()
-{
-    static QLibrary library(QStringLiteral(PELK_MODULE_FILE));
-    library.setLoadHints(QLibrary::PreventUnloadHint);
-    static const auto function = reinterpret_cast<WorkerCreate>(library.resolve("worker_create"));
-    if (!function)
-        throw std::runtime_error(library.errorString().toStdString());
-    return function;
-}
-
-} // namespace
-
 ModuleHost::ModuleHost(const QString& apiUrl)
+    : ModuleRunner(QStringLiteral(PELK_MODULE_FILE))
 {
     setSettings(apiUrl, QStringLiteral("app-id"), QStringLiteral("app-secret"));
     PelkValue memberId;
     memberId.setString_(QStringLiteral("member-id"));
-    setRootValue(PelkSystemMemberIdPath(), memberId);
+    setValue(PelkSystemMemberIdPath(), memberId);
     setQuality(static_cast<PelkQobuzSoundQuality::Enum>(0));
-}
-
-ModuleHost::~ModuleHost()
-{
-    stop();
-}
-
-void ModuleHost::setRootValue(const CMPath& path, const PelkValue& value)
-{
-    const CMReply<QVariant> reply = CMReply<QVariant>::create();
-    m_root.setValue(path, value, reply);
-    wait(reply);
 }
 
 void ModuleHost::setSettings(const QString& apiUrl, const QString& appId, const QString& appSecret)
@@ -58,14 +22,14 @@ void ModuleHost::setSettings(const QString& apiUrl, const QString& appId, const 
     settings.setAppSecret(appSecret);
     PelkValue value;
     value.setQobuzSettings(settings);
-    setRootValue(PelkQobuzSettingsPath(), value);
+    setValue(PelkQobuzSettingsPath(), value);
 }
 
 void ModuleHost::setQuality(PelkQobuzSoundQuality::Enum quality)
 {
     PelkValue value;
     value.setQobuzSoundQuality(quality);
-    setRootValue(PelkQobuzSoundQualityPath(), value);
+    setValue(PelkQobuzSoundQualityPath(), value);
     settle();
 }
 
@@ -80,106 +44,10 @@ void ModuleHost::setSession(const QString& token, unsigned int userId, unsigned 
     session.setDeviceId(deviceId);
     PelkValue value;
     value.setQobuzUserSession(session);
-    setRootValue(PelkQobuzUserSessionPath(), value);
+    setValue(PelkQobuzUserSessionPath(), value);
 }
 
 PelkQobuzUserSession ModuleHost::session()
 {
-    return m_root.getValue(PelkQobuzUserSessionPath()).qobuzUserSession();
-}
-
-void ModuleHost::start()
-{
-    const WorkerCreate create = workerCreate();
-    m_thread = std::make_unique<QThread>();
-    m_thread->start();
-    QObject inThread;
-    inThread.moveToThread(m_thread.get());
-    QMetaObject::invokeMethod(
-        &inThread,
-        [this, create, &inThread] {
-            m_threadId = syscall(SYS_gettid);
-            m_worker = static_cast<CMWorker*>(static_cast<CMAbstractWorker*>(create(nullptr, {})));
-            inThread.moveToThread(QCoreApplication::instance()->thread());
-        },
-        Qt::BlockingQueuedConnection);
-    m_root.addWorker(m_worker);
-}
-
-void ModuleHost::stop()
-{
-    if (!m_thread)
-        return;
-    m_root.removeWorker(m_worker);
-    m_worker->deleteLater();
-    m_thread->quit();
-    m_thread->wait();
-    // What libraries keep for the thread, OpenSSL's error state say, goes only after QThread calls it
-    // finished. A program that ends in between would leave it behind, and its leak check would say so.
-    const QByteArray task = "/proc/self/task/" + QByteArray::number(qlonglong(m_threadId));
-    while (access(task.constData(), F_OK) == 0)
-        std::this_thread::yield();
-    m_thread.reset();
-    m_worker = nullptr;
-}
-
-void ModuleHost::settle()
-{
-    if (m_worker)
-        QMetaObject::invokeMethod(
-            m_worker, [] {}, Qt::BlockingQueuedConnection);
-}
-
-ModuleHost::Rows ModuleHost::rows(const QString& path, int from, int to, const QStringList& roles,
-                                  int version, int waitMs)
-{
-    const CMGetRowsRequest request(CMPath(path), from, to, roles, version);
-    m_root.getRowsRequest(request);
-    Rows rows;
-    rows.finished = wait(request.reply(), waitMs);
-    if (!rows.finished)
-        return rows;
-    rows.error = request.reply().error();
-    const PelkRowsRoles value = request.reply().value();
-    rows.rows = value.rows().toList();
-    rows.count = value.rowsCount();
-    rows.version = value.rowsVersion();
-    return rows;
-}
-
-ModuleHost::Data ModuleHost::getData(const QString& path, const QStringList& roles, int waitMs)
-{
-    const CMGetDataRequest request(CMPath(path), roles);
-    m_root.getDataRequest(request);
-    Data data;
-    data.finished = wait(request.reply(), waitMs);
-    if (data.finished) {
-        data.error = request.reply().error();
-        data.value = request.reply().value();
-    }
-    return data;
-}
-
-ModuleHost::Data ModuleHost::setData(const QString& path, const QString& role, const QVariant& value,
-                                     int waitMs)
-{
-    const CMSetDataRequest request(CMPath(path), role, value);
-    m_root.setDataRequest(request);
-    Data data;
-    data.finished = wait(request.reply(), waitMs);
-    if (data.finished) {
-        data.error = request.reply().error();
-        data.value = request.reply().value();
-    }
-    return data;
-}
-
-bool ModuleHost::wait(const CMVoidReply& reply, int waitMs)
-{
-    const QDeadlineTimer deadline(waitMs);
-    while (!reply.isFinished() && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        reply.waitForFinished(1); // the worker's thread finishes it; this one only has to keep its loop going
-    }
-    return reply.isFinished();
+    return root().getValue(PelkQobuzUserSessionPath()).qobuzUserSession();
 }

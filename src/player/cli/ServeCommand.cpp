@@ -11,6 +11,8 @@
 #include "player/host/Host.h"
 #include "player/host/PlayerLock.h"
 #include "player/host/PlayerSettings.h"
+#include "player/host/ServiceManager.h"
+#include "player/host/ServiceSettings.h"
 #include "player/mpris/MprisService.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
@@ -241,10 +243,13 @@ int ServeCommand::run(SignalWatch* signalWatch)
     if (!server.fingerprint().isEmpty())
         Terminal::out(QStringLiteral("Its certificate's SHA-256 is %1\n").arg(server.fingerprint()));
     Terminal::flushOut();
+    ServiceManager manager;
+    manager.ready(QStringLiteral("The panel is at %1").arg(server.url()));
     QEventLoop loop;
     QObject::connect(signalWatch, &SignalWatch::caught, &loop, &QEventLoop::quit);
     if (signalWatch->number() == 0)
         loop.exec();
+    manager.stopping();
     m_host.setNoticeReceiver([](const PelkNotificationDisplayItem&) {});
     server.stop();
     memory.end(); // before the engine stops, which is not what the listener left

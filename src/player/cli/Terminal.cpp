@@ -2,6 +2,7 @@
 
 #include "player/cli/TextWidth.h"
 #include "player/host/PrintableText.h"
+#include "player/host/ServiceManager.h"
 
 #include <QByteArray>
 #include <QTextCodec>
@@ -9,6 +10,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <syslog.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -23,6 +25,12 @@ void write(FILE* file, const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), file);
+}
+
+void writeLine(int syslogLevel, const QString& line)
+{
+    Terminal::progress(QString());
+    write(stderr, ServiceManager::journalPrefix(syslogLevel) + line + QLatin1Char('\n'));
 }
 
 void onSignal(int number)
@@ -58,13 +66,12 @@ void Terminal::out(const QString& text)
 
 void Terminal::error(const QString& sentence)
 {
-    note(QStringLiteral("pelk: ") + printableText(sentence));
+    writeLine(LOG_ERR, QStringLiteral("pelk: ") + printableText(sentence));
 }
 
 void Terminal::note(const QString& line)
 {
-    progress(QString());
-    write(stderr, line + QLatin1Char('\n'));
+    writeLine(LOG_INFO, line);
 }
 
 void Terminal::progress(const QString& line)

@@ -107,5 +107,6 @@ QString Host::defaultConfigFile()
 
 QString Host::defaultModuleFolder()
 {
-    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../lib/modules"));
+    return QDir::cleanPath(QCoreApplication::applicationDirPath() +
+                           QStringLiteral("/" PELK_MODULES_BESIDE_PROGRAM));
 }

@@ -2,6 +2,7 @@
 
 #include "player/host/LogMask.h"
 #include "player/host/PrintableText.h"
+#include "player/host/ServiceManager.h"
 
 #include <log4cplus/consoleappender.h>
 #include <log4cplus/initializer.h>
@@ -14,14 +15,25 @@
 #include <glib.h>
 #include <memory>
 #include <sstream>
+#include <syslog.h>
 
 namespace {
+
+int syslogLevel(log4cplus::LogLevel level)
+{
+    if (level >= log4cplus::ERROR_LOG_LEVEL)
+        return LOG_ERR;
+    if (level >= log4cplus::WARN_LOG_LEVEL)
+        return LOG_WARNING;
+    return level >= log4cplus::INFO_LOG_LEVEL ? LOG_INFO : LOG_DEBUG;
+}
 
 class MaskingLayout final : public log4cplus::PatternLayout
 {
 public:
     MaskingLayout()
-        : PatternLayout(LOG4CPLUS_TEXT("%D{%H:%M:%S.%q} %-5p %c: %m%n"))
+        : PatternLayout(ServiceManager::isJournal() ? LOG4CPLUS_TEXT("%c: %m%n")
+                                                    : LOG4CPLUS_TEXT("%D{%H:%M:%S.%q} %-5p %c: %m%n"))
     {
     }
 
@@ -38,7 +50,8 @@ public:
         // What a service says stands in some records: it gets no line of its own, and no say over the
         // terminal.
         line.chop(1);
-        output << printableText(line).toStdString() << '\n';
+        output << ServiceManager::journalPrefix(syslogLevel(event.getLogLevel())).toStdString()
+               << printableText(line).toStdString() << '\n';
     }
 };
 

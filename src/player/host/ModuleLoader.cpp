@@ -5,10 +5,13 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QLibrary>
+#include <QRegularExpression>
 #include <QThread>
 
+#include <dlfcn.h>
 #include <exception>
 #include <future>
+#include <link.h>
 #include <memory>
 
 namespace {
@@ -17,6 +20,52 @@ using Create = void* (*)(void*, const QHash<QString, QVariant>&);
 
 constexpr std::chrono::seconds constructionLimit{10};
 constexpr int stopLimitMs = 5000;
+
+/// The SDK that this player brings: modules fit it if they were built for the same major and minor version.
+const QString sdkVersion = QStringLiteral(PELK_SDK_VERSION);
+
+/// The first library of the SDK that is loaded in another version than this player's; empty if there is none.
+QString foreignSdkLibrary()
+{
+    QString found;
+    ::dl_iterate_phdr(
+        [](dl_phdr_info* info, size_t, void* data) {
+            static const QRegularExpression name(QStringLiteral("/(libpelk_\\w+\\.so\\.(\\d+))"));
+            const QRegularExpressionMatch match = name.match(QString::fromLocal8Bit(info->dlpi_name));
+            const bool isForeign =
+                match.hasMatch() && match.captured(2) != sdkVersion.section(QLatin1Char('.'), 0, 0);
+            if (isForeign)
+                *static_cast<QString*>(data) = match.captured(1);
+            return int(isForeign);
+        },
+        &found);
+    return found;
+}
+
+/// Why a library that does not load was built for another SDK; empty if that is not the reason.
+QString missingSdkLibrary(const QString& loadError)
+{
+    static const QRegularExpression name(QStringLiteral("(libpelk_\\w+\\.so\\.\\d+): cannot open"));
+    return name.match(loadError).captured(1);
+}
+
+/// Why a loaded module does not fit this player's SDK, as the end of a sentence; empty if it does. Modules
+/// say what they were built for; one that does not is judged by the libraries that it brought.
+QString whyItDoesNotFit(QLibrary* library)
+{
+    const QString foreign = foreignSdkLibrary();
+    if (!foreign.isEmpty())
+        return QStringLiteral(
+                   "it was built for another version of the SDK (it uses %1; this player has version %2)")
+            .arg(foreign, sdkVersion);
+    const auto* tag = reinterpret_cast<const char*>(library->resolve("pelk_sdk_version"));
+    const QString built = tag ? QString::fromLatin1(tag) : sdkVersion;
+    if (built.section(QLatin1Char('.'), 0, 1) == sdkVersion.section(QLatin1Char('.'), 0, 1))
+        return QString();
+    return QStringLiteral(
+               "it was built for version %1 of the SDK, and this player has version %2; build it again")
+        .arg(built, sdkVersion);
+}
 
 /// What came of calling a module's entry function.
 struct Outcome
@@ -79,9 +128,23 @@ QString ModuleLoader::load(const QString& file)
         return QStringLiteral("The module %1 was not loaded: %2.").arg(file, cause);
     };
     QLibrary library(file);
-    library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
-    if (!library.load())
-        return refused(QStringLiteral("it is no library that can be loaded (%1)").arg(library.errorString()));
+    library.setLoadHints(QLibrary::ResolveAllSymbolsHint);
+    if (!library.load()) {
+        const QString missing = missingSdkLibrary(library.errorString());
+        return refused(
+            missing.isEmpty()
+                ? QStringLiteral("it is no library that can be loaded (%1)").arg(library.errorString())
+                : QStringLiteral("it was built for another version of the SDK (it needs %1; this player has "
+                                 "version %2)")
+                      .arg(missing, sdkVersion));
+    }
+    const QString unfit = whyItDoesNotFit(&library);
+    if (!unfit.isEmpty()) {
+        library.unload();
+        return refused(unfit);
+    }
+    ::dlopen(QFile::encodeName(file).constData(),
+             RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE); // stays from now on
     const auto create = reinterpret_cast<Create>(library.resolve("worker_create"));
     if (!create)
         return refused(QStringLiteral("it has no function worker_create, so it is no module"));

@@ -17,6 +17,9 @@ class QThread;
 /// `void* worker_create(void* ignored, const QHash<QString, QVariant>& configuration)`, which returns a new
 /// CMWorker that is the loader's from then on. A module is never unloaded, since its code may still be called
 /// after its worker has gone.
+///
+/// It may also export `const char pelk_sdk_version[]`, the version of the SDK that it was built for; one that
+/// does not fit the player's is refused.
 class ModuleLoader
 {
 public:

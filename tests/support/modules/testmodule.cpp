@@ -1,8 +1,8 @@
 // A module for tests of the loader and the command line. What it is made for, a macro of its target says:
 // without one it is a good module with a container of two rows, MODULE_THROWS, MODULE_THROWS_NUMBER and
-// MODULE_RETURNS_NULL fail in their ways, MODULE_WITHOUT_ENTRY has no entry function, and MODULE_HANGS_WHEN_…
-// keeps the worker's thread for ever while the worker is made, once it is asked for rows, or while it is
-// deleted.
+// MODULE_RETURNS_NULL fail in their ways, MODULE_WITHOUT_ENTRY has no entry function, MODULE_SDK_VERSION is
+// the version of the SDK that it says it was built for, and MODULE_HANGS_WHEN_… keeps the worker's thread for
+// ever while the worker is made, once it is asked for rows, or while it is deleted.
 #include "api/core/model/cmlistrowsnode.h"
 #include "api/core/model/cmnodesworker.h"
 
@@ -46,6 +46,11 @@ public:
 };
 
 } // namespace
+
+#ifdef MODULE_SDK_VERSION
+extern "C" Q_DECL_EXPORT const char pelk_sdk_version[];
+const char pelk_sdk_version[] = MODULE_SDK_VERSION;
+#endif
 
 #ifndef MODULE_WITHOUT_ENTRY
 extern "C" Q_DECL_EXPORT void* worker_create(void* /*ignored*/, const QHash<QString, QVariant>& configuration)

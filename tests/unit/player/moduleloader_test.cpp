@@ -32,6 +32,18 @@ private Q_SLOTS:
         QTest::newRow("throws a number")
             << module("throwsnumber") << QStringLiteral("threw something that is no std::exception");
         QTest::newRow("null") << module("null") << QStringLiteral("worker_create returned no worker");
+        QTest::newRow("for another SDK")
+            << module("othersdk")
+            << QStringLiteral(
+                   "it was built for version 0.99.0 of the SDK, and this player has version 0.1.0");
+        QTest::newRow("uses libraries of another SDK")
+            << module("linksothersdk")
+            << QStringLiteral("it was built for another version of the SDK (it uses libpelk_test.so.99; "
+                              "this player has version 0.1.0)");
+        QTest::newRow("lacks libraries of another SDK")
+            << module("lacksothersdk")
+            << QStringLiteral("it was built for another version of the SDK (it needs libpelk_test.so.99; "
+                              "this player has version 0.1.0)");
         QTest::newRow("missing") << QStringLiteral("/nowhere/libnone.so")
                                  << QStringLiteral("it is no library that can be loaded");
     }
@@ -71,6 +83,14 @@ private Q_SLOTS:
                  QStringList{QStringLiteral("The module folder /nowhere does not exist.")});
         const QTemporaryDir dir;
         QVERIFY(loader.loadFolder(dir.path()).first().contains(QStringLiteral("holds no module")));
+    }
+
+    void aModuleForALaterPatchOfTheSdkIsLoaded()
+    {
+        CMRootWorker root;
+        ModuleLoader loader(&root);
+        QVERIFY(!loader.load(module("linksothersdk")).isEmpty()); // leaves nothing behind
+        QCOMPARE(loader.load(module("samesdk")), QString());
     }
 
     void oneBadModuleDoesNotStopTheOthers()

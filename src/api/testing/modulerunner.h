@@ -1,0 +1,70 @@
+#pragma once
+
+#include "api/core/model/cmrootworker.h"
+#include "api/types/pelkroles.h"
+
+#include <QThread>
+
+#include <memory>
+
+/// Runs one module in a test as the player does: a root worker, and the module's library, loaded once a
+/// process, with its worker on a thread of its own.
+///
+/// The root lives on the test's thread, whose event loop has to run for saving and notifications; the
+/// requests here run it while they wait. Values that the module reads are set before start().
+class ModuleRunner
+{
+public:
+    /// The outcome of a request for rows.
+    struct Rows
+    {
+        CMError error;
+        bool finished = false; ///< false: no answer within the time
+        QVariantList rows;     ///< each the list of the values of the roles asked for
+        int count = 0;
+        int version = 0;
+    };
+    /// The outcome of a request that reads or sets data.
+    struct Data
+    {
+        CMError error;
+        bool finished = false;
+        QVariant value;
+    };
+
+    /// For the module in this file.
+    explicit ModuleRunner(const QString& moduleFile);
+    /// As stop().
+    virtual ~ModuleRunner();
+    ModuleRunner(const ModuleRunner&) = delete;
+    ModuleRunner& operator=(const ModuleRunner&) = delete;
+
+    CMRootWorker& root() { return m_root; }
+    /// Sets a value of the root and waits until it is kept.
+    void setValue(const CMPath& path, const PelkValue& value);
+
+    /// Creates the worker in its thread and makes it known to the root. Throws std::runtime_error when the
+    /// file is no module.
+    void start();
+    /// Ends the thread and deletes the worker on it.
+    void stop();
+    CMWorker* worker() const { return m_worker; }
+    QThread* workerThread() const { return m_thread.get(); }
+    /// Returns once the worker's thread has dealt with what was queued to it before.
+    void settle();
+
+    /// Requests through the root; each waits for its answer while it runs the event loop.
+    Rows rows(const QString& path, int from, int to, const QStringList& roles = {PelkRoles::Title()},
+              int version = 0, int waitMs = 10000);
+    Data getData(const QString& path, const QStringList& roles, int waitMs = 10000);
+    Data setData(const QString& path, const QString& role, const QVariant& value, int waitMs = 10000);
+    /// Waits for a reply while it runs the event loop; false if the time runs out.
+    static bool wait(const CMVoidReply& reply, int waitMs = 10000);
+
+private:
+    QString m_moduleFile;
+    CMRootWorker m_root;
+    std::unique_ptr<QThread> m_thread;
+    long m_threadId = 0; // the kernel's number of it
+    CMWorker* m_worker = nullptr;
+};
