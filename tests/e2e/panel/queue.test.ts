@@ -1,4 +1,4 @@
-import type { Page } from "playwright-core";
+import type { Page, Route } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { PlayerStatus, QueueAnswer } from "../../../src/player/panel/api/types";
 import { patienceMs, shot, Stage, testLimitMs } from "./stage";
@@ -222,6 +222,7 @@ describe("a finger", { timeout: testLimitMs }, () => {
     await touch("touchStart", cover.x + 60, cover.y + 60);
     await phone.getByRole("menu").waitFor();
     await lift();
+    await shot(phone, "menu-long-press-phone-light");
     await phone.getByRole("menuitem", { name: "Add to queue" }).click();
     await phone.getByText(/^Added to queue/).waitFor();
 
@@ -231,5 +232,46 @@ describe("a finger", { timeout: testLimitMs }, () => {
     await phone.locator(".player-bar").waitFor();
     expect(new URL(phone.url()).pathname).toBe("/");
     await phone.context().close();
+  });
+});
+
+describe("a cover", { timeout: testLimitMs }, () => {
+  test("stays when the cover of the track before it comes late", async () => {
+    await fill(5);
+    const other = await stage.page({}, "/account");
+    const cover = other.locator(".player-bar .cover img");
+    await cover.and(other.locator(".shown")).waitFor();
+    const own = await cover.getAttribute("src");
+    const late: Route[] = [];
+    await other.route("**/*", (route) =>
+      route.request().resourceType() !== "image" || route.request().url().endsWith(own!)
+        ? route.continue()
+        : late.push(route),
+    );
+    const { entry } = await player();
+    await stage.operate("next", {});
+    await until(() => late.length).toBeGreaterThan(0);
+    await stage.operate("previous", {});
+    await stands({ entry: entry! });
+    await stage.operate("pause", {});
+    const again = other.locator(`.player-bar .cover img[src="${own}"].shown`);
+    await again.waitFor();
+    const addresses = late.map((route) => route.request().url());
+    await Promise.all(late.map((route) => route.continue()));
+    await other.unroute("**/*");
+    // Once these have come, so have the late ones of the same address.
+    await other.evaluate(
+      (all) =>
+        Promise.all(
+          all.map((address) => {
+            const picture = new Image();
+            picture.src = address;
+            return picture.decode();
+          }),
+        ),
+      addresses,
+    );
+    expect(await again.count()).toBe(1);
+    await other.context().close();
   });
 });

@@ -264,24 +264,33 @@ export class Stage {
   }
 }
 
+/** What has not come yet of what can be seen of a page: fonts, rows, covers. */
+const missing = (page: Page): Promise<string[]> =>
+  page.evaluate(() => {
+    const seen = (image: HTMLImageElement): boolean => {
+      const place = image.getBoundingClientRect();
+      const shelf = image.closest(".shelf")?.getBoundingClientRect();
+      return (
+        place.bottom > 0 &&
+        place.top < innerHeight &&
+        place.right > Math.max(shelf?.left ?? 0, 0) &&
+        place.left < Math.min(shelf?.right ?? innerWidth, innerWidth)
+      );
+    };
+    const waits = (image: HTMLImageElement): boolean =>
+      !image.complete || (image.closest(".cover") !== null && !image.classList.contains("shown"));
+    return [
+      ...(document.fonts.status === "loaded" ? [] : ["a font"]),
+      ...[...document.querySelectorAll(".skeleton")].map((each) => each.outerHTML.slice(0, 200)),
+      ...[...document.querySelectorAll<HTMLImageElement>("img")]
+        .filter((image) => seen(image) && waits(image))
+        .map((image) => `${image.outerHTML} ${JSON.stringify(image.getBoundingClientRect())}`),
+    ];
+  });
+
 /** A picture of the page as it stands, once its own pictures are there. */
 export async function shot(page: Page, name: string): Promise<void> {
   mkdirSync(screenshots, { recursive: true });
-  await page.waitForFunction(
-    () =>
-      document.fonts.status === "loaded" &&
-      !document.querySelector(".skeleton") &&
-      [...document.querySelectorAll<HTMLImageElement>("img")].every((image) => {
-        const place = image.getBoundingClientRect();
-        const shelf = image.closest(".shelf")?.getBoundingClientRect();
-        const seen =
-          place.bottom > 0 &&
-          place.top < innerHeight &&
-          place.right > (shelf?.left ?? 0) &&
-          place.left < (shelf?.right ?? innerWidth);
-        const fades = image.closest(".cover") && !image.classList.contains("shown");
-        return !seen || (image.complete && !fades);
-      }),
-  );
+  await expect.poll(() => missing(page), { timeout: patienceMs }).toEqual([]);
   await page.screenshot({ path: join(screenshots, `${name}.png`) });
 }

@@ -12,25 +12,31 @@ export function Cover({
   icon?: IconName;
 }) {
   const [failed, setFailed] = useState("");
-  const [shown, setShown] = useState("");
   return (
     <span class={round ? "cover round" : "cover"}>
       {src && failed !== src ? (
-        <img
-          key={src}
-          src={src}
-          alt=""
-          loading="lazy"
-          decoding="async"
-          draggable={false}
-          referrerpolicy="no-referrer"
-          class={shown === src ? "shown" : ""}
-          onLoad={() => setShown(src)}
-          onError={() => setFailed(src)}
-        />
+        <Picture key={src} src={src} onError={() => setFailed(src)} />
       ) : (
         <Icon name={icon} size={32} />
       )}
     </span>
+  );
+}
+
+/** One picture, of one address: an address that was left before it loaded must not hide the present one when it does. */
+function Picture({ src, onError }: { src: string; onError: () => void }) {
+  const [shown, setShown] = useState(false);
+  return (
+    <img
+      src={src}
+      alt=""
+      loading="lazy"
+      decoding="async"
+      draggable={false}
+      referrerpolicy="no-referrer"
+      class={shown ? "shown" : ""}
+      onLoad={() => setShown(true)}
+      onError={onError}
+    />
   );
 }
