@@ -10,6 +10,7 @@ sys.dont_write_bytecode = True
 
 # pylint: disable=wrong-import-position
 import argparse
+import hashlib
 import json
 import os
 import queue
@@ -29,6 +30,7 @@ TREE = WORK / "tree"
 BUILD = TREE / "build/dev"
 MODULE = "src/modules/qobuz/CMakeLists.txt"
 LOG = WORK / "build.log"
+VERDICTS = WORK / "verdicts.json"  # which state of the files a fault was noticed in, see state_of()
 KILLERS = WORK / "killers.json"  # which case was the first to go red the last time, to be tried first
 
 
@@ -70,12 +72,30 @@ def build(*targets):
                               check=False).returncode == 0
 
 
+def state_of(fault, killer):
+    """What the verdict "killed" rests on, as one text: the fault, its source, and the program that noticed it."""
+    digest = hashlib.sha256(repr((fault.find, fault.within, fault.replacement)).encode())
+    sources = list(ROOT.glob(f"tests/**/{killer}.cpp"))
+    for path in sorted([ROOT / fault.source, *sources, *ROOT.glob("tests/support/*.*"), *ROOT.glob("tests/module/*.h")]):
+        digest.update(path.read_bytes())
+    return digest.hexdigest() if sources else ""
+
+
+def read(path):
+    return json.loads(path.read_text(encoding="utf-8")) if path.exists() else {}
+
+
+def unchanged(fault, killers, verdicts):
+    killer = killers.get(fault.id, (None, None))[0]
+    return killer is not None and verdicts.get(fault.id) == state_of(fault, killer) != ""
+
+
 class Check:
     def __init__(self, faults, equivalents, everything):
         self.faults = faults
         self.equivalents = equivalents
         self.everything = everything
-        self.killers = json.loads(KILLERS.read_text(encoding="utf-8")) if KILLERS.exists() else {}
+        self.killers, self.verdicts = read(KILLERS), read(VERDICTS)
         self.counts = {}
         self.notable = []
         self.suites = None
@@ -107,12 +127,13 @@ class Check:
                     self.restore(texts)
         finally:
             self.restore(texts)
-            KILLERS.write_text(json.dumps(self.killers, indent=1, sort_keys=True), encoding="utf-8")
+            for path, found in ((KILLERS, self.killers), (VERDICTS, self.verdicts)):
+                path.write_text(json.dumps(found, indent=1, sort_keys=True), encoding="utf-8")
 
     def find_suites(self):
         self.suites = Suites(BUILD)
         if not self.everything:
-            self.suites.keep({fault.source for fault in self.faults})
+            self.suites.keep({fault.source for fault in self.faults}, {name for fault in self.faults for name in fault.likely})
 
     @staticmethod
     def restore(texts):
@@ -183,6 +204,9 @@ class Check:
         return ("equivalent" if fault.id in self.equivalents else "SURVIVED"), fault.why, seconds
 
     def report(self, fault, verdict, detail, seconds):
+        self.verdicts.pop(fault.id, None)
+        if verdict == "killed":
+            self.verdicts[fault.id] = state_of(fault, self.killers[fault.id][0])
         if verdict == "killed" and fault.id in self.equivalents:
             detail += "; but README.md calls it equivalent"
             self.notable.append(fault.id)
@@ -203,6 +227,7 @@ def chosen(faults, names):
 def main():
     parser = argparse.ArgumentParser(description="Sees whether the tests notice small faults of the module.")
     parser.add_argument("only", nargs="*", metavar="ID|FILE", help="these faults, or those of these sources")
+    parser.add_argument("--changed", action="store_true", help="leave out what was noticed before and has not changed since")
     parser.add_argument("--check", action="store_true", help="only see that every fault fits the sources")
     parser.add_argument("--list", action="store_true", help="only print the faults")
     arguments = parser.parse_args()
@@ -220,13 +245,20 @@ def main():
         print(f"{len(faults)} faults fit the sources.")
         return 0
     faults = chosen(faults, arguments.only)
+    if arguments.changed:
+        killers, verdicts = read(KILLERS), read(VERDICTS)
+        everything = len(faults)
+        faults = [fault for fault in faults if not unchanged(fault, killers, verdicts)]
+        print(f"{everything - len(faults)} of {everything} faults were noticed before, and nothing that this rests on has changed.")
+        if not faults:
+            return 0
     if arguments.list:
         for fault in faults:
             print(f"{fault.id}  [{Path(fault.source).name}]  {fault.why}")
         return 0
 
     started = time.monotonic()
-    check = Check(faults, equivalents, not arguments.only)
+    check = Check(faults, equivalents, not arguments.only and not arguments.changed)
     check.run()
     minutes, seconds = divmod(int(time.monotonic() - started), 60)
     counts = ", ".join(f"{count} {verdict}" for verdict, count in sorted(check.counts.items()))

@@ -60,8 +60,11 @@ private Q_SLOTS:
     void aVariantWithTheExactTypeIsTakenOut()
     {
         const CMVoidReply reply = CMReply<PelkQobuzUser>::create();
+        int finished = 0;
+        reply.addWatcher([&finished](const CMVoidReply&) { ++finished; }, Qt::DirectConnection);
         reply.setValue(QVariant::fromValue(user(9)));
         QCOMPARE(CMReply<PelkQobuzUser>::from(reply).value().id(), 9U);
+        QCOMPARE(finished, 1);
     }
 
     void aVariantWithAHashIsConverted()
