@@ -13,7 +13,7 @@ set(PELK_PANEL_DIR "${CMAKE_BINARY_DIR}/share/pelk/panel")
 function(pelk_panel_test name)
     cmake_parse_arguments(arg "" "TIMEOUT;COST;PROCESSORS" "LABELS;ENVIRONMENT" ${ARGN})
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
+        set(arg_TIMEOUT 300)
     endif()
     list(TRANSFORM arg_UNPARSED_ARGUMENTS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
     add_test(NAME ${name} COMMAND "${PELK_NODE}" "${CMAKE_SOURCE_DIR}/node_modules/vitest/vitest.mjs" run

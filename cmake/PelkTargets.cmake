@@ -25,30 +25,34 @@ else()
     add_link_options(-Wl,--no-undefined)
 endif()
 
-# Clang parses Qt's headers once for all targets that share them. Only in this build: in the others a source that lacks an
-# include does not compile, and GCC's precompiled headers fit fewer targets.
+# The sources share precompiled headers in the build with Clang only: in the others a source of `src/` that lacks an include
+# does not compile. Tests share them in that build too.
 set(PELK_SHARED_HEADERS OFF)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND PELK_SANITIZE)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     set(PELK_SHARED_HEADERS ON)
     # ccache keeps a precompiled header only if it holds no file's time.
     add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 endif()
 
-# pelk_share_headers(TARGET NAME HEADER LIBRARY [OPTION...]): gives the target the library's HEADER, precompiled with these
-# options, and -pthread, which some libraries bring and others do not.
-function(pelk_share_headers target name header library)
+# pelk_share_headers(TARGET NAME HEADER OPTIONS LIBRARY...): gives the target HEADER, precompiled with the libraries' and these
+# options. -pthread is one of them, since some libraries bring it and others do not.
+function(pelk_share_headers target name header options)
     if(NOT TARGET ${name})
         set(source "${CMAKE_BINARY_DIR}/generated/${name}.cpp")
         file(CONFIGURE OUTPUT "${source}" CONTENT "")
         add_library(${name} OBJECT "${source}")
         pelk_warnings(${name})
-        target_compile_options(${name} PRIVATE -pthread ${ARGN})
-        target_link_libraries(${name} PRIVATE ${library})
+        target_compile_options(${name} PRIVATE -pthread ${options})
+        target_link_libraries(${name} PRIVATE ${ARGN})
+        target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
         target_precompile_headers(${name} PRIVATE ${header})
         set_target_properties(${name} PROPERTIES AUTOMOC OFF)
     endif()
-    # To Clang, the macros of a precompiled header are not those of a system header: QSKIP("text") would be a warning.
-    target_compile_options(${target} PRIVATE -pthread -Wno-gnu-zero-variadic-macro-arguments)
+    target_compile_options(${target} PRIVATE -pthread ${options})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        # To Clang, the macros of a precompiled header are not those of a system header: QSKIP("text") would be a warning.
+        target_compile_options(${target} PRIVATE -Wno-gnu-zero-variadic-macro-arguments)
+    endif()
     target_precompile_headers(${target} REUSE_FROM ${name})
 endfunction()
 
@@ -58,7 +62,7 @@ function(pelk_flags target)
     # Not in programs, whose code is compiled for another kind of address than that of libraries.
     get_target_property(type ${target} TYPE)
     if(PELK_SHARED_HEADERS AND NOT type STREQUAL "EXECUTABLE")
-        pelk_share_headers(${target} pelk_core_headers <QtCore> Qt5::Core)
+        pelk_share_headers(${target} pelk_core_headers <QtCore> "" Qt5::Core)
     endif()
 endfunction()
 
@@ -114,7 +118,7 @@ function(pelk_records target macro)
 endfunction()
 
 # What every test runs with, beside a home of its own.
-set(PELK_TEST_ENVIRONMENT "LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1:history_size=4:io_sync=0")
+set(PELK_TEST_ENVIRONMENT "PYTHONUNBUFFERED=1;LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1:history_size=4:io_sync=0")
 # How many times longer a test may take here than on the machine that it is built for.
 set(PELK_TEST_SLOWDOWN 1)
 if(CMAKE_CROSSCOMPILING)
@@ -123,8 +127,10 @@ if(CMAKE_CROSSCOMPILING)
     set(PELK_TEST_SLOWDOWN 10)
 endif()
 
-# Builds the tests with the label "threads": those that are run under ThreadSanitizer.
+# Build the tests that are run under ThreadSanitizer, by their label: those whose threads use what it knows, which are run often,
+# and those whose threads hand over through Qt. In both it learns from tests/support/qtraces what Qt's threads do.
 add_custom_target(threads)
+add_custom_target(qtthreads)
 
 # pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [COST s] [LONG_TIMEOUT s] [EACH_FUNCTION]): a Qt
 # Test program, run by CTest in a scratch home with a watchdog. The tests with the highest COST, the usual duration, start
@@ -135,35 +141,41 @@ function(pelk_test name)
     cmake_parse_arguments(arg "EACH_FUNCTION" "TIMEOUT;LONG_TIMEOUT;COST" "LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     pelk_warnings(${name})
-    if(PELK_SHARED_HEADERS)
-        target_compile_options(${name} PRIVATE -O0 -g1)
-        pelk_share_headers(${name} pelk_test_headers <QtTest> Qt5::Test -O0 -g1)
-    endif()
-    if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
-        # Tests are compiled more often than they run: this takes 40 % less time than -O2 -g.
-        target_compile_options(${name} PRIVATE -O1 -g1)
+    # Tests are compiled more often than they run.
+    set(first_header "${CMAKE_SOURCE_DIR}/tests/support/everytest.h")
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        pelk_share_headers(${name} pelk_test_headers "${first_header}" "-O0;-g1" Qt5::Test Qt5::Network)
+    else()
+        # Not precompiled: when the header changes, the compiler cache hands out the precompiled header from before.
+        target_compile_options(${name} PRIVATE -O0 -g1 "SHELL:-include ${first_header}")
     endif()
     if(CMAKE_CROSSCOMPILING)
         target_link_libraries(${name} PRIVATE pelk_test_emulated)
+    else()
+        target_link_options(${name} PRIVATE -fuse-ld=lld) # takes less than half the time of GNU's linker
     endif()
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
-    if(PELK_SANITIZE MATCHES thread)
-        target_link_libraries(${name} PRIVATE -Wl,--no-as-needed pelk_qtraces -Wl,--as-needed)
-    endif()
-    target_link_libraries(${name} PRIVATE Qt5::Test ${arg_LIBRARIES})
+    target_link_libraries(${name} PRIVATE Qt5::Test Qt5::Network ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
     list(APPEND arg_LABELS ${PELK_TEST_LABELS}) # of all tests of the folder
-    if("threads" IN_LIST arg_LABELS)
-        add_dependencies(threads ${name})
-    endif()
+    set(environment "")
+    foreach(label threads qtthreads)
+        if(label IN_LIST arg_LABELS)
+            add_dependencies(${label} ${name})
+            if(PELK_SANITIZE MATCHES thread)
+                set(environment "LD_PRELOAD=$<TARGET_FILE:pelk_qtraces>;")
+                add_dependencies(${name} pelk_qtraces)
+            endif()
+        endif()
+    endforeach()
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
+        set(arg_TIMEOUT 300)
     endif()
     set(command ${name} -maxwarnings 0)
     if(arg_EACH_FUNCTION AND NOT CMAKE_CROSSCOMPILING)
         set(command ${Python3_EXECUTABLE} "${CMAKE_SOURCE_DIR}/tests/support/each_function.py" "$<TARGET_FILE:${name}>")
     endif()
-    pelk_register_test(${name} "${command}" ${arg_TIMEOUT} "" "${arg_LABELS}")
+    pelk_register_test(${name} "${command}" ${arg_TIMEOUT} "${environment}" "${arg_LABELS}")
     if(arg_COST)
         set_tests_properties(${name} PROPERTIES COST ${arg_COST})
     endif()

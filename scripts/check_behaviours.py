@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every test named in docs/behaviours.md exists in the build."""
+"""Checks that every test named in docs/behaviours.md exists in the build, and that every test of tests/module is named there."""
 import argparse
 import os
 import pathlib
@@ -33,19 +33,26 @@ class Programs:
             raise RuntimeError(f"{program} {option} ends with {run.returncode}: {run.stderr.strip()}")
         return run.stdout.splitlines()
 
-    def fault(self, program, function, tag):
-        """What is wrong with the name, or None. A program that is not there is told once."""
+    def learn(self, program):
+        """The functions and the rows of a program, or None if it is not built."""
         if not (self.folder / program).is_file():
-            if program in self.missing:
-                return None
-            self.missing.add(program)
-            return f"{program} is not built in {self.folder}"
+            return None
         if program not in self.known:
             functions = {line.removesuffix("()") for line in self.ask(program, "-functions")}
             # A line is the program's class, the function and, where it has rows, a tag: two spaces may surround it.
             rows = {tuple(line.split(" ", 2)[1:]) for line in self.ask(program, "-datatags") if line.count(" ") > 1}
             self.known[program] = functions, {(name, row.strip()) for name, row in rows}
-        functions, rows = self.known[program]
+        return self.known[program]
+
+    def fault(self, program, function, tag):
+        """What is wrong with the name, or None. A program that is not built is reported once."""
+        known = self.learn(program)
+        if not known:
+            if program in self.missing:
+                return None
+            self.missing.add(program)
+            return f"{program} is not built in {self.folder}"
+        functions, rows = known
         if function not in functions:
             return f"{program} has no function {function}"
         if tag and (function, tag) not in rows:
@@ -80,7 +87,15 @@ def tables(text, faults):
     return found
 
 
-def check(text, programs):
+def unnamed(sources, named, programs):
+    """A sentence for each test of the programs in the folder that the page does not name."""
+    for program in sorted(source.stem for source in sources.glob("*_test.cpp")):
+        functions, _ = programs.learn(program) or ((), ())
+        for function in sorted(set(functions) - {name for of, name in named if of == program}):
+            yield f"`{program}: {function}` proves no behaviour; name it beside the one that it proves"
+
+
+def check(text, programs, sources):
     """The faults, and what was counted."""
     faults, seen, tests, behaviours = [], {}, set(), 0
     found = tables(text, faults)
@@ -105,6 +120,7 @@ def check(text, programs):
                 if fault:
                     faults.append(f"{where}: {fault}")
                 tests.add(name)
+    faults.extend(unnamed(sources, {NAME.fullmatch(name).groups()[:2] for name in tests if NAME.fullmatch(name)}, programs))
     faults.extend(f"the subject \"{subject}\" has no rows" for subject, rows in found.items() if not rows)
     return faults, f"{behaviours} behaviours of {len(SUBJECTS)} subjects are proved by {len(tests)} tests"
 
@@ -113,11 +129,13 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--tests", type=pathlib.Path, default=ROOT / "build/dev/tests", help="the built test programs")
     parser.add_argument("--page", type=pathlib.Path, default=ROOT / "docs/behaviours.md", help="the page with the tables")
+    parser.add_argument("--sources", type=pathlib.Path, default=ROOT / "tests/module",
+                        help="the folder of the programs whose every test has to be named")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         try:
             text = options.page.read_text(encoding="utf-8")
-            faults, counted = check(text, Programs(options.tests.resolve(), home))
+            faults, counted = check(text, Programs(options.tests.resolve(), home), options.sources)
         except (OSError, RuntimeError, subprocess.TimeoutExpired) as error:
             print(f"check_behaviours: {error}", file=sys.stderr)
             return 1

@@ -411,15 +411,17 @@ private Q_SLOTS:
                 lines << QString::fromUtf8(follower->readLine());
             return lines.size();
         };
-        QTRY_COMPARE_WITH_TIMEOUT(count(), 1, 30000);
-        QVERIFY2(lines.first().startsWith(text("paused  ")), qPrintable(lines.first()));
+        QTRY_VERIFY(count() > 0);
         for (int percent = 0; percent < 50; ++percent)
             QCOMPARE(
                 m_serve->client().post("/api/player/volume", QJsonObject{{text("percent"), percent}}).status,
                 204);
         QCOMPARE(pelk("stop").fault(), QString());
-        QTRY_COMPARE_WITH_TIMEOUT(count(), 2, 30000);
-        QVERIFY2(lines.last().startsWith(text("stopped  ")), qPrintable(lines.last()));
+        QTRY_VERIFY(count() > 1 && lines.last().startsWith(text("stopped  ")));
+        for (int i = 0; i + 1 < lines.size(); ++i) {
+            QVERIFY2(lines.at(i).startsWith(text("paused  ")), qPrintable(lines.at(i)));
+            QVERIFY2(lines.at(i) != lines.at(i + 1), qPrintable(lines.at(i)));
+        }
     }
 };
 

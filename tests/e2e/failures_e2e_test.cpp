@@ -1,4 +1,5 @@
 #include "tests/e2e/players.h"
+#include "tests/support/patience.h"
 
 #include <QDir>
 #include <QFile>
@@ -163,7 +164,7 @@ private Q_SLOTS:
         QProcess sandbox;
         sandbox.start(QStringLiteral(PELK_BIN_DIR "/qobuz-sandbox"),
                       {QStringLiteral("--port"), QString::number(taken.serverPort())});
-        QVERIFY(sandbox.waitForFinished());
+        QVERIFY(sandbox.waitForFinished(patienceMs));
         QCOMPARE(sandbox.exitCode(), 2);
         QVERIFY(sandbox.readAllStandardError().contains(QByteArray::number(taken.serverPort())));
     }

@@ -86,7 +86,7 @@ public:
                                        {QStringLiteral("where"), QStringLiteral("replace")}})
                      .status,
                  202);
-        QTRY_COMPARE_WITH_TIMEOUT(state(), QStringLiteral("playing"), 30000);
+        QTRY_COMPARE(state(), QStringLiteral("playing"));
     }
     QString state() const
     {

@@ -1,5 +1,6 @@
 #include "tests/e2e/serve.h"
 #include "tests/support/figures.h"
+#include "tests/support/patience.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -187,7 +188,7 @@ private Q_SLOTS:
                          .contains("Warning: " + players.home().toUtf8() + " holds no panel"),
                      errors.constData());
         serve->terminate();
-        QVERIFY(serve->waitForFinished());
+        QVERIFY(serve->waitForFinished(patienceMs));
     }
 
     void twoDoNotShareAFolderForSettings()
@@ -212,10 +213,10 @@ private Q_SLOTS:
         const bool ended = second.waitForFinished(20000);
         if (!ended) {
             second.terminate();
-            second.waitForFinished();
+            second.waitForFinished(patienceMs);
         }
         first.terminate();
-        QVERIFY(first.waitForFinished());
+        QVERIFY(first.waitForFinished(patienceMs));
         QVERIFY(ended);
         QCOMPARE(second.exitCode(), 2);
         const QByteArray sentence = second.readAllStandardError();
@@ -243,7 +244,7 @@ private Q_SLOTS:
             QString::fromUtf8(said.mid(said.indexOf("http://"))).section(QLatin1Char('\n'), 0, 0));
         const int status = PanelClient(quint16(panel.port())).get("/api/player").status;
         script.terminate();
-        QVERIFY(script.waitForFinished());
+        QVERIFY(script.waitForFinished(patienceMs));
         QVERIFY2(status == 200 && !said.contains("127.0.0.1:9/"), said.constData());
     }
 
@@ -269,7 +270,7 @@ private Q_SLOTS:
         QProcess curl;
         curl.start(text("curl"), {text("-s"), text("--globoff"),
                                   serve.line.section(QLatin1Char(' '), -1) + text("api/player")});
-        QVERIFY(curl.waitForFinished());
+        QVERIFY(curl.waitForFinished(patienceMs));
         QVERIFY(QJsonDocument::fromJson(curl.readAllStandardOutput()).object().contains(text("state")));
     }
 
@@ -380,12 +381,12 @@ private Q_SLOTS:
                                                            {text("where"), text("replace")}})
                 .status,
             202);
-        QTRY_COMPARE_WITH_TIMEOUT(serve.state(), text("opening"), 30000);
+        QTRY_COMPARE(serve.state(), text("opening"));
         QTRY_COMPARE(reports(players, "track/getFileUrl"), 1);
         QCOMPARE(serve.logout().status, 200);
         QTRY_COMPARE(serve.state(), text("stopped"));
         // The answer comes to nobody.
-        QTRY_COMPARE_WITH_TIMEOUT(answered(players, "track/getFileUrl"), 1, 30000);
+        QTRY_COMPARE(answered(players, "track/getFileUrl"), 1);
         QCOMPARE(serve.state(), text("stopped"));
         QCOMPARE(reports(players, "reportStreaming"), 0);
     }

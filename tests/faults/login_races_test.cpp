@@ -6,6 +6,7 @@
 #include "tests/module/samples.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modulehost.h"
+#include "tests/support/patience.h"
 #include "tests/support/testhttpserver.h"
 #include "tests/support/usersession.h"
 
@@ -52,7 +53,7 @@ public:
     }
     bool waitFor(const char* call, int n)
     {
-        return QTest::qWaitFor([&] { return calls(call).size() >= n; }, 20000);
+        return QTest::qWaitFor([&] { return calls(call).size() >= n; }, patienceMs);
     }
     QList<TestHttpServer::Request> calls(const char* call) const
     {
@@ -147,7 +148,7 @@ private Q_SLOTS:
     }
     void cleanup()
     {
-        const bool idle = HttpClient::waitForIdle(10000);
+        const bool idle = HttpClient::waitForIdle(patienceMs);
         m_host->settle();
         // The host goes in any case: there is one at a time.
         const QList<Asked> all = std::exchange(m_asked, {});
@@ -304,7 +305,7 @@ private Q_SLOTS:
         m_service->release("user/login", 1);
         if (logsInAgain)
             QVERIFY(ModuleHost::wait(login.reply));
-        QVERIFY(HttpClient::waitForIdle(10000));
+        QVERIFY(HttpClient::waitForIdle(patienceMs));
         QCOMPARE(errorLines(), QStringList());
     }
 
@@ -331,7 +332,7 @@ private Q_SLOTS:
         QCOMPARE(errorLines(), refusals(stopsMeanwhile ? 1 : 0));
         m_service->release("user/login", 1);
         QVERIFY(ModuleHost::wait(login.reply));
-        QVERIFY(HttpClient::waitForIdle(10000));
+        QVERIFY(HttpClient::waitForIdle(patienceMs));
         QCOMPARE(m_service->calls("track/reportStreamingEnd").size(), 0);
 
         if (stopsMeanwhile) {

@@ -28,7 +28,7 @@ struct ProxyStage
     ~ProxyStage()
     {
         server.release();
-        HttpClient::waitForIdle(10000);
+        HttpClient::waitForIdle(patienceMs);
         host.stop();
         qputenv("http_proxy", QByteArray());
         qputenv("no_proxy", "*");
@@ -348,7 +348,7 @@ private Q_SLOTS:
             QVERIFY(ModuleHost::wait(one.reply));
         QCOMPARE(stage.rows(lateCount + newCount + 1).count, 7);
 
-        QVERIFY(HttpClient::waitForIdle(10000));
+        QVERIFY(HttpClient::waitForIdle(patienceMs));
         for (const Asked& one : late + next) {
             QCOMPARE(int(*one.answers), 1);
             QVERIFY(!one.reply.error().isSet());
@@ -383,7 +383,7 @@ private Q_SLOTS:
         }
         for (const Asked& one : qAsConst(all))
             QVERIFY(ModuleHost::wait(one.reply));
-        QVERIFY(HttpClient::waitForIdle(10000));
+        QVERIFY(HttpClient::waitForIdle(patienceMs));
         for (const Asked& one : qAsConst(all)) {
             QCOMPARE(int(*one.answers), 1);
             QVERIFY(!one.reply.error().isSet());

@@ -9,6 +9,7 @@
 #include "api/types/pelkrowsroles.h"
 #include "api/types/qobuzpaths.h"
 #include "tests/module/samples.h"
+#include "tests/support/patience.h"
 
 #include <QDeadlineTimer>
 
@@ -75,7 +76,7 @@ Stage::~Stage()
     // What is under way ends with the sandbox; the module gets to see it.
     if (m_sandbox)
         m_sandbox->stop();
-    HttpClient::waitForIdle(10000);
+    HttpClient::waitForIdle(patienceMs);
 }
 
 void Stage::startSandbox(int port)
@@ -259,7 +260,7 @@ Outcome Stage::outcome(const Endpoint& endpoint, const Pending& pending, int wai
 
 Outcome Stage::run(const Endpoint& endpoint, const Json& fault, Pending* sent, bool* armed)
 {
-    constexpr int waitMs = 10000; // nothing that comes here lasts to the time-out
+    const int waitMs = patienceMs; // nothing that comes here lasts to the time-out
     if (endpoint.kind == Endpoint::ReportEnd)
         outcome(endpoint, changeState(m_trackId, PelkPlayLogicState::Playing), waitMs);
     const bool known = fault.is_null() || arm(endpoint.call, fault);

@@ -1,6 +1,7 @@
 #include "tests/load/loadserver.h"
 
 #include "tests/load/loadservice.h"
+#include "tests/support/patience.h"
 
 #include <QCoreApplication>
 
@@ -30,7 +31,7 @@ QPair<int, int> LoadServer::stop()
     m_process.closeWriteChannel();
     if (!m_process.waitForFinished(20000)) {
         m_process.kill();
-        m_process.waitForFinished();
+        m_process.waitForFinished(patienceMs);
     }
     const QList<QByteArray> words = m_process.readAll().simplified().split(' ');
     return {words.value(0).toInt(), words.value(1).toInt()};

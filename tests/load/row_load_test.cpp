@@ -85,7 +85,7 @@ private:
         while (!std::all_of(m_threads.begin(), m_threads.end(), [](const auto& t) { return t->isIdle(); }))
             QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         // Reports to the service have no answer that anybody waits for.
-        QVERIFY(HttpClient::waitForIdle(30000));
+        QVERIFY(HttpClient::waitForIdle(patienceMs));
         m_host->settle();
         QStringList faults;
         for (const auto& thread : m_threads)

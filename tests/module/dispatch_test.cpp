@@ -3,6 +3,7 @@
 
 #include "tests/module/moduletest.h"
 #include "tests/support/ownprocess.h"
+#include "tests/support/patience.h"
 
 #include <QSemaphore>
 
@@ -382,7 +383,7 @@ int play(const QString& name)
     all.value(name)();
     host.settle();
     // What the service fails ends the process when its answer comes.
-    return name.contains("service fails"_l) && !QTest::qWaitFor([] { return false; }, 10000) ? 1 : 0;
+    return name.contains("service fails"_l) && !QTest::qWaitFor([] { return false; }, patienceMs) ? 1 : 0;
 }
 
 } // namespace

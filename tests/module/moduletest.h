@@ -159,7 +159,7 @@ public:
 
     /// Waits until the module has no request under way. A module that is stopped before keeps its requests
     /// for ever, and the program is never idle again.
-    static bool isIdle() { return HttpClient::waitForIdle(20000); }
+    static bool isIdle() { return HttpClient::waitForIdle(patienceMs); }
     /// The requests received once the module has none under way any more, so that one sent again would count;
     /// -1 if that takes too long.
     int requestsInAll() const { return isIdle() ? server().requestCount() : -1; }

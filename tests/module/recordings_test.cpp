@@ -1,6 +1,7 @@
 #include "api/core/json/pelkjson.h"
 #include "api/types/qobuzpaths.h"
 #include "tests/support/memoryservice.h"
+#include "tests/support/patience.h"
 
 #include <QProcess>
 #include <QtTest>
@@ -101,7 +102,7 @@ QList<QByteArray> expectations(const QVector<Recording>& recordings)
     for (const Recording& recording : recordings)
         script.write(recording.list.toUtf8() + ' ' + recording.body + '\n');
     script.closeWriteChannel();
-    script.waitForFinished();
+    script.waitForFinished(patienceMs);
     return script.readAllStandardOutput().trimmed().split('\n');
 }
 

@@ -1,6 +1,7 @@
 // How the base moves when the service answers from another of its hosts, and when it does not.
 
 #include "tests/module/objecttest.h"
+#include "tests/support/patience.h"
 
 namespace {
 
@@ -118,7 +119,7 @@ private Q_SLOTS:
         QString seen;
         http().get(PelkUrl("a"_s), {},
                    [&](int, int, const QByteArray&, const HttpClientHeaders&) { seen = base(); });
-        QVERIFY(QTest::qWaitFor([&] { return !seen.isEmpty(); }, 20000));
+        QVERIFY(QTest::qWaitFor([&] { return !seen.isEmpty(); }, patienceMs));
         QCOMPARE(seen, "http://www2.qobuz.com/"_s);
     }
 
@@ -180,7 +181,7 @@ private:
     }
     bool waitForAnswers(int count)
     {
-        return QTest::qWaitFor([this, count] { return m_answers.size() >= count; }, 20000);
+        return QTest::qWaitFor([this, count] { return m_answers.size() >= count; }, patienceMs);
     }
     ModuleHost::Rows playlists() { return rows("qobuz:playlists"_s); }
 

@@ -3,6 +3,7 @@
 
 #include "tests/module/objecttest.h"
 #include "tests/support/ownprocess.h"
+#include "tests/support/patience.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -166,10 +167,11 @@ private Q_SLOTS:
         QVERIFY(plainServer.listen(QHostAddress::LocalHost));
         host().setSettings("https://127.0.0.1:%1/"_s.arg(plainServer.serverPort()), QString(), QString());
         get("a"_s);
-        QVERIFY(QTest::qWaitFor([&] { return plainServer.hasPendingConnections(); }, 10000));
+        QVERIFY(QTest::qWaitFor([&] { return plainServer.hasPendingConnections(); }, patienceMs));
         const std::unique_ptr<QTcpSocket> socket(plainServer.nextPendingConnection());
         QByteArray hello;
-        QVERIFY(QTest::qWaitFor([&] { return (hello += socket->readAll()).contains("http/1.1"); }, 10000));
+        QVERIFY(
+            QTest::qWaitFor([&] { return (hello += socket->readAll()).contains("http/1.1"); }, patienceMs));
         QVERIFY(hello.contains(QByteArray("\x02h2", 3)));
         socket->abort();
         QVERIFY(waitForAnswers(1));
@@ -290,7 +292,7 @@ private:
     }
     bool waitForAnswers(int count)
     {
-        return QTest::qWaitFor([this, count] { return m_answers.size() >= count; }, 20000);
+        return QTest::qWaitFor([this, count] { return m_answers.size() >= count; }, patienceMs);
     }
 
     QList<Answer> m_answers;

@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Runs each function of a Qt Test program in a process of its own, all at once, for tests that wait for a clock more than they compute.
-Usage: each_function.py PROGRAM. Ends with 1 if a function failed, and prints what the failed ones wrote."""
+Usage: each_function.py PROGRAM. Ends with 1 if a function failed, and prints what the failed ones wrote. A function that takes longer
+than four minutes fails: so its output is seen before CTest ends the whole test."""
 import concurrent.futures
 import os
 import pathlib
 import subprocess
 import sys
 import time
+
+LIMIT_SECONDS = 240
 
 
 def run(program, function, home):
@@ -16,9 +19,15 @@ def run(program, function, home):
         name: str(folder / part) for name, part in
         (("XDG_CONFIG_HOME", "config"), ("XDG_STATE_HOME", "state"), ("XDG_CACHE_HOME", "cache"))}}
     started = time.monotonic()
-    result = subprocess.run([program, function, "-maxwarnings", "0"], env=environment, text=True, errors="replace",
-                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return function, result.returncode, result.stdout, time.monotonic() - started
+    process = subprocess.Popen([program, function, "-maxwarnings", "0"], env=environment, text=True, errors="replace",
+                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    try:
+        output, _ = process.communicate(timeout=LIMIT_SECONDS)
+        code = process.returncode
+    except subprocess.TimeoutExpired:
+        process.kill()
+        output, code = process.communicate()[0] + f"not done after {LIMIT_SECONDS} s\n", 1
+    return function, code, output, time.monotonic() - started
 
 
 def main():

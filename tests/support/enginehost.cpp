@@ -2,6 +2,7 @@
 
 #include "player/host/ServiceAccount.h"
 #include "sandbox/media/Encoders.h"
+#include "tests/support/patience.h"
 
 #include <QSignalSpy>
 #include <gst/gst.h>
@@ -121,5 +122,5 @@ bool EngineHost::playAll(const QStringList& ids)
     QSignalSpy finished(&engine, &PlayEngine::finished);
     fill(ids);
     engine.play();
-    return finished.wait(30000) && finished.size() == 1;
+    return finished.wait(patienceMs) && finished.size() == 1;
 }

@@ -3,6 +3,7 @@
 #include "api/testing/modulerunner.h"
 #include "api/types/pelkqobuzsoundquality.h"
 #include "api/types/pelkqobuzusersession.h"
+#include "tests/support/patience.h"
 
 /// What a test needs of the player around the real module: a root worker with the values that the module
 /// reads, and the real libqobuz.so. Values are set before start().

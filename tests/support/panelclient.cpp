@@ -1,5 +1,7 @@
 #include "tests/support/panelclient.h"
 
+#include "tests/support/patience.h"
+
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QHostAddress>
@@ -8,7 +10,7 @@
 
 namespace {
 
-constexpr int limitMs = 30000;
+const int limitMs = patienceMs;
 
 QByteArray request(const QByteArray& method, const QByteArray& target, const PanelClient::Headers& headers,
                    const QByteArray& host)

@@ -19,7 +19,7 @@ struct PanelReply
 };
 
 /// Speaks to the panel's server as a browser would, or as one should not. The calling thread's event loop
-/// runs while an answer is waited for, at most thirty seconds.
+/// runs while an answer is waited for, for as long as a test has patience.
 class PanelClient
 {
 public:

@@ -242,10 +242,12 @@ TestHttpServer::Handler TestHttpServer::Private::answerFor(const QByteArray& pat
 bool TestHttpServer::Private::respond(int fd, const Request& request, const Response& response,
                                       int releasesBefore)
 {
-    if (response.hold) {
+    const auto held = [this, releasesBefore] {
         std::unique_lock<std::mutex> lock(mutex);
         changed.wait(lock, [this, releasesBefore] { return stopping || releases != releasesBefore; });
-    }
+    };
+    if (response.hold)
+        held();
     if (!pause(response.delayMs))
         return false;
     if (response.reset) {
@@ -281,6 +283,14 @@ bool TestHttpServer::Private::respond(int fd, const Request& request, const Resp
     const bool cut = response.truncateAfter >= 0 && response.truncateAfter < body.size();
     if (cut)
         body.truncate(response.truncateAfter);
+    if (response.holdAfter >= 0 && response.holdAfter < body.size()) {
+        head += body.left(response.holdAfter);
+        body.remove(0, response.holdAfter);
+        if (!sendAll(fd, head.constData(), head.size()))
+            return false;
+        head.clear();
+        held();
+    }
     if (response.dripBytes <= 0) {
         head += body;
         return sendAll(fd, head.constData(), head.size()) && !cut && !response.close;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/patience.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QPair>
@@ -57,6 +59,7 @@ public:
         QByteArray body;
         int delayMs = 0;        ///< before the first byte
         bool hold = false;      ///< before the first byte: until release()
+        int holdAfter = -1;     ///< after so many bytes of the body: until release()
         bool chunked = false;   ///< Transfer-Encoding: chunked, 1000 bytes a chunk
         int truncateAfter = -1; ///< close the connection after so many bytes of the body
         bool reset = false;     ///< no answer at all: reset the connection
@@ -97,7 +100,7 @@ public:
 
     /// Waits until at least `count` requests have arrived; false when the time is over. Runs the event loop
     /// of the calling thread meanwhile, so that a client on the same thread makes progress.
-    bool waitForRequests(int count, int timeoutMs = 5000) const;
+    bool waitForRequests(int count, int timeoutMs = patienceMs) const;
 
     static Response json(const QByteArray& body, int status = 200);
     static Response text(const QByteArray& body, int status = 200);

@@ -120,6 +120,19 @@ private Q_SLOTS:
         one.readUntil("late");
     }
 
+    void theRestOfABodyWaitsForItsRelease()
+    {
+        TestHttpServer server;
+        TestHttpServer::Response response = TestHttpServer::text("first, rest");
+        response.holdAfter = 5;
+        server.answer("/", response);
+        Connection one(server);
+        one.write("GET / HTTP/1.1\r\n\r\n");
+        QVERIFY(one.readUntil("first").endsWith("first"));
+        server.release();
+        QVERIFY(one.readUntil("rest").endsWith(", rest"));
+    }
+
     void faultsAreProducedOnTheWire()
     {
         TestHttpServer server;

@@ -55,11 +55,11 @@ public:
 
     /// Requests through the root; each waits for its answer while it runs the event loop.
     Rows rows(const QString& path, int from, int to, const QStringList& roles = {PelkRoles::Title()},
-              int version = 0, int waitMs = 10000);
-    Data getData(const QString& path, const QStringList& roles, int waitMs = 10000);
-    Data setData(const QString& path, const QString& role, const QVariant& value, int waitMs = 10000);
+              int version = 0, int waitMs = 60000);
+    Data getData(const QString& path, const QStringList& roles, int waitMs = 60000);
+    Data setData(const QString& path, const QString& role, const QVariant& value, int waitMs = 60000);
     /// Waits for a reply while it runs the event loop; false if the time runs out.
-    static bool wait(const CMVoidReply& reply, int waitMs = 10000);
+    static bool wait(const CMVoidReply& reply, int waitMs = 60000);
 
 private:
     QString m_moduleFile;

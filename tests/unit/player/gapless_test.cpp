@@ -2,6 +2,7 @@
 #include "api/types/qobuzpaths.h"
 #include "player/host/ServiceAccount.h"
 #include "tests/support/enginehost.h"
+#include "tests/support/patience.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -45,7 +46,7 @@ class GaplessTest : public QObject
     {
         const QVector<int> places = m_host->fill(ids);
         engine().play();
-        if (!QTest::qWaitFor([this] { return m_host->worker.resolved.size() >= 2; }, 10000))
+        if (!QTest::qWaitFor([this] { return m_host->worker.resolved.size() >= 2; }, patienceMs))
             return {};
         return places;
     }
@@ -81,7 +82,7 @@ class GaplessTest : public QObject
     bool waitForEnd()
     {
         QSignalSpy finished(&engine(), &PlayEngine::finished);
-        return finished.wait(30000);
+        return finished.wait(patienceMs);
     }
 
     /// What was heard is this, sample for sample.
@@ -172,7 +173,7 @@ private Q_SLOTS:
         m_host->fill(list(QStringLiteral("a, b")));
         const int second = engine().queue().entries().at(1).id;
         engine().play();
-        QTRY_COMPARE_WITH_TIMEOUT(started.size(), 2, 10000);
+        QTRY_COMPARE(started.size(), 2);
         const PlayerStatus status = engine().status();
         QCOMPARE(status.entry, second);
         QCOMPARE(status.state, PelkPlayLogicState::Playing);
@@ -238,7 +239,7 @@ private Q_SLOTS:
         QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
         engine().setRepeat(RepeatMode::One);
         QSignalSpy started(&engine(), &PlayEngine::trackStarted);
-        QTRY_COMPARE_WITH_TIMEOUT(started.size(), 1, 10000);
+        QTRY_COMPARE(started.size(), 1);
         engine().setRepeat(RepeatMode::Off);
         QVERIFY(waitForEnd());
         QCOMPARE(difference(m_decoded.value(QStringLiteral("a")) + m_decoded.value(QStringLiteral("a")) +
@@ -391,7 +392,7 @@ private Q_SLOTS:
         QSignalSpy started(&engine(), &PlayEngine::trackStarted);
         m_host->fill(list(QStringLiteral("a, b")));
         engine().play();
-        QTRY_COMPARE_WITH_TIMEOUT(started.size(), 3, 15000);
+        QTRY_COMPARE(started.size(), 3);
         engine().setRepeat(RepeatMode::Off);
         QVERIFY(waitForEnd());
         const QByteArray a = m_decoded.value(QStringLiteral("a"));

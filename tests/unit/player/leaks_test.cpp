@@ -1,4 +1,5 @@
 #include "tests/support/enginehost.h"
+#include "tests/support/patience.h"
 
 #include <QDir>
 #include <QSignalSpy>
@@ -60,10 +61,7 @@ class LeaksTest : public QObject
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    void waitForState(PelkPlayLogicState::Enum state)
-    {
-        QTRY_COMPARE_WITH_TIMEOUT(engine().status().state, state, 10000);
-    }
+    void waitForState(PelkPlayLogicState::Enum state) { QTRY_COMPARE(engine().status().state, state); }
 
     void startSeveralTracks()
     {
@@ -174,7 +172,7 @@ private Q_SLOTS:
                    std::all_of(more.begin(), more.end(), [](int count) { return count <= 0; });
         };
         // Threads of GStreamer and of the server may still be ending.
-        if (QTest::qWaitFor(isBack, 5000))
+        if (QTest::qWaitFor(isBack, patienceMs))
             return;
         qWarning("%d more open files", openFiles() - filesBefore);
         for (auto it = more.begin(); it != more.end(); ++it)

@@ -2,6 +2,7 @@
 #include "api/types/pelkmetadata.h"
 #include "player/mpris/MprisService.h"
 #include "tests/support/enginehost.h"
+#include "tests/support/patience.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -31,9 +32,9 @@ class MprisTest : public QObject
     {
         QProcess process;
         process.start(QStringLiteral("playerctl"), QStringList{QStringLiteral("--player=pelk")} + arguments);
-        if (!process.waitForStarted())
+        if (!process.waitForStarted(patienceMs))
             return QStringLiteral("playerctl is not installed; scripts/setup test installs it");
-        if (!QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 10000))
+        if (!QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, patienceMs))
             return QStringLiteral("playerctl gave no answer");
         return QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError()).trimmed();
     }
@@ -47,7 +48,7 @@ class MprisTest : public QObject
         QSignalSpy started(&engine(), &PlayEngine::trackStarted);
         QCOMPARE(ctl("play"), QString());
         if (started.isEmpty())
-            QVERIFY(started.wait(10000));
+            QVERIFY(started.wait(patienceMs));
     }
 
 private Q_SLOTS:

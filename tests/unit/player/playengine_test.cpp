@@ -4,6 +4,7 @@
 #include "player/play/PlayEngine.h"
 #include "player/play/QueueLoader.h"
 #include "tests/support/mediaserver.h"
+#include "tests/support/patience.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QSignalSpy>
@@ -52,7 +53,7 @@ class PlayEngineTest : public QObject
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         m_engine->stopAfter(seconds);
         playList();
-        return finished.wait(20000) && finished.size() == 1;
+        return finished.wait(patienceMs) && finished.size() == 1;
     }
 
     /// Puts the worker's list into the queue and plays it.
@@ -143,7 +144,7 @@ private Q_SLOTS:
         m_worker->list = QStringList{QStringLiteral("long")};
         QSignalSpy started(m_engine.get(), &PlayEngine::trackStarted);
         playList();
-        QVERIFY(started.wait(10000));
+        QVERIFY(started.wait(patienceMs));
         m_engine->pause();
         QTRY_COMPARE(m_worker->states.last(), QStringLiteral("long paused"));
         m_engine->play();
@@ -203,7 +204,7 @@ private Q_SLOTS:
         QueueLoader loader(&m_engine->queue(), ScriptedPlayWorker::listPath(), PlayQueue::Where::Replace);
         connect(&loader, &QueueLoader::pageAdded, m_engine.get(), [this] { m_engine->play(); });
         loader.start();
-        QVERIFY(finished.wait(20000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_worker->states.size(), 6);
     }
 
@@ -239,7 +240,7 @@ private Q_SLOTS:
         QCOMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         QVERIFY(m_engine->jump(m_engine->queue().entries().at(2).id));
-        QVERIFY(finished.wait(10000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_worker->states,
                  stateTexts(QStringLiteral("long opening, long playing, long stopped userSkip, "
                                            "2 opening, 2 playing, 2 stopped")));
@@ -267,7 +268,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         QVERIFY(m_engine->queue().remove({m_engine->status().entry}));
-        QVERIFY(finished.wait(10000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_worker->states,
                  stateTexts(QStringLiteral("long opening, long playing, long stopped userSkip, "
                                            "1 opening, 1 playing, 1 stopped")));
@@ -285,7 +286,7 @@ private Q_SLOTS:
         QCOMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         m_engine->play();
-        QVERIFY(finished.wait(10000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_worker->states.mid(4),
                  stateTexts(QStringLiteral("1 opening, 1 paused, 1 playing, 1 stopped")));
     }
@@ -315,7 +316,7 @@ private Q_SLOTS:
         m_worker->holdAnswers = false;
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         m_worker->setDataRequest(m_worker->held.first());
-        QVERIFY(finished.wait(5000));
+        QVERIFY(finished.wait(patienceMs));
         const PelkPlayLogicData failed = m_engine->data();
         QCOMPARE(failed.state(), PelkPlayLogicState::Stopped);
         QCOMPARE(failed.error(), PelkPlaylogicErrorName::PelkPlaylogicResolveFailed());
@@ -351,7 +352,7 @@ private Q_SLOTS:
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
         m_engine->seek(1000000);
-        QVERIFY(finished.wait(15000));
+        QVERIFY(finished.wait(patienceMs));
         QVERIFY(failed.isEmpty());
         // The seek may have had to wait for the stream, which is silence.
         QStringList told = m_worker->states;
@@ -368,7 +369,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_engine->status().state, PelkPlayLogicState::Playing);
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         m_engine->queue().clear();
-        QVERIFY(finished.wait(10000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_engine->status().state, PelkPlayLogicState::Stopped);
         QCOMPARE(m_engine->status().entry, 0);
         QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userSkip"));
@@ -384,7 +385,7 @@ private Q_SLOTS:
         m_engine->setShuffled(false);
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         QVERIFY(m_engine->jump(ids.at(9998)));
-        QVERIFY(finished.wait(10000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_worker->states.size(), 6);
         QCOMPARE(m_engine->status().queueCount, 10000);
     }
@@ -425,7 +426,7 @@ private Q_SLOTS:
         m_worker->list = QStringList{QStringLiteral("long")};
         QSignalSpy started(m_engine.get(), &PlayEngine::trackStarted);
         playList();
-        QVERIFY(started.wait(10000));
+        QVERIFY(started.wait(patienceMs));
         CMVoidReply reply;
         PelkPlayLogicData seen;
         // Waits for the thread with the engine's own thread standing still: nothing may need it.
@@ -449,7 +450,7 @@ private Q_SLOTS:
         playList();
         QCOMPARE(m_worker->held.size(), 1);
         m_engine->stop();
-        QVERIFY(finished.wait(5000));
+        QVERIFY(finished.wait(patienceMs));
         m_worker->holdAnswers = false;
         m_worker->setDataRequest(m_worker->held.first());
         QCoreApplication::processEvents();
@@ -483,7 +484,7 @@ private Q_SLOTS:
         QCOMPARE(m_engine->status().state, PelkPlayLogicState::Paused);
         QSignalSpy finished(m_engine.get(), &PlayEngine::finished);
         m_engine->play();
-        QVERIFY(finished.wait(10000));
+        QVERIFY(finished.wait(patienceMs));
         QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
     }
 

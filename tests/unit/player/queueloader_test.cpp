@@ -2,6 +2,7 @@
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
 #include "player/play/QueueLoader.h"
+#include "tests/support/patience.h"
 #include "tests/support/scriptedplayworker.h"
 
 #include <QSignalSpy>

@@ -1,4 +1,5 @@
 #include "player/server/http/AccessRules.h"
+#include "tests/support/patience.h"
 #include "tests/unit/player/server_fixture.h"
 
 #include <QSet>
@@ -542,7 +543,7 @@ private Q_SLOTS:
         ServerFixture f;
         f.start();
         PendingReply idle(f.port, "GET / HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n");
-        QVERIFY(idle.wait(20000));
+        QVERIFY(idle.wait(patienceMs));
         PendingReply half(f.port, "GET / HTT");
         EventReader reader(f.port);
         QTRY_COMPARE(reader.status(), 200);

@@ -1,4 +1,5 @@
 #include "player/server/api/ContentAsker.h"
+#include "tests/support/patience.h"
 #include "tests/unit/player/server_fixture.h"
 
 #include <QElapsedTimer>
@@ -455,7 +456,7 @@ private Q_SLOTS:
         for (const auto& one : waiting)
             one->socket().abort();
         PendingReply next(f.port, getBytes(f, "/api/rows?path=test:menu&from=0&to=9"));
-        QTRY_COMPARE_WITH_TIMEOUT(f.worker.kept.size(), 17, 20000);
+        QTRY_COMPARE(f.worker.kept.size(), 17);
         QCOMPARE(f.worker.kept.last().path(), f.worker.menu->path());
     }
 
@@ -514,7 +515,7 @@ private Q_SLOTS:
                 count += one->isFinished() && one->reply().status == 503 ? 1 : 0;
             return count;
         };
-        QTRY_COMPARE_WITH_TIMEOUT(refused(), 300 - 256, 20000);
+        QTRY_COMPARE(refused(), 300 - 256);
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
@@ -528,7 +529,7 @@ private Q_SLOTS:
         QElapsedTimer time;
         time.start();
         f.server->stop();
-        QVERIFY(waiting.wait(20000));
+        QVERIFY(waiting.wait(patienceMs));
         QCOMPARE(waiting.reply().status, 503);
         QCOMPARE(waiting.reply().detail(), text("The player ends."));
         QVERIFY2(time.elapsed() < 20000, "it did not wait for the answer of the module");

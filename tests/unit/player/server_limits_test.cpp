@@ -1,5 +1,6 @@
 #include "player/server/http/Connections.h"
 #include "tests/support/figures.h"
+#include "tests/support/patience.h"
 #include "tests/unit/player/server_fixture.h"
 
 #include <QElapsedTimer>
@@ -30,7 +31,7 @@ public:
     bool isOpen() const { return m_pending.isOpen(); }
     bool connects()
     {
-        return QTest::qWaitFor([this] { return isOpen(); }, 20000);
+        return QTest::qWaitFor([this] { return isOpen(); }, patienceMs);
     }
     void send(const QByteArray& bytes) { m_pending.socket().write(bytes); }
     PendingReply& pending() { return m_pending; }
@@ -145,7 +146,7 @@ private Q_SLOTS:
         f.start();
         // Another request behind it must not be read as one.
         PendingReply pending(f.port, bytes.replace("HOST", f.client().host()));
-        QVERIFY(pending.wait(20000));
+        QVERIFY(pending.wait(patienceMs));
         QCOMPARE(pending.reply().status, status);
         if (status == 400)
             QTRY_COMPARE(pending.socket().state(), QAbstractSocket::UnconnectedState);
@@ -190,7 +191,7 @@ private Q_SLOTS:
         Line fresh(f.port);
         Line used(f.port, "GET / HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n");
         QVERIFY(fresh.connects());
-        QVERIFY(used.pending().wait(20000));
+        QVERIFY(used.pending().wait(patienceMs));
         QTRY_VERIFY(!fresh.isOpen());
         QTRY_VERIFY(!used.isOpen());
     }
@@ -204,7 +205,7 @@ private Q_SLOTS:
         Line line(f.port, "GET /assets/large.js HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n");
         line.pending().socket().setReadBufferSize(1);
         QVERIFY(line.connects());
-        QTRY_VERIFY_WITH_TIMEOUT(f.server->connectionCount() == 0, 20000);
+        QTRY_VERIFY(f.server->connectionCount() == 0);
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
@@ -253,7 +254,7 @@ private Q_SLOTS:
         for (const CMGetRowsRequest& request : qAsConst(f.worker.kept))
             f.worker.getRowsRequest(request);
         for (const auto& line : lines) {
-            QVERIFY(line->pending().wait(20000));
+            QVERIFY(line->pending().wait(patienceMs));
             QCOMPARE(line->pending().reply().status, 200);
         }
         QCOMPARE(f.client().get("/api/player").status, 200);

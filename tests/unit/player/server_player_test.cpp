@@ -1,3 +1,4 @@
+#include "tests/support/patience.h"
 #include "tests/unit/player/server_fixture.h"
 
 #include <QJsonArray>
@@ -505,7 +506,7 @@ private Q_SLOTS:
         };
         PendingReply first(f.port, request(ids.at(0), "null"));
         PendingReply second(f.port, request(ids.at(5), QByteArray::number(ids.at(1))));
-        QVERIFY(first.wait(20000) && second.wait(20000));
+        QVERIFY(first.wait(patienceMs) && second.wait(patienceMs));
         QCOMPARE(first.reply().status, 200);
         QCOMPARE(second.reply().status, 200);
         QList<int> now = entries(f);
@@ -562,7 +563,7 @@ private Q_SLOTS:
         QVERIFY(waiting.socket().waitForConnected(20000));
         QVERIFY(waiting.socket().waitForBytesWritten(20000) || waiting.isFinished());
         f.server->stop();
-        QVERIFY(waiting.wait(20000));
+        QVERIFY(waiting.wait(patienceMs));
         QVERIFY(waiting.reply().status == 503 || waiting.reply().status == 0);
     }
 };

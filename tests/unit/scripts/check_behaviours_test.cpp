@@ -1,3 +1,5 @@
+#include "tests/support/patience.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -107,6 +109,20 @@ private Q_SLOTS:
         QCOMPARE(m_code, 1);
     }
 
+    void everyTestOfTheFolderIsNamed()
+    {
+        QFile source(m_folder.filePath(name() + QStringLiteral(".cpp")));
+        QVERIFY(source.open(QIODevice::WriteOnly));
+        run(page({proof()}));
+        source.remove();
+        QVERIFY2(m_error.contains(
+                     QStringLiteral("page.md: `%1: everyTestOfTheFolderIsNamed` proves no behaviour; ")
+                         .arg(name())),
+                 qPrintable(m_error));
+        QVERIFY(!m_error.contains(QLatin1String("testsThatExistAreCounted")));
+        QCOMPARE(m_code, 1);
+    }
+
     void aPageWithoutSectionsIsAFault()
     {
         run(QStringLiteral("# Page\n"));
@@ -148,8 +164,9 @@ private:
         QProcess process;
         process.start(QStringLiteral(PELK_PYTHON),
                       {QStringLiteral(PELK_CHECK_BEHAVIOURS), QStringLiteral("--tests"),
-                       QCoreApplication::applicationDirPath(), QStringLiteral("--page"), file.fileName()});
-        QVERIFY(process.waitForFinished());
+                       QCoreApplication::applicationDirPath(), QStringLiteral("--page"), file.fileName(),
+                       QStringLiteral("--sources"), m_folder.path()});
+        QVERIFY(process.waitForFinished(patienceMs));
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         m_code = process.exitCode();
         m_out = QString::fromUtf8(process.readAllStandardOutput());

@@ -1,4 +1,5 @@
 #include "clientfixture.h"
+#include "tests/support/patience.h"
 
 #include <QElapsedTimer>
 #include <QProcess>
@@ -334,7 +335,7 @@ private Q_SLOTS:
         ClientFixture f;
         const HttpClientResult result = f.fetch(QStringLiteral("https://localhost:%1/").arg(port.toInt()));
         server.kill();
-        server.waitForFinished();
+        server.waitForFinished(patienceMs);
         QCOMPARE(result.status(), HttpClientResult::TlsFailed);
         QVERIFY2(result.errorText().contains(QLatin1String("certificate")), qPrintable(result.errorText()));
     }
@@ -356,7 +357,7 @@ private Q_SLOTS:
         for (int i = 0; i < 3; ++i) {
             QSignalSpy idle(&client, &HttpClient::idle);
             client.get(PelkUrl(server.url()), HttpClientOptions(), {});
-            QVERIFY(idle.wait());
+            QVERIFY(idle.wait(patienceMs));
         }
         QTEST(server.connectionCount(), "connections");
     }

@@ -1,3 +1,5 @@
+#include "tests/support/patience.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -125,7 +127,7 @@ private:
                        m_folder->filePath(QStringLiteral("out")), QStringLiteral("--folder"),
                        QStringLiteral("api/types"), QStringLiteral("--macro"), QStringLiteral("THING_EXPORT"),
                        file.fileName()});
-        if (!process.waitForFinished())
+        if (!process.waitForFinished(patienceMs))
             return outcome;
         outcome.code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
         outcome.error = QString::fromUtf8(process.readAllStandardError());

@@ -1,4 +1,5 @@
 #include "api/core/model/cmsubscribe.h"
+#include "tests/support/patience.h"
 
 #include <QSemaphore>
 #include <QThread>
@@ -88,7 +89,7 @@ private Q_SLOTS:
         QCOMPARE(calls.load(), 0);
         context->deleteLater();
         thread.quit();
-        QVERIFY(thread.wait(10000));
+        QVERIFY(thread.wait(patienceMs));
     }
 
     void aSubscriberMayOutliveWhereItSubscribed()
