@@ -5,7 +5,7 @@
 
 namespace sandbox {
 
-/// What a run of the sandbox can be told; the defaults are those of the command line.
+/// The sandbox's options, with the defaults of the command line.
 struct Options
 {
     std::string address = "127.0.0.1"; ///< a loopback address, 127.x.x.x

@@ -34,7 +34,7 @@ std::string endpointOf(const std::string& path)
                                      : path.substr(std::min<std::size_t>(path.size(), 1));
 }
 
-/// The target as it may be logged: without the values that give somebody access.
+/// The target for the log, with secret values masked.
 std::string masked(std::string target)
 {
     for (const char* key : {"password=", "request_sig=", "signature=", "user_auth_token="}) {
@@ -70,7 +70,7 @@ public:
     void respond(const httplib::Request& request, httplib::Response& response);
     void answered(const httplib::Request& request, const httplib::Response& response);
 
-    /// What can only be made once the port is known, since addresses name it.
+    /// Created once the port is known, because addresses contain it.
     struct Service
     {
         Service(const Catalogue& catalogue, Access& access, const Options& options,
@@ -111,7 +111,7 @@ void Sandbox::Private::arrived(httplib::Request& request, Connection& connection
                       std::chrono::system_clock::now().time_since_epoch())
                       .count();
     connection.recordId = recorder.arrived(std::move(record));
-    // Ranges are answered by our own code, and nothing is compressed: on loopback that would only cost time.
+    // Our own code answers ranges. Nothing is compressed, which would only cost time on loopback.
     request.ranges.clear();
     request.headers.erase("Accept-Encoding");
 }
@@ -202,7 +202,7 @@ bool Sandbox::start()
     m_d->service.emplace(m_d->catalogue, m_d->access, m_d->options, siteUrl());
     m_d->preparation = std::thread([d = m_d.get()] { d->service->endpoints.prepareSearch(); });
     m_d->thread = std::thread([d = m_d.get()] { d->server.run(); });
-    // The port is open already; but a stop before the loop runs would go unnoticed.
+    // The port is already open, but a stop before the loop runs would have no effect.
     while (!m_d->server.is_running())
         std::this_thread::yield();
     return true;

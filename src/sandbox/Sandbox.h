@@ -19,12 +19,12 @@ public:
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
 
-    /// Listens and answers, on threads of its own. False when the address and port cannot be had.
+    /// Starts to listen, on its own threads. False if the address and port are not available.
     bool start();
-    /// Ends at once, open connections and delayed answers included.
+    /// Stops at once and closes all connections, delayed responses included.
     void stop();
 
-    /// The port that is listened on; 0 before start().
+    /// The port on which it listens; 0 before start().
     int port() const;
     /// "http://127.0.0.1:8090", without a slash at the end.
     std::string siteUrl() const;

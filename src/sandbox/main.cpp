@@ -37,7 +37,8 @@ std::string loopback(const std::string& address)
 
 } // namespace
 
-// What the set-up throws is a mistake in it, and ends the program. NOLINTNEXTLINE(bugprone-exception-escape)
+// An exception during set-up is a programming error and ends the program.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     sandbox::Options options;

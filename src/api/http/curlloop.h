@@ -9,28 +9,27 @@
 
 class QSocketNotifier;
 
-/// Runs libcurl transfers on the event loop of the thread that creates it: libcurl names the sockets and the
-/// time it waits for, Qt's notifiers and a timer wait for them. Internal to the HTTP client.
+/// Runs libcurl transfers on the event loop of its thread: Qt's notifiers and a timer wait for the sockets
+/// and times that libcurl requests. Internal to the HTTP client.
 class CurlLoop
 {
 public:
-    /// Told of each transfer that ended, when it has left the loop; may add and remove transfers.
+    /// Called for each finished transfer after it was removed; may add and remove transfers.
     using Finished = std::function<void(CURL*, CURLcode)>;
-    /// Told in each round of the event loop in which something happened, at its end; may delete the loop.
+    /// Called at the end of each round of the event loop with activity; may delete the loop.
     using Settled = std::function<void()>;
 
     CurlLoop(Finished finished, Settled settled);
-    /// Every transfer has to be removed before.
+    /// Remove every transfer first.
     ~CurlLoop();
     CurlLoop(const CurlLoop&) = delete;
     CurlLoop& operator=(const CurlLoop&) = delete;
 
-    /// Takes a transfer in; false when libcurl refuses the handle.
+    /// Adds a transfer; false if libcurl refuses the handle.
     bool add(CURL* transfer);
-    /// Lets libcurl do at once what it would do at once: a request leaves without a round of the event loop.
-    /// May tell of transfers that ended.
+    /// Runs libcurl now, so that a request is sent without waiting for the event loop. May call Finished.
     void start();
-    /// Stops a transfer without a word.
+    /// Removes a transfer without calling Finished.
     void remove(CURL* transfer);
 
 private:

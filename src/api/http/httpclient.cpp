@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 /// Handles kept for later requests.
 constexpr size_t spareExchanges = 16;
 
-/// The requests under way of all clients, for waitForIdle.
+/// The number of active requests of all clients, for waitForIdle.
 struct ProcessCount
 {
     std::mutex mutex;
@@ -246,8 +246,7 @@ void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer
         request.wire.headers = request.options.headers();
     }
     if (!RedirectRules::mayCarryHeaders(from, to)) {
-        // They may hold a token that is no business of the other server; they stay out for the rest of the
-        // way.
+        // They may contain a token that the other server must not receive; later redirects omit them too.
         request.options.setHeaders({});
         request.wire.headers = {};
     }
@@ -257,7 +256,7 @@ void HttpClientPrivate::redirect(Request request, const Exchange::Answer& answer
     send(std::move(request));
 }
 
-/// Lets the cache learn from the answer, and puts the stored body in place of a 304.
+/// Updates the cache from the response and replaces a 304 with the stored body.
 void HttpClientPrivate::useCache(const Request& request, Exchange::Answer& answer)
 {
     if (request.cacheKey.isNull())

@@ -16,8 +16,8 @@ class HttpClientPrivate;
 ///
 /// All operations but waitForIdle belong to that thread and none of them blocks. Each request calls its
 /// callback exactly once, on that thread, from the event loop and never from inside get() or post(). A
-/// callback may start further requests, and may delete the client. Deleting the client drops the requests
-/// under way without a callback.
+/// callback may start further requests, and may delete the client. Deleting the client abandons its requests
+/// without callbacks.
 ///
 /// TLS certificates are verified against the system's list. Bodies arrive decompressed. Proxies are taken
 /// from the environment (http_proxy and kin). Up to 10 redirects are followed, from http to https but never
@@ -52,12 +52,12 @@ public:
     /// Requests whose callback has not returned yet.
     int inFlight() const;
 
-    /// Blocks until no client of this process has a request under way, or the time is over: false then. For
-    /// any thread but those of the clients, whose event loops have to run meanwhile.
+    /// Blocks until no client of this process has an active request; false after the time-out. Not for the
+    /// clients' own threads, whose event loops must run meanwhile.
     static bool waitForIdle(int timeoutMs);
 
 Q_SIGNALS:
-    /// The last request under way has called its callback.
+    /// The last active request has called its callback.
     void idle();
 
 private:

@@ -8,10 +8,10 @@
 
 #include <utility>
 
-/// What became of one request. A plain value, re-entrant.
+/// The outcome of a request. A plain value, re-entrant.
 ///
-/// Either an HTTP answer arrived in full, whatever its code: status() is Complete. Or it did not: status()
-/// names what failed, code() is 0, body and headers are empty, and errorText() has a sentence for logs.
+/// If a complete HTTP response was received, with any status code, status() is Complete. Otherwise status()
+/// says what failed, code() is 0, body and headers are empty, and errorText() is a sentence for logs.
 class HttpClientResult
 {
 public:
@@ -39,7 +39,7 @@ public:
     {
     }
 
-    /// The URL that was asked for, before redirects.
+    /// The requested URL, before redirects.
     const PelkUrl& url() const { return m_url; }
     Status status() const { return m_status; }
     /// The HTTP status code, 0 without an answer.

@@ -12,11 +12,10 @@
 /// A private cache of answers to GET requests, by RFC 9111, in memory. Internal to the HTTP client, on its
 /// thread.
 ///
-/// An answer is found again only by a request of the same URL and the same headers, so one user's answer
-/// never reaches another and Vary needs no look. Freshness is what the server states (max-age, or Expires
-/// with Date), never guessed; without it, or once it is over, an answer with a validator (ETag,
-/// Last-Modified) is asked about again, and one without is not kept. When the memory is used up, the answer
-/// that was used longest ago goes first.
+/// A stored response is used only for a request with the same URL and headers, so one user never receives
+/// another's response and Vary can be ignored. Freshness is never guessed: the server must state it (max-age,
+/// or Expires with Date). A stale response with a validator (ETag, Last-Modified) is revalidated; one without
+/// is not stored. When the memory is full, the least recently used response is dropped.
 class ResponseCache
 {
 public:
@@ -31,7 +30,7 @@ public:
     };
     using EntryPointer = std::shared_ptr<const Entry>;
 
-    /// Bytes that all entries may take together, headers and keys included; 0 keeps nothing.
+    /// Maximum size of all entries in bytes, including headers and keys; 0 stores nothing.
     void setCapacity(qint64 bytes);
     void clear();
     qint64 size() const { return m_size; }
@@ -42,7 +41,7 @@ public:
     /// The entry of the key, fresh or not, which counts as a use; null when there is none.
     EntryPointer find(const QByteArray& key);
     static bool isFresh(const Entry& entry, Clock::time_point now);
-    /// The conditional headers that ask the server whether the entry still holds.
+    /// The conditional headers that revalidate the entry.
     static HttpClientHeaders conditions(const Entry& entry);
 
     /// Takes in a complete answer with code 200 instead of an older one, as of the time it was asked for;

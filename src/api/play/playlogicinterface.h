@@ -22,7 +22,7 @@ public:
     /// The player; never null. Not owned.
     static PlayLogicInterface* playerInstance();
 
-    /// A copy of what it is doing.
+    /// A snapshot of the player's state.
     virtual PelkPlayLogicData data() const = 0;
     /// Stops playing. Returns at once and never calls back into the caller; the reply finishes once the
     /// player has stopped.

@@ -36,9 +36,9 @@ class QobuzHttpInterface;
 
 /// The client of the service's web API: one method a call, and the user session.
 ///
-/// Used on the worker's thread. Every call returns at once with a reply that finishes there later. But for
-/// the login each needs a user: without one its reply has failed already, "User is not logged in". A paging
-/// argument below 0 is not sent.
+/// Used on the worker's thread. Every call returns at once with a reply that finishes later on that thread.
+/// All calls but the login need a user; without one the reply has already failed with "User is not logged
+/// in". Paging arguments below 0 are not sent.
 class QobuzApi : public QObject
 {
     Q_OBJECT
@@ -52,10 +52,10 @@ public:
     /// Sets the user session here and at the host.
     void updateUserSession(const QString& userName, const QString& userAuthToken, const unsigned int& userId,
                            const unsigned int& credentialId, const unsigned int& deviceId);
-    /// Forgets the user session at once and asks the service for a new one; when the reply finishes well it
-    /// is in force.
+    /// Discards the user session and logs in; the new session is active when the reply finishes without an
+    /// error.
     CMReply<PelkQobuzLoginResponse> login(const PelkQobuzAccount& account);
-    /// Forgets the user session. The service is not told.
+    /// Discards the user session without a request to the service.
     void logout();
     CMReply<PelkQobuzUser> userGet();
 
@@ -85,7 +85,7 @@ public:
     /// Asks for the stream of a track, with a signed request.
     CMReply<PelkQobuzGetFileUrlResponse> getFileUrl(const int& trackId,
                                                     const PelkQobuzSoundQuality::Enum& quality);
-    /// Tells the service about a track; `duration`: what was listened to, in seconds.
+    /// Reports a track to the service; `duration`: the listening time in seconds.
     CMReply<PelkQobuzErrorResponse> reportStreaming(const QString& endpoint, const int& trackId,
                                                     const int& duration,
                                                     const PelkQobuzAudioFormat::Enum& format,

@@ -24,7 +24,7 @@ public:
     /// Neither is owned.
     QobuzBrowser(QobuzApi* api, CMSubscribe* subscribe);
 
-    /// Starts to answer a request. False, and nothing done, for a path that this class builds no rows for.
+    /// Starts to answer a request. False, with no effect, for a path of another class.
     bool browse(const CMGetRowsRequest& request);
     /// Answers a request with one page of rows, of which the first is row `from` of the list, and the list's
     /// total.
@@ -37,9 +37,9 @@ public:
     PelkRoles toRole(PelkQobuzArtist& artist);
     PelkRoles toRole(PelkQobuzPlaylist& playlist);
 
-    /// The address of the largest picture that is there.
+    /// The address of the largest available picture.
     QString highestQualityImageUrl(const PelkQobuzImage& image);
-    /// The first picture of the largest size that is there.
+    /// The first picture of the largest available size.
     QString highestQualityImageUrl(const PelkQobuzPlaylist& playlist);
 
 private:

@@ -96,7 +96,7 @@ PelkUrl QobuzHttpInterface::composeUrl(const PelkUrl& url)
 void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResult& result)
 {
     LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO) << ": code: " << result.code());
-    // The header's name is spelled so.
+    // Misspelled on purpose: the name is fixed.
     const PelkUrl effective =
         PelkUrl::fromEncoded(result.headers().value(QStringLiteral("X-PelkEfectiveUrl"), QString()).toUtf8());
     if (result.url().host() == m_connectBaseUrl.host() && effective.host() != m_connectBaseUrl.host() &&
@@ -113,7 +113,7 @@ void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResul
 
 void QobuzHttpInterface::cancelRequest(const HttpRequest& request, int code)
 {
-    // The log line is spelled so.
+    // Misspelled on purpose: the text is fixed.
     LOG4CPLUS_TRACE(logger, "Enter " << scopedFunction(Q_FUNC_INFO)
                                      << ": requset url: " << request.url.toString() << " code: " << code);
     request.callback(0, code, QByteArray(), HttpClientHeaders());

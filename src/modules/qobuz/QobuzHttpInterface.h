@@ -6,8 +6,8 @@
 
 #include <functional>
 
-/// The module's only door to the network: makes absolute URLs from relative ones, sends them with fixed
-/// limits, and follows the service to another of its own hosts when an answer says that it came from there.
+/// All network access of the module: makes relative URLs absolute, sends requests with fixed limits, and
+/// switches to another host of the service when a response names it.
 ///
 /// Used on the thread that it lives on; callbacks run there.
 class QobuzHttpInterface : public QObject
@@ -41,8 +41,8 @@ public:
     PelkUrl composeUrl(const PelkUrl& url);
     PelkUrl getBaseUrl() const { return m_connectBaseUrl; }
 
-    /// Completes a request's callback early, with this code. The transfer goes on: should its answer come,
-    /// the callback runs again.
+    /// Calls a request's callback early with this code. The transfer continues, and its response calls the
+    /// callback again.
     void cancelRequest(const HttpRequest& request, int code);
     void clearCache();
 

@@ -26,8 +26,8 @@ class QobuzWorker : public CMNodesWorker
 
 public:
     explicit QobuzWorker(const QHash<QString, QVariant>& configuration);
-    /// Releases what the bases own. The transport, the API client and the browser stay until the process
-    /// ends, on purpose: answers may still be under way to them.
+    /// The transport, the API client and the browser are never deleted, on purpose: responses to them may
+    /// still be on the way.
     ~QobuzWorker() override;
 
     QobuzHttpInterface* httpInterface() const { return m_httpInterface; }
@@ -39,8 +39,8 @@ public:
     /// Queues the request to the worker's thread. Any thread.
     void setDataRequest(const CMSetDataRequest& request) override;
 
-    /// Reports the end of the current track with the time listened to. Whether its start was reported is not
-    /// asked, on purpose.
+    /// Reports the end of the current track with its listening time. On purpose, this does not depend on
+    /// whether its start was reported.
     void reportEndOfTrack();
 
     Q_INVOKABLE void on_getRows_invoke(const CMGetRowsRequest& request);

@@ -1,12 +1,12 @@
 #pragma once
 
-/// What the program tells the shell; documented in docs/command-line.md, since scripts rely on it.
+/// The program's exit codes. Scripts rely on them; docs/command-line.md documents them.
 namespace ExitCode {
 
 constexpr int ok = 0;
 /// The operation failed: the service refused it, the network is down, a file cannot be written.
 constexpr int failed = 1;
-/// Wrong usage: an unknown option, a malformed path, a range that is none.
+/// Wrong usage: an unknown option, a malformed path, an empty range.
 constexpr int usage = 2;
 /// The settings are missing or wrong, or no module could be loaded.
 constexpr int notSetUp = 3;

@@ -4,8 +4,8 @@
 
 class PlayEngine;
 
-/// Keeps a player over restarts, kills and power cuts: its queue, the current entry with its place, volume
-/// and modes. Main thread, of the process that has the folder's PlayerLock.
+/// Saves and restores a player across restarts, kills and power cuts: its queue, the current entry with its
+/// position, volume and modes. Main thread of the process that holds the folder's PlayerLock.
 class PlayerMemory : public QObject
 {
     Q_OBJECT
@@ -16,15 +16,14 @@ public:
     /// As end().
     ~PlayerMemory() override;
 
-    /// Puts back what an earlier run kept, paused, and keeps every change from now on. Returns a sentence for
-    /// each thing that the listener should know.
+    /// Restores the saved state, paused, and saves every later change. Returns notices for the listener.
     QStringList begin();
-    /// Keeps what is there now, and nothing later; returns when it is on the disk. Comes before the engine is
-    /// stopped for the end of the program.
+    /// Saves the current state, ignores later changes, and returns when it is on the disk. Call it before the
+    /// engine is stopped at exit.
     void end();
 
 Q_SIGNALS:
-    /// It cannot be kept; `sentence` says why.
+    /// The state cannot be saved; `sentence` says why.
     void failed(const QString& sentence);
 
 private:

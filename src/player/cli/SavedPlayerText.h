@@ -4,13 +4,13 @@
 
 class PelkHash;
 
-/// A saved player as the data of two state files: the queue, which is long and seldom changes, and the rest,
-/// which is short and often does. Each change of the queue is a generation. The file of the queue has the
+/// A saved player as the data of two state files: the queue, which is long and rarely changes, and the rest,
+/// which is short and often changes. Each change of the queue is a generation. The file of the queue has the
 /// rest of that moment, too, and the rest names the generation that it belongs to: so both are of one moment,
 /// even when only one of them could be written.
 namespace SavedPlayerText {
 
-/// The volume after a start that found no volume it could read, though the player was used before.
+/// The volume after a start if the saved volume cannot be read.
 constexpr int cautiousVolumePercent = 30;
 
 /// Appends everything. Any thread.
@@ -20,8 +20,8 @@ void appendRest(QByteArray* text, const SavedPlayer& saved, const PelkRoles& row
 
 /// The generation of either file's data; 0 when there is none.
 qint64 generation(const PelkHash& data);
-/// Puts both together. Either may be empty. The current entry is the one at whose index, or else anywhere,
-/// the path stands that it had. What is out of range is left out.
+/// Combines both; either may be empty. The current entry is found by its path, first at its index, then
+/// anywhere. Values out of range are dropped.
 SavedPlayer read(const PelkHash& queue, const PelkHash& rest);
 
 } // namespace SavedPlayerText

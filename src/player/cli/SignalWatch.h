@@ -2,8 +2,8 @@
 
 #include <QObject>
 
-/// Turns an interrupt or a request to end into a signal of the event loop. Made on the main thread before any
-/// other thread starts, since those must not take the signals. A second one ends the program at once.
+/// Turns SIGINT and SIGTERM into a signal of the event loop. Create it on the main thread before any other
+/// thread starts, so that no other thread receives the signals. A second one ends the program at once.
 class SignalWatch : public QObject
 {
     Q_OBJECT

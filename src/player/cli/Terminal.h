@@ -9,26 +9,25 @@ namespace Terminal {
 
 /// Writes to standard output.
 void out(const QString& text);
-/// Writes one line to standard error, with the program's name before it. A progress line that stands there
-/// goes first.
+/// Clears a progress line and writes one line to standard error, preceded by the program's name.
 void error(const QString& sentence);
 /// Writes one line to standard error as it is.
 void note(const QString& line);
-/// Replaces the line that the last call wrote on standard error; an empty one takes it away. Only where
-/// standard error is a terminal.
+/// Replaces the line of the last call on standard error; an empty text clears it. No-op unless standard error
+/// is a terminal.
 void progress(const QString& line);
 bool errorIsTerminal();
-/// Whether everything that was written to standard output arrived.
+/// Flushes standard output; false if anything could not be written.
 bool flushOut();
 
 /// The columns that a line may take: COLUMNS, else what the terminal says, else 0 for no limit.
 int width();
 
 bool inputIsTerminal();
-/// Asks for a password without showing it. Nothing when standard input is no terminal, or no UTF-8 was typed;
-/// an interrupt ends the program, after the terminal was put back.
+/// Prompts for a password without showing it. Nothing if standard input is not a terminal or the input is not
+/// UTF-8. An interrupt restores the terminal and ends the program.
 std::optional<QString> askPassword(const QString& prompt);
-/// The first line of standard input, without its end. Nothing when there is none or it is no UTF-8.
+/// The first line of standard input without its line break. Nothing if there is none or it is not UTF-8.
 std::optional<QString> readLine();
 
 } // namespace Terminal

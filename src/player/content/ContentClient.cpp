@@ -64,8 +64,7 @@ TrString ContentClient::noAnswer(const CMPath& path, int limitMs)
 
 bool ContentClient::isNetworkFault(const CMError& error)
 {
-    // Modules that speak HTTP put the status code here; 0 stands for an answer that did not come, or not
-    // whole.
+    // Modules that use HTTP store the status code here; 0 means no response or an incomplete one.
     const QVariant code = error.data().value(errorCode);
     return code.isValid() && code.toInt() == 0;
 }

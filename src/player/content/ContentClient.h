@@ -6,7 +6,7 @@
 
 #include <QVector>
 
-/// Rows of a container, as many as were asked for and are there.
+/// Rows of a container: the requested range, as far as it exists.
 struct RowPage
 {
     QVector<PelkRoles> rows;
@@ -14,12 +14,12 @@ struct RowPage
     int total = 0; ///< of the whole list, between 0 and RowPaging::mostRows
     int version = 0;
 
-    /// Adds the rows of a reply to a request for what `paging` said.
+    /// Adds the rows of a reply to the request that `paging` described.
     void take(const PelkRowsRoles& reply, RowPaging* paging);
 };
 
-/// Asks the content model and waits for its answer, with the event loop running. Main thread. Each operation
-/// returns false when there was an error or no answer within 35 seconds; `error` is then a sentence.
+/// Sends requests to the content model and waits for the replies, with the event loop running. Main thread.
+/// Each operation returns false after an error or a time-out of 35 seconds; `error` is then a sentence.
 class ContentClient
 {
 public:
@@ -33,17 +33,17 @@ public:
     static QVector<PelkRoles> rowsOf(const PelkRowsRoles& reply);
     /// The sentence for a path that did not answer in time.
     static TrString noAnswer(const CMPath& path, int limitMs = timeoutMs);
-    /// Whether the service gave no answer, or not a whole one, as modules that speak HTTP tell it.
+    /// Whether the service sent no response or an incomplete one, as reported by modules that use HTTP.
     static bool isNetworkFault(const CMError& error);
-    /// An error for people who read different languages: what the content model says, as it came, or that the
-    /// network may be down.
+    /// The message for the user, translatable: the content model's own message, or that the network may be
+    /// down.
     static TrString told(const CMError& error);
     /// An error as a sentence, in the program's language.
     static QString sentence(const CMError& error);
 
-    /// The rows `from` to `to`, both inclusive. Answers may be shorter than asked for, so this asks again
-    /// from where one ended as RowPaging says.
+    /// Gets the rows `from` to `to`, inclusive. Replies may be shorter than requested, so it sends further
+    /// requests as RowPaging says.
     static bool rows(const CMPath& path, int from, int to, RowPage* page, QString* error);
-    /// Waits for a reply that comes from this path.
+    /// Waits for a reply from this path.
     static bool wait(const CMVoidReply& reply, const CMPath& path, QString* error);
 };

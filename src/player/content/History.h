@@ -5,8 +5,8 @@
 
 #include <QVector>
 
-/// What was played lately: containers and tracks as their rows, each with the last time, the latest first.
-/// Kept over restarts unless the listener does not want that. Main thread.
+/// Recently played containers and tracks as rows, each with the last time, the latest first. Saved across
+/// restarts unless the listener turns that off. Main thread.
 class History : public QObject
 {
     Q_OBJECT
@@ -23,23 +23,22 @@ public:
     /// `fileName`: where it is kept.
     explicit History(const QString& fileName, QObject* parent = nullptr);
 
-    /// Reads what earlier runs kept. A sentence about a file that cannot be used; else empty.
+    /// Reads the saved history. Returns a sentence about an unusable file, otherwise an empty text.
     QString load();
     const QVector<Item>& items() const { return m_items; }
-    /// Something begins to play now. What was there before under the same path moves to the front. Rows
-    /// without a path are no items.
+    /// Adds a row that begins to play now, or moves it to the front. Rows without a path are ignored.
     void add(const PelkRoles& row);
-    /// Whether anything is kept. false forgets all, on the disk too.
+    /// Turns the history on or off; off also removes it from the disk.
     void setKeeping(bool isKeeping);
     bool isKeeping() const { return m_isKeeping; }
-    /// Forgets all, on the disk too. False, with a sentence, when the file is still there.
+    /// Clears the history, on the disk too. False, with a sentence, if the file could not be removed.
     bool clear(QString* error);
     /// Returns when it is on the disk.
     void flush() { m_file.flush(); }
 
 Q_SIGNALS:
     void changed();
-    /// It cannot be kept; `sentence` says why.
+    /// The history cannot be saved; `sentence` says why.
     void failed(const QString& sentence);
 
 private:

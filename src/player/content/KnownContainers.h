@@ -6,9 +6,8 @@
 #include <QMutex>
 #include <QVector>
 
-/// Remembers what containers are called and look like from the rows that led to them, the latest of them:
-/// the content model has a node for few, and the tracks of an album say neither its title nor its cover. Any
-/// thread.
+/// Caches titles and icons of containers from the rows in which they were listed. Few containers have a node
+/// in the content model, and the tracks of an album contain neither its title nor its cover. Any thread.
 class KnownContainers
 {
 public:
@@ -16,11 +15,10 @@ public:
 
     /// Remembers the containers among the rows.
     void add(const QVector<PelkRoles>& rows);
-    /// What is known of a container: title, icon, kind and whether it plays. An empty row when nothing is.
+    /// The cached title, icon, kind and playable flag of a container; an empty row if it is unknown.
     PelkRoles find(const CMPath& path) const;
 
-    /// A row out of a container, with the title and the cover of the album that it came from where it has
-    /// none of its own.
+    /// A row of a container, completed with the title and the cover of its album.
     static PelkRoles completed(const PelkRoles& row, const PelkRoles& container);
 
 private:

@@ -8,7 +8,7 @@
 void whenFinished(QObject* context, const CMVoidReply& reply, const CMPath& path,
                   const std::function<void(const CMVoidReply& finished, const CMError& error)>& done)
 {
-    // The timer is the token: whoever comes first, answer or time-out, deletes it.
+    // The first of reply and time-out deletes the timer, which disables the other.
     const QPointer<QTimer> timer(new QTimer(context));
     timer->setSingleShot(true);
     QObject::connect(timer, &QTimer::timeout, context, [timer, path, done] {

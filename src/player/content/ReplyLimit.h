@@ -7,8 +7,8 @@
 
 #include <functional>
 
-/// Calls `done` once, on the calling thread, when a reply has finished or the time for an answer is over. It
-/// is given the finished reply, or a null one and an error that says which path gave no answer. It must not
-/// hold the reply itself: the reply holds it. Nothing is called once `context` has gone. Needs an event loop.
+/// Calls `done` once, on the calling thread, when a reply finishes or its time-out expires: with the finished
+/// reply, or with a null reply and an error that names the path. `done` must not hold the reply, which holds
+/// `done`. It is not called after `context` is destroyed. Needs an event loop.
 void whenFinished(QObject* context, const CMVoidReply& reply, const CMPath& path,
                   const std::function<void(const CMVoidReply& finished, const CMError& error)>& done);

@@ -4,7 +4,7 @@
 
 RowPaging::RowPaging(int from, int to)
     : m_next(std::max(0, from))
-    // Behind all lists too, one page is requested: it states the total.
+    // One page is requested even beyond the end of the list, because it states the total.
     , m_to(std::min(to, std::max(m_next, mostRows - 1)))
     , m_isComplete(m_next > m_to)
 {

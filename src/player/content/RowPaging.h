@@ -1,14 +1,14 @@
 #pragma once
 
-/// Which rows of a list to request next, until a range is complete. Neither totals nor pages of a service are
-/// trusted: a total is kept between the rows that have come and mostRows, a page counts for no more rows than
-/// were requested, and an empty page ends the list. So every loop over it ends. A value.
+/// Which rows of a list to request next, until a range is complete. Every loop over it ends, because totals
+/// and pages of a service are not trusted: the total is clamped between the rows received and mostRows, a
+/// page counts for at most the rows requested, and an empty page ends the list. A value.
 class RowPaging
 {
 public:
     /// The most rows that are requested at once.
     static constexpr int pageSize = 50;
-    /// The most rows that a list has here, whatever its service says.
+    /// Maximum number of rows of a list, whatever its service says.
     static constexpr int mostRows = 1000000;
 
     /// For the rows `from` to `to`, both inclusive and counted from 0.

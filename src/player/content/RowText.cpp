@@ -41,7 +41,7 @@ TrString textOf(const PelkHash& parts)
 
 void append(QByteArray* text, const QVariant& value);
 
-/// Not by PelkJson, which sorts the keys of each object: half of the time of a long queue.
+/// Not with PelkJson, which sorts the keys of each object: that would take half of the time for a long queue.
 void append(QByteArray* text, const QVariantHash& hash)
 {
     char separator = '{';

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// What a stream takes (some twenty), and as much again for connections that come meanwhile.
+/// A stream needs about twenty descriptors; reserve as many for new connections.
 constexpr int filesForStream = 48;
 
 } // namespace

@@ -7,8 +7,8 @@ namespace FileLimit {
 
 /// Raises the soft limit to the hard one. Called once at the start, before other threads exist.
 void raise();
-/// Whether enough is left to open another stream. False, with a sentence, when it is not: libraries end the
-/// process when they run out.
+/// Whether enough descriptors are left to open another stream. False with a sentence otherwise: libraries
+/// abort the process when they run out.
 bool hasRoomForStream(QString* error);
 
 } // namespace FileLimit

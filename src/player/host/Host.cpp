@@ -50,7 +50,7 @@ bool Host::end()
     m_loader.refuseRequests();
     HttpClient::waitForIdle(httpLimitMs);
     const bool ended = m_loader.stop(workerLimitMs);
-    // Saves of values are queued to this thread; after this the workers can queue no more.
+    // Saves of values are queued to this thread; the workers are gone and can queue no more.
     QCoreApplication::sendPostedEvents();
     m_ended = ended;
     return ended;
@@ -95,7 +95,7 @@ QString Host::loginNotice() const
 
 QString Host::loginSaveFailure() const
 {
-    // Saves are queued to this thread, and the answer to what led to one may be seen before its turn.
+    // Saves are queued to this thread; the reply that caused one may be seen before the save runs.
     QCoreApplication::sendPostedEvents();
     return m_login ? m_login->failure() : QString();
 }

@@ -11,8 +11,8 @@
 class PlayerSettings;
 class ServiceSettings;
 
-/// The process that modules live in: the root of the content model with its values, the modules, and the
-/// notices that they show. Made on the main thread.
+/// The host of the modules: the root of the content model with its values, the modules, and their notices.
+/// Created on the main thread.
 class Host
 {
 public:
@@ -20,38 +20,37 @@ public:
     using NoticeReceiver = std::function<void(const PelkNotificationDisplayItem& notice)>;
 
     explicit Host(const NoticeReceiver& notices);
-    /// As end(). Where that fails there is no way but to leave the process without it.
+    /// Calls end(). If that fails, the process exits at once.
     ~Host();
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// Reads the settings and the saved login. False, with a sentence, when the settings do not do. Comes
-    /// before everything else.
+    /// Reads the settings and the saved login; call it first. False, with a sentence, if the settings are
+    /// missing or invalid.
     bool loadSettings(const QString& configFile, QString* error);
-    /// From now on another receiver gets the notices.
+    /// Replaces the receiver of notices.
     void setNoticeReceiver(const NoticeReceiver& notices) { m_notices = notices; }
     /// Loads the modules of a folder; a sentence for each thing that went wrong.
     const QStringList& loadModules(const QString& folder);
     /// What loadModules() returned.
     const QStringList& moduleFaults() const { return m_moduleFaults; }
 
-    /// The end: no request is taken any longer, what the HTTP clients have under way may finish (three
-    /// seconds), values are saved, and the workers go, each on its thread (five seconds). Blocks meanwhile.
-    /// False when a module did not end in time: it runs on, so the process has to be left at once, by _Exit,
-    /// before anything that the module uses is taken down.
+    /// Shuts down: refuses requests, lets HTTP requests finish (three seconds), deletes each worker on its
+    /// thread (five seconds) and saves values. Blocks. False if a module did not end in time: it is still
+    /// running, so leave the process at once with _Exit, before anything that the module uses is destroyed.
     bool end();
 
     const QList<ModuleLoader::Module>& modules() const { return m_loader.modules(); }
     QString configFile() const;
     QString loginFile() const { return m_loginFile; }
-    /// Where the player keeps what it remembers over restarts.
+    /// The folder of the player's saved state.
     static QString stateFolder();
-    /// What people have to know of the saved login, since loadSettings(); empty if there is nothing.
+    /// A notice about the saved login, after loadSettings(); usually empty.
     QString loginNotice() const;
     /// Why the login could not be saved; empty if it was.
     QString loginSaveFailure() const;
 
-    /// Where things are unless the command line says otherwise.
+    /// The defaults of the command line.
     static QString defaultConfigFile();
     static QString defaultModuleFolder();
 

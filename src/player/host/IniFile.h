@@ -13,20 +13,20 @@ public:
     {
     }
 
-    /// Reads the file. One that is not there reads as empty and exists() tells so. False when it cannot be
-    /// read or understood; `error` is then a sentence with file and line.
+    /// Reads the file. A missing file reads as empty, and exists() is false. False if the file cannot be read
+    /// or parsed; `error` is then a sentence with file and line.
     bool load(QString* error);
-    /// Replaces the file as a whole, readable by its owner alone, and makes its folder where there is none.
-    /// When it returns true the file survives a power cut; else what was there before is still there, and
-    /// `reason` is the end of a sentence.
+    /// Replaces the whole file, readable by its owner only, and creates its folder if necessary. True: the
+    /// new file survives a power cut. False: the old file is unchanged, and `reason` is the end of a
+    /// sentence.
     bool save(QString* reason) const;
 
     QString fileName() const { return m_fileName; }
     bool exists() const { return m_exists; }
     /// The value of the first such key; a null text where there is none.
     QString value(const QString& section, const QString& key) const;
-    /// Sets or adds a value. False, with nothing changed and a sentence in `error`, when the value would not
-    /// be read back as it is: it has a line break or a null character, or white space at an end.
+    /// Sets or adds a value. False, with no change and a sentence in `error`, if the value has a line break,
+    /// a null character, or white space at an end: it would not read back unchanged.
     bool setValue(const QString& section, const QString& key, const QString& value, QString* error);
 
 private:

@@ -32,8 +32,7 @@ QString replaced(QString line, const Rule (&rules)[count])
     return line;
 }
 
-/// The names of fields and parameters that say who somebody is. \w++ at its end, so that nothing is tried
-/// twice.
+/// Names of fields and parameters that identify a person. They end in \w++ to avoid backtracking.
 const char* const personField =
     R"((?:user|login|e?_?mail|device|credential|member|account|(?:first|last|display)_?name)\w*+)";
 
@@ -42,8 +41,8 @@ const char* const personField =
 QString maskSecrets(const QString& line)
 {
     static const Rule rules[] = {
-        // Who asks, and any query, of an absolute address: which parameter is the signature is the service's
-        // business.
+        // User info and any query of an absolute address, because which parameter is the signature depends on
+        // the service.
         rule(R"((https?://)[^\s"<>/?#]*@)", R"(\1***@)"),
         rule(R"((https?://[^\s"<>?#]*)\?[^\s"<>]*)", R"(\1?***)"),
         // The value of a header lasts to the end of its line.
@@ -75,7 +74,7 @@ QString maskPersons(const QString& line)
                     QRegularExpression::CaseInsensitiveOption);
     };
     static const Rule rules[] = {
-        // What the service says to a login may repeat the name.
+        // The service's response to a login may contain the name.
         rule(R"((HTTP call to user/\S++ failed \(\d++\)): .*)", R"(\1: ***)"),
         personRule(R"re((\b%1=)[^&\s"']*+)re", R"(\1***)"),
         personRule(R"re(("%1"\s*:\s*)(?:"(?:[^"\\]++|\\.)*+"?|[^\s,}\]]++))re", R"(\1***)"),

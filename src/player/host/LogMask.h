@@ -2,11 +2,11 @@
 
 #include <QString>
 
-/// Takes what has to stay secret out of a log line: passwords, tokens, request signatures, the application
-/// secret, and the queries of absolute addresses, since that of a stream is a signed permission to fetch it.
-/// The names stay, the values read "***".
+/// Masks secrets in a log line: passwords, tokens, request signatures, the application secret, and queries of
+/// absolute addresses, because a stream's query permits anyone to fetch it. Names are kept; values become
+/// "***".
 QString maskSecrets(const QString& line);
 
-/// Takes out what identifies a person or a device too: names, mail addresses, and the numbers of users,
-/// credentials and devices. For every level above debug.
+/// Also masks what identifies a person or a device: names, mail addresses, and ids of users, credentials and
+/// devices. For every level above debug.
 QString maskPersons(const QString& line);

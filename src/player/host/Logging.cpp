@@ -47,8 +47,7 @@ public:
             line = maskSecrets(line);
         if (event.getLogLevel() > log4cplus::DEBUG_LOG_LEVEL)
             line = maskPersons(line);
-        // What a service says stands in some records: it gets no line of its own, and no say over the
-        // terminal.
+        // Some records contain text from a service, which must not start a new line or control the terminal.
         line.chop(1);
         output << ServiceManager::journalPrefix(syslogLevel(event.getLogLevel())).toStdString()
                << printableText(line).toStdString() << '\n';
@@ -61,7 +60,7 @@ void onGLibMessage(const gchar* domain, GLogLevelFlags level, const gchar* messa
         g_log_default_handler(domain, level, message, data);
         return;
     }
-    // On whatever thread and in whatever state the library is: nothing that could wait or allocate much.
+    // Called on any thread and in any state of the library: must not wait or allocate much.
     std::fprintf(stderr, "pelk: The player cannot go on and ends. (%s: %s)\n", domain ? domain : "GLib",
                  message);
     std::_Exit(EXIT_FAILURE);

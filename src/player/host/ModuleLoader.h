@@ -33,19 +33,19 @@ public:
     /// As stop() with five seconds.
     ~ModuleLoader();
 
-    /// Loads every lib*.so of a folder, in the order of their names. Returns one sentence, with file and
-    /// cause, for each thing that went wrong; one module's failure does not touch the others. Blocks while
-    /// the workers are made, at most ten seconds each.
+    /// Loads every lib*.so of a folder in alphabetical order. Returns one sentence with file and cause per
+    /// failure; a failed module does not affect the others. Blocks while workers are created, at most ten
+    /// seconds each.
     QStringList loadFolder(const QString& folder);
-    /// Loads one module; an empty text, or the sentence.
+    /// Loads one module. Returns an empty text, or a sentence that says why it failed.
     QString load(const QString& file);
 
     const QList<Module>& modules() const { return m_modules; }
 
-    /// From now on the root worker leads no request to the workers.
+    /// The root worker stops forwarding requests to the workers.
     void refuseRequests();
-    /// Ends the workers' loops and deletes each worker on its own thread. False when a thread did not end in
-    /// time; it is left to itself then.
+    /// Ends the workers' event loops and deletes each worker on its own thread. False if a thread did not end
+    /// in time; that thread is abandoned.
     bool stop(int timeoutMs);
 
 private:

@@ -21,7 +21,7 @@ QByteArray fileOf(const QString& folder)
     return QFile::encodeName(folder + QStringLiteral("/player.lock"));
 }
 
-/// A lock of the open file, which asking for does not disturb, unlike flock(); ADR 160.
+/// A lock of the open file: unlike flock(), it can be tested without taking it; see ADR 160.
 struct flock wholeFile()
 {
     struct flock lock
@@ -80,7 +80,7 @@ PlayerLock::~PlayerLock()
     if (m_file < 0)
         return;
     if (::ftruncate(m_file, 0) != 0) {
-        // What it says is not looked at without the lock.
+        // The contents are valid only while the lock is held.
     }
     ::close(m_file);
 }
@@ -138,7 +138,7 @@ void PlayerLock::write(const Holder& holder) const
     const QByteArray text = QStringLiteral("%1\n%2\n%3\n")
                                 .arg(QString::number(holder.processId), holder.socketFile, holder.address)
                                 .toUtf8();
-    // In this order: a reader may find lines too many, and never a part of one.
+    // In this order, so that a reader may see old lines after the new ones but never a partial line.
     if (::pwrite(m_file, text.constData(), size_t(text.size()), 0) != text.size() ||
         ::ftruncate(m_file, text.size()) != 0)
         return; // the disk is full: the lock holds all the same

@@ -22,7 +22,7 @@ QString defaultOf(const CMPath& path)
     return path == PlayerSettings::volumeLimitPath() ? QString::number(loudestPercent) : on;
 }
 
-/// What a value has to be, as the end of a sentence; empty when it is that.
+/// The rule that a value violates, as the end of a sentence; empty if the value is valid.
 QString whatIsWrongWith(const CMPath& path, const QString& text)
 {
     if (path == PlayerSettings::historyPath())

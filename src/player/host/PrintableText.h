@@ -2,6 +2,6 @@
 
 #include <QString>
 
-/// The text with what would move the cursor or change the terminal taken out: control characters and
-/// overrides of the writing direction become blanks. What a service sends is shown only through this.
+/// The text with control characters and overrides of the writing direction replaced by blanks, so that it
+/// cannot control the terminal. Use it for every text from a service.
 QString printableText(const QString& text);

@@ -137,7 +137,7 @@ bool ServiceAccount::LoginStore::write(const CMPath& path, const PelkValue& valu
 {
     m_failure.clear();
     bool written = CMFileStore::write(path, value, error);
-    // After a log-out nothing of the login may be left, however full the disk is.
+    // After a logout nothing of the login may remain, even on a full disk.
     if (!written && value.qobuzUserSession().userAuthToken().isEmpty())
         written = erase(error);
     if (!written)

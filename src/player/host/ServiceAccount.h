@@ -4,9 +4,8 @@
 #include "api/core/model/cmrequest.h"
 #include "api/types/pelkroles.h"
 
-/// What the player's commands know of the service's account: the form that logs in, what stays of a login,
-/// and the sound quality. Everything here may be called from any thread and does not block, unless it says
-/// so.
+/// The service's account as used by the player: the login form, the saved login and the sound quality. Any
+/// thread; nothing blocks unless stated otherwise.
 namespace ServiceAccount {
 
 /// The request that logs a user in. Send it through the root worker.
@@ -18,12 +17,12 @@ CMSetDataRequest logoutRequest();
 bool isLoggedIn();
 /// Whether the service answers at this path.
 bool isServicePath(const CMPath& path);
-/// Whether what is at this path takes a login while nobody is logged in.
+/// Whether this path needs a login and nobody is logged in.
 bool lacksLogin(const CMPath& path);
 /// The user name of the saved login; empty when there is none.
 QString userName();
 
-/// The sound qualities that can be chosen, as people write them.
+/// The supported sound qualities, as written in the settings.
 QStringList qualities();
 QString quality();
 /// The request that chooses one of qualities(). Its reply finishes once it is saved.
@@ -40,7 +39,7 @@ CMPath prePlayPath(const CMPath& path);
 /// track's.
 PelkRoles trackRow(const CMPath& path);
 
-/// Keeps what stays of a login in a file of its owner alone.
+/// Saves the login in a file that only its owner can read.
 class LoginStore : public CMFileStore
 {
 public:
@@ -48,8 +47,8 @@ public:
 
     /// The path whose value is kept here.
     static CMPath path();
-    /// As CMFileStore, and remembers a failure: the module that writes here does not look at the outcome. A
-    /// record without a token is written or, where that fails, the file goes.
+    /// Like CMFileStore, but remembers a failure, because the module that saves the login ignores the
+    /// outcome. If a record without a token cannot be written, the file is removed.
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
     /// Why the last write failed; empty if it did not. Root worker's thread.
     QString failure() const { return m_failure; }

@@ -18,7 +18,7 @@ const QString soundQuality = QStringLiteral("soundQuality");
 const QString systemSection = QStringLiteral("system");
 const QString memberId = QStringLiteral("memberId");
 
-/// What is wrong with the base address of the web API, as the end of a sentence; empty if nothing is.
+/// Why the base address of the web API is invalid, as the end of a sentence; empty if it is valid.
 QString whatIsWrongWith(const QString& address)
 {
     const QUrl url(address, QUrl::StrictMode);
@@ -35,8 +35,7 @@ QString whatIsWrongWith(const QString& address)
     return QString();
 }
 
-/// An address as it may be shown: without who asks and without its query, where people put passwords and
-/// keys.
+/// An address without user info and query, which may contain passwords and keys.
 QString shown(const QString& address)
 {
     QString text = address;
@@ -147,8 +146,8 @@ PelkValue ServiceSettings::read(const CMPath& path) const
 
 bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString* error)
 {
-    // The file may have been edited since it was read: what stands in it now is kept. The sentences are read
-    // in browsers too, so they do not name the file.
+    // The file may have been edited since it was read; its current contents are kept. Browsers show these
+    // sentences too, so they do not name the file.
     ServiceSettings changed(fileName());
     QString reason;
     if (!changed.m_file.load(&reason) || (changed.m_file.exists() && !changed.check(&reason))) {
@@ -171,7 +170,7 @@ bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString*
     } else if (path == PelkSystemMemberIdPath()) {
         done = set(systemSection, memberId, value.string_());
     }
-    // What the next start of the player would refuse is refused now.
+    // A value that the next start would refuse is refused now.
     if (!done || !changed.check(error))
         return false;
     if (!changed.m_file.save(&reason)) {

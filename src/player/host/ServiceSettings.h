@@ -31,14 +31,13 @@ public:
 
     /// The paths whose values are kept here.
     static QList<CMPath> paths();
-    /// Those of them that are nobody's business outside the process: they hold a secret or steer where
-    /// secrets go.
+    /// The paths that must not leave the process: their values are secrets or decide where secrets are sent.
     static QList<CMPath> privatePaths();
     /// A sound quality has to be one of those that can be chosen.
     bool accepts(const CMPath& path, const PelkValue& value, QString* error) const override;
     PelkValue read(const CMPath& path) const override;
-    /// Writes the value into the file as it stands now, lines that were added since the start included. A
-    /// file that cannot be used any longer is left alone.
+    /// Writes the value into the current file and keeps lines that were added since the start. An unusable
+    /// file is not changed.
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
 
 private:

@@ -111,7 +111,7 @@ PelkHash StateFile::read()
     return file.record(dataKey);
 }
 
-/// Under a name that is not taken: what an earlier start set aside stays.
+/// Uses a free name, so that files renamed by earlier starts are kept.
 void StateFile::setAside(const QString& reason)
 {
     QString aside = m_fileName + QStringLiteral(".bad");
@@ -153,7 +153,7 @@ void StateFile::write()
     writingThread()->start([this, writer] {
         QString reason;
         const bool isDone = cmSaveFile(m_fileName, whole(writer), ownerOnly, &reason);
-        // This waits for the thread before it goes, so it is still there.
+        // The destructor waits for the thread, so this object still exists.
         QMetaObject::invokeMethod(
             this,
             [this, isDone, reason] {

@@ -10,15 +10,14 @@
 #include <memory>
 
 /// One concern of the player's state in one file: a JSON object with the concern's name, the version of its
-/// form and its data. Written whole and atomically, readable by its owner alone, at most once a second, by a
-/// thread of its own; so a power cut leaves the file before or the one after. Main thread, with an event
-/// loop.
+/// format and its data. Replaced atomically, at most once a second, on a thread of its own, readable by its
+/// owner only. Main thread, with an event loop.
 class StateFile : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Appends the data as JSON text. Runs on the writing thread: it must own all that it reads.
+    /// Appends the data as JSON text. Runs on the writing thread, so it must own everything that it reads.
     using Writer = std::function<void(QByteArray* text)>;
     /// Makes a writer with a copy of what there is to write. Runs on the main thread, just before the write.
     using Copier = std::function<Writer()>;
@@ -28,16 +27,16 @@ public:
 
     /// `version` is of the data's form; files of later versions are not read.
     StateFile(const QString& fileName, const QString& concern, int version, QObject* parent = nullptr);
-    /// Writes what waits, and returns when it is on the disk.
+    /// Writes waiting data and returns when it is on the disk.
     ~StateFile() override;
 
-    /// Reads the data; empty where there is none. A file that cannot be used is set aside under a name of its
-    /// own, and notice() says why: it is incomplete or damaged, from a later version, or another user's.
+    /// Reads the data; empty if there is none. A file that is damaged, of a later version or of another user
+    /// is renamed, and notice() says why.
     PelkHash read();
     /// A sentence about what read() could not use; empty if there is nothing to say.
     QString notice() const { return m_notice; }
 
-    /// Has the data written within a second; a later call replaces an earlier one that still waits.
+    /// Writes the data within a second. A later call replaces one that is still waiting.
     void save(const Copier& copier);
     /// Whether something waits to be written, or is being written.
     bool isBusy() const { return m_isWriting || m_waiting; }
@@ -48,11 +47,11 @@ public:
     /// Writes this at once, on the calling thread, and returns when it is on the disk. False, with a
     /// sentence, where that failed.
     bool saveNow(const Writer& writer, QString* error);
-    /// Removes the file and drops what waits. False, with a sentence, when it is still there.
+    /// Removes the file and drops waiting data. False, with a sentence, if it could not be removed.
     bool remove(QString* error);
 
 Q_SIGNALS:
-    /// The file cannot be written; `sentence` says why. Once until a write succeeds again.
+    /// The file cannot be written; `sentence` says why. Emitted once until a write succeeds again.
     void failed(const QString& sentence);
     /// Nothing is to be written any longer: the last data is on the disk, or failed() has come.
     void settled();

@@ -154,7 +154,7 @@ void MprisPlayerAdaptor::Previous()
     setPaused(paused);
 }
 
-/// By the letter of MPRIS, who goes on while paused stays paused.
+/// MPRIS requires that Next and Previous keep a paused player paused.
 void MprisPlayerAdaptor::setPaused(bool paused)
 {
     if (paused)
@@ -197,12 +197,12 @@ void MprisPlayerAdaptor::Seek(qlonglong offset)
 void MprisPlayerAdaptor::SetPosition(const QDBusObjectPath& track, qlonglong position)
 {
     const PlayerStatus status = m_engine->status();
-    // Too late for a track that is over, and nothing to do for a place that the track has not.
+    // Ignores positions in an earlier track and positions beyond the end.
     if (track == trackOf(status.entry) && position >= 0 && position / usPerMs <= status.durationMs)
         m_engine->seek(position / usPerMs);
 }
 
 void MprisPlayerAdaptor::OpenUri(const QString& /*uri*/)
 {
-    // There is no scheme that the player opens; SupportedUriSchemes says so.
+    // The player opens no URIs, as SupportedUriSchemes says.
 }

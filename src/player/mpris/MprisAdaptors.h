@@ -64,11 +64,11 @@ public:
     QString loopStatus() const;
     void setLoopStatus(const QString& status);
     double rate() const { return 1; }
-    /// There is one rate; 0 means a pause, by the letter of MPRIS.
+    /// Only rate 1 is supported; MPRIS requires that 0 pauses.
     void setRate(double rate);
     bool shuffle() const;
     void setShuffle(bool shuffle);
-    /// Without the address of the stream, which is a permission to fetch it.
+    /// Without the stream address, which permits anyone to fetch the stream.
     QVariantMap metadata() const;
     double volume() const;
     void setVolume(double volume);

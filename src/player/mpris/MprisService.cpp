@@ -14,7 +14,7 @@ namespace {
 const QString objectPath = QStringLiteral("/org/mpris/MediaPlayer2");
 const QString playerInterface = QStringLiteral("org.mpris.MediaPlayer2.Player");
 
-/// Else the bus library would try to start one.
+/// Otherwise the library would try to start a bus.
 bool isThereABus()
 {
     return !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS") ||
@@ -40,7 +40,7 @@ MprisService::~MprisService()
 
 bool MprisService::start()
 {
-    // Else two equal paths would count as a change.
+    // Otherwise two equal paths would count as a change.
     if (!QMetaType::hasRegisteredComparators<QDBusObjectPath>())
         QMetaType::registerComparators<QDBusObjectPath>();
     if (!isThereABus())
@@ -72,7 +72,7 @@ QVariantMap MprisService::takeChanges()
     for (int i = properties->propertyOffset(); i < properties->propertyCount(); ++i) {
         const QMetaProperty property = properties->property(i);
         const QString key = QString::fromLatin1(property.name());
-        // It changes all the time, and is to be asked for.
+        // The position changes constantly; MPRIS clients read it when they need it.
         if (key == QLatin1String("Position"))
             continue;
         const QVariant value = property.read(m_player);

@@ -19,7 +19,8 @@ public:
     /// Leaves the bus.
     ~MprisService() override;
 
-    /// Goes on the bus. False when there is none, or when it does not want the player; nothing is wrong then.
+    /// Registers the player on the bus. False if there is no bus or it refuses the player, which is not an
+    /// error.
     bool start();
     /// The name on the bus; empty before start().
     QString name() const { return m_name; }

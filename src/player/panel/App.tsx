@@ -28,7 +28,7 @@ export function App() {
   const { number } = arrival.value;
   useArrival();
   useEffect(() => {
-    // A reader of the screen is told of the new page by its heading; an empty search takes the focus itself.
+    // Focus the heading, so that screen readers announce the new page; an empty search takes the focus itself.
     if (number > 0 && !(place.view === "search" && place.text === ""))
       main.current?.querySelector<HTMLElement>("h1")?.focus({ preventScroll: true });
   }, [number]);
@@ -106,7 +106,7 @@ function View() {
   return <Browse key={place.path} path={place.path} title={place.title} />;
 }
 
-/** On a wide screen: where one can go, with the branches of the menu. */
+/** Navigation of a wide screen, with the branches of the menu. */
 function SideBar() {
   return (
     <nav class="side" aria-label={t.menu}>
@@ -158,7 +158,7 @@ function Entry(props: { href: string; icon?: IconName; current: boolean; childre
   );
 }
 
-/** On a phone: the same at the foot. */
+/** Navigation of a phone, at the bottom. */
 function TabBar() {
   const view = route.value.view;
   const count = status.value?.queue.count ?? 0;

@@ -17,7 +17,7 @@ const volumeStep = 5;
 /** Whether the list of the keys is open. */
 export const keysShown = signal(false);
 
-/** Each key, or its name for those without a letter, and what it does. */
+/** Each key, or its name if it has no letter, and its action. */
 const actions: Record<string, () => void> = {
   " ": () => void togglePlaying(),
   k: () => void togglePlaying(),
@@ -59,7 +59,7 @@ function openSearch(): void {
   requestAnimationFrame(() => document.querySelector<HTMLInputElement>("input[type=search]")?.select());
 }
 
-/** What has keys of its own: whatever is typed into, and what is moved or pressed by that key. */
+/** Whether an element handles the key itself: text fields, sliders and buttons. */
 function ownsKey(element: Element | null, key: string): boolean {
   if (!element) return false;
   if (element.closest("dialog")) return true;
@@ -69,7 +69,7 @@ function ownsKey(element: Element | null, key: string): boolean {
   return key === " " && element.matches("button, input, summary");
 }
 
-/** The page scrolls by the arrow keys, so that the volume takes Shift, except where nothing scrolls. */
+/** The arrow keys scroll the page, so the volume needs Shift, except where nothing scrolls. */
 function isVolumeKey(event: KeyboardEvent): boolean {
   const vertical = event.key === "ArrowUp" || event.key === "ArrowDown";
   const scrolls = document.documentElement.scrollHeight > innerHeight + 1;
@@ -84,7 +84,7 @@ export function startKeys(): void {
     if (!action || ownsKey(document.activeElement, key)) return;
     const vertical = key === "ArrowUp" || key === "ArrowDown";
     if (vertical ? !isVolumeKey(event) : event.shiftKey && key.startsWith("Arrow")) return;
-    // A key that is held goes on seeking and changing the volume, and does everything else once.
+    // A held key repeats seeking and volume changes; everything else happens once.
     if (event.repeat && !key.startsWith("Arrow") && key !== "j" && key !== "l") return;
     event.preventDefault();
     action();

@@ -2,7 +2,7 @@ import type { Row } from "./api/types";
 import type { Ranges } from "./model/ranges";
 import { lists } from "./state";
 
-/** The services that there are: the rows of the player's own root. */
+/** The available services: the rows of the player's root. */
 export const rootList = (): Ranges<Row> => lists.of("");
 const mostRows = 50;
 
@@ -14,7 +14,7 @@ export interface Menu {
   retry: () => void;
 }
 
-/** The branches of all services, in their order, without the entries where a text is typed. Read it while drawing. */
+/** The branches of all services, in their order, without search fields. Read it while rendering. */
 export function menuOf(): Menu {
   const root = rootList();
   root.changed.value;
@@ -42,7 +42,7 @@ export function menuOf(): Menu {
   return menu;
 }
 
-/** Where something can be searched for: the search containers that the services' roots name. */
+/** The search containers in the roots of the services. */
 export function searchPaths(): string[] {
   const root = rootList();
   root.changed.value;

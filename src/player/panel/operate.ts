@@ -2,7 +2,7 @@ import type { Repeat } from "./api/types";
 import { positionMs } from "./model/player";
 import { attempt, client, hear, player, sounds, status } from "./state";
 
-/** What the listener does with the player, by a press or by a key. */
+/** The listener's operations on the player, by pointer or keyboard. */
 
 export const togglePlaying = (): Promise<boolean> => attempt(client.operate(sounds.value ? "pause" : "play"));
 

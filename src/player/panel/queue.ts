@@ -4,7 +4,7 @@ import { beforeOf, moved } from "./model/moves";
 import { extended, noSelection, toggled } from "./model/selection";
 import { attempt, client, notices, queue, status, t, titleOf } from "./state";
 
-/** What the listener does with the queue. Each change is shown before the player confirms it. */
+/** The listener's operations on the queue. Each change is shown before the player confirms it. */
 
 export const selection = signal(noSelection);
 

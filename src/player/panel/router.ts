@@ -16,7 +16,7 @@ interface Kept {
 const kept = (): Kept => (history.state as Kept | null) ?? {};
 
 export const route = signal<Route>(parseRoute(location));
-/** How the listener came to the present page. */
+/** How the listener reached the current page. */
 export const trail = signal<Step[] | undefined>(kept().trail);
 /** Grows with each page that is shown; a page that was come back to also says where it was left. */
 export const arrival = signal({ number: 0, scroll: kept().scroll ?? 0 });
@@ -25,7 +25,7 @@ function keepScroll(): void {
   history.replaceState({ ...kept(), scroll: scrollY }, "");
 }
 
-/** Notes how a part of the present page stands, so that it does so again when the listener comes back. */
+/** Remembers the state of a part of the page, to restore it when the listener returns. */
 export function keepPart(name: string, value: string | number): void {
   history.replaceState({ ...kept(), parts: { ...kept().parts, [name]: value } }, "");
 }

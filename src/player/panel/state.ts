@@ -13,7 +13,7 @@ import { browseUrl, searchUrl } from "./model/routes";
 import { service, type LoginState } from "./service";
 import { catalogues, languageOf, localeOf } from "./texts/catalogue";
 
-/** What all views share: the player's state as it is live, the lists, and what is told to the listener. */
+/** Shared by all views: the player's live state, the lists, and the notices. */
 
 export const language = languageOf(navigator.languages);
 export const t = catalogues[language];
@@ -37,7 +37,7 @@ export const currentPath = computed(() =>
   status.value && status.value.state !== "stopped" ? status.value.row?.path : undefined,
 );
 
-/** What the present page is called in the browser's tabs while nothing is heard. */
+/** The title of the current page, shown in the browser's tab while nothing is playing. */
 export const pageTitle = signal("");
 export const sounds = computed(() => ["playing", "opening"].includes(status.value?.state ?? ""));
 /** The container that the queue was last filled from on this page. */
@@ -51,7 +51,7 @@ export function isPlayingFrom(path: string): boolean {
   if (playedFrom.value !== path) return false;
   const list = lists.of(path);
   const rows = Array.from({ length: list.count ?? 0 }, (_, i) => list.at(i));
-  // Another browser may have filled the queue since. A list that is here as a whole tells.
+  // Another browser may have filled the queue since; a completely loaded list shows that.
   return rows.length === 0 || rows.includes(undefined) || rows.some((row) => row?.path === track);
 }
 
@@ -60,7 +60,7 @@ export const playingFrom = computed(() =>
   playedFrom.value && isPlayingFrom(playedFrom.value) ? playedFrom.value : "",
 );
 
-/** Grows when the lists belong to somebody else. */
+/** Increases when another user logs in or out. */
 export const listener = signal(0);
 
 export const lists = new Lists<Row>((path) => async (from, to, abort) => {
@@ -92,7 +92,7 @@ export function follow(onLost: () => void): () => void {
       values.value = { ...values.value, [path]: value };
       const now = loginState.value;
       if (now === lastLogin) return;
-      // Another listener has other favourites. What the page has asked for at its start is this one's.
+      // Another user has other favourites. Requests from the start of the page are already this user's.
       if (lastLogin !== "unknown" && (now === "loggedIn" || now === "loggedOut")) {
         lists.forget();
         listener.value++;
@@ -180,7 +180,7 @@ export function albumUrl(track: Row): string | undefined {
   return path ? browseUrl(path, name) : name ? searchUrl(name) : undefined;
 }
 
-/** Asks what a path is called and looks like, and remembers it; gives an empty text where nobody says it. */
+/** Gets and remembers the title and cover of a path; returns an empty text if unknown. */
 export async function learn(path: string): Promise<string> {
   const data = await client.data(path, ["title", "icon", "containerType", "containerPlayable"]);
   const row = { ...data, type: "container", path } as Row;

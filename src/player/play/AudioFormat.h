@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// What a stream is made of, as the decoder found it.
+/// The format of a stream, as reported by the decoder.
 struct AudioFormat
 {
     QString codec; ///< "FLAC", "MP3"
@@ -10,7 +10,8 @@ struct AudioFormat
     int rateHz = 0;
     int bitRate = 0; ///< bit/s; 0 when the stream does not tell
 
-    /// Whether the codec's own measure is known: bits and rate without loss, else the bit rate.
+    /// Whether the important figures are known: bits and sampling rate of a lossless codec, the bit rate of
+    /// any other.
     bool isComplete() const { return isLossless() ? bits > 0 && rateHz > 0 : bitRate > 0; }
     bool isLossless() const;
     /// For a person: "FLAC 24 bit / 96 kHz", "MP3 320 kbit/s". Empty when nothing is known.

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// A bin out of a launch line, with its free end as its sink pad.
+/// Creates a bin from a launch line, with a sink pad for its open end.
 GstElement* makeBin(const QString& line, QString* error)
 {
     GError* problem = nullptr;
@@ -37,7 +37,7 @@ bool findDevice()
     return opened;
 }
 
-/// Whatever comes after the first sound is brought into its form, in the same pipeline too.
+/// Later sound is converted to the format of the first, also within one pipeline.
 void keepForm(GstElement* sink, GstCaps* caps)
 {
     GstObject* bin = gst_element_get_parent(sink);

@@ -18,9 +18,9 @@ public:
     /// A new sink for one stream, at the pace of the clock. Owned by the pipeline that takes it. Null when a
     /// GStreamer element is missing; `error` then names it.
     virtual GstElement* makeSink(QString* error) = 0;
-    /// What the listener should know about where the sound goes; empty when there is nothing to say.
+    /// A notice for the listener about the output; usually empty.
     virtual QString notice() const { return QString(); }
-    /// Why sound was lost; empty when none was.
+    /// Why sound was lost; empty if none was lost.
     virtual QString failure() const { return QString(); }
 };
 
@@ -36,7 +36,7 @@ private:
     bool m_hasDevice;
 };
 
-/// A WAV file, which takes one stream after the other: the first one's form is that of all.
+/// A WAV file that contains one stream after the other, in the format of the first.
 class WavOutput : public AudioOutput
 {
 public:
@@ -50,7 +50,7 @@ public:
 
     /// For the sink: takes a buffer of raw sound. The streaming thread.
     void take(const PcmFormat& format, const char* data, qint64 bytes);
-    /// The form that all sound has; not set before the first. Any thread.
+    /// The format of the file; not set before the first sound. Any thread.
     PcmFormat format() const { return m_writer->format(); }
 
 private:

@@ -3,8 +3,8 @@
 namespace {
 
 constexpr int checkMs = 20;
-// Who counts the listening time drops what is less than a second, and starts to count a little after the
-// sound, after a seam more than that: a stop on the very tick would be told as a second less.
+// The service's clock drops fractions of a second and starts a little after the sound, later still after a
+// change of tracks. A stop exactly at the limit would be reported as one second less.
 constexpr int marginMs = 150;
 
 } // namespace

@@ -4,7 +4,7 @@
 #include <QObject>
 #include <QTimer>
 
-/// Ends the playing when so much was heard. One thread, with an event loop.
+/// Ends playback after a number of seconds of sound. One thread, with an event loop.
 class ListeningLimit : public QObject
 {
     Q_OBJECT
@@ -12,11 +12,11 @@ class ListeningLimit : public QObject
 public:
     explicit ListeningLimit(QObject* parent = nullptr);
 
-    /// From now on so much may be heard; 0 is no limit.
+    /// Starts a new count; 0 means no limit.
     void set(int seconds);
-    /// Sound comes out from now on.
+    /// Sound is audible from now on.
     void begin();
-    /// It does no longer.
+    /// Sound is no longer audible.
     void end();
 
 Q_SIGNALS:

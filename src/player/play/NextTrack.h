@@ -13,17 +13,17 @@ public:
     {
     }
 
-    /// The entry that was asked for, whatever has become of it; 0 when none was.
+    /// The entry of the last resolve(), whatever its outcome; 0 if there was none.
     int entry() const;
-    /// Whether the answer about this entry is still to come.
+    /// Whether this entry is being resolved.
     bool isOnTheWay(int entry) const { return m_resolver.entry() == entry && entry != 0; }
     /// The resolved track; empty when there is none.
     ResolvedTrack track() const;
 
-    /// Asks for an entry; the callback is as TrackResolver::resolve() has it. A failure is remembered, and
-    /// the entry is not asked for ahead of its turn again.
+    /// Resolves an entry; see TrackResolver::resolve() for the callback. After a failure, the entry is not
+    /// resolved in advance again.
     void resolve(const QueueEntry& entry, const TrackResolver::Callback& callback);
-    /// The stream cannot be played. It is tried once more when its turn has come.
+    /// The stream cannot be played. It is retried when its turn comes.
     void fail();
     void forget();
 

@@ -2,7 +2,7 @@
 
 #include <QElapsedTimer>
 
-/// The clock that playback goes by: it runs evenly, whatever happens to the time of day. One thread.
+/// The monotonic clock of playback. One thread.
 class PlayClock
 {
 public:

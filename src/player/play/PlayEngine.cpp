@@ -8,9 +8,9 @@
 
 namespace {
 
-// Up to here into a track "previous" means the one before it.
+// Until this position, previous() plays the track before; later it restarts the current track.
 constexpr int justBegunMs = 3000;
-// How often the clock is looked at, and while a sleep timer fades.
+// How often the clock is checked, normally and during the fade of a sleep timer.
 constexpr int wakeMs = 500;
 constexpr int fadeStepMs = 100;
 
@@ -19,7 +19,7 @@ PelkMetaData metaDataOf(const PelkRoles& row)
     return row.mediaData().metaData();
 }
 
-/// What a row does not say is allowed.
+/// A permission that the row does not mention is granted.
 bool allows(const PelkMetaData& metaData, const QString& key, bool value)
 {
     return !metaData.contains(key) || value;
@@ -97,7 +97,7 @@ void PlayEngine::wake()
         m_wake.start(wakeMs);
 }
 
-/// Nothing becomes louder before what plays has become silent: play() and start() end the fade.
+/// The fade does not end before the sound does: play() and start() end it.
 void PlayEngine::applyFade()
 {
     if (m_sleep.kind() == SleepTimer::Kind::Off)
@@ -177,7 +177,7 @@ PlayerStatus PlayEngine::status() const
         return status;
     const PelkRoles& row = track->resolved.row;
     status.row = row;
-    // A stall is reported as a pause, but it is none that the listener made.
+    // A stall is reported as a pause, but the listener has not paused.
     status.stalled = PlayState::isStalled(m_state);
     status.state = status.stalled ? PelkPlayLogicState::Playing : m_reporter.data().state();
     status.positionMs = positionMs();
@@ -247,7 +247,7 @@ void PlayEngine::stop()
 CMVoidReply PlayEngine::stop(PelkPlayLogicStopReason::Enum /*reason*/)
 {
     CMReply<QVariant> reply = CMReply<QVariant>::create();
-    // Queued even on this thread: the caller may be in the middle of something that a report would need.
+    // Queued even on this thread, because the caller may be in the middle of an operation.
     QMetaObject::invokeMethod(
         this,
         [this, reply] {
@@ -360,7 +360,7 @@ bool PlayEngine::undo()
     const PlayState::Place lost = m_lost;
     if (m_queue.undoCount() == 0)
         return false;
-    // The current track would give way to the entry of that time as soon as the queue has changed.
+    // Blocked, because the queue's change would replace the current track first.
     const QSignalBlocker blocker(&m_queue);
     m_queue.undo();
     const int current = m_queue.current();

@@ -15,10 +15,9 @@
 
 class AudioOutput;
 
-/// The player: takes the entries of its queue in their order, asks where each one's stream is, plays it, and
-/// reports the play state. PlayState.h has its states. Lives on the main thread; data() and stop(reason) may
-/// be called from any. No operation blocks; signals come from the event loop or from within the operation
-/// that caused them.
+/// The player: resolves and plays the entries of its queue in order, and reports the play state. PlayState.h
+/// lists its states. Main thread; data() and stop(reason) may be called on any thread. No operation blocks.
+/// Signals are emitted from the event loop or from the operation that causes them.
 class PlayEngine : public PlayLogicInterface
 {
     Q_OBJECT
@@ -26,7 +25,7 @@ class PlayEngine : public PlayLogicInterface
 public:
     /// The output is not owned.
     explicit PlayEngine(AudioOutput* output, const PlayProfile& profile = {});
-    /// With a stream player and a clock of the caller's.
+    /// With the caller's stream player and clock.
     PlayEngine(std::unique_ptr<AbstractStreamPlayer> stream, std::unique_ptr<PlayClock> clock,
                const PlayProfile& profile);
     ~PlayEngine() override;
@@ -34,87 +33,88 @@ public:
     PlayQueue& queue() { return m_queue; }
     PlayerStatus status() const;
 
-    /// Continues after a pause; else begins with the current entry, or with the first one.
+    /// Resumes after a pause; otherwise starts the current entry, or the first one.
     void play();
     void pause();
     /// Ends the current track; its entry stays the current one.
     void stop();
-    /// Ends the current track and goes on to the next, or stops at the end of the queue.
+    /// Ends the current track and plays the next, or stops at the end of the queue.
     void next();
-    /// To the start of the current track; to the one before it when it has only just begun, or cannot seek.
+    /// Restarts the current track; plays the one before it if the current track has just begun or cannot
+    /// seek.
     void previous();
     /// Plays this entry from its start. False when it is not in the queue.
     bool jump(int entryId);
-    /// Somebody has asked for what is to play, and its rows are on their way: a pause or a stop from now on
-    /// is meant for that, too.
+    /// The listener has started a list whose rows are still being loaded. A later pause or stop applies to
+    /// that list too.
     void expectStart() { m_arrival = Arrival::Play; }
     enum class StartOrder
     {
         Own,     ///< not shuffled
         Shuffled ///< shuffled, from a random entry on
     };
-    /// The queue holds it: as jump(), in this order, unless the listener has paused or stopped since
+    /// Plays an entry of that list, in this order, unless the listener has paused or stopped since
     /// expectStart().
     bool startExpected(int entryId, StartOrder order = StartOrder::Own);
-    /// To this place in the current track. Without effect where the track cannot do that.
+    /// Seeks to this position in the current track. No-op if the track cannot seek.
     void seek(qint64 positionMs);
-    /// As seek(), from where the track is, or where a seek under way leads.
+    /// Seeks relative to the current position, or to the target of an unfinished seek.
     void seekBy(qint64 deltaMs) { seek(status().positionMs + deltaMs); }
-    /// 0 to 100, and not above the limit; what is outside becomes the nearest.
+    /// 0 to the volume limit; other values are clamped.
     void setVolume(int percent);
     /// The loudest that setVolume() reaches, 0 to 100. A volume above it is lowered.
     void setVolumeLimit(int percent);
     void setMuted(bool muted);
     void setRepeat(RepeatMode repeat);
     void setShuffled(bool shuffled) { m_queue.setShuffled(shuffled); }
-    /// As PlayQueue::undo(). Where the current track is not among what comes back, the one of that time goes
-    /// on from where it was, if something plays now; else it is paused there.
+    /// See PlayQueue::undo(). If the current track is not restored, the earlier one continues at its
+    /// position, or is paused there if nothing is playing.
     bool undo();
-    /// Stops, as a listener would, when so much was heard from now on; 0 plays to the end.
+    /// Stops like a listener after this much playback, counted from now; 0 plays to the end.
     void stopAfter(int seconds) { m_limit.set(seconds); }
 
-    /// Pauses after so many minutes; false, and nothing changes, unless they are 1 to
-    /// SleepTimer::mostMinutes. The end of the playing ends every sleep timer.
+    /// Pauses after 1 to SleepTimer::mostMinutes minutes; otherwise returns false and does nothing. The end
+    /// of playback cancels every sleep timer.
     bool sleepAfterMinutes(int minutes);
-    /// Stops at the end of the current track, or of the queue even if that repeats.
+    /// Stops at the end of the current track, or of the queue, even if the queue repeats.
     void sleepAtEndOfTrack();
     void sleepAtEndOfQueue();
     void cancelSleep();
 
-    /// What is to be kept over a restart.
+    /// The state that survives a restart.
     SavedPlayer saved() const;
-    /// Puts that back: paused at its place, never louder than it was. Values out of range become the nearest.
-    /// What plays is stopped.
+    /// Restores that state, paused at its position and never louder than it was. Stops the current track.
+    /// Values out of range are clamped.
     void restore(const SavedPlayer& saved);
 
     PelkPlayLogicData data() const override { return m_reporter.data(); }
     CMVoidReply stop(PelkPlayLogicStopReason::Enum reason) override;
 
-    /// Does what is due by the clock. The engine's own timer calls this.
+    /// Runs everything that is due by the clock. Called by the engine's own timer.
     void wake();
 
 Q_SIGNALS:
-    /// Anything in status() but the position changed, or the position by a seek.
+    /// status() changed, except for the position while playing.
     void statusChanged();
-    /// A seek has arrived here.
+    /// A seek to this position is complete.
     void seeked(qint64 positionMs);
-    /// Something that the listener should read.
+    /// A notice for the listener.
     void noticed(const TrString& title, const TrString& message);
-    /// The current track is heard, for the first time.
+    /// The current track is heard for the first time.
     void trackStarted(const PelkRoles& row);
     /// The current track is over, whether it was heard to its end or not.
     void trackEnded(const PelkRoles& row);
     /// The current track is silent until more of its stream has come, or is heard again.
     void trackStalled(const PelkRoles& row);
     void trackResumed(const PelkRoles& row);
-    /// The current track, which was heard, broke off; the sentence says why. It has ended; otherwise as
-    /// trackFailed.
+    /// The current track broke off after it was heard, and has ended; the sentence says why.
     void trackBrokeOff(const PelkRoles& row, const TrString& sentence);
-    /// The output is gone, and playing goes on once it is back; the sentence says what happened.
+    /// The output was lost; playback resumes when it is back. The sentence says what happened.
     void outputGone(const TrString& sentence);
-    /// A track could not be played; the sentence says why. The queue goes on, unless three failed in a row.
+    /// A track could not be played; the sentence says why. The next one is played, unless three failed in a
+    /// row.
     void trackFailed(const PelkRoles& row, const TrString& sentence);
-    /// Playing has ended, and every change of state was reported and dealt with.
+    /// Playback has ended, and all reports of the play state have finished.
     void finished();
 
 private:

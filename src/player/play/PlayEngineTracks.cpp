@@ -4,12 +4,12 @@
 #include "player/content/ReplyLimit.h"
 #include "player/play/PlayEngine.h"
 
-// How the engine goes from track to track: what follows from its state, its stream and its queue.
+// How the engine moves from track to track, driven by its state, its stream and its queue.
 
 namespace {
 
 constexpr int mostFailuresInARow = 3;
-// So long before the end of a track the next one is asked for.
+// How long before the end of a track the next one is resolved.
 constexpr int aheadMs = 20000;
 constexpr int outputRetryMs = 1000;
 
@@ -49,7 +49,7 @@ void PlayEngine::start(int entry, qint64 startMs, bool paused)
     Q_EMIT statusChanged();
 }
 
-/// Whether a track that was resolved ahead of its turn is as good as one that is resolved now.
+/// Whether a track that was resolved in advance is still valid.
 bool PlayEngine::isFresh(const ResolvedTrack& track) const
 {
     return !track.isTooOld(m_clock->nowMs()) && track.askedQuality == m_profile.quality();
@@ -76,8 +76,8 @@ void PlayEngine::begin(const ResolvedTrack& track)
     m_reporter.begin(track.row);
 }
 
-/// Goes on with the current track from here, with a new stream and output; the address is asked for again
-/// when it may hold no longer.
+/// Continues the current track from this position with a new stream and output. An expired address is
+/// resolved again.
 void PlayEngine::reopen(qint64 positionMs)
 {
     move(PlayState::Reopen{positionMs});
@@ -119,7 +119,7 @@ int PlayEngine::following() const
     return entry == m_queue.first() ? 0 : entry; // not round and round
 }
 
-/// Sees to it that the stream player has got what follows the current track, once it is time for that.
+/// Gives the stream player the next track when it is time.
 void PlayEngine::prepareNext()
 {
     if (!PlayState::trackOf(m_state) || PlayState::heldAtMs(m_state))
@@ -151,7 +151,7 @@ void PlayEngine::onWentOver()
     m_failuresInARow = 0;
     const ResolvedTrack next = m_next.track();
     if (next.isEmpty() || next.entry != following()) {
-        // The queue was changed when its sound was on the way already.
+        // The queue changed when the sound of the next track was already on its way.
         onEnded();
         return;
     }
@@ -200,7 +200,7 @@ void PlayEngine::onPaused()
 
 void PlayEngine::fallSilent(bool stalled)
 {
-    // In a stall too: whoever counts the time of listening is not to count the silence.
+    // In a stall too: silence does not count as listening.
     m_reporter.change(PelkPlayLogicState::Paused);
     m_limit.end();
     move(PlayState::Silent{stalled, m_clock->nowMs()});
@@ -251,7 +251,7 @@ void PlayEngine::onStreamFailed(const TrString& sentence)
 void PlayEngine::onOutputFailed(const TrString& sentence)
 {
     if (!m_outputWorked) {
-        // Nor would the next track find an output.
+        // The next track would not find an output either.
         const PelkRoles row = PlayState::trackOf(m_state)->resolved.row;
         m_failuresInARow = mostFailuresInARow - 1;
         fail(row, sentence, PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
@@ -263,7 +263,7 @@ void PlayEngine::onOutputFailed(const TrString& sentence)
     onPaused();
     m_next.forget();
     m_stream->stop();
-    // It may have been a hiccup; after that it is asked for now and then.
+    // Try again at once; if that fails, retry at intervals.
     move(PlayState::OutputLost{at, m_clock->nowMs() + (isNew ? 0 : outputRetryMs)});
     if (isNew) {
         Q_EMIT outputGone(sentence);
@@ -333,7 +333,7 @@ void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QStr
 
 void PlayEngine::goOnAfterFailure()
 {
-    // Not the same one again, which would only fail again.
+    // Not the same track, which would fail again.
     if (++m_failuresInARow < mostFailuresInARow)
         goOn(m_queue.next(false));
     else

@@ -4,12 +4,12 @@
 
 #include <functional>
 
-/// What playback has to know of a service. Without a profile there is one quality, and no stream is lower.
+/// What playback must know about a service. By default there is one quality, and no stream has a lower one.
 struct PlayProfile
 {
-    /// The quality that streams are asked for in. A prepared stream of another quality is asked for again.
+    /// The quality to request. A prepared stream of another quality is resolved again.
     std::function<QString()> quality = [] { return QString(); };
-    /// Whether the stream of this resolved row is of a lower quality than that.
+    /// Whether the stream of this resolved row has a lower quality than requested.
     std::function<bool(const QString& quality, const PelkRoles& row)> isLower =
         [](const QString&, const PelkRoles&) { return false; };
 };

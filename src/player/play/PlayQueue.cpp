@@ -71,7 +71,8 @@ QVector<int> PlayQueue::addAfter(int id, const QVector<PelkRoles>& rows, const C
     return ids;
 }
 
-/// Adds rows right after an entry; where that is not there, at the end, or spread while shuffled.
+/// Adds rows after an entry. If the entry is missing, adds them at the end or, while shuffled, at random
+/// places.
 QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows, const CMPath& source)
 {
     const int count = qMin(rows.size(), mostEntries - m_entries.size());
@@ -101,7 +102,7 @@ QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows, const 
     return ids;
 }
 
-/// Spreads entries at random over what is still to come; what was wanted next before stays that.
+/// Inserts entries at random places after the current entry and after the entries added with "Play next".
 void PlayQueue::spread(const QVector<QueueEntry>& fresh)
 {
     int from = indexOf(m_current) + 1;

@@ -24,21 +24,21 @@ enum class RepeatMode
     All  ///< from the start again
 };
 
-/// What is to be played, in the order in which it is heard, shuffled or not; and which entry is the current
-/// one. Holds rows and asks nobody for anything. Main thread.
+/// The entries to play, in the order in which they are heard, and the current entry. It only stores rows and
+/// sends no requests. Main thread.
 class PlayQueue : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The most entries; what is over is left out.
+    /// Maximum number of entries; further rows are dropped.
     static constexpr int mostEntries = 20000;
 
     explicit PlayQueue(QObject* parent = nullptr);
 
     /// In the order in which they are heard.
     const QVector<QueueEntry>& entries() const { return m_entries; }
-    /// Grows with every change.
+    /// Increases with every change.
     quint64 revision() const { return m_revision; }
     /// The place of an entry in entries(); -1 when it is not there.
     int indexOf(int id) const;
@@ -51,12 +51,11 @@ public:
         Next,    ///< after the current one
         End      ///< while shuffled: spread over what is still to come
     };
-    /// Adds rows in their order, and gives their ids: fewer than rows when the queue is full.
+    /// Adds rows in their order and returns their ids: fewer than rows if the queue is full.
     QVector<int> add(const QVector<PelkRoles>& rows, Where where, const CMPath& source = {});
-    /// For a filling: as add() with Where::Replace, in its turn.
+    /// For a loader: like add() with Where::Replace, in the loader's turn.
     QVector<int> replace(const QVector<PelkRoles>& rows, int turn, const CMPath& source = {});
-    /// For a filling: adds rows after the ones that it has added, of which `id` is the last; at the end when
-    /// that has gone meanwhile.
+    /// For a loader: adds rows after its last entry `id`, or at the end if that entry was removed.
     QVector<int> addAfter(int id, const QVector<PelkRoles>& rows, const CMPath& source = {});
     /// False, and nothing changes, when none of them is there.
     bool remove(const QVector<int>& ids);
@@ -65,7 +64,7 @@ public:
     bool move(const QVector<int>& ids, int beforeId);
     void clear();
 
-    /// The fillings that add to this queue in pieces.
+    /// The order of the loaders that fill this queue.
     QueueTurns& turns() { return m_turns; }
 
     /// The current entry; 0 is none. When it is removed, the one that followed it takes its place.
@@ -73,43 +72,42 @@ public:
     void setCurrent(int id) { m_current = id; }
     RepeatMode repeat() const { return m_repeat; }
     void setRepeat(RepeatMode repeat) { m_repeat = repeat; }
-    /// What follows the current entry; 0 at the end. `byItself`: since the current one is over, which is when
+    /// The entry after the current one; 0 at the end. `byItself`: the current entry has ended, so
     /// RepeatMode::One repeats it.
     int next(bool byItself) const;
-    /// What came before the current entry; 0 at the start.
+    /// The entry before the current one; 0 at the start.
     int previous() const { return around(-1); }
     int first() const { return m_entries.value(0).id; }
 
     bool isShuffled() const { return m_shuffled; }
-    /// Puts the entries into a random order, the current one first, or back into the order in which they
-    /// would have been without that.
+    /// Shuffles the entries, the current one first, or restores their original order.
     void setShuffled(bool shuffled);
-    /// Shuffles the same way each time from now on.
+    /// Makes shuffling repeatable.
     void seedShuffling(quint32 seed) { m_random.seed(seed); }
-    /// The ids in the order that they have without shuffling.
+    /// The ids in their original order, without shuffling.
     QVector<int> unshuffled() const;
 
     /// How many entries undo() would bring back; 0 when there is nothing to undo. A clear(), a remove() or a
     /// replacement can be undone until something else changes the queue. The rest of a replacement, which
     /// comes in pieces, is a part of it.
     int undoCount() const { return m_undo ? m_undo->lost : 0; }
-    /// Brings back what went. The current entry stays if it is there; else it is the one of that time. False
-    /// when there is nothing to undo.
+    /// Restores the removed entries. The current entry stays current if it is restored; otherwise the earlier
+    /// one becomes current. False if there is nothing to undo.
     bool undo();
 
-    /// Puts rows back as they were saved, the one at index `current` as the current one. `unshuffled` holds
-    /// the place of each without shuffling; when it is no such order, the queue is not shuffled. `sources`
-    /// may be shorter than `rows`.
+    /// Restores saved rows; the row at index `current` becomes the current entry. `unshuffled` contains the
+    /// place of each row without shuffling; if it is invalid, the queue is not shuffled. `sources` may be
+    /// shorter than `rows`.
     void restore(const QVector<PelkRoles>& rows, int current, const QVector<int>& unshuffled,
                  const QVector<CMPath>& sources = {});
 
-    /// Whether a row can be played: it says where its stream is asked for.
+    /// Whether a row can be played: it has a pre-play path.
     static bool isPlayable(const PelkRoles& row);
 
 Q_SIGNALS:
-    /// Entries are about to go in a way that can be undone.
+    /// Entries are about to be removed, and this can be undone.
     void losing();
-    /// Entries came, went or moved; also when nobody is adding any longer.
+    /// Entries were added, removed or moved, or the last loader has finished.
     void changed();
 
 private:

@@ -5,7 +5,7 @@
 #include <optional>
 #include <variant>
 
-/// What the engine is doing, as one value, and the one function that changes it.
+/// The engine's state as one value, and the only function that changes it.
 ///
 ///     state          | event and what it leads to
 ///     ---------------+--------------------------------------------------------------------------------------
@@ -24,7 +24,7 @@
 /// Every other event leaves a state as it is.
 namespace PlayState {
 
-/// The current track, and what the listener wants of it: the stream player gets there a little later.
+/// The current track, and whether the listener wants it paused; the stream player follows a little later.
 struct Track
 {
     ResolvedTrack resolved;
@@ -39,7 +39,7 @@ struct Place
     qint64 durationMs = 0;
 };
 
-/// Nothing plays. With a place, the current entry goes on from there, as after a pause.
+/// Nothing plays. With a place, play() continues the current entry there, as after a pause.
 struct Idle
 {
     std::optional<Place> place;
@@ -65,13 +65,13 @@ struct Paused
     Track track;
     qint64 sinceMs = 0; // by the clock
 };
-/// Silent until more of the stream has come.
+/// Silent until more of the stream is received.
 struct Stalled
 {
     Track track;
     qint64 sinceMs = 0;
 };
-/// The track goes on from a place with a new stream and output, until that is heard.
+/// A new stream and output are being opened to continue the track at a position.
 struct Reopening
 {
     Track track;
@@ -79,14 +79,14 @@ struct Reopening
     bool stalled = false;
     bool outputGone = false;
 };
-/// The output is gone, and asked for again.
+/// The output was lost and is retried.
 struct AwaitingOutput
 {
     Track track;
     qint64 positionMs = 0;
     qint64 retryAtMs = 0; // by the clock
 };
-/// The queue has come to its end, and somebody is still adding to it.
+/// The queue has ended, but a loader is still adding to it.
 struct AwaitingQueue
 {
     bool wantsPause = false;
@@ -154,11 +154,11 @@ const Track* trackOf(const State& state);
 /// The entry that is played or resolved; 0 where there is none.
 int entryOf(const State& state);
 bool wantsPause(const State& state);
-/// Whether the silence is for want of more of the stream.
+/// Whether the track is silent because it is buffering.
 bool isStalled(const State& state);
-/// Where the track goes on; empty where it has a stream and an output that are heard.
+/// The position at which the track continues; empty while a stream and an output are active.
 std::optional<qint64> heldAtMs(const State& state);
-/// Since when there has been silence, by the clock; empty where there is none that a stream could outlive.
+/// When the silence of a paused or stalled track began, by the clock; otherwise empty.
 std::optional<qint64> silentSinceMs(const State& state);
 
 } // namespace PlayState

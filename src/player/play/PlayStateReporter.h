@@ -6,32 +6,30 @@
 
 #include <QMutex>
 
-/// Tells each change of a track's play state, once and in order, to the path that its row carries, and keeps
-/// the player's current data. Changes are made on one thread; data() may be called from any.
+/// Reports each change of a track's play state, once and in order, to the path in the track's row, and keeps
+/// the player's current data. One thread; data() may be called on any thread.
 class PlayStateReporter
 {
 public:
-    /// It is asked where a track's stream is, so that nobody can be told yet: data() is about this row, as
-    /// opening, until begin() or end().
+    /// The stream address of this row is being resolved. Nothing is reported yet; data() contains the row as
+    /// opening until begin() or end().
     void expect(const PelkRoles& row);
-    /// A track begins; its row carries the path that its changes are told to. Told as opening.
+    /// A track begins; its row contains the path for its reports. Reported as opening.
     void begin(const PelkRoles& row);
-    /// The current track plays or is paused. Nothing is told when it did so already.
+    /// The current track plays or is paused. An unchanged state is not reported.
     void change(PelkPlayLogicState::Enum state);
-    /// The current track has got another stream: what is told from now on goes where this row says. Nothing
-    /// is told.
+    /// The current track has a new stream: later reports go to the path in this row. Reports nothing itself.
     void replace(const PelkRoles& row);
-    /// The current track, which was heard, stops because its stream broke. Told twice: with the error, which
-    /// says what happened, and then without, which is the end of what was listened to. The error stays in
-    /// data().
+    /// The stream of the current track broke after it was heard. Reported twice: as stopped with the error,
+    /// then as stopped without an error, which ends the listening time. The error stays in data().
     void breakOff(const QString& error);
-    /// The current track stops, with an empty error at its natural end and else an error's name. Nothing is
-    /// told when no track is current; one that was only expected is in data() as stopped.
+    /// The current track stops; the error is empty at its natural end, otherwise an error's name. Without a
+    /// current track nothing is reported; a track that was only expected becomes stopped in data().
     void end(const QString& error);
 
     PelkPlayLogicData data() const;
-    /// The reply to the last change that was told; null before the first. It finishes once the change was
-    /// dealt with.
+    /// The reply to the last report; null before the first. It finishes when the module has processed the
+    /// report.
     CMVoidReply lastReply() const { return m_lastReply; }
 
 private:

@@ -6,7 +6,7 @@
 #include "player/play/PlayQueue.h"
 #include "player/play/SleepTimer.h"
 
-/// A copy of what the player is doing, for who shows it.
+/// A snapshot of the player for front ends.
 struct PlayerStatus
 {
     PelkPlayLogicState::Enum state = PelkPlayLogicState::Stopped;

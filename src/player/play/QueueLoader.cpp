@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The container that was asked for, and those in it.
+/// The requested container and the containers in it.
 constexpr int mostLevels = 2;
 
 /// So many rows are looked at, whatever the containers say of their sizes: enough to fill the queue twice.
@@ -40,7 +40,7 @@ void QueueLoader::start()
 {
     m_loading = true;
     m_turn = m_queue->turns().begin(m_where == PlayQueue::Where::Replace);
-    // Queued: whoever settles it may be in the middle of its own page.
+    // Queued, because the loader that settles it may be in the middle of its own page.
     connect(
         &m_queue->turns(), &QueueTurns::settled, this,
         [this] {
@@ -115,7 +115,7 @@ void QueueLoader::goOn()
     finish(TrString());
 }
 
-/// Adds the tracks up to the next container that stands for its own. False when the queue is full.
+/// Adds the tracks up to the next container that has to be expanded. False if the queue is full.
 bool QueueLoader::addWaiting()
 {
     Level& level = m_levels.last();

@@ -3,18 +3,18 @@
 #include "api/types/cmpath.h"
 #include "player/play/PlayQueue.h"
 
-/// Asks the content model for the rows of a container, page after page, and puts those that can be played
-/// into a queue as they come. A container among the rows that plays as a whole stands for its tracks, such as
-/// each album of an artist. Main thread; nothing blocks. What was wanted first comes first: it waits while an
-/// earlier one is still to replace the queue, and ends by itself when the queue is cleared or replaced by
-/// what was wanted later. Delete it to end it early.
+/// Loads the rows of a container page by page and adds the playable ones to a queue. A playable container
+/// among the rows, such as an album of an artist, is replaced by its tracks. Main thread; nothing blocks.
+/// Loaders add their rows in the order in which they were created: one waits while an earlier one has yet to
+/// replace the queue, and finishes when the queue is cleared or replaced by a later one. Delete it to cancel
+/// it.
 class QueueLoader : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The queue is not owned and has to outlive the loader. Rows `from` to `to`, both included; a negative
-    /// `to` is the end of the container.
+    /// The queue is not owned and must outlive the loader. Rows `from` to `to`, inclusive; a negative `to`
+    /// means the end of the container.
     QueueLoader(PlayQueue* queue, const CMPath& container, PlayQueue::Where where, int from = 0, int to = -1,
                 QObject* parent = nullptr);
     ~QueueLoader() override;
@@ -24,19 +24,17 @@ public:
     void start();
     /// How many entries were added.
     int added() const { return m_added; }
-    /// Whether it ended since the queue was cleared or replaced meanwhile.
+    /// Whether it finished early because the queue was cleared or replaced.
     bool wasOvertaken() const { return m_queue->turns().isOvertaken(m_turn); }
 
 Q_SIGNALS:
-    /// Rows have come: the track `ids[i]` came out of row `rows[i]` of the container. The queue has them
-    /// already.
+    /// Tracks were added to the queue: `ids[i]` is from row `rows[i]` of the container.
     void pageAdded(const QVector<int>& ids, const QVector<int>& rows);
-    /// Once, at the end. The sentence says why rows could not be had, or why some are missing; it is empty
-    /// when all went well.
+    /// Emitted once, at the end. The sentence says why all or some rows are missing; it is empty on success.
     void finished(const TrString& sentence);
 
 private:
-    /// A container that is being asked for, below the one whose row led to it.
+    /// A container that is being loaded, nested in the one that contains its row.
     struct Level
     {
         CMPath path;

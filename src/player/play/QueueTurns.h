@@ -3,9 +3,8 @@
 #include <QMap>
 #include <QObject>
 
-/// Who is filling a queue in pieces, and in which order the fillings were wanted: rows that come early do not
-/// overtake those that were wanted before. Each filling has a turn; a later one has a greater number. Main
-/// thread.
+/// The loaders that fill a queue page by page, in the order in which they were started, so that early pages
+/// of one do not overtake another. Each has a turn; later turns have greater numbers. Main thread.
 class QueueTurns : public QObject
 {
     Q_OBJECT
@@ -13,23 +12,23 @@ class QueueTurns : public QObject
 public:
     using QObject::QObject;
 
-    /// Begins a filling, with `replaces` one that first empties the queue; returns its turn.
+    /// Registers a loader and returns its turn. With `replaces`, the loader first empties the queue.
     int begin(bool replaces);
     void end(int turn);
-    /// Whether more entries may come: the end of the queue is not the end of the music yet.
+    /// Whether a loader may still add entries.
     bool isGrowing() const { return !m_open.isEmpty(); }
-    /// Whether what was wanted later has emptied the queue: no more entries are wanted of this turn.
+    /// Whether a later turn or a listener has emptied the queue, so that this turn must add no more.
     bool isOvertaken(int turn) const { return m_emptiedTurn > turn; }
-    /// Whether what was wanted earlier is still to empty the queue: entries added now would go, too.
+    /// Whether an earlier turn has yet to empty the queue: entries added now would be removed.
     bool isToBeReplaced(int turn) const;
 
-    /// The queue was emptied: by a filling in its turn, or (0) by a listener, who wants it now.
+    /// The queue was emptied by this turn, or (0) by the listener.
     void emptied(int turn = 0);
 
 Q_SIGNALS:
-    /// What isToBeReplaced() waits for has happened, or will not.
+    /// isToBeReplaced() may have changed.
     void settled();
-    /// The last filling has ended.
+    /// The last loader has finished.
     void allEnded();
 
 private:

@@ -2,12 +2,12 @@
 
 #include "player/play/PlayQueue.h"
 
-/// What a player keeps over a restart. A value: copies are cheap, and may be read on any thread.
+/// The state of a player that survives a restart. A value: copies are cheap and may be read on any thread.
 struct SavedPlayer
 {
     QVector<PelkRoles> rows; ///< of the queue, in the order in which they are heard
     QVector<CMPath> sources; ///< of each row: the container that it was taken from
-    /// While shuffled: the place that each row has without shuffling. Else empty.
+    /// While shuffled: the place of each row without shuffling. Otherwise empty.
     QVector<int> unshuffled;
     bool shuffled = false;
     int current = -1; ///< the current entry's index in `rows`; -1: none

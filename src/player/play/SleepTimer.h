@@ -5,8 +5,8 @@
 #include <optional>
 #include <variant>
 
-/// Ends the playing on its own: after some minutes, or at the end of the track or of the queue. The last ten
-/// seconds fade out. A value; whoever holds it looks at it now and then. Times are the play clock's.
+/// Ends playback after some minutes, or at the end of the track or of the queue, with a fade of ten seconds.
+/// A value that its owner polls. Times are the play clock's.
 class SleepTimer
 {
 public:
@@ -24,16 +24,16 @@ public:
     void off() { m_end = Off{}; }
     void atEndOfTrack() { m_end = EndOfTrack{}; }
     void atEndOfQueue() { m_end = EndOfQueue{}; }
-    /// False, and nothing changes, unless it is 1 to mostMinutes.
+    /// False, with no change, unless `minutes` is 1 to mostMinutes.
     bool afterMinutes(int minutes, qint64 nowMs);
 
     Kind kind() const { return Kind(m_end.index()); }
-    /// What is left of the minutes; 0 for every other kind.
+    /// The remaining time of a timer in minutes; 0 for other kinds.
     qint64 leftMs(qint64 nowMs) const;
     /// Whether the minutes are over.
     bool isDue(qint64 nowMs) const { return kind() == Kind::Time && leftMs(nowMs) == 0; }
-    /// How loud it is to be now, from 1 to 0. `trackLeftMs` is what is left of the current track, where that
-    /// is known; `isLast` whether it is the last one of the queue.
+    /// The factor for the volume, 1 to 0. `trackLeftMs`: the remaining time of the current track, if known;
+    /// `isLast`: it is the last of the queue.
     double gain(qint64 nowMs, std::optional<qint64> trackLeftMs, bool isLast) const;
 
 private:

@@ -14,11 +14,11 @@ namespace {
 constexpr int buffered = 100;
 // A seek that takes longer is a stall.
 constexpr int quickSeekMs = 500;
-// Sound that is over is told so late that who counts the time from the start, which was told late too, does
-// not come out short.
+// The end of the sound is reported with this delay, because its start is reported late too: otherwise the
+// listening time would be too short.
 constexpr int endMarginMs = 60;
 
-/// For who watches what the concat lets through; owned by the probe.
+/// State of the probe behind the concat, which owns it.
 struct Feed
 {
     bool streamBegan = false;
@@ -27,7 +27,7 @@ struct Feed
     std::function<void(qint64 baseNs)> tell;
 };
 
-/// The streaming thread. The first segment of each stream says when, in the pipeline's time, it is heard.
+/// Streaming thread. The first segment of each stream contains the running time at which it is heard.
 GstPadProbeReturn onFeed(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
 {
     Feed* feed = static_cast<Feed*>(data);
@@ -52,7 +52,7 @@ GstPadProbeReturn onFeed(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
     return GST_PAD_PROBE_OK;
 }
 
-/// The streaming thread: it is another stream's turn.
+/// Streaming thread. The concat has switched to another stream.
 void onTurn(GObject* /*concat*/, GParamSpec* /*property*/, gpointer tell)
 {
     (*static_cast<std::function<void()>*>(tell))();
@@ -63,7 +63,7 @@ TrString playerText(const char* source, const QList<TrArg>& arguments = {})
     return {TrCharData{"StreamPlayer", source}, arguments};
 }
 
-/// Where the server sent the stream's source instead of an answer; empty when it did not.
+/// The target of the redirect that the server sent; empty if it sent none.
 QString redirectOf(GstMessage* message)
 {
     const GstStructure* details = nullptr;
@@ -73,7 +73,7 @@ QString redirectOf(GstMessage* message)
 
 TrString sentenceOf(const GError* error)
 {
-    // GStreamer's texts may quote the address, and its query is a permission to fetch it.
+    // GStreamer's texts may quote the address, whose query permits anyone to fetch the stream.
     const QString text = maskSecrets(QString::fromUtf8(error->message));
     const bool unknown =
         error->domain == GST_STREAM_ERROR &&
@@ -161,7 +161,7 @@ bool StreamPlayer::makePipeline(QString* error)
     gst_bus_set_sync_handler(
         bus,
         [](GstBus* /*bus*/, GstMessage* message, gpointer player) {
-            // On a streaming thread. stop() waits for those to end, so the player is valid.
+            // Streaming thread. stop() waits until these threads end, so the player is still valid.
             auto* self = static_cast<StreamPlayer*>(player);
             // A handler that drops a message owns it.
             const std::shared_ptr<GstMessage> owned(message, gst_message_unref);
@@ -216,7 +216,7 @@ void StreamPlayer::setPaused(bool paused)
 {
     m_wantsPause = paused;
     applyTarget();
-    // Whose silence it is changes without a change of the pipeline's state.
+    // The reason for the silence changes without a change of the pipeline's state.
     post([this] { tellSilence(); });
 }
 
@@ -237,13 +237,13 @@ void StreamPlayer::stop()
         gst_object_unref(m_pipeline);
     }
     m_pipeline = m_concat = m_volume = m_sink = nullptr;
-    // Not before the pipeline has ended: what it still says is about the old stream.
+    // Only now: until the pipeline has stopped, its messages are about the old stream.
     ++m_generation;
 }
 
 bool StreamPlayer::seek(qint64 positionMs)
 {
-    // What is on the way to the output is the next stream's already, if that is feeding.
+    // If the next stream is feeding, the data on its way to the output is already the next stream's.
     if (!m_current || !m_current->isFeeding() ||
         !gst_element_seek_simple(m_pipeline, GST_FORMAT_TIME,
                                  GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
@@ -347,7 +347,7 @@ void StreamPlayer::onBus(GstMessage* message)
         }
         break;
     case GST_MESSAGE_TAG:
-        // The output tells those of the stream that it gets.
+        // The output sends the tags of the stream that it receives.
         if (StreamSource* source = senderOf(message))
             source->readTags(message);
         else if (m_current)
@@ -359,7 +359,7 @@ void StreamPlayer::onBus(GstMessage* message)
     }
 }
 
-/// Null for the output, and for a stream that is no longer there.
+/// Null for the output and for a stream that no longer exists.
 StreamSource* StreamPlayer::senderOf(GstMessage* message) const
 {
     for (StreamSource* source : {m_current.get(), m_seam.next()})
@@ -416,8 +416,8 @@ void StreamPlayer::onState(int state)
     }
 }
 
-/// Where the pipeline stands still, or is about to: because the listener wants it, or for want of more of the
-/// stream, which may then keep it from ever standing still.
+/// The pipeline is paused or is about to be, by the listener or because it is buffering. While it is
+/// buffering, the change may never complete.
 void StreamPlayer::tellSilence()
 {
     if (!m_pipeline)
@@ -458,7 +458,7 @@ void StreamPlayer::tellMove()
     Q_EMIT moved();
 }
 
-/// It is the next stream's turn, once what the current one has let through was heard.
+/// The concat has switched to the next stream, which is heard after the rest of the current one.
 void StreamPlayer::onTurn()
 {
     if (m_current)
@@ -466,7 +466,7 @@ void StreamPlayer::onTurn()
     checkChange();
 }
 
-/// The next stream has come.
+/// The next stream has sent its first segment.
 void StreamPlayer::onFeeding(qint64 changeAtNs)
 {
     if (m_current)
@@ -514,7 +514,7 @@ void StreamPlayer::goOver()
         applyTarget();
 }
 
-/// What was told of the stream before is so of the next one, too: the change may come in a pause.
+/// Repeats the last report for the next stream, because the change may happen during a pause.
 void StreamPlayer::tellAgain()
 {
     if (m_told == Paused)
@@ -548,11 +548,10 @@ void StreamPlayer::applyTarget()
 {
     if (!m_pipeline)
         return;
-    // What feeds the output has to have enough, not what is heard last of.
+    // The stream that feeds the output must have enough data, not the stream that is heard.
     const StreamSource* feeding = m_seam.isComing() ? m_seam.next() : m_current.get();
     m_buffering = feeding->bufferedPercent < buffered;
-    // Not while a change is under way: one that is overtaken between its parts is never completed. Its end
-    // leads here again.
+    // Not during a state change: a change that is overtaken never completes. Its end calls this again.
     GstState state = GST_STATE_NULL;
     if (gst_element_get_state(m_pipeline, &state, nullptr, 0) == GST_STATE_CHANGE_ASYNC)
         return;
@@ -564,7 +563,8 @@ void StreamPlayer::applyTarget()
     }
     const bool silent = m_wantsPause || m_buffering || m_startMs > 0 || state < GST_STATE_PAUSED;
     const GstState wanted = silent ? GST_STATE_PAUSED : GST_STATE_PLAYING;
-    // An output that has run dry stands still at once, but has stopped only when it has something again.
+    // After a buffer underrun the output is silent at once, but its state changes only when it has data
+    // again.
     if (state != wanted && gst_element_set_state(m_pipeline, wanted) == GST_STATE_CHANGE_ASYNC &&
         state == GST_STATE_PLAYING)
         post([this] { tellSilence(); });

@@ -14,7 +14,7 @@ class AudioOutput;
 using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
 using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
 
-/// The stream player that plays: each stream has a decoder of its own before GStreamer's `concat`.
+/// The real stream player: each stream has its own decoder before GStreamer's `concat`.
 class StreamPlayer : public AbstractStreamPlayer
 {
     Q_OBJECT
@@ -65,7 +65,8 @@ private:
     void tellAgain();
     void tellMove();
     void setSilent(Told told);
-    /// Runs something on this object's thread, unless the stream has changed until then. Any thread.
+    /// Queues a function to this object's thread; it is not called if play() or stop() was called in between.
+    /// Any thread.
     template <typename Function>
     void post(Function function);
 

@@ -3,10 +3,10 @@
 namespace {
 
 constexpr qint64 nsPerMs = 1000000;
-// The change is reported so late that whoever counts the time from the start, which was reported late too,
-// does not come out short.
+// The change is reported with this delay, because the start was reported late too: otherwise the listening
+// time would be too short.
 constexpr int marginMs = 60;
-// How often a next stream that is late is looked at.
+// How often a late next stream is checked.
 constexpr int checkMs = 5;
 
 } // namespace
@@ -75,7 +75,7 @@ bool StreamSeam::failed(const TrString& sentence)
         clear();
         return true;
     }
-    // To take it out now would end the pipeline's stream from this thread, which then waits for the output.
+    // Removing it now would end the pipeline's stream from this thread, which would then wait for the output.
     Change change = takeChange();
     m_state = Broken{{std::move(change.stream), change.atNs, change.endMs}, sentence};
     return false;

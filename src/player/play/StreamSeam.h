@@ -20,26 +20,28 @@
 class StreamSeam
 {
 public:
-    /// Puts a stream behind the current one, and begins to fetch it. False when it is too late for that.
+    /// Adds a stream after the current one and starts to fetch it. False if it is too late.
     bool set(StreamSource* current, GstElement* pipeline, GstElement* concat, const QString& uri);
-    /// Takes the next stream out. False when its turn has come.
+    /// Removes the next stream. False if the concat has already switched to it.
     bool drop();
     void clear() { m_state = Nothing{}; }
 
     /// Null when there is none.
     StreamSource* next() const;
-    /// Whether it is the next stream's turn, so that the last of the current one is on its way to the output.
+    /// Whether the concat has switched to the next stream; the end of the current one is still on its way to
+    /// the output.
     bool isChanging() const { return changeAtNs().has_value(); }
-    /// Whether the next stream is what goes to the output now.
+    /// Whether data of the next stream is on its way to the output.
     bool isComing() const { return std::holds_alternative<Coming>(m_state); }
-    /// What the current stream lacks to its end when the change is under way, and then its whole length.
+    /// The position in the current stream during the change; its whole length afterwards.
     qint64 positionMs(qint64 nowNs) const;
 
-    /// The concat has turned to the next stream; what it let through of the current one ends at this time.
+    /// The concat has switched to the next stream. The current one ends at this time.
     void turn(const StreamSource& current, qint64 changeAtNs);
-    /// The first of the next stream came through, to be heard at this time.
+    /// The first data of the next stream has passed the concat. It is heard at this time.
     void came(const StreamSource& current, qint64 changeAtNs);
-    /// The next stream cannot be played. False when its turn has come: that fails when it is due.
+    /// The next stream cannot be played. False if the concat has already switched to it: the failure is then
+    /// reported when it is due.
     bool failed(const TrString& sentence);
 
     enum class Due
@@ -48,7 +50,7 @@ public:
         Next,  ///< the current stream was heard, and take() is the next one
         End    ///< the current stream was heard, and the next one has not come: to wait would lose its start
     };
-    /// What is due. Only while it isChanging().
+    /// What is due. Call it only while isChanging().
     Due due(qint64 nowNs) const;
     int waitMs(qint64 nowNs) const;
 

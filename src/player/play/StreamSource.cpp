@@ -5,14 +5,15 @@
 
 namespace {
 
-// How long a source of the network waits for an answer before it asks again from where it was: longer than a
-// stream may take to begin, since the first time it gives up instead, and often enough to outlast a stall.
+// Time-out of GStreamer's network source before it retries from its position. Longer than the time limit for
+// the start of a stream, because the source does not retry before the first response; with its retries it
+// outlasts a stall.
 constexpr int sourceTimeoutSeconds = StreamSource::openLimitMs / 1000 + 5;
 constexpr int sourceRetries = 3;
-// How often a stream that breaks is asked for again from where it broke.
+// How often a broken stream is resumed.
 constexpr int mostResumptions = 3;
 
-/// "Free Lossless Audio Codec (FLAC)" is known to people by what stands in the brackets.
+/// People know "Free Lossless Audio Codec (FLAC)" by the name in the brackets.
 QString shortName(const QString& codec)
 {
     static const QRegularExpression brackets(QStringLiteral("\\(([^()]+)\\)\\s*$"));
@@ -27,9 +28,9 @@ int sampleBits(const char* format)
     return digits.match(QString::fromLatin1(format)).captured(1).toInt();
 }
 
-/// After a break GStreamer's source of the network goes on from there, for ever: its count of retries starts
-/// anew with each byte. This ends that: the answer after the last that it may is not let through. Runs where
-/// the source's requests do: on its streaming thread, or with that standing still.
+/// Limits resumptions. GStreamer's network source resets its count of retries with each byte received, so it
+/// would resume a stream forever. This refuses the data of the response after the last allowed resumption.
+/// Runs on the source's streaming thread, or while that thread is stopped.
 class ResumptionLimit
 {
 public:
@@ -88,8 +89,7 @@ void onSourceSetup(GstElement* /*decoder*/, GstElement* source, gpointer stream)
     gst_object_unref(pad);
 }
 
-/// The streaming thread. A list of other addresses is not playable: whatever reads one would open them, of
-/// any scheme.
+/// Streaming thread. Refuses playlists: a parser of playlists would open addresses of any scheme.
 int onAutoplugSelect(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* /*caps*/, GstElementFactory* factory,
                      gpointer /*data*/)
 {
@@ -102,7 +102,7 @@ int onAutoplugSelect(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* /*caps*/
     return kinds.contains("Adaptive") || kinds.contains("Network") ? Skip : Try;
 }
 
-/// The streaming thread. The first sound there is goes out.
+/// Streaming thread. Links the first audio pad.
 void onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer out)
 {
     GstPad* target = gst_ghost_pad_get_target(GST_GHOST_PAD(out));
@@ -112,7 +112,7 @@ void onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer out)
         gst_ghost_pad_set_target(GST_GHOST_PAD(out), pad);
 }
 
-/// The streaming thread. A picture, say, has been taken apart and there was nothing to hear.
+/// Streaming thread. Fails if the stream has no audio, for example if it is a picture.
 void onNoMorePads(GstElement* decoder, gpointer out)
 {
     GstPad* target = gst_ghost_pad_get_target(GST_GHOST_PAD(out));
@@ -136,8 +136,8 @@ StreamSource::StreamSource(GstElement* pipeline, GstElement* concat, const QStri
     , m_out(gst_ghost_pad_new_no_target("src", GST_PAD_SRC))
     , m_entrance(gst_element_request_pad_simple(concat, "sink_%u"))
 {
-    // No part of the pipeline, whose state would wait for a stream that is only being prepared; what it says
-    // goes the same way as what the pipeline says.
+    // Not a part of the pipeline, whose state changes would otherwise wait for a stream that is still being
+    // prepared. It uses the pipeline's bus.
     GstBus* bus = gst_element_get_bus(pipeline);
     gst_element_set_bus(m_bin, bus);
     gst_object_unref(bus);
@@ -184,7 +184,7 @@ bool StreamSource::beforeItsEnd(const std::function<void()>& work)
 
 StreamSource::~StreamSource()
 {
-    // The entrance first: the stream may be standing there, waiting for its turn.
+    // The entrance first: the stream may be blocked there.
     gst_element_release_request_pad(m_concat, m_entrance);
     gst_object_unref(m_entrance);
     gst_element_set_state(m_bin, GST_STATE_NULL);
@@ -269,7 +269,7 @@ AudioFormat StreamSource::format() const
     return format;
 }
 
-/// The size of a stream over its duration, for streams that do not say; 0 when it is not known either.
+/// The size of a stream divided by its duration, for streams without a stated bit rate; 0 if unknown.
 int StreamSource::averageBitRate() const
 {
     gint64 bytes = 0;

@@ -15,41 +15,40 @@ using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier)
 using GstMessage = struct _GstMessage; // NOLINT(bugprone-reserved-identifier)
 using GstPad = struct _GstPad;         // NOLINT(bugprone-reserved-identifier)
 
-/// One stream's way into a pipeline: it is fetched, taken apart and decoded, and waits for its turn at a
-/// `concat`, which lets one stream through after the other. Its messages come from the pipeline's bus. One
-/// thread, unless it says otherwise.
+/// Fetches and decodes one stream before a `concat`, which passes one stream after the other to the pipeline.
+/// Its messages are posted to the pipeline's bus. One thread, unless stated otherwise.
 class StreamSource
 {
 public:
     /// How long a stream may take to begin.
     static constexpr int openLimitMs = 30000;
-    /// How long a stream that has begun may stand still.
+    /// How long a stream that has begun may stall.
     static constexpr int stallLimitMs = 120000;
 
-    /// Whether this is the address of a stream that is opened: `http` or `https`.
+    /// Whether the scheme of this address is supported: `http` or `https`.
     static bool isAllowed(const QString& uri);
 
-    /// Stands before the pipeline, behind the streams that were made before; begins with start(). Both
-    /// elements are not owned and have to outlive it. The address has to be allowed.
+    /// Queues behind the streams that were created before; start() starts it. The elements are not owned and
+    /// must outlive it. The address must be allowed.
     StreamSource(GstElement* pipeline, GstElement* concat, const QString& uri);
-    /// Takes it out of the pipeline, with what is under way.
+    /// Removes it from the concat and abandons its request.
     ~StreamSource();
     StreamSource(const StreamSource&) = delete;
     StreamSource& operator=(const StreamSource&) = delete;
 
-    /// Begins to fetch and decode. From then on it goes by itself, whether the pipeline plays or is paused.
+    /// Starts to fetch and decode, independently of the pipeline's state.
     void start();
 
     /// Whether a message is from this stream.
     bool sent(GstMessage* message) const;
-    /// Whether the concat lets this stream through now.
+    /// Whether the concat passes this stream on now.
     bool isFeeding() const;
-    /// Does this, unless the end of the stream is on its way to the concat already: then false. What this
-    /// puts before the concat comes in time.
+    /// Calls `work` and returns true, unless the end of this stream has already been sent to the concat. A
+    /// stream that `work` adds is in time.
     bool beforeItsEnd(const std::function<void()>& work);
     /// Whether any of its sound has been decoded.
     bool hasBegun() const;
-    /// Takes what a tag message says about the stream.
+    /// Stores the codec and the bit rate of a tag message.
     void readTags(GstMessage* message);
 
     /// 0 when it is not known.
@@ -57,8 +56,7 @@ public:
     bool canSeek() const;
     AudioFormat format() const;
 
-    /// Whether it broke more often than it is resumed: its next error says nothing that a person would want
-    /// to know.
+    /// Whether it broke more often than it may be resumed. GStreamer's text for that error does not say so.
     bool isBrokenForGood() const { return *m_brokenForGood; }
     /// For the streaming thread.
     std::shared_ptr<std::atomic<bool>> breakFlag() const { return m_brokenForGood; }

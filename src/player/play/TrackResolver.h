@@ -17,12 +17,12 @@ struct ResolvedTrack
 
     bool isEmpty() const { return entry == 0; }
     QString uri() const;
-    /// How long the address holds while nobody uses it; 0 when that was not said.
+    /// How long the address stays valid while unused; 0 if unknown.
     qint64 maxIdleMs() const;
     bool isTooOld(qint64 nowMs) const;
 };
 
-/// Asks where the stream of a queue's entry is. One request at a time. Main thread; nothing blocks.
+/// Resolves the stream address of an entry of the queue. One request at a time. Main thread; nothing blocks.
 class TrackResolver : public QObject
 {
     Q_OBJECT
@@ -31,14 +31,14 @@ public:
     /// The clock is not owned.
     TrackResolver(PlayProfile profile, const PlayClock* clock);
 
-    /// Gets the track, or a sentence that says why there is none. May be called before resolve() returns.
+    /// Receives the track, or a sentence that says why it cannot be resolved. May be called before resolve()
+    /// returns.
     using Callback = std::function<void(const ResolvedTrack& track, const TrString& failure)>;
-    /// Asks; an earlier request that is under way is forgotten. `startMs` is where in the track it is going
-    /// to be played from.
+    /// Sends the request and cancels an earlier one. `startMs`: the position at which the track will start.
     void resolve(const QueueEntry& entry, qint64 startMs, const Callback& callback);
-    /// Forgets the request under way; its callback is not called.
+    /// Cancels the request; its callback is not called.
     void cancel();
-    /// The entry that is asked for; 0 when none is.
+    /// The entry that is being resolved; 0 if there is none.
     int entry() const { return m_entry; }
 
 private:

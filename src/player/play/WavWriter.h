@@ -4,7 +4,7 @@
 #include <QSaveFile>
 #include <QString>
 
-/// The form of raw sound: interleaved whole numbers, least significant byte first.
+/// The format of raw sound: interleaved little-endian integers.
 struct PcmFormat
 {
     int rateHz = 0;
@@ -15,25 +15,25 @@ struct PcmFormat
     bool isSet() const { return rateHz > 0; }
 };
 
-/// Writes sound into a WAV file. The file appears, or replaces one of the same name, when it is finished;
-/// until then what was there stays. Every operation may be called from any thread.
+/// Writes sound to a WAV file. The file appears, or replaces an existing one, only when it is finished. Any
+/// thread.
 class WavWriter
 {
 public:
     explicit WavWriter(const QString& fileName);
 
-    /// Makes the file; false with a sentence when that is not possible.
+    /// Creates the file; false with a sentence if that fails.
     bool open(QString* error);
     /// Takes no more than this many seconds of sound; 0 is no limit.
     void setLimit(int seconds);
-    /// The form of the first sound, which all that follows has to have; not set before that.
+    /// The format of the first sound, which all later sound must have; not set before.
     PcmFormat format() const;
-    /// Appends whole frames. False, with a sentence, when they cannot be written. What is over the limit is
-    /// left out without a word.
+    /// Appends whole frames. False, with a sentence, if they cannot be written. Sound beyond the limit is
+    /// silently dropped.
     bool write(const PcmFormat& format, const char* data, qint64 bytes, QString* error);
-    /// Completes the file; one without any sound is dropped. False with a sentence when that fails.
+    /// Completes the file; a file without sound is discarded. False with a sentence if that fails.
     bool finish(QString* error);
-    /// How much sound was taken.
+    /// The length of the sound written.
     qint64 milliseconds() const;
 
 private:

@@ -13,9 +13,9 @@ class PelkNotificationDisplayItem;
 class History;
 class PlayEngine;
 
-/// The panel's server: the panel's files, and a small JSON interface to the content model and the player, for
-/// browsers; docs/panel-interface.md describes it. Lives on the main thread, with its event loop, while the
-/// root worker is there. It has no threads of its own.
+/// The panel's server: the panel's files and a JSON interface to the content model and the player; see
+/// docs/panel-interface.md. Main thread, with its event loop, while the root worker exists. It has no threads
+/// of its own.
 class PanelServer
 {
 public:
@@ -51,10 +51,10 @@ public:
     PanelServer(const PanelServer&) = delete;
     PanelServer& operator=(const PanelServer&) = delete;
 
-    /// Listens and answers. False, with a sentence, when the address and port cannot be had, or when others
-    /// than this machine's users reach them and there is neither a password nor `isOpen`.
+    /// Starts to listen. False, with a sentence, if the address and port are not available, or if others
+    /// could reach them without a password although `isOpen` is not set.
     bool start(QString* error);
-    /// Refuses what comes, ends what is waited for, and closes every connection.
+    /// Refuses new requests, fails waiting ones, and closes every connection.
     void stop();
 
     /// What it listens on.
@@ -64,7 +64,7 @@ public:
     quint16 port() const;
     /// Of the certificate, as browsers show it: "AB:CD:…"; empty without TLS.
     QString fingerprint() const;
-    /// Shows a notice to everybody who listens. Any thread.
+    /// Sends a notice to every event stream. Any thread.
     void notify(const PelkNotificationDisplayItem& notice);
     /// Each route as method and path: "GET /api/rows".
     QStringList endpoints() const;

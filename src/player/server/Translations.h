@@ -26,8 +26,8 @@ private:
     TrString::Resolver m_resolver;
 };
 
-/// The languages that texts can be had in, each reader choosing for itself: nothing is installed in the
-/// program. English is always there. After construction any thread may call everything.
+/// The available languages. Each reader uses its own; no translator is installed in the program. English is
+/// always available. Any thread, after construction.
 class Translations
 {
 public:

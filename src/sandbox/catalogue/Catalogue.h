@@ -11,7 +11,7 @@
 
 namespace sandbox {
 
-/// The best form in which a track is available. A track has its album's.
+/// The best quality in which a track is available: that of its album.
 struct Quality
 {
     const char* name; ///< as the control paths spell it
@@ -43,9 +43,8 @@ struct Genre
     const char* color;
 };
 
-/// The made-up catalogue. Everything in it is named by its index (0 up to the count) and drawn from the seed
-/// when it is asked for; only the layout (which album has which artist, genre and tracks) is kept. Safe to
-/// read from any thread.
+/// The made-up catalogue. Records are identified by index and generated from the seed on request; only the
+/// layout (artist, genre and tracks of each album) is stored. Any thread.
 class Catalogue
 {
 public:
@@ -59,7 +58,7 @@ public:
 
     int trackCount() const { return m_trackCount; }
 
-    // Ids, and back. An id that names nothing gives no index.
+    // Converts between indexes and ids. An unknown id has no index.
     static std::int64_t artistId(int artist) { return 30011 + std::int64_t(artist) * 60101; }
     static std::int64_t trackId(int track) { return 3000017 + std::int64_t(track) * 1201; }
     static std::int64_t playlistId(int playlist) { return 200003 + std::int64_t(playlist) * 300007; }

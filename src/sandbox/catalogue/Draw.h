@@ -5,8 +5,8 @@
 
 namespace sandbox {
 
-/// What a number is drawn for. Each purpose has its own sequence, so that adding one leaves the others as
-/// they are.
+/// The purpose of a random number. Each has its own sequence, so that a new purpose does not change the
+/// others.
 enum class Purpose : std::uint64_t
 {
     ArtistName,
@@ -26,7 +26,7 @@ enum class Purpose : std::uint64_t
     Cover,
 };
 
-/// A repeatable sequence of numbers made from (seed, purpose, index): the whole catalogue is drawn from
+/// A repeatable random sequence derived from (seed, purpose, index). The whole catalogue is generated from
 /// these.
 class Draw
 {

@@ -4,8 +4,8 @@ namespace sandbox {
 
 class Catalogue;
 
-/// What the demo user has collected: positions (counted from 0) turned into indices of the catalogue.
-/// No record appears twice in one of its lists.
+/// The demo user's library: converts positions (from 0) to indexes of the catalogue. No record appears twice
+/// in a list.
 class Library
 {
 public:
@@ -35,8 +35,7 @@ private:
     const Catalogue& m_catalogue;
 };
 
-/// A walk over 0 to `count` - 1 in steps, which visits each number once before it repeats. `start` says where
-/// it begins.
+/// Visits each number from 0 to `count` - 1 once before it repeats, beginning at `start`.
 int shuffled(int position, int start, int count);
 
 } // namespace sandbox

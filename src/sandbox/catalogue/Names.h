@@ -6,7 +6,7 @@
 
 namespace sandbox {
 
-/// The writing that a name is made in. An artist's albums and tracks are titled in the artist's own.
+/// The script of a name. Albums and tracks use their artist's script.
 enum class Script
 {
     Latin,
@@ -18,7 +18,7 @@ enum class Script
     Emoji,
 };
 
-/// Invented names, in UTF-8. All of them are made of syllables and plain words, so that none is anybody's.
+/// Invented names in UTF-8, made of syllables and plain words, so that they name no real person.
 namespace names {
 
 /// A script; most draws give Latin.

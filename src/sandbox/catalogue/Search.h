@@ -7,8 +7,7 @@
 
 namespace sandbox {
 
-/// Finds names by any part of them, without regard to case. The names are collected at the first use.
-/// Safe to use from any thread.
+/// Finds names by any part, ignoring case. The names are collected on first use. Any thread.
 class NameIndex
 {
 public:

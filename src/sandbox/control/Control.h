@@ -9,7 +9,7 @@
 
 namespace sandbox {
 
-/// The paths below /control/, by which tests look into the sandbox and steer it. Safe to use from any thread.
+/// The paths below /control/, with which tests inspect and control the sandbox. Any thread.
 ///
 ///   GET    requests[?all=1]  what was received, oldest first
 ///   GET    reports           the streaming reports among them

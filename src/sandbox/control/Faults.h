@@ -11,7 +11,7 @@
 
 namespace sandbox {
 
-/// Something that goes wrong with the next requests of an endpoint. See Faults::help() for the kinds.
+/// A fault that affects the next requests of an endpoint. Faults::help() lists the kinds.
 struct Fault
 {
     std::string endpoint; ///< "album/get", "stream", "cover", or "*" for every call of the web API
@@ -26,14 +26,14 @@ struct Fault
     std::string text(const char* key, const std::string& otherwise) const;
 };
 
-/// The faults that are switched on, in the order in which they were. Safe to use from any thread.
+/// The active faults, in the order in which they were added. Any thread.
 class Faults
 {
 public:
-    /// Switches a fault on: {"endpoint", "kind", "count", parameters of the kind}. Gives an empty text, or a
-    /// sentence that says what is wrong with it; nothing is switched on then.
+    /// Adds a fault: {"endpoint", "kind", "count", parameters of the kind}. Returns an empty text, or a
+    /// sentence that says why the fault is invalid; then nothing is added.
     std::string add(const Json& description);
-    /// The first fault that hits a request of the endpoint, counted down by it.
+    /// The first fault for a request of the endpoint; decrements its count.
     std::optional<Fault> take(const std::string& endpoint, bool api);
     /// {"faults": [...]} with what each has left.
     Json list() const;
@@ -47,9 +47,8 @@ private:
     std::vector<Fault> m_faults;
 };
 
-/// Makes a response wrong as the fault says: the whole of it, or (kinds "header", "delay" and those on the
-/// wire) by the side of the right one. Blocks for a delay. Gives whether the response is complete, so that
-/// nobody else answers.
+/// Applies a fault: replaces the response, or (kinds "header", "delay" and those on the wire) changes the
+/// correct one. Blocks for a delay. Returns whether the response is complete, so that no handler is called.
 bool applyFault(const Fault& fault, const httplib::Request& request, httplib::Response& response,
                 Connection& connection);
 

@@ -30,7 +30,7 @@ class Recorder
 public:
     static constexpr std::size_t capacity = 10000;
 
-    /// Notes a request on its arrival; gives the number under which its answer is noted.
+    /// Records a request when it is received; returns the number with which its response is recorded.
     std::uint64_t arrived(RequestRecord record);
     void answered(std::uint64_t id, int status);
     void clear();

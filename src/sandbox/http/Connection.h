@@ -7,7 +7,7 @@
 
 namespace sandbox {
 
-/// What goes wrong with an answer on its way out. The answer itself is complete and right.
+/// A fault in the transmission of a response, which itself is complete and correct.
 struct WireFault
 {
     enum class Kind
@@ -27,13 +27,13 @@ struct WireFault
     int intervalMs = 0;
 };
 
-/// One accepted connection, used by one thread. Reads whole request heads ahead, so that they can be recorded
-/// as they came, and gathers an answer so that it leaves in one piece, or in the pieces of a fault. Every
-/// wait ends at once when the stop descriptor becomes readable.
+/// One accepted connection, used by one thread. Reads a whole request head in advance, so that it can be
+/// recorded exactly, and collects a response so that it is sent in one piece, or in the pieces of a fault.
+/// Every wait ends when the stop descriptor becomes readable.
 class Connection : public httplib::Stream
 {
 public:
-    /// Takes neither descriptor over.
+    /// Owns neither descriptor.
     Connection(int socket, int stopFd);
 
     /// Waits for the head of the next request; false when the client is gone or silent for `idleMs`, or at
@@ -44,9 +44,9 @@ public:
 
     void setWireFault(const WireFault& fault) { m_fault = fault; }
     const WireFault& wireFault() const { return m_fault; }
-    /// Sends what is left of the answer; false when the connection is of no more use.
+    /// Sends the rest of the response; false if the connection cannot be used again.
     bool finishAnswer();
-    /// Waits without holding anything up at the end; false when the stop came first.
+    /// Waits; false if the server was stopped first.
     bool pause(int ms) const;
 
     std::uint64_t recordId =

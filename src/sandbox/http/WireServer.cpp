@@ -23,7 +23,7 @@ WireServer::WireServer()
     set_keep_alive_timeout(idleMs / 1000);
     set_keep_alive_max_count(1000000);
     set_payload_max_length(16 * 1024 * 1024);
-    // The library's own default shares a port between processes, so that a taken one would go unnoticed.
+    // The library's default shares a port between processes, so a port in use would not be noticed.
     set_socket_options([](socket_t socket) {
         const int on = 1;
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -41,8 +41,8 @@ int WireServer::open(const std::string& address, int port)
         port = std::max(bind_to_any_port(address), 0);
     else if (!bind_to_port(address, port))
         port = 0;
-    // The library queues five connections only; clients that open many at once would wait a second for a
-    // repeat.
+    // The library queues only five connections; a client that opens many at once would wait a second for a
+    // retry.
     if (port != 0)
         ::listen(svr_sock_, 1024);
     return port;
@@ -82,7 +82,7 @@ bool WireServer::process_and_close_socket(socket_t socket)
         bool closed = false;
         understood = false;
         const bool answered = process_request(connection, false, closed, arrival);
-        // After a request that is none, nobody knows where the next one begins.
+        // After a malformed request, the start of the next one is unknown.
         keep = connection.finishAnswer() && answered && !closed && understood;
     }
     current = nullptr;

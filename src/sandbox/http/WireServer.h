@@ -6,8 +6,8 @@
 
 namespace sandbox {
 
-/// The library's server over our own connections: faults below HTTP can be made, request heads are seen as
-/// they came, and a stop ends idle connections at once.
+/// The library's server on our own connections, which can produce faults below HTTP, record request heads
+/// exactly, and end idle connections at once.
 class WireServer : public httplib::Server
 {
 public:
@@ -16,7 +16,7 @@ public:
     WireServer(const WireServer&) = delete;
     WireServer& operator=(const WireServer&) = delete;
 
-    /// Listens on an address and port (0: any free one); gives the port, or 0 when it cannot be had.
+    /// Listens on an address and port (0: any free one). Returns the port, or 0 if it is not available.
     int open(const std::string& address, int port);
     /// Answers until `close` is called on another thread.
     void run() { listen_after_bind(); }

@@ -12,8 +12,8 @@
 
 namespace sandbox {
 
-/// Encoded audio files. A file is made when it is first asked for; the least recently used ones go when all
-/// together outgrow the bound. Requests for a file that is being made wait for that one. Safe to use from any
+/// A cache of encoded audio files. A file is made on first request; the least recently used ones are
+/// discarded when the cache exceeds its limit. Requests for a file that is being made wait for it. Any
 /// thread.
 class AudioCache
 {

@@ -15,7 +15,7 @@ class MediaPaths
 public:
     MediaPaths(const Catalogue& catalogue, const StreamUrls& streams);
 
-    /// Answers with the audio, or the part of it that is asked for. 403 for a forged or an expired address.
+    /// Sends the audio, or the requested range of it. 403 for a forged or expired address.
     void stream(const httplib::Request& request, const QueryItems& query, httplib::Response& response);
     /// Answers with a picture of up to 1000 pixels.
     void cover(const httplib::Request& request, httplib::Response& response) const;

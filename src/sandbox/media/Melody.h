@@ -7,15 +7,15 @@
 
 namespace sandbox {
 
-/// A track's music: a short tune that is its own, drawn from the seed. It sounds the same in every encoding.
-/// Produces stereo samples block by block, so that no more than a block is ever in memory.
+/// The melody of a track, derived from the seed and the same in every encoding. Produces stereo samples block
+/// by block, so only one block is in memory.
 class Melody
 {
 public:
     Melody(std::uint64_t seed, int track, int rateHz, int seconds);
 
-    /// The next frames, left and right interleaved, from -1 to 1. Fills `frames` up to `maxFrames`;
-    /// gives how many there are, 0 at the end.
+    /// Writes up to `maxFrames` frames, left and right interleaved, from -1 to 1, to `frames`. Returns their
+    /// number; 0 at the end.
     int next(std::vector<float>& frames, int maxFrames);
 
     std::int64_t totalFrames() const { return m_totalFrames; }

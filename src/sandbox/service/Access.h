@@ -18,7 +18,7 @@ std::string md5Hex(const std::string& bytes);
 /// Lower-case hexadecimal HMAC-SHA256 of the bytes.
 std::string hmacHex(const std::string& key, const std::string& bytes);
 
-/// Who may call: the application id, the account, tokens and request signatures. Safe to use from any thread.
+/// Authentication: the application id, the account, tokens and request signatures. Any thread.
 class Access
 {
 public:
@@ -31,12 +31,11 @@ public:
     /// `passwordMd5` is the lower-case hexadecimal MD5 of the password.
     bool knowsAccount(const std::string& userName, const std::string& passwordMd5) const;
 
-    /// A new token. It outlives a restart with the same application secret, so that a saved login goes on
-    /// working.
+    /// Issues a token. It stays valid after a restart with the same application secret, so a saved login
+    /// still works.
     std::string issueToken();
     bool acceptsToken(const std::string& token) const;
-    /// Ends every token issued so far in `seconds` from now; 0 or less ends them at once. Later tokens are
-    /// untouched.
+    /// Makes all tokens issued so far expire in `seconds`; 0 or less: at once. Later tokens are not affected.
     void expireTokens(int seconds);
 
     /// The signature of a call: MD5 of the method's path without slashes, the items sorted (those about the

@@ -43,7 +43,7 @@ public:
     /// A larger limit is clipped to this.
     static constexpr int largestPage = 500;
     static constexpr int defaultPage = 50;
-    /// Pages with more albums or playlists than this carry compact ones.
+    /// Pages with more albums or playlists than this contain compact records.
     static constexpr int largestFullPage = 200;
 
     Endpoints(const Catalogue& catalogue, Access& access, const StreamUrls& streams,
@@ -52,7 +52,7 @@ public:
     bool knows(const std::string& endpoint) const { return m_methods.count(endpoint) != 0; }
     /// The answer to a call, an error answer included. An unknown endpoint is a 404.
     Answer answer(const Call& call) const;
-    /// Collects the names that searches look through, so that the first search is as quick as the others.
+    /// Collects the names for searches in advance, so that the first search is as fast as the others.
     void prepareSearch() const;
 
 private:

@@ -10,16 +10,15 @@ namespace sandbox {
 
 using Json = nlohmann::json;
 
-/// How much of an album or a playlist stands in an answer.
+/// How much of an album or a playlist a response contains.
 enum class Form
 {
     Full,    ///< about 2 KB for an album, 1.3 KB for a playlist
     Compact, ///< for pages so long that full records would outgrow the half mebibyte that clients read
 };
 
-/// The catalogue's records in the shapes of the web API. Some records have a null or an empty value in
-/// places, as real ones do; which ones is drawn from the seed. Pictures are named by address below `siteUrl`,
-/// which ends in no slash.
+/// The catalogue's records as JSON of the web API. As in real records, some values are null or empty; the
+/// seed decides which. Pictures are addresses below `siteUrl`, which does not end in a slash.
 class Records
 {
 public:

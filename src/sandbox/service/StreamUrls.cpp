@@ -102,7 +102,8 @@ StreamUrls::Verdict StreamUrls::check(const std::string& path, const QueryItems&
     const auto parsed = parse(path);
     if (!parsed)
         return Verdict::Unknown;
-    // The numbers in the path are only believed once the signature is: they say how much is synthesised.
+    // The numbers in the path are used only after the signature is verified, because they decide how much is
+    // synthesised.
     const std::string expiry = value(query, "expires");
     if (value(query, "signature") != sign(path, expiry))
         return Verdict::Forged;

@@ -22,19 +22,18 @@ struct StreamFile
     const char* mimeType() const { return isMp3() ? "audio/mpeg" : "audio/flac"; }
 };
 
-/// Addresses of audio files, signed and limited in time. Every run has its own key. Safe to use from any
-/// thread.
+/// Signed addresses of audio files that expire. Every run has its own key. Any thread.
 class StreamUrls
 {
 public:
-    /// Length of what is played of a track that the rights holders restrict.
+    /// Length of the excerpt of a restricted track.
     static constexpr int sampleSeconds = 30;
 
     StreamUrls(const Catalogue& catalogue, std::string siteUrl, int ttlSeconds);
 
-    /// The answer about a track in the asked format: the format that is really served, its address, and why
-    /// it is not the asked one. `formatId` is 5, 6, 7 or 27. The address is at `host`, the host and port that
-    /// the client asked, so that it leads through a forwarded port, too; at the site's own where it is empty.
+    /// The response for a track in a requested format: the format that is served, its address, and why it
+    /// differs. `formatId` is 5, 6, 7 or 27. The address uses `host`, the host and port of the client's
+    /// request, so that it works through a forwarded port; the site's own if empty.
     Json fileUrl(int track, int formatId, const std::string& host = {}) const;
 
     enum class Verdict
@@ -48,7 +47,7 @@ public:
     Verdict check(const std::string& path, const QueryItems& query, StreamFile& file) const;
 
 private:
-    /// The best file at or below the asked format.
+    /// The best file in at most the requested format.
     StreamFile choose(int track, int formatId) const;
     std::optional<StreamFile> parse(const std::string& path) const;
     std::string sign(const std::string& path, const std::string& expiry) const;

@@ -10,7 +10,7 @@
 class PELK_API_EXPORT PelkJson
 {
 public:
-    /// Arrays and objects may stand inside each other so deep.
+    /// Maximum nesting depth of arrays and objects.
     static constexpr int maxDepth = 128;
     static constexpr int maxBytes = 64 * 1024 * 1024;
 

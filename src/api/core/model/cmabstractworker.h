@@ -8,8 +8,8 @@
 
 class CMSubscribe;
 
-/// Something that answers requests of the content model. The request operations and getValue() may be called
-/// from any thread and return at once; the outcome comes through the reply.
+/// Answers requests of the content model. The request operations and getValue() may be called on any thread
+/// and return at once; the reply carries the outcome.
 class PELK_API_EXPORT CMAbstractWorker : public QObject
 {
     Q_OBJECT
@@ -24,16 +24,16 @@ public:
     virtual void getDataRequest(const CMGetDataRequest& request) = 0;
     virtual void setDataRequest(const CMSetDataRequest& request) = 0;
 
-    /// Reads a value; an empty one where there is none. Does not block.
+    /// Reads a value; empty if there is none. Does not block.
     virtual PelkValue getValue(const CMPath& path) = 0;
-    /// Writes a value: it can be read when this returns. Everything that follows (saving, subscribers, the
-    /// reply) is queued, since the caller may hold a lock; the reply finishes once the value is kept.
+    /// Writes a value, which can be read when this returns. Saving, subscribers and the reply are queued,
+    /// because the caller may hold a lock; the reply finishes when the value is saved.
     virtual void setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply) = 0;
     /// Calls the operation at a path.
     virtual void invoke(const CMPath& path, const PelkHash& arguments, const CMReply<QVariant>& reply) = 0;
-    /// Where changes at a path are published. Not owned.
+    /// The publisher of changes at a path. Not owned.
     virtual CMSubscribe* subscribe(const CMPath& path) = 0;
 };
 
-/// The root worker, through which everything in the content model is reached. Not null while the player runs.
+/// The root worker, the entry point to the content model. Not null while the player runs.
 PELK_API_EXPORT CMAbstractWorker* CMRoot();

@@ -3,7 +3,7 @@
 #include "api/core/model/cmuinode.h"
 #include "api/types/pelkrolescontainertype.h"
 
-/// A node that holds rows; which ones, its kind decides.
+/// A node with rows, which its subclass defines.
 class PELK_API_EXPORT CMContainerNode : public CMUINode
 {
     Q_OBJECT
@@ -19,13 +19,13 @@ public:
         m_type = type;
         rolesChanged();
     }
-    /// Whether the container can be played as a whole; it cannot unless it is said.
+    /// Whether the container can be played as a whole; false by default.
     void setPlayable(bool playable)
     {
         m_playable = playable;
         rolesChanged();
     }
-    /// The container with the entries through which this one is searched.
+    /// The container with the search entries of this one.
     void setSearchPath(const CMPath& path)
     {
         m_searchPath = path;

@@ -6,7 +6,7 @@
 
 /// Why an operation failed: a record of a name for programs, a title and a message for people, and data.
 ///
-/// An empty record is no error; a set error always has a name.
+/// An empty record means no error; an error always has a name.
 class PELK_API_EXPORT CMError : public PelkHash
 {
 public:
@@ -24,9 +24,9 @@ public:
     static const QString& Message();
     static const QString& Data();
 
-    /// The name of an error that has no name of its own.
+    /// The default name.
     static const QString& DefaultName();
-    /// The title of an error that has no title of its own.
+    /// The default title.
     static TrString DefaultTitle();
 
     /// True for an error, false for the empty record.

@@ -15,7 +15,7 @@
 
 namespace {
 
-// A store is a handful of records; whatever is larger was not written here.
+// A store contains a few records; a larger file was not written by it.
 constexpr qint64 maximumSizeBytes = 1024 * 1024;
 
 } // namespace
@@ -57,7 +57,7 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
 void CMFileStore::setAside(const QString& reason)
 {
     const QString aside = m_fileName + QStringLiteral(".bad");
-    // Not by QFile, which copies what it cannot rename: this may be a device that never ends.
+    // Not with QFile, which copies what it cannot rename: this may be an endless device.
     const QByteArray to = QFile::encodeName(aside);
     ::unlink(to.constData());
     if (::rename(QFile::encodeName(m_fileName).constData(), to.constData()) == 0)
@@ -91,7 +91,7 @@ bool CMFileStore::write(const CMPath& path, const PelkValue& value, QString* err
 bool CMFileStore::erase(QString* error)
 {
     const QByteArray name = QFile::encodeName(m_fileName);
-    // Emptied first: its content goes even where its name has to stay.
+    // Emptied first, so that the content is gone even if the file cannot be removed.
     const bool isEmpty = ::truncate(name.constData(), 0) == 0;
     const int truncateError = errno;
     const bool isMissing = truncateError == ENOENT || truncateError == ENOTDIR;

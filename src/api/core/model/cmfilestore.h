@@ -9,20 +9,19 @@
 class PELK_API_EXPORT CMFileStore : public CMValueStore
 {
 public:
-    /// Reads the file; one that is not there, or is empty, holds no values. `permissions`: what the file is
-    /// written with. A file that cannot be used is set aside with ".bad" behind its name, and notice() says
-    /// so.
+    /// Reads the file; a missing or empty file contains no values. `permissions`: of the written file. An
+    /// unusable file is renamed with ".bad" appended, and notice() says so.
     CMFileStore(const QString& fileName, QFileDevice::Permissions permissions);
 
-    /// A sentence about what went wrong when the file was read; empty if nothing did.
+    /// A sentence about a problem while reading the file; empty if there was none.
     QString notice() const { return m_notice; }
 
     PelkValue read(const CMPath& path) const override;
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
 
 protected:
-    /// Forgets all values, and leaves none of them on the disk: needs no free space. False, with a sentence,
-    /// when the file still holds what it held.
+    /// Removes all values, on the disk too; needs no free space. False, with a sentence, if the file still
+    /// contains them.
     bool erase(QString* error);
     QString fileName() const { return m_fileName; }
 

@@ -8,7 +8,7 @@
 /// Helpers for rows.
 namespace CMGlobal {
 
-/// The values of the given roles of a row, one entry a role in their order; invalid where the row has none.
+/// The values of these roles of a row, in their order; invalid if the row has none.
 PELK_API_EXPORT QVariantList itemRolesToList(const QStringList& roles, const PelkRoles& row);
 
 } // namespace CMGlobal

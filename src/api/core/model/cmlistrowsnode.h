@@ -15,7 +15,7 @@ public:
 
     /// Appends a row: the node at this path, which may be registered later.
     void rowsAppend(const CMPath& path) { m_rows.append(path); }
-    /// Whether the parameters of a row request (a search text, say) are copied onto the paths of the rows.
+    /// Whether the parameters of a row request, such as a search text, are copied to the paths of the rows.
     void setCopyPathParams(bool copy) { m_copyPathParams = copy; }
 
     /// The rows in the range; the count is always that of the whole list. A negative range is an error.

@@ -32,10 +32,10 @@ public:
     /// Called by CMNode::setNodes(). A node whose path lies outside the worker's prefix is made known to the
     /// root worker, which then routes requests for it here.
     void add(CMNode* node);
-    /// Forgets a node, which is the caller's again.
+    /// Removes a node; the caller owns it again.
     void release(CMNode* node);
-    /// Lets the node at the request's path answer. Where there is none, or it does not answer requests of
-    /// this kind, the reply gets an error that says so.
+    /// Passes a request to the node at its path. If there is none, or it does not support this kind of
+    /// request, the reply fails with an error that says so.
     void request(const CMRequest& request) const;
 
 private:

@@ -4,8 +4,8 @@
 #include "api/core/model/cmsubscribe.h"
 #include "api/core/model/cmworker.h"
 
-/// A worker whose tree is made of nodes. Requests are answered by the nodes, on the worker's own thread
-/// whatever thread they come from.
+/// A worker with a tree of nodes, which answer requests on the worker's thread. Requests may come from any
+/// thread.
 class PELK_API_EXPORT CMNodesWorker : public CMWorker
 {
     Q_OBJECT
@@ -16,7 +16,7 @@ public:
 
     /// The worker's registry, valid for the worker's life.
     CMNodes* nodes() { return &m_nodes; }
-    /// Who has subscribed to paths of this worker's nodes.
+    /// The subscriptions to paths of this worker's nodes.
     CMSubscribe* subscribe() { return &m_subscribe; }
     CMSubscribe* subscribe(const CMPath& path) override;
 

@@ -2,10 +2,10 @@
 
 #include "api/core/model/cmuinode.h"
 
-/// An entry for a text: what is entered becomes a parameter of the path with the results.
+/// A search entry: the text becomes a parameter of the path of the results.
 ///
-/// Its row carries the parameter's name and that path, so that a client can build the path itself; setting
-/// the node's value to the text does the same and replies with the path.
+/// Its row contains the parameter's name and that path, so that a client can build the path itself. Setting
+/// the node's value to the text replies with the path.
 class PELK_API_EXPORT CMQueryNode : public CMUINode
 {
     Q_OBJECT

@@ -33,12 +33,12 @@ CMReadFile cmReadFile(const QString& fileName, qint64 mostBytes, QByteArray* con
     if (::stat(name.constData(), &status) != 0) {
         const bool isMissing = errno == ENOENT || errno == ENOTDIR;
         *error = systemError();
-        // A link that leads nowhere is there itself.
+        // A dangling link exists, although its target does not.
         return isMissing && ::lstat(name.constData(), &status) != 0 ? CMReadFile::Missing
                                                                     : CMReadFile::Failed;
     }
-    // Before it is opened, since some devices act when they are; and again after it, since the name may have
-    // got another file meanwhile.
+    // Checked before opening, because opening some devices has effects, and again afterwards, because the
+    // file may have been replaced.
     if (!isRegular(status, error))
         return CMReadFile::Failed;
     const int descriptor = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -53,7 +53,7 @@ CMReadFile cmReadFile(const QString& fileName, qint64 mostBytes, QByteArray* con
         *error = QStringLiteral("it is larger than %1 MiB").arg(mostBytes / (1024 * 1024));
         return CMReadFile::Failed;
     }
-    // It may grow meanwhile.
+    // The file may grow in the meantime.
     *content = file.read(mostBytes + 1);
     if (content->size() > mostBytes || file.error() != QFileDevice::NoError) {
         *error = file.error() == QFileDevice::NoError ? QStringLiteral("it grows while it is read")

@@ -17,8 +17,8 @@ std::shared_ptr<QObject> threadReceiver()
     return receiver;
 }
 
-/// The watcher as it is called by the thread that finishes the reply: it goes to the thread that added it.
-/// What is queued to a thread that has ended since is dropped with that thread's queue.
+/// Wraps a watcher so that the thread that finishes the reply queues it to the thread that added it. If that
+/// thread has ended, the call is dropped with its queue.
 std::function<void(const CMVoidReply&)> delivered(std::function<void(const CMVoidReply&)> watcher,
                                                   Qt::ConnectionType type)
 {
@@ -45,7 +45,7 @@ bool CMReplyAbstractData::waitForFinished(unsigned long ms) const
 {
     if (isFinished())
         return true;
-    // A number that a deadline cannot hold would count as negative, and so as over.
+    // A number beyond the range of a deadline would count as expired.
     const QDeadlineTimer deadline =
         ms > LONG_MAX ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(qint64(ms));
     const QMutexLocker locker(&m_mutex);

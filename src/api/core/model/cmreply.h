@@ -17,12 +17,11 @@
 
 class CMVoidReply;
 
-/// What the handles of one asynchronous answer share.
+/// The shared state of the handles of one reply.
 ///
 /// A reply finishes with a value or with an error. Finishing stores it, wakes the threads that wait, and
-/// then, outside the lock, calls the watchers in the order in which they were added. Nothing here refuses a
-/// second completion: whoever completes replies completes each once. Every operation may be called from any
-/// thread.
+/// then, outside the lock, calls the watchers in the order in which they were added. A second completion is
+/// not prevented: complete each reply once. Every operation may be called from any thread.
 class PELK_API_EXPORT CMReplyAbstractData : public QSharedData
 {
 public:
@@ -37,9 +36,9 @@ public:
     virtual void setValue(const QVariant& value) = 0;
 
     bool isFinished() const { return m_finished.load(std::memory_order_acquire); }
-    /// Blocks until the reply is finished or `ms` milliseconds are over; the largest number waits without
-    /// limit. True if it is finished. A host thread always sets a limit: a worker that goes away leaves its
-    /// queue unanswered.
+    /// Blocks until the reply is finished or `ms` milliseconds have passed; the largest number waits without
+    /// limit. True if it is finished. Always set a limit on a host thread: a deleted worker does not answer
+    /// its queue.
     bool waitForFinished(unsigned long ms = ULONG_MAX) const;
 
 protected:
@@ -57,13 +56,13 @@ protected:
     friend class CMVoidReply;
 };
 
-/// A shared handle to an asynchronous answer whose type does not matter. Copies share the answer; it goes
-/// with the last of them. On a handle without an answer every operation but isNull() is the assertion "d()".
+/// A shared handle to a reply of any type. Copies share the reply, which is deleted with the last handle. On
+/// a null handle, every operation but isNull() fails the assertion "d()".
 class PELK_API_EXPORT CMVoidReply
 {
 public:
     CMVoidReply() = default;
-    /// Takes its share of `data`, a freshly made object say.
+    /// Takes a share of `data`, for example of a new object.
     explicit CMVoidReply(CMReplyAbstractData* data)
         : m_d(data)
     {

@@ -7,7 +7,7 @@
 
 #include <QStringList>
 
-/// The typed answer behind a CMReply<T>. T is a registered meta-type, by its own name.
+/// The typed state of a CMReply<T>. T must be registered as a meta-type under its own name.
 template <typename T>
 class CMReplyData : public CMReplyAbstractData
 {
@@ -63,7 +63,7 @@ private:
     QVariant m_value;
 };
 
-/// A shared handle to an asynchronous answer of type T.
+/// A shared handle to a reply of type T.
 template <typename T>
 class CMReply : public CMVoidReply
 {
@@ -74,10 +74,10 @@ public:
     {
     }
 
-    /// A reply that nobody has finished yet.
+    /// Creates an unfinished reply.
     static CMReply create() { return CMReply(new CMReplyData<T>); }
-    /// The handle that a watcher was given, as what it is known to be. A watcher uses this one, since one
-    /// that held a handle of its own would keep the answer alive for ever.
+    /// Casts the handle that a watcher receives. Use it in watchers: a watcher that stored a handle of its
+    /// own would keep the reply alive forever.
     static CMReply from(const CMVoidReply& reply) { return CMReply(static_cast<CMReplyData<T>*>(reply.d())); }
 
     CMReplyData<T>* data() const { return static_cast<CMReplyData<T>*>(d()); }
@@ -94,8 +94,8 @@ public:
     }
 };
 
-/// What the requests share: a handle to shared data, which copies of the request have in common with its
-/// reply. Reading a request without data is the assertion "d()".
+/// Base of the requests: a handle to shared data, which includes the reply. Reading a request without data
+/// fails the assertion "d()".
 class PELK_API_EXPORT CMRequest
 {
 public:
@@ -151,8 +151,8 @@ class PELK_API_EXPORT CMGetRowsRequest : public CMRequest
 {
 public:
     CMGetRowsRequest() = default;
-    /// `roles`: the keys of the values that each row shall carry, in this order. `rowsVersion`: the version
-    /// of the list that the asker has seen last; it comes back with the rows.
+    /// `roles`: the keys of the values in each row, in this order. `rowsVersion`: the version of the list
+    /// that the caller has seen last; returned with the rows.
     CMGetRowsRequest(const CMPath& path, int from, int to, const QStringList& roles, int rowsVersion = 0);
 
     int from() const { return data()->from; }
@@ -162,8 +162,8 @@ public:
     CMReply<PelkRowsRoles> reply() const { return typedReply<PelkRowsRoles>(); }
 };
 
-/// Asks for values of the node at a path. The reply is a list with one entry a role, invalid where the node
-/// has no such value.
+/// Gets values of the node at a path. The reply is a list with one entry per role, invalid if the node has no
+/// such value.
 class PELK_API_EXPORT CMGetDataRequest : public CMRequest
 {
 public:

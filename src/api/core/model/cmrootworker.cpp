@@ -17,7 +17,7 @@ CMError errorAt(const char* text, const CMPath& path)
     return CMError(TrString(TrCharData{"CMRootWorker", text}, {path.toString()}));
 }
 
-/// The rows of the root while the workers are asked for them; the last answer finishes the reply.
+/// Collects the rows of the root from the workers; the last reply finishes the request.
 struct OwnRows
 {
     QMutex mutex;
@@ -61,7 +61,7 @@ void CMRootWorker::removeWorker(CMWorker* worker)
         m_values.remove(path);
     }
     locker.unlock();
-    // A call of this thread, in which a worker ends itself, cannot be waited for.
+    // A call on this thread, in which a worker deletes itself, cannot be waited for.
     const auto isUnderWay = [&] {
         return std::any_of(m_calls.cbegin(), m_calls.cend(), [&](const QPair<CMWorker*, Qt::HANDLE>& call) {
             return call.first == worker && call.second != QThread::currentThreadId();
@@ -97,7 +97,7 @@ void CMRootWorker::publishNodeValue(const CMPath& path, const PelkValue& value, 
         m_values.insert(path, value);
     }
     worker->subscribe()->publish(CMSubscribe::Value, path, value);
-    // Whoever subscribed before the worker was known did so at the root.
+    // Earlier subscriptions, from before the worker was added, are at the root.
     m_subscribe.publish(CMSubscribe::Value, path, value);
 }
 
@@ -287,8 +287,8 @@ PelkValue CMRootWorker::getValue(const CMPath& path)
 
 void CMRootWorker::setValue(const CMPath& path, const PelkValue& value, const CMReply<QVariant>& reply)
 {
-    // Queued under the lock, which calls nobody: two threads that set a value have it kept and told in the
-    // order in which it became visible.
+    // Queued under the lock, so that two threads that set a value save and publish it in the order in which
+    // it became visible.
     const QWriteLocker locker(&m_lock);
     const bool ofANode = m_registeredPaths.contains(path) || m_nodeValues.contains(path);
     if (!ofANode)
@@ -311,7 +311,7 @@ void CMRootWorker::save(const CMPath& path, const PelkValue& value, const CMRepl
         const QReadLocker locker(&m_lock);
         store = m_stores.value(path);
     }
-    // Told first: whoever waits for the reply may rely on the subscribers' calls being on their way.
+    // Subscribers first: when the reply finishes, their calls are already queued.
     m_subscribe.publish(CMSubscribe::Value, path, value);
     QString error;
     if (store && !store->write(path, value, &error))

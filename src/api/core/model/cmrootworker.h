@@ -20,8 +20,8 @@ class CMNodesWorker;
 /// share, and calls operations. The player makes one, on its main thread, before it loads a module; every
 /// operation may be called from any thread.
 ///
-/// A path leads to the worker that registered a node there, and else to the worker that its prefix names. The
-/// lock in here is never held while something else is called.
+/// A path belongs to the worker that registered a node there, otherwise to the worker named by its prefix. No
+/// other object is called while the lock is held.
 class PELK_API_EXPORT CMRootWorker : public CMAbstractWorker
 {
     Q_OBJECT
@@ -33,30 +33,28 @@ public:
     ~CMRootWorker() override;
     static CMRootWorker* instance();
 
-    /// From now on requests reach the worker, which has to be complete. Not owned.
+    /// Adds a completely constructed worker; requests reach it from now on. Not owned.
     void addWorker(CMWorker* worker);
-    /// Requests reach the worker no longer, and the paths that it registered are free; returns once the calls
-    /// of other threads into the worker are over. Called by who deletes a worker, before it does, and by
-    /// every worker that goes.
+    /// Stops requests to the worker, frees its registered paths, and returns when calls of other threads into
+    /// it have ended. Call it before deleting a worker; every worker's destructor calls it too.
     void removeWorker(CMWorker* worker);
-    /// Leads requests for a path to a worker whose prefix it does not carry. Called by the worker's registry.
+    /// Routes requests for a path without the worker's prefix to the worker. Called by the worker's registry.
     void registerPath(const CMPath& path, CMWorker* worker);
-    /// Takes registerPath() back, and what the node at the path has published. Called by the worker's
-    /// registry.
+    /// Undoes registerPath() and removes the value published at the path. Called by the worker's registry.
     void releasePath(const CMPath& path, CMWorker* worker);
-    /// Makes a value node's value readable and tells its subscribers. Called by the node.
+    /// Stores a node's value for readers and notifies its subscribers. Called by the node.
     void publishNodeValue(const CMPath& path, const PelkValue& value, CMNodesWorker* worker);
 
-    /// Keeps the value at a path in a store, and takes what is there now. Root's thread.
+    /// Connects the value at a path to a store and loads it. Root's thread.
     void keep(const CMPath& path, const std::shared_ptr<CMValueStore>& store);
-    /// Makes an operation known; it is called on the root's thread and finishes its reply.
+    /// Registers an operation, which is called on the root's thread and finishes its reply.
     void registerOperation(const CMPath& path, const Operation& operation);
 
     /// The root's own rows, at the empty path, are the roots of the workers in the order in which they were
     /// added.
     void getRowsRequest(const CMGetRowsRequest& request) override;
-    /// A value that is kept here and that no worker registered is read and set as the role "value" of its
-    /// path; only by one of the same kind, and one that its store accepts.
+    /// A value of the root at a path that no worker registered is read and set under the role "value". A new
+    /// value must have the same type, and its store must accept it.
     void getDataRequest(const CMGetDataRequest& request) override;
     void setDataRequest(const CMSetDataRequest& request) override;
 

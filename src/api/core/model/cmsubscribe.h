@@ -12,7 +12,7 @@
 #include <functional>
 #include <memory>
 
-/// Who wants to hear when something at a path changes. Every operation may be called from any thread.
+/// Subscriptions to changes at paths. Any thread.
 class PELK_API_EXPORT CMSubscribe : public QObject
 {
     Q_OBJECT
@@ -30,17 +30,17 @@ public:
     CMSubscribe() = default;
     ~CMSubscribe() override;
 
-    /// From now on `callback` is called, queued on the thread that `context` lives on, for every change of
-    /// this kind at the path. Ends when the context goes. Of several changes each is told, in order.
+    /// Calls `callback`, queued to the thread of `context`, for every change of this kind at the path, in
+    /// order. Ends when `context` is deleted.
     void add(Kind kind, const CMPath& path, QObject* context, const Callback& callback);
-    /// Ends what `context` subscribed to.
+    /// Ends the subscriptions of `context`.
     void remove(QObject* context);
 
-    /// Tells the subscribers. `value` is the new value where the kind is Value, and else empty.
+    /// Notifies the subscribers. `value`: the new value for the kind Value, otherwise empty.
     void publish(Kind kind, const CMPath& path, const PelkValue& value = PelkValue());
 
 Q_SIGNALS:
-    /// A path has its first subscriber, or its last one has gone.
+    /// A path has its first subscriber or has lost its last one.
     void subscribed(CMSubscribe::Kind kind, const CMPath& path);
     void unsubscribed(CMSubscribe::Kind kind, const CMPath& path);
 

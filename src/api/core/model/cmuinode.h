@@ -3,7 +3,7 @@
 #include "api/core/model/cmnode.h"
 #include "api/types/pelkroles.h"
 
-/// A node that people see: it has a title and can stand as a row in a list.
+/// A visible node: it has a title and can be a row of a list.
 class PELK_API_EXPORT CMUINode : public CMNode
 {
     Q_OBJECT
@@ -23,16 +23,16 @@ public:
 
     /// The node as a row: what of it a list shows. Made once and kept until the node changes.
     PelkRoles roles() const;
-    /// The values of roles() that were asked for, as they stand in a list of rows. Kept like roles(), for who
-    /// asks for the same ones again.
+    /// The requested values of roles(), as in a list of rows. Cached like roles() for the next request of the
+    /// same roles.
     QVariant row(const QStringList& roleKeys) const;
     /// The values of roles() that the request asks for.
     bool getDataRequest(const CMGetDataRequest& request) override;
 
 protected:
-    /// Makes what roles() gives; a kind of node adds its own.
+    /// Creates the result of roles(); subclasses add their values.
     virtual PelkRoles makeRoles() const;
-    /// To be called by whatever changes what makeRoles() gives.
+    /// Call it when the result of makeRoles() changes.
     void rolesChanged()
     {
         m_roles = PelkRoles();

@@ -7,7 +7,7 @@ CMValueItem::CMValueItem(QObject* parent, const CMPath& path)
     : QObject(parent)
     , m_path(path)
 {
-    // Subscribed before it is read: a change in between is told as well.
+    // Subscribed before reading, so that a change in between is not missed.
     CMRoot()->subscribe(path)->add(CMSubscribe::Value, path, this, [this](const PelkValue& value) {
         m_value = value;
         Q_EMIT changed(m_value);

@@ -4,8 +4,8 @@
 
 #include <QHash>
 
-/// A worker with a name, which is also the prefix of its paths. What it does not do itself, reading and
-/// writing values and calling operations, it leaves to the root worker.
+/// A worker with a name, which is also the prefix of its paths. Reading and writing values and calling
+/// operations are left to the root worker.
 class PELK_API_EXPORT CMWorker : public CMAbstractWorker
 {
     Q_OBJECT

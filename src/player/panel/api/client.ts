@@ -10,13 +10,13 @@ import type {
   Value,
 } from "./types";
 
-/** What the player answered instead of what was asked for; the message is a sentence for the person. */
+/** An error response of the player; the message is a sentence for the listener. */
 export class Problem extends Error {
   constructor(
     message: string,
     readonly status: number,
     readonly errorName = "",
-    /** The service's own code, where the player says it. */
+    /** The service's error code, if there is one. */
     readonly code = 0,
   ) {
     super(message);
@@ -28,14 +28,14 @@ export class Problem extends Error {
   }
 }
 
-/** Longer than the player itself waits for a service. */
+/** Longer than the player's own time-out for a service. */
 const requestLimitMs = 60_000;
 
 export class Client {
   /** Called when the player wants its password first. */
   locked: () => void = () => {};
 
-  /** `fetcher` is the browser's fetch; answers come in the language. */
+  /** `fetcher` is the browser's fetch; responses are in `language`. */
   constructor(
     private readonly language: string,
     private readonly fetcher: typeof fetch = (...args) => fetch(...args),
@@ -111,7 +111,7 @@ export class Client {
     return this.post("/api/player/queue/clear", {});
   }
 
-  /** The address of the event stream with these values of the content model. */
+  /** The address of an event stream that follows these values. */
   eventsUrl(values: string[]): string {
     const query = new URLSearchParams({ lang: this.language });
     for (const value of values) query.append("value", value);

@@ -5,13 +5,13 @@ export interface Hearers {
   queue(queue: QueueState): void;
   value(event: ValueEvent): void;
   notification(notice: Notification): void;
-  /** The stream is there; the present state of everything follows. */
+  /** Connected; the current state of everything follows. */
   connected(): void;
-  /** The stream broke off or could not be had; it is tried again. */
+  /** The connection was lost or failed; it is retried. */
   lost(): void;
 }
 
-/** As much of the browser's EventSource as is used. */
+/** The used part of the browser's EventSource. */
 export interface Source {
   onopen: ((event: Event) => void) | null;
   onerror: ((event: Event) => void) | null;
@@ -23,7 +23,7 @@ const firstPauseMs = 500;
 const longestPauseMs = 8_000;
 export const names = ["player", "queue", "value", "notification"] as const;
 
-/** Listens to the player, and comes back by itself after every break. Ends with the function that it returns. */
+/** Listens to the player's events and reconnects automatically. The returned function stops it. */
 export function listen(
   url: string,
   hearers: Hearers,
@@ -41,7 +41,7 @@ export function listen(
       pauseMs = firstPauseMs;
       hearers.connected();
     };
-    // The browser's own retry gives up for good on an answer that is no stream, such as a proxy's 502.
+    // The browser stops retrying after a response that is not an event stream, such as a proxy's 502.
     mine.onerror = () => {
       if (source !== mine || ended) return;
       mine.close();

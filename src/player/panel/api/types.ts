@@ -9,7 +9,7 @@ type Schemas = components["schemas"];
 export type Access = Schemas["Access"];
 export type Session = Schemas["Sessions"]["sessions"][number];
 export type MetaData = Schemas["MetaData"];
-/** The page makes some rows itself, and knows less of them. */
+/** The page creates some rows itself, with fewer fields. */
 export type Row = Partial<Schemas["Row"]>;
 export type RowsAnswer = Schemas["Rows"];
 export type Format = Schemas["Format"];

@@ -1,16 +1,16 @@
 import type { Row } from "../api/types";
 
-/** What the tracks of an album have in common, and what sets one apart. */
+/** What the tracks of an album have in common, and how one differs. */
 export interface AlbumFacts {
   artist: string;
   /** Seconds since the epoch; 0 where nothing is known. */
   date: number;
   genre: string;
-  /** Of all tracks, where it is the same of all. */
+  /** Set if it is the same for all tracks. */
   composer: string;
   /** Each notice once, in the order of the tracks. */
   copyrights: string[];
-  /** What a track's line adds: a performer who is not the album's artist, and the composer where tracks differ. */
+  /** What a track's line adds: a performer other than the album's artist, and the composer if tracks differ. */
   differing(row: Row): string;
 }
 

@@ -1,4 +1,4 @@
-/** What containers are called and look like, so that a page has its name and cover before any answer. */
+/** Titles and covers of containers, so that a page has them before any response. */
 export interface Known {
   title: string;
   icon?: string;
@@ -8,7 +8,7 @@ export interface Known {
 
 const saveAfterMs = 300;
 
-/** Remembers values by name for as long as the browser's tab is open; of too many, the oldest go. */
+/** Remembers values by name until the browser's tab is closed; drops the oldest if there are too many. */
 export class Remembered<T> {
   private readonly entries: Map<string, T>;
   private timer: ReturnType<typeof setTimeout> | undefined;
@@ -47,7 +47,7 @@ export class Remembered<T> {
     try {
       this.storage?.setItem(this.storageKey, JSON.stringify([...this.entries]));
     } catch {
-      // A full or forbidden store: it is remembered until the page is closed.
+      // Storage is full or forbidden: remembered until the page is closed.
     }
   }
 }

@@ -1,6 +1,6 @@
 import { Ranges, type Fetch } from "./ranges";
 
-/** The lists that were looked at lately: going back shows them at once, where they were left. */
+/** Recently viewed lists: going back shows them at once, at the same position. */
 export class Lists<T> {
   private readonly lists = new Map<string, Ranges<T>>();
 
@@ -20,7 +20,7 @@ export class Lists<T> {
     return list;
   }
 
-  /** Everything may be different now: what is visible stays until the new rows are there. */
+  /** Marks everything as outdated: visible rows stay until the new ones are received. */
   stale(): void {
     for (const list of this.lists.values()) list.stale();
   }

@@ -1,4 +1,4 @@
-/** Where an entry goes that is moved from one place of a list to another: before which entry, or null for the end. */
+/** The entry before which a moved entry is placed, or null for the end. */
 export function beforeOf(
   from: number,
   to: number,
@@ -10,7 +10,7 @@ export function beforeOf(
   return idAt(to < from ? to : to + 1);
 }
 
-/** The list with the entry moved before another one, or to the end. Unchanged where one of them is not in it. */
+/** The list with an entry moved before another one or to the end. Unchanged if either is missing. */
 export function moved<T extends { id: number }>(items: T[], id: number, before: number | null): T[] {
   const entry = items.find((item) => item.id === id);
   if (!entry) return items;

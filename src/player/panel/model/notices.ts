@@ -1,6 +1,6 @@
 import { signal } from "@preact/signals";
 
-/** What is told to the listener for a while. */
+/** Notices that are shown for a while. */
 export interface Notice {
   id: number;
   title: string;
@@ -13,13 +13,13 @@ const most = 4;
 
 export class Notices {
   readonly list = signal<Notice[]>([]);
-  /** What screen readers are told beside the notices, such as the new place of a row. */
+  /** Announcements for screen readers only, such as the new place of a row. */
   readonly said = signal("");
   private lastId = 0;
 
   add(message: string, title = "", kind: Notice["kind"] = "info"): void {
     if (!message && !title) return;
-    // The same sentence once more does not pile up.
+    // A repeated sentence is not added again.
     const others = this.list.value.filter((n) => n.message !== message || n.title !== title);
     const notice = { id: ++this.lastId, title, message, kind };
     this.list.value = [...others, notice].slice(-most);

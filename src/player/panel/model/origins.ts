@@ -5,9 +5,9 @@ import { Remembered } from "./known";
 
 const most = 3_000;
 
-/** Where tracks and names lead to, as far as the rows that were seen tell it: a row itself names no path of its album or artist. */
+/** Paths of albums and artists, collected from the rows seen so far: a row itself does not contain them. */
 export class Origins {
-  /** Grows when something more is known. */
+  /** Increases when something new is known. */
   readonly changed = signal(0);
   private readonly paths: Remembered<string>;
 

@@ -13,7 +13,7 @@ function split(path: string): { prefix: string; base: string; params: string } {
   };
 }
 
-/** The paths that lead to a path, the outermost first: `a:b/c` is below `a:b/`, and that below `a:`. */
+/** The parents of a path, outermost first: `a:b/c` is below `a:b/`, which is below `a:`. */
 export function ancestors(path: string): string[] {
   const { prefix, base } = split(path);
   if (base === "") return [];
@@ -27,12 +27,12 @@ export function ancestors(path: string): string[] {
   return found;
 }
 
-/** Where a query row's results are for a text. */
+/** The path of a query row's results for a text. */
 export function resultsPath(queryPath: string, key: string, text: string): string {
   return `${queryPath}${queryPath.includes("?") ? "&" : "?"}${encodeURIComponent(key)}=${encodeURIComponent(text)}`;
 }
 
-/** A path that stands for one thing of a catalogue, rather than a fixed place of the menu. */
+/** Whether a path is an item of the catalogue rather than a fixed place in the menu. */
 export function isItem(path: string): boolean {
   return split(path).params !== "";
 }
@@ -44,7 +44,7 @@ export function isMenu(row: Row): boolean {
   return kind === "folder" || (kind === "trackList" && !isItem(row.path ?? ""));
 }
 
-/** Whether tracks are those of one album, from its first on. */
+/** Whether these are the tracks of one album, from its first. */
 export function isAlbum(rows: (Row | undefined)[]): boolean {
   const album = rows[0]?.metaData?.album;
   const number = (i: number): number => rows[i]?.metaData?.originalTrackNumber ?? 0;
@@ -52,14 +52,14 @@ export function isAlbum(rows: (Row | undefined)[]): boolean {
   return rows.length > 1 && !!album && rows.every((row, i) => row?.metaData?.album === album && follows(i));
 }
 
-/** How a list will probably be shown, by its path alone, so that what stands in for its rows is as large as they are. */
+/** The probable layout of a list, from its path, so that placeholders have the size of its rows. */
 export function expectedLayout(path: string): "tracks" | "covers" | "menu" {
   const { base } = split(path);
   if (base.endsWith("/")) return "menu";
   return /(^|\/)tracks$/.test(base) ? "tracks" : "covers";
 }
 
-/** How a list is shown; its first row tells. */
+/** The layout of a list, from its first row. */
 export function layoutOf(row: Row | undefined): "tracks" | "covers" | "menu" {
   if (!row || row.type === "audio") return "tracks";
   return isMenu(row) || row.type === "query" ? "menu" : "covers";

@@ -1,6 +1,6 @@
 import type { PlayerStatus, QueueState } from "../api/types";
 
-/** What the panel knows of the player, and when it learned the position. */
+/** The player's state as known to the panel, and when the position was received. */
 export interface Player {
   status: PlayerStatus | null;
   /** The browser's clock, in milliseconds, when the status came. */
@@ -18,7 +18,7 @@ export const noPlayer: Player = { status: null, at: 0 };
 export function reduce(player: Player, event: PlayerEvent): Player {
   switch (event.kind) {
     case "player":
-      // Events of one stream keep their order; what an older answer says of the queue is older too.
+      // Events of one stream are in order; an older response has an older queue.
       return {
         status: { ...event.status, queue: newer(player.status?.queue, event.status.queue) },
         at: event.at,
@@ -38,7 +38,7 @@ function newer(known: QueueState | undefined, said: QueueState): QueueState {
   return known && known.revision > said.revision ? known : said;
 }
 
-/** The position at a time of the browser's clock: counted on while sound comes. */
+/** The position at a time of the browser's clock; advances while sound is audible. */
 export function positionMs(player: Player, now: number): number {
   const status = player.status;
   if (!status) return 0;

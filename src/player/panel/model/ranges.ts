@@ -1,6 +1,6 @@
 import { signal } from "@preact/signals";
 
-/** What a range of a list is fetched as. */
+/** A fetched range of a list. */
 export interface Page<T> {
   from: number;
   count: number;
@@ -14,9 +14,9 @@ interface Part<T> {
   items: T[];
   abort?: AbortController;
   fault?: unknown;
-  /** When the first of these failures in a row came, in milliseconds since the epoch. */
+  /** Time of the first of these consecutive failures, in milliseconds since the epoch. */
   since?: number;
-  /** What was here before a reload; shown until the new answer comes. */
+  /** Outdated rows, shown until the new response is received. */
   stale?: boolean;
 }
 
@@ -25,7 +25,7 @@ export type Place<T> =
   | { state: "ready"; item: T }
   | { state: "loading" }
   | { state: "failed"; fault: unknown }
-  /** The list ended earlier than it had said. */
+  /** The list is shorter than it said. */
   | { state: "missing" };
 
 /**
@@ -40,7 +40,7 @@ export class Ranges<T> {
   constructor(
     private readonly fetch: Fetch<T>,
     readonly size = 50,
-    /** How many ranges are kept beside those that are visible. */
+    /** The number of ranges kept in addition to the visible ones. */
     private readonly kept = 12,
   ) {}
 
@@ -52,7 +52,7 @@ export class Ranges<T> {
   get held(): number {
     return this.parts.size;
   }
-  /** Why nothing at all is here, if the very first range failed. */
+  /** The fault of the first range, if there are no rows at all. */
   get fault(): unknown {
     return this.total === undefined ? this.parts.get(0)?.fault : undefined;
   }
@@ -74,12 +74,12 @@ export class Ranges<T> {
     return place.state === "ready" ? place.item : undefined;
   }
 
-  /** Says which rows can be seen, both inclusive: what is missing of them is asked for, what is far off is let go. */
+  /** Sets the visible rows, inclusive: fetches missing ranges and drops distant ones. */
   show(first: number, last: number): void {
     const from = Math.max(0, Math.floor(first / this.size));
     const to = Math.max(from, Math.floor(Math.min(last, (this.total ?? last + 1) - 1) / this.size));
     for (const [number, part] of this.parts) {
-      // What passed by while scrolling is not waited for.
+      // Requests for rows that were scrolled past are abandoned.
       if (part.state === "loading" && !part.stale && (number < from || number > to) && number !== 0) {
         part.abort?.abort();
         this.parts.delete(number);
@@ -93,12 +93,12 @@ export class Ranges<T> {
     this.trim(to - from + 1);
   }
 
-  /** Asks once more for the range around a row that failed. */
+  /** Retries the failed range around a row. */
   retry(index: number): void {
     this.load(Math.floor(index / this.size));
   }
 
-  /** Nobody looks any more: what is under way is not waited for. */
+  /** The list is no longer visible: abandons all requests. */
   rest(): void {
     for (const [number, part] of this.parts) {
       if (part.state !== "loading") continue;
@@ -107,7 +107,7 @@ export class Ranges<T> {
     }
   }
 
-  /** What is held may be old: it stays visible and is asked for anew when it is shown next. */
+  /** Marks all ranges as outdated: they stay visible and are fetched again when they are shown next. */
   stale(): void {
     for (const [number, part] of this.parts) {
       part.abort?.abort();
@@ -118,10 +118,10 @@ export class Ranges<T> {
     this.changed.value++;
   }
 
-  /** Changes what is shown before the answer confirms it, such as a row that was dragged. */
+  /** Changes the shown rows before the player confirms it, for example when a row is dragged. */
   edit(change: (items: T[]) => T[]): void {
     const ready = [...this.parts].filter(([, part]) => part.items.length > 0).sort(([a], [b]) => a - b);
-    // Ranges that follow each other are changed as one, so that a row can cross their seam.
+    // Adjacent ranges are changed together, so that a row can move between them.
     for (let i = 0; i < ready.length;) {
       let end = i + 1;
       while (end < ready.length && ready[end]![0] === ready[end - 1]![0] + 1) ++end;

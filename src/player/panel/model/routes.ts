@@ -1,4 +1,4 @@
-/** The panel's addresses. Each of them can be shared and is a page of the browser's history. */
+/** The panel's addresses. Each can be shared and is an entry in the browser's history. */
 export type Route =
   | { view: "home" }
   | { view: "browse"; path: string; title: string }
@@ -26,7 +26,7 @@ export function parseRoute(url: { pathname: string; search: string }): Route {
   }
 }
 
-/** The title is for a reader who opens the address elsewhere; fixed places of the menu know their own. */
+/** The title is for listeners who open the address elsewhere; fixed places in the menu have their own. */
 export function browseUrl(path: string, title = ""): string {
   const query = `path=${encodeURIComponent(path)}`;
   return `/browse?${query}${title ? `&title=${encodeURIComponent(title)}` : ""}`;

@@ -1,4 +1,4 @@
-/** Rows that are selected, by their ids, and the one that the selection was begun from. */
+/** The ids of the selected rows, and the row where the selection began. */
 export interface Selection {
   ids: ReadonlySet<number>;
   anchor: number | undefined;
@@ -12,7 +12,7 @@ export function toggled(selection: Selection, id: number): Selection {
   return ids.size === 0 ? noSelection : { ids, anchor: id };
 }
 
-/** Everything from the row that the selection was begun from to this one; `order` is the ids of the rows that are here. */
+/** Selects from the row where the selection began to this one; `order`: the ids of the loaded rows. */
 export function extended(selection: Selection, id: number, order: readonly number[]): Selection {
   const from = selection.anchor === undefined ? -1 : order.indexOf(selection.anchor);
   const to = order.indexOf(id);

@@ -4,7 +4,7 @@ import { navigate } from "../router";
 import { add, albumUrl, artistUrl, byline, currentPath, isPlayingFrom, sounds, t, titleOf } from "../state";
 import { MenuButton, type MenuItem } from "./Menu";
 
-/** What can be put into the queue: a container, or one row of it. */
+/** Something to add to the queue: a container or one of its rows. */
 export interface Playable {
   row: Row;
   /** The container to take rows from. */
@@ -27,7 +27,7 @@ function enqueue(what: Playable, where: "next" | "end"): Promise<void> {
   return add({ path: what.path, ...range }, where, titleOf(what.row));
 }
 
-/** The item that plays, or that pauses what is heard already. */
+/** The menu item "Play", or "Pause" for what is playing. */
 export function playItem(current: boolean, start: () => unknown): MenuItem {
   if (!current) return { icon: "play", text: t.play, act: start };
   return sounds.value
@@ -35,7 +35,7 @@ export function playItem(current: boolean, start: () => unknown): MenuItem {
     : { icon: "play", text: t.play, act: togglePlaying };
 }
 
-/** The items that lead to where a row is from. */
+/** The menu items that open a row's album and artist. */
 export function placeItems(row: Row): MenuItem[] {
   const album = row.type === "audio" ? albumUrl(row) : undefined;
   const by = row.containerType === "artist" ? "" : byline(row);
@@ -45,7 +45,7 @@ export function placeItems(row: Row): MenuItem[] {
   ];
 }
 
-/** What can be done with a row of a list, or with the list as a whole. */
+/** The menu of a row or of a whole list. */
 export function rowItems(what: Playable): MenuItem[] {
   const { row } = what;
   const current = row.type === "audio" ? row.path === currentPath.value : isPlayingFrom(what.path);

@@ -1,7 +1,7 @@
 import { useState } from "preact/hooks";
 import { Icon, type IconName } from "./Icon";
 
-/** A picture, or a quiet stand-in where there is none or it cannot be had. Decorative: the title stands beside it. */
+/** A picture, or a plain placeholder if it is missing or cannot be loaded. Decorative: the title is beside it. */
 export function Cover({
   src,
   round = false,

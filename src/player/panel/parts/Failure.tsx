@@ -13,7 +13,7 @@ interface Area {
 
 const AreaOfPage = createContext<Area | undefined>(undefined);
 
-/** In place of rows that could not be loaded: what is wrong and since when, what the service says to it, and a way to try again. */
+/** Replaces rows that could not be loaded: what failed and since when, the service's message, and a button to retry. */
 export function Failure({ fault, since, retry }: Trouble) {
   const { sentence, detail, code } = explain(fault);
   const small = [detail, code > 0 && t.errorCode(code)].filter(Boolean).join(" · ");
@@ -30,7 +30,7 @@ export function Failure({ fault, since, retry }: Trouble) {
   );
 }
 
-/** A page whose parts load by themselves: however many of them fail, one message tells it and one press tries all of them again. */
+/** A page whose parts load separately: one message and one button to retry, however many parts fail. */
 export function FailureArea({ children }: { children: ComponentChildren }) {
   const [troubles, setTroubles] = useState<ReadonlyMap<string, Trouble>>(new Map());
   const [area] = useState<Area>(() => ({
@@ -59,7 +59,7 @@ export function FailureArea({ children }: { children: ComponentChildren }) {
   );
 }
 
-/** A part of a page that failed: it reports to the page, and says in its own place only that nothing is here. */
+/** A failed part of a page: reports to the page, and shows only that it is empty. */
 export function PartFailure({ path, fault, since, retry }: Trouble & { path: string }) {
   const area = useContext(AreaOfPage);
   useEffect(() => area?.report(path, { fault, since, retry }), [area, path, fault, since]);

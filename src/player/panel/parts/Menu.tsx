@@ -13,7 +13,7 @@ export interface MenuItem {
 
 const open = signal<{ row: Row; items: MenuItem[]; from: HTMLElement } | undefined>(undefined);
 
-/** Opens the menu of a row, beside the element that it was asked for at. */
+/** Opens the menu of a row beside the element that was pressed. */
 export function openMenu(row: Row, items: MenuItem[], from: HTMLElement): void {
   open.value = { row, items, from };
 }

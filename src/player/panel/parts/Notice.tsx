@@ -1,7 +1,7 @@
 import { connection, notices, t } from "../state";
 import { Icon } from "./Icon";
 
-/** What is told to the listener: for a while, at the edge of the page, and to screen readers. */
+/** Notices: shown for a while at the edge of the page, and announced to screen readers. */
 export function NoticeArea() {
   return (
     <>

@@ -23,7 +23,7 @@ export function usePosition(): number {
   return positionMs(player.value, Math.max(now, player.value.at));
 }
 
-/** Where the track is; it can be dragged where the stream can be sought in. */
+/** The position in the track; can be dragged if the track can seek. */
 export function Progress() {
   const at = usePosition();
   const duration = status.value?.durationMs ?? 0;

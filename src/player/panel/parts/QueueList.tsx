@@ -119,7 +119,7 @@ function beginAt(box: { current: HTMLElement | null }, index: number): void {
   go();
 }
 
-/** The place of the playing entry. A queue that is opened, rather than come back to, begins there. */
+/** The place of the current entry. A queue begins there, unless the listener returned to it. */
 function useCurrentIndex(box: { current: HTMLElement | null }): number | undefined {
   const [index, setIndex] = useState<number | undefined>(undefined);
   const opened = useRef(false);
@@ -143,11 +143,11 @@ function useCurrentIndex(box: { current: HTMLElement | null }): number | undefin
   return index;
 }
 
-/** Rows that are gone are not selected any more, Escape selects nothing, and no selection outlives the page. */
+/** Deselects removed rows; Escape and leaving the page clear the selection. */
 function useSelection(): void {
   const revision = status.value?.queue.revision;
   useEffect(() => {
-    // Of a queue that is here in parts only, what is not here stays selected.
+    // Rows that are not loaded stay selected.
     const ids = heldIds();
     if (ids.length === queue.count) selection.value = remaining(selection.value, ids);
   }, [revision, queue.changed.value]);

@@ -14,7 +14,7 @@ interface Props {
   done: (value: number) => void;
 }
 
-/** The browser's own slider, which stays under the finger while new values come from outside. */
+/** The browser's own slider, which follows the finger while new values are received. */
 export function Slider({
   label,
   value,
@@ -31,7 +31,7 @@ export function Slider({
   const shown = Math.min(held ?? value, max);
   const release = (): void => {
     clearTimeout(timer.current);
-    // What was set is shown until the player had the time to confirm it.
+    // The new value is shown until the player has had time to confirm it.
     timer.current = setTimeout(() => setHeld(undefined), 600);
   };
   return (

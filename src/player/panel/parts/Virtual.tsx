@@ -3,12 +3,12 @@ import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { Ranges } from "../model/ranges";
 import { columnsOf, windowOf } from "../model/window";
 
-/** While scrolling goes on, rows are asked for once it rests this long, */
+/** While scrolling, rows are fetched after a pause of this length, */
 const restMs = 70;
 /** or after this long at the latest. */
 const longestMs = 300;
 
-/** In a list of one column, each of so many rows tells that its range failed. */
+/** In a list with one column, one row in this many shows that its range failed. */
 const tellingRows = 6;
 
 export interface Cell {
@@ -28,7 +28,7 @@ interface Props<T> {
   lineHeight?: number;
   class?: string;
   draw: (cell: Cell) => ComponentChildren;
-  /** Where the list stands, for those who have to find a row by its place. */
+  /** The list's element, for finding a row by its place. */
   box?: (element: HTMLElement | null) => void;
 }
 

@@ -3,7 +3,7 @@ import { arrival } from "../router";
 
 const ownMoves = ["wheel", "touchstart", "pointerdown", "keydown"] as const;
 
-/** Shows a new page from its top, and one that was come back to where it was left, as soon as it is long enough. */
+/** Shows a new page from its top, and restores the position of an earlier one as soon as it is long enough. */
 export function useArrival(): void {
   const { number, scroll } = arrival.value;
   useLayoutEffect(() => {
@@ -21,7 +21,7 @@ export function useArrival(): void {
       if (Math.abs(scrollY - scroll) <= 1) end();
     };
     sized.observe(document.body);
-    // Where the listener goes on by themselves, nothing pulls them away.
+    // Stops when the listener scrolls.
     for (const move of ownMoves) addEventListener(move, end, { passive: true });
     go();
     return end;

@@ -7,7 +7,7 @@ import { openMenu, type MenuItem } from "./Menu";
 const longPressMs = 500;
 /** A finger that moved this far is no longer pressing. */
 const stillPixels = 10;
-/** A browser that sends a click after all does so within this time. */
+/** A browser that still sends a click does so within this time. */
 const clickFollowsMs = 400;
 
 interface Gestures {
@@ -60,7 +60,7 @@ export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
       const touch = event.changedTouches[0];
       const from = at.current;
       end(event.currentTarget as HTMLElement);
-      // No click follows, which would press what has come under the finger meanwhile.
+      // Suppress the click, which would press the element that is now under the finger.
       if (used.current) consume(event);
       if (!touch || !from) return;
       const direction = directionOf(touch.clientX - from.x, touch.clientY - from.y);

@@ -121,7 +121,7 @@ export function LoginForm() {
 function SoundQuality() {
   const [wanted, setWanted] = useState<Quality | undefined>(undefined);
   const chosen = wanted ?? quality.value;
-  // What the listener chose is shown until the player tells it, or something newer.
+  // The listener's choice is shown until the player reports it or a newer one.
   useEffect(() => setWanted(undefined), [quality.value]);
   const choose = async (choice: Quality): Promise<void> => {
     setWanted(choice);

@@ -11,7 +11,7 @@ import { Section } from "./Section";
 
 const pauseMs = 250;
 
-/** Searches as one types, in everything that the services' roots say can be searched. */
+/** Searches while typing, in all search containers of the services. */
 export function Search({ text }: { text: string }) {
   const [typed, setTyped] = useState(text);
   const input = useRef<HTMLInputElement>(null);
@@ -82,7 +82,7 @@ function Results({ text }: { text: string }) {
   const kinds = results.flatMap((path) => rowsOf(path));
   const asked = useRef<string[]>([]);
   asked.current = [...results, ...kinds.map((row) => row.path ?? "")];
-  // What was asked for a text that is no longer there is dropped.
+  // Replies to earlier texts are dropped.
   useEffect(() => () => asked.current.forEach((path) => lists.of(path).rest()), []);
   const [counts, setCounts] = useState<Record<string, number>>({});
   const failed = [root, ...[...paths, ...results].map((path) => lists.of(path))].find(

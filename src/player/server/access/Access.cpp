@@ -33,8 +33,8 @@ Access::Access(const Options& options, const Limits& limits)
     connect(&m_sessions, &Sessions::failed, this, &Access::failed);
 }
 
-/// A request of this machine that no proxy forwards. What a proxy says of others is not believed, but where
-/// one says anything, the request is not this machine's own.
+/// Whether a request is from this machine and was not forwarded by a proxy. A proxy's headers are never
+/// trusted, but any such header means that the request was forwarded.
 bool Access::isLocal(const HttpRequest& request) const
 {
     static constexpr std::array<const char*, 6> forwarding{

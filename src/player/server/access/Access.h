@@ -21,8 +21,8 @@ struct Grant
     QByteArray token;   ///< its digest, where it is a token's
 };
 
-/// Decides who may do what: this machine everything; others need a session of the household's password, a
-/// token, or a player that is open to all. Main thread, with an event loop.
+/// Decides what a request may do. This machine may do everything; others need a session, a token, or a player
+/// that is open to all. Main thread, with an event loop.
 class Access : public QObject
 {
     Q_OBJECT
@@ -40,11 +40,12 @@ public:
     Access(const Options& options, const Limits& limits);
 
     bool hasPassword() { return !m_credentials.passwordHash().isEmpty(); }
-    /// After the server knows its port: browsers send a cookie to every port of a host.
+    /// Call it when the port is known: browsers send a cookie to every port of a host, so its name contains
+    /// the port.
     void setCookieName(const QByteArray& name) { m_options.cookie = name; }
 
     Grant grant(const HttpRequest& request);
-    /// Whether a right that was granted still stands.
+    /// Whether a granted right is still valid.
     bool holds(const Grant& grant);
 
     /// How a login ended.
@@ -56,22 +57,22 @@ public:
     };
     void logIn(const HttpRequest& request, const QString& password, bool isSecure,
                const std::function<void(const Login&)>& done);
-    /// Ends a session; false where there is none of that name.
+    /// Ends a session; false if there is none of that name.
     bool end(const QByteArray& session);
     QVector<Sessions::Session> sessions() { return m_sessions.list(m_credentials.passwordMark()); }
-    /// `done` gets a sentence where it failed. Every session ends.
+    /// Sets the password and ends every session. `done` receives a sentence if it failed.
     void setPassword(const QString& password, const std::function<void(const QString& error)>& done);
-    /// A Set-Cookie that takes the browser's cookie away.
+    /// A Set-Cookie header that deletes the browser's cookie.
     QByteArray noCookie() const { return m_options.cookie + "=; Path=/; Max-Age=0"; }
     /// Writes what waits.
     void flush() { m_sessions.flush(); }
-    /// What people have to know of the files; each sentence once.
+    /// Notices about the files; each is returned once.
     QStringList takeNotices();
 
 Q_SIGNALS:
-    /// Rights may have ended: holds() says which.
+    /// Rights may have ended; check them with holds().
     void changed();
-    /// Something cannot be saved, or could not be read; a sentence.
+    /// A file cannot be saved or read; `sentence` says why.
     void failed(const QString& sentence);
 
 private:

@@ -9,7 +9,7 @@ namespace {
 constexpr qint64 minuteMs = 60 * 1000;
 constexpr qint64 hourMs = 60 * minuteMs;
 
-/// Whoever has one IPv6 address has 2^64 of them.
+/// A host with one IPv6 address usually has 2^64 of them.
 QByteArray netOf(const QByteArray& address)
 {
     constexpr int netBytes = 8;

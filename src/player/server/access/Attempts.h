@@ -7,19 +7,19 @@
 #include <deque>
 #include <functional>
 
-/// Counts failed logins: so many a minute of one address, and so many an hour in all. An attempt counts as
-/// failed from its begin, so that many at once are no way around.
+/// Limits failed logins per minute and address, and per hour in total. An attempt counts as failed as soon as
+/// it begins, so parallel attempts do not bypass the limit.
 class Attempts
 {
 public:
-    /// Milliseconds that only ever grow, whatever is done to the clock on the wall.
+    /// Milliseconds of a monotonic clock.
     using Clock = std::function<qint64()>;
     Attempts(const Limits& limits, Clock clock);
 
-    /// How many seconds the next attempt of an address has to wait; 0 where it may begin.
+    /// How many seconds the next attempt of an address must wait; 0 if it may begin.
     int waitSeconds(const QByteArray& address);
     void begin(const QByteArray& address);
-    /// The attempt was right after all.
+    /// The attempt succeeded: removes it.
     void forgive(const QByteArray& address);
 
 private:

@@ -7,7 +7,7 @@
 
 /// The household's password and the tokens of programs, as hashes, in files of the state folder that only
 /// their owner can read. `pelk password` and `pelk token` write them while a player runs: it sees the change
-/// with the next request. A file that cannot be used is set aside, and holds nothing. Main thread.
+/// with the next request. An unusable file is renamed and treated as empty. Main thread.
 class Credentials
 {
 public:
@@ -20,19 +20,19 @@ public:
 
     explicit Credentials(const QString& folder);
 
-    /// The password's hash; empty where none is set.
+    /// The password's hash; empty if none is set.
     QByteArray passwordHash();
-    /// Changes with the password: what was let in by an earlier one is not let in any longer.
+    /// Changes with the password, so that sessions of an earlier password become invalid.
     QByteArray passwordMark();
     bool setPasswordHash(const QByteArray& hash, QString* error);
 
     const QVector<Token>& tokens();
-    /// Makes a token, and gives the secret that is shown once. False, with a sentence, where the name is
-    /// taken or none, or the file cannot be written.
+    /// Creates a token and returns its secret, which is shown once. False, with a sentence, if the name is
+    /// taken or invalid, or the file cannot be written.
     bool addToken(const QString& name, bool isReadOnly, QByteArray* secret, QString* error);
     bool removeToken(const QString& name, QString* error);
 
-    /// What people have to know of the files; each sentence once.
+    /// Notices about the files; each is returned once.
     QStringList takeNotices();
 
 private:

@@ -3,6 +3,6 @@
 #include <QByteArray>
 #include <QString>
 
-/// What a person calls the browser and the device that a User-Agent header names, such as "Chrome, Android";
-/// empty where neither is known.
+/// The common name of the browser and the device in a User-Agent header, such as "Chrome, Android"; empty if
+/// unknown.
 QString deviceName(const QByteArray& userAgent);

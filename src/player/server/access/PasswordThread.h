@@ -6,15 +6,15 @@
 #include <atomic>
 #include <functional>
 
-/// Computes password hashes on a thread of its own, one after another: each takes tens of milliseconds, in
-/// which the server's thread has others to answer. Main thread, with an event loop.
+/// Computes password hashes on its own thread, one at a time, because each would block the server's thread
+/// for tens of milliseconds. Main thread, with an event loop.
 class PasswordThread : public QObject
 {
     Q_OBJECT
 
 public:
     PasswordThread();
-    /// Waits for the one that is being computed; the others are dropped.
+    /// Waits for the current computation and drops the others.
     ~PasswordThread() override;
 
     /// Calls `done` later, on the calling thread.

@@ -8,7 +8,7 @@ namespace {
 constexpr int secretBytes = 32;
 constexpr int nameBytes = 8;
 
-/// A hash of the same cost that belongs to no password: where none is set, a guess takes as long.
+/// A hash of the same cost that matches no password, so that an attempt takes as long if no password is set.
 const char* const nobodysHash = "$argon2id$v=19$m=32768,t=3,p=1$c29tZXNhbHRzb21lc2FsdA$"
                                 "AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA";
 
@@ -18,7 +18,7 @@ void start()
     Q_ASSERT(outcome >= 0);
 }
 
-/// Telephones and terminals write one letter in different ways.
+/// Phones and terminals may encode the same letter differently.
 QByteArray bytesOf(const QString& password)
 {
     return password.normalized(QString::NormalizationForm_C).toUtf8();

@@ -3,28 +3,28 @@
 #include <QByteArray>
 #include <QString>
 
-/// What is made of passwords, cookies and tokens before anything is saved. Any thread.
+/// Hashes and digests of passwords, cookies and tokens. Any thread.
 namespace Secrets {
 
-/// How long Argon2id computes, and in how much memory: about 60 ms on one core of a small computer, so that
-/// one guess is dear. It never runs on the server's thread.
+/// The cost of Argon2id: about 60 ms on one core of a small computer, so that guessing is expensive. It never
+/// runs on the server's thread.
 constexpr unsigned long long passwordPasses = 3;
 constexpr std::size_t passwordMemoryBytes = 32 * 1024 * 1024;
 constexpr int shortestPassword = 6;
 constexpr int longestPassword = 256;
 
-/// What is wrong with a new password, as a sentence; empty where it can be used.
+/// Why a new password is invalid, as a sentence; empty if it is valid.
 QString passwordFault(const QString& password);
-/// The Argon2id hash of a password, as text. Slow. Empty where there is too little memory.
+/// The Argon2id hash of a password, as text. Slow. Empty if there is too little memory.
 QByteArray passwordHash(const QString& password);
-/// Whether a password is the one of a hash. Takes as long where there is no hash, and says false.
+/// Whether a password matches a hash. Without a hash it takes as long and returns false.
 bool isPassword(const QString& password, const QByteArray& hash);
 
 /// A new secret for a cookie or a token: 256 random bits as text.
 QByteArray random();
 /// A random name that is no secret.
 QByteArray randomName();
-/// What of such a secret is saved.
+/// The digest of such a secret, which is saved instead of it.
 QByteArray digest(const QByteArray& secret);
 /// Compares in a time that does not depend on the contents.
 bool isEqual(const QByteArray& one, const QByteArray& other);

@@ -7,9 +7,9 @@
 
 namespace {
 
-/// How exact the last use is, so that a file on flash is not written with every request.
+/// Resolution of the last use, so that the file is not written with every request.
 constexpr qint64 useStepMs = 10LL * 60 * 1000;
-/// Clocks are set a little, back and forth.
+/// Tolerance for small corrections of the clock.
 constexpr qint64 clockStepMs = 24LL * 3600 * 1000;
 
 const QString sessionsKey = QStringLiteral("sessions");

@@ -5,9 +5,9 @@
 #include <QObject>
 #include <QVector>
 
-/// Browsers that have logged in. Each has a random cookie, of which the digest alone is saved, and is let in
-/// for thirty days from its login, on the clock of the wall: one from the future is not let in before its
-/// time, but kept, since it is the clock that may be wrong. Main thread.
+/// The sessions of browsers that have logged in. Each has a random cookie, of which only the digest is saved,
+/// and is valid for thirty days by the time of day. A session from the future is not valid yet but is kept,
+/// because the clock may be wrong. Main thread.
 class Sessions : public QObject
 {
     Q_OBJECT
@@ -30,18 +30,17 @@ public:
 
     Sessions(const QString& folder, Clock clock);
 
-    /// Makes a session, and gives what its cookie holds.
+    /// Creates a session and returns the value of its cookie.
     QByteArray add(const QString& device, const QByteArray& passwordMark);
-    /// The session of a cookie, where it is let in with this password; it counts as used. Null where there is
-    /// none.
+    /// The valid session of a cookie for this password, marked as used; null if there is none.
     const Session* find(const QByteArray& cookie, const QByteArray& passwordMark);
     bool isValid(const QByteArray& name, const QByteArray& passwordMark) const;
-    /// Those that are let in, the last used first.
+    /// The valid sessions, last used first.
     QVector<Session> list(const QByteArray& passwordMark) const;
-    /// False where there is none of that name.
+    /// False if there is none of that name.
     bool remove(const QByteArray& name);
     void flush() { m_file.flush(); }
-    /// A sentence about what could not be read; empty where there is nothing to say.
+    /// A sentence about a file that could not be read; usually empty.
     QString notice() const { return m_file.notice(); }
 
 Q_SIGNALS:

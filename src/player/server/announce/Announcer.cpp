@@ -115,7 +115,7 @@ void Announcer::forget()
     m_group.clear();
 }
 
-/// A reply of an Avahi that has gone since, or that another call has overtaken, leads to nothing.
+/// Ignores replies of an Avahi that has ended, and replies to superseded calls.
 void Announcer::call(const QString& path, const char* interface, const char* method,
                      const QVariantList& arguments, const Then& then)
 {

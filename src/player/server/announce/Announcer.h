@@ -6,8 +6,8 @@
 
 class QDBusPendingCallWatcher;
 
-/// Announces the player in the network by mDNS, where Avahi runs: people find it by its name. It never waits,
-/// and where there is no Avahi it announces as soon as there is one. Main thread, with an event loop.
+/// Announces the player by name in the network (mDNS) through Avahi, as soon as Avahi is running. Never
+/// blocks. Main thread, with an event loop.
 ///
 ///   Silent      Avahi is not there, or the bus is not
 ///   Asking      a group of entries was asked for
@@ -24,10 +24,10 @@ public:
     };
 
     Announcer(const QDBusConnection& bus, const Service& service);
-    /// Takes the announcement back.
+    /// Withdraws the announcement.
     ~Announcer() override;
 
-    /// Announces under this name from now on, or under one like it where another device has it.
+    /// Announces this name, or a similar one if another device uses it.
     void setName(const QString& name);
     /// The name that is announced; empty while none is.
     QString announcedName() const { return m_state == State::Announced ? m_tried : QString(); }

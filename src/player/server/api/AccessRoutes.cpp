@@ -109,7 +109,7 @@ QVector<Route> accessRoutes(Access* access, const WayIn* way)
             handler(*access, *way, request, responder);
         };
     };
-    // One that is missing is a wrong one.
+    // A missing password is a wrong password.
     const Field password{"password", Kind::Text, false};
     return {
         {"GET", "/api/access", {}, with(state), Level::None},

@@ -4,7 +4,7 @@
 
 class Access;
 
-/// What else a reader has to know of the way to the player.
+/// Facts about the connection for the page.
 struct WayIn
 {
     QString fingerprint;                                ///< of the certificate; empty without TLS

@@ -162,7 +162,7 @@ void Api::checkOrigin(const HttpRequest& request) const
         throw Problem(403,
                       serverText(QT_TRANSLATE_NOOP("PanelServer", "Pages of \"%1\" may not use this player."),
                                  {origin}));
-    // Pages of other programs of this machine are strangers too.
+    // Pages of other programs on this machine are foreign too.
     const QByteArray site = request.header("sec-fetch-site");
     if (request.path.startsWith(apiPrefix) && !site.isEmpty() && site != "same-origin" && site != "none")
         throw Problem(403,
@@ -271,7 +271,7 @@ HttpResponse Api::file(const HttpRequest& request)
 {
     const QByteArray accepted = request.header("accept-encoding");
     std::optional<Files::File> file = m_files.file(request.path, accepted);
-    // The panel's own pages are addresses too; a part of it that is not there is none of them.
+    // The panel's pages have addresses of their own; a missing file returns a 404.
     if (!file && !request.path.startsWith(assetsPrefix))
         file = m_files.file(QStringLiteral("/index.html"), accepted);
     if (!file && m_files.folder().isEmpty())

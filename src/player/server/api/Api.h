@@ -12,8 +12,7 @@
 class History;
 class PlayEngine;
 
-/// What the server does with a request: who may send it, which route or file it means, and how a problem is
-/// worded.
+/// Handles a request: checks access, selects the route or file, and writes errors as problems.
 class Api : public HttpHandler
 {
 public:

@@ -115,8 +115,7 @@ void ContentAsker::setValue(const Asking& asking, const CMPath& path, const QVar
             done(request.reply().value());
         });
     };
-    // What has no value has nothing to set either: modules also take requests at paths where the player alone
-    // speaks to them.
+    // A path without a value cannot be set: modules also accept requests that only the player may send.
     begin(m_writes, asking, path, [=](const AskPointer& ask) {
         const CMGetDataRequest request(path, {PelkRoles::Value()});
         CMRoot()->getDataRequest(request);
@@ -145,7 +144,7 @@ void ContentAsker::end()
 void ContentAsker::begin(const std::shared_ptr<Turnstile>& turnstile, const Asking& asking,
                          const CMPath& path, const std::function<void(const AskPointer&)>& start)
 {
-    // Whoever asks the first questions of a full house is let in all the same.
+    // Refused only if the open requests and those waiting for a turn have both reached the limit.
     const bool isHouseFull = m_asks.size() >= size_t(m_limits.waitingRequests) &&
                              m_reads->waiting() + m_writes->waiting() >= m_limits.waitingRequests;
     if (isHouseFull ||

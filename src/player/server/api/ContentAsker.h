@@ -10,15 +10,15 @@
 
 #include <set>
 
-/// Asks the content model on behalf of requests, without waiting: each operation either calls `done` later or
-/// fails the request, with what the content model says or because there was no answer in time. A request
-/// whose browser has disconnected is abandoned.
+/// Sends requests to the content model without waiting. Each operation calls `done` later or fails the HTTP
+/// request, with the content model's error or after a time-out. A request is abandoned when its browser
+/// disconnects.
 class ContentAsker : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The paths in `closed` are neither read nor set from here.
+    /// The paths in `closed` can be neither read nor set.
     ContentAsker(const QList<CMPath>& closed, const Limits& limits);
     ~ContentAsker() override;
 
@@ -38,13 +38,13 @@ public:
     /// it.
     void data(const Asking& asking, const CMPath& path, const QStringList& roles,
               const std::function<void(const QVariantList&)>& done);
-    /// Sets the value of what has one; `done` gets what the set-data request's reply carries.
+    /// Sets the value at a path; `done` receives the reply of the set-data request.
     void setValue(const Asking& asking, const CMPath& path, const QVariant& value,
                   const std::function<void(const QVariant&)>& done);
 
-    /// What the rows that were asked for here say of a container; empty when they say nothing.
+    /// The cached row of a container; empty if it is unknown.
     PelkRoles known(const CMPath& path) const { return m_known.find(path); }
-    /// Fails everything that waits.
+    /// Fails all waiting requests.
     void end();
 
 private:

@@ -7,13 +7,12 @@
 #include <QByteArray>
 #include <QJsonObject>
 
-/// Why a request is not answered with what it asked for: sent as application/problem+json (RFC 9457).
-/// Handlers may throw it.
+/// The error response of a request, sent as application/problem+json (RFC 9457). Handlers may throw it.
 struct Problem
 {
     Problem(int httpStatus, const TrString& sentence);
-    /// What the content model says: its own message, title and name. That the network may be down is said
-    /// before it.
+    /// An error of the content model with its message, title and name; if the service did not respond,
+    /// preceded by a sentence about the network.
     explicit Problem(const CMError& error);
 
     int status;

@@ -21,7 +21,7 @@ public:
     /// The engine is not owned. `most`: how many containers may be on their way at once.
     QueueFilling(PlayEngine* engine, int most, Notify notify, Played played);
 
-    /// What of a container goes into the queue, and where.
+    /// Which rows of a container are added, and where.
     struct Addition
     {
         CMPath container;
@@ -31,7 +31,7 @@ public:
         PlayQueue::Where where = PlayQueue::Where::End;
         int startAt = 0; ///< where playing starts, when it replaces the queue: an index within the container
     };
-    /// Begins to add the rows of a container. Throws a Problem where too many are on their way.
+    /// Starts to add the rows of a container. Throws a Problem if too many containers are being loaded.
     void add(const Addition& addition);
 
 private:

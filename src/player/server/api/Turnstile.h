@@ -6,8 +6,7 @@
 
 #include <list>
 
-/// Lets in so many requests of each peer at once; others wait for their turn, so that one peer's requests
-/// never hold up another's.
+/// Limits the number of concurrent requests per peer; further ones wait. One peer never delays another.
 class Turnstile : public std::enable_shared_from_this<Turnstile>
 {
 public:
@@ -25,13 +24,13 @@ public:
     {
     }
 
-    /// Begins a visitor's turn, now or later.
+    /// Starts a request now or when its turn comes.
     void enter(const Visitor& visitor);
     /// How many of a peer wait.
     int waiting(const QByteArray& peer) const { return int(m_lines.value(peer).size()); }
-    /// How many wait, without those that have gone.
+    /// The number of waiting requests whose client is still connected.
     int waiting();
-    /// No turn begins any longer.
+    /// Starts no more requests.
     void close() { m_lines.clear(); }
 
 private:

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// How soon a browser comes back after a break.
+/// How soon a browser reconnects after the connection is lost.
 const QByteArray greeting = QByteArrayLiteral("retry: 2000\n\n");
 const QByteArray comment = QByteArrayLiteral(":\n\n");
 

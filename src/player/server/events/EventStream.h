@@ -7,7 +7,7 @@
 
 #include <deque>
 
-/// The events that wait for one reader. Of a state only the latest waits, of notices the latest few.
+/// The unsent events of one reader: the latest of each state, and the latest few notices.
 class EventStream : public ByteSource
 {
 public:
@@ -17,13 +17,13 @@ public:
                 std::function<bool()> mayRead, std::function<void(EventStream*)> closed);
     ~EventStream() override;
 
-    /// Adds an event about a topic, in place of one that still waits; without a topic it is a notice.
+    /// Adds an event; it replaces a waiting one with the same topic. Without a topic it is a notice.
     void put(const QString& topic, const QByteArray& text);
-    /// Adds a comment where nothing else waits.
+    /// Adds a comment if no event is waiting.
     void beat();
     /// Ends where its reader may read no longer.
     void check();
-    /// Nothing more will come.
+    /// Ends the stream.
     void end();
 
     int read(char* bytes, int size) override;

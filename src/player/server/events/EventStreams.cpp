@@ -119,7 +119,7 @@ void EventStreams::follow(const CMPath& path)
                                    [this, path, topic](const PelkValue& value) {
                                        change(topic, QByteArrayLiteral("value"), describeValue(path, value));
                                    });
-    // After subscribing: a change between the two is reported twice rather than never.
+    // After subscribing, so that a change in between is reported twice rather than never.
     state.describe = describeValue(path, CMRoot()->getValue(path));
 }
 
@@ -137,7 +137,7 @@ void EventStreams::change(const QString& topic, const QByteArray& event, const D
 void EventStreams::onClosed(EventStream* stream)
 {
     m_streams.erase(std::remove(m_streams.begin(), m_streams.end(), stream), m_streams.end());
-    // A value that nobody follows any longer is not followed here either.
+    // Unsubscribes from a value that no stream follows any longer.
     for (const QString& topic : stream->values())
         if (std::none_of(m_streams.cbegin(), m_streams.cend(),
                          [&topic](const EventStream* one) { return one->follows(topic); }))

@@ -15,8 +15,8 @@
 
 class PelkNotificationDisplayItem;
 
-/// The browsers that follow the player by server-sent events: first the present state of everything, then
-/// each change. None can hold up another.
+/// The server-sent event streams: each sends the current state of everything, then each change. No reader can
+/// delay another.
 class EventStreams : public QObject
 {
     Q_OBJECT
@@ -30,15 +30,15 @@ public:
 
     /// Whether there is a place for one more.
     bool hasPlace() const { return int(m_streams.size()) < m_limits.eventStreams; }
-    /// A stream for a reader that follows the values of these paths. It is a response's body, and its place
-    /// is free again when it is deleted. `language` outlives it. `mayRead` is asked in checkReaders().
+    /// Creates a stream that follows the values of these paths, as the body of a response. Deleting it frees
+    /// its place. `language` must outlive it. `mayRead` is asked in checkReaders().
     std::unique_ptr<ByteSource> open(const Language& language, const QList<CMPath>& values,
                                      const std::function<bool()>& mayRead);
     /// Ends the streams whose readers may read no longer. Is done with every heartbeat, too.
     void checkReaders();
     /// A state of the player has changed.
     void setState(const QByteArray& event, const Describe& describe);
-    /// Shows a notice to everybody who listens now.
+    /// Sends a notice to all current streams.
     void notify(const PelkNotificationDisplayItem& notice);
     /// Ends every stream.
     void end();

@@ -47,7 +47,7 @@ void PlayerEvents::reportStatus()
     const PlayerStatus status = m_engine->status();
     QElapsedTimer since;
     since.start();
-    // It is reported to whoever comes later, too.
+    // Later readers receive it too.
     m_streams->setState("player", [status, since](const Language& language) {
         qint64 position = status.positionMs;
         if (status.state == PelkPlayLogicState::Playing && !status.stalled)

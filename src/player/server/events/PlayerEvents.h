@@ -9,18 +9,18 @@
 class EventStreams;
 class PlayEngine;
 
-/// Reports every change of the player to the event streams: the first one at once, and of a burst the
-/// outcome.
+/// Reports changes of the player to the event streams: the first change at once, then the last one of each
+/// burst.
 class PlayerEvents : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Neither is owned. `burstMs`: how far apart two reports about the same are at least.
+    /// Neither is owned. `burstMs`: minimum interval between two reports about the same state.
     PlayerEvents(PlayEngine* engine, EventStreams* streams, int burstMs);
 
 private:
-    /// Calls `report` soon after what is to be reported, but not too often.
+    /// Calls `report` soon, at most once per interval.
     class Pace
     {
     public:

@@ -19,7 +19,7 @@ bool isAddress(const QString& text)
            ::inet_pton(AF_INET6, name.constData(), &bytes) == 1;
 }
 
-/// The name and the port of a Host header, the name without brackets; nothing if it is none.
+/// The name (without brackets) and port of a Host header; nothing if it is invalid.
 std::optional<std::pair<QString, quint16>> parsed(const QString& host, quint16 usualPort)
 {
     QString name = host.trimmed().toLower();

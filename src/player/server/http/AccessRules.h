@@ -3,14 +3,14 @@
 #include <QSet>
 #include <QString>
 
-/// Who may speak to the server. A page of another site can make a browser send requests here, and can
-/// point a name of its own at this machine: so the Host that a request names has to be one that the server
-/// is known by, and the Origin, where there is one, the same. A value; any thread.
+/// Checks Host and Origin. A page of another site can make a browser send requests here, and can point its
+/// own name at this machine. So Host must be a name of this server, and Origin, if present, must match it. A
+/// value; any thread.
 class AccessRules
 {
 public:
-    /// For a server that listens on this address (an IP address or a host name) and port. `origin`: what
-    /// browsers know a proxy in front of it by, as originOf() gives it; may be empty. `hasTls`: of its own.
+    /// For a server that listens on this address (an IP address or a host name) and port. `origin`: the
+    /// origin of a proxy in front of it, from originOf(); may be empty. `hasTls`: of its own.
     AccessRules(const QString& address, quint16 port, const QString& origin = QString(), bool hasTls = false);
 
     /// Whether a Host header names this server.
@@ -19,7 +19,7 @@ public:
     bool isOwnOrigin(const QString& origin, const QString& host) const;
     /// Whether browsers that name this Host speak TLS to a proxy.
     bool isProxiedHttps(const QString& host) const;
-    /// Reads an origin as a person writes it, such as "https://music.home.example/"; empty if it is none.
+    /// Parses an origin as a user writes it, such as "https://music.home.example/"; empty if it is invalid.
     static QString originOf(const QString& text);
     /// Whether only this machine can reach an address.
     static bool isLoopback(const QString& address);

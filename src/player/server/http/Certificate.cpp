@@ -44,7 +44,8 @@ namespace {
 constexpr qint64 largestFileBytes = 256 * 1024;
 constexpr QFileDevice::Permissions ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
-/// All that were shown: a handshake may be under way with any of them. There is a new one a year.
+/// All certificates used so far, because a handshake may still use any of them. There is one new certificate
+/// per year.
 std::vector<std::shared_ptr<const Certificate::Shown>>& allShown()
 {
     static std::vector<std::shared_ptr<const Certificate::Shown>> all;
@@ -88,8 +89,7 @@ bool isKeyOf(gnutls_privkey_t key, gnutls_x509_crt_t certificate)
            gnutls_x509_crt_get_key_id(certificate, 0, other.data(), &otherBytes) == 0 && one == other;
 }
 
-/// Reads a certificate, its chain and its key. Null where that is not possible; `error` gets the end of a
-/// sentence.
+/// Reads a certificate, its chain and its key. Null if that fails; `error` receives the end of a sentence.
 std::shared_ptr<Certificate::Shown> read(const QByteArray& pem, const QByteArray& keyPem,
                                          const QStringList& names, QString* error)
 {
@@ -143,7 +143,7 @@ void addName(gnutls_x509_crt_t certificate, const QString& name)
                                              unsigned(bytes.size()), GNUTLS_FSAN_APPEND);
 }
 
-/// A certificate that its own key signs, and the key behind it, in PEM; empty where that failed.
+/// A self-signed certificate followed by its key, in PEM; empty if that fails.
 QByteArray generated(const QStringList& names, const QDateTime& now)
 {
     gnutls_x509_privkey_t made = nullptr;
@@ -277,7 +277,7 @@ bool Certificate::loadGenerated(QString* error)
                            "a new certificate.")
                 .arg(m_source.generatedFile, reason, aside));
     }
-    // A clock that is behind is no reason to let browsers ask again.
+    // A slow clock must not replace a certificate that browsers have accepted.
     const bool isOver = m_current && m_source.now() >= end().addDays(-renewedDaysBefore);
     return (m_current && !isOver) || generate(error);
 }

@@ -6,9 +6,9 @@
 #include <functional>
 #include <memory>
 
-/// The certificate that browsers are shown, with its key: from files of one's own, or generated on first use,
-/// signed by itself and kept in one file that only its owner can read. Connections that begin after
-/// refresh() get what it found; a process shows one certificate. Main thread.
+/// The server's certificate and key: from the user's files, or self-signed, generated on first use and saved
+/// in one file that only its owner can read. Connections after refresh() use the new certificate; a process
+/// uses one certificate. Main thread.
 class Certificate
 {
 public:
@@ -27,20 +27,20 @@ public:
     explicit Certificate(Source source);
     ~Certificate();
 
-    /// Reads the certificate, or makes one. False, with a sentence, where there is none that can be used.
+    /// Reads or generates the certificate. False, with a sentence, if there is no usable one.
     bool load(QString* error);
-    /// Makes a new one where the generated one ends soon, and reads one's own again where its file has
-    /// changed. True where browsers see another one from now on. What went wrong is in takeNotices().
+    /// Renews a generated certificate that expires soon, and reloads the user's files if they changed. True
+    /// if the certificate changed. Problems are in takeNotices().
     bool refresh();
     /// Its SHA-256, as browsers show it: "AB:CD:…".
     QString fingerprint() const;
     QDateTime end() const;
-    /// What people have to know: it has ended, it is for another name, its file was set aside.
+    /// Notices: the certificate has expired, is for another name, or its file was renamed.
     QStringList takeNotices();
 
-    /// One that is shown, and its key.
+    /// A certificate and its key.
     class Shown;
-    /// What the next connection is shown; null where no certificate was loaded.
+    /// The certificate for the next connection; null if none was loaded.
     static const Shown* shown();
 
 private:

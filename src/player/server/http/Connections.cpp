@@ -36,7 +36,7 @@ int Connections::most(const Limits& limits)
     if (::getrlimit(RLIMIT_NOFILE, &descriptors) != 0)
         return limits.connections;
     const auto there = qint64(std::min<rlim_t>(descriptors.rlim_cur, std::numeric_limits<int>::max()));
-    // Where there are few, half of them have to do.
+    // If the process has few descriptors, half of them are used for connections.
     const qint64 left = std::max(there - limits.reservedDescriptors, there / 2);
     return int(std::min<qint64>(limits.connections, left));
 }

@@ -10,9 +10,8 @@
 
 class QSocketNotifier;
 
-/// The connections of a server: how many there may be, how long each may take for what it does, and when its
-/// other end disconnects. Their bytes are somebody else's; a connection is ended by shutting its socket down,
-/// which its reader sees.
+/// The connections of a server: their maximum number, their deadlines, and the disconnection of clients. It
+/// does not read or write data; to end a connection it shuts the socket down, which the reader notices.
 ///
 ///   Idle      nothing of a request has come   until `idleMs`; may have to make room
 ///   Head      a head has begun                until `headMs`; may have to make room when nobody is idle
@@ -39,18 +38,17 @@ public:
 
     /// How many connections this process has descriptors for.
     static int most(const Limits& limits);
-    /// Takes up a connection, and ends another one where there are too many. False where there is no room.
+    /// Adds a connection and ends another one if there are too many. False if there is no room.
     bool add(int socket, const Peer& peer);
     /// Ends the oldest connection that may have to make room, of a peer where one is given; false where there
     /// is none.
     bool makeRoom(const Peer* peer);
-    /// Before the socket is closed.
+    /// Call it before the socket is closed.
     void remove(int socket);
     void enter(int socket, State state);
     Peer peer(int socket) const { return m_connections.value(socket).peer; }
     int count() const { return m_connections.size(); }
-    /// Looks which connections have begun a request or disconnected. To be called before what has come is
-    /// read.
+    /// Checks which connections have begun a request or disconnected. Call it before received data is read.
     void look();
 
 private:

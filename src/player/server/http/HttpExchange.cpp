@@ -164,8 +164,8 @@ MHD_Result HttpExchange::onHead(const char* url, const char* method, const char*
     }
     m_response = std::move(*refusal);
     m_stage = Stage::Refused;
-    // A body that is on its way is read away, since closing the connection in the middle of it may cost the
-    // client the response. One that nobody would wait for, or whose end is uncertain, is not.
+    // A refused body is read and discarded, because closing the connection early may lose the response. A
+    // body that is too long or has no certain end is not.
     const bool isBounded =
         m_request.headerCount("transfer-encoding") == 0 &&
         m_request.header("content-length").toULongLong() <= m_server->m_limits.discardedBytes;

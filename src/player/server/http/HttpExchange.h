@@ -7,8 +7,8 @@
 
 class HttpServer;
 
-/// One request of one connection and its response. The library holds it from the request's first line to the
-/// end of the response; handlers may hold it longer, and can do nothing then.
+/// One request and its response. The library holds it from the request line to the end of the response;
+/// handlers may hold it longer, but then their calls are no-ops.
 class HttpExchange : public ResponseSink, public std::enable_shared_from_this<HttpExchange>
 {
 public:
@@ -24,7 +24,7 @@ public:
                        size_t* pieceBytes);
     /// The other end has disconnected.
     void disconnect();
-    /// The library has done with it.
+    /// The library no longer uses it.
     void finish();
     int socket() const { return m_socket; }
 

@@ -43,9 +43,9 @@ class ByteSource
 public:
     virtual ~ByteSource() = default;
     static constexpr int ended = -1;
-    /// Moves at most `size` bytes; 0 where there is nothing now, `ended` where nothing more will come.
+    /// Copies at most `size` bytes. Returns 0 if there is no data now, or `ended` at the end.
     virtual int read(char* bytes, int size) = 0;
-    /// Set by the server: to be called when there is something after read() gave 0.
+    /// Set by the server: call it when data is available after read() has returned 0.
     std::function<void()> wake;
 };
 
@@ -71,7 +71,7 @@ public:
     virtual ~ResponseSink() = default;
     /// Sends the response; a second one is ignored.
     virtual void respond(HttpResponse response) = 0;
-    /// Whether somebody still waits for the response.
+    /// Whether the client is still connected.
     virtual bool isOpen() const = 0;
     /// Called once when the other end disconnects before there is a response.
     virtual void onGone(const std::function<void()>& gone) = 0;
@@ -85,7 +85,7 @@ class HttpHandler
 {
 public:
     virtual ~HttpHandler() = default;
-    /// What a head can be refused for before anything else is looked at.
+    /// Checks of a head that come before all others.
     enum class Fault
     {
         None,
@@ -94,8 +94,8 @@ public:
         LongHead,
         LongBody
     };
-    /// Looks at a head; a response refuses the request, and its body is thrown away.
+    /// Checks a head. A returned response refuses the request, and the body is discarded.
     virtual std::unique_ptr<HttpResponse> refusal(const HttpRequest& request, Fault fault) = 0;
-    /// Responds to a request, now or later.
+    /// Sends a response now or later.
     virtual void handle(const HttpRequest& request, const Responder& responder) = 0;
 };

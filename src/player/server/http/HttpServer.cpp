@@ -16,10 +16,10 @@ namespace {
 
 using ExchangePointer = std::shared_ptr<HttpExchange>;
 
-/// The library's memory for a connection: a head, and what it makes of it. It is filled with zeros after each
+/// The library's memory per connection, for the head and its parsed form. It is filled with zeros after each
 /// request, so that an idle connection keeps it. With less, a head that is too large gets no response.
 constexpr size_t connectionMemoryBytes = 22 * 1024;
-/// More than are ever taken up: Connections counts them.
+/// Never reached: Connections limits their number.
 constexpr unsigned libraryConnections = 4096;
 /// The two versions that are not broken.
 const char* const tlsVersions = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
@@ -106,7 +106,7 @@ bool HttpServer::start(Daemon* daemon, unsigned flags, const std::vector<MHD_Opt
 
 void HttpServer::add(int socket, const Peer& peer)
 {
-    // What the kernel takes for a client that does not read is copied by this thread.
+    // This thread copies everything that the kernel buffers for a client that does not read.
     ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &m_limits.sendBufferBytes, sizeof m_limits.sendBufferBytes);
     sockaddr_in unknown{}; // the library needs one, and does nothing with it
     unknown.sin_family = AF_INET;

@@ -13,9 +13,8 @@
 class HttpExchange;
 class QSocketNotifier;
 
-/// Reads requests from connections and writes responses, on the thread that it lives on and its event loop.
-/// GNU libmicrohttpd does the work; its epoll descriptor is watched here. A request that waits for its
-/// response is suspended, and so is a body while there is nothing of it.
+/// Reads requests and writes responses on its thread's event loop, with GNU libmicrohttpd, whose epoll
+/// descriptor it watches. A request that waits for its response is suspended, and so is a body without data.
 class HttpServer : public QObject
 {
     Q_OBJECT
@@ -26,15 +25,15 @@ public:
     /// As stop().
     ~HttpServer() override;
 
-    /// False where the library cannot be started. `hasTls`: connections of encrypted peers are shown the
+    /// False if the library cannot be started. `hasTls`: connections of encrypted peers are shown the
     /// process's Certificate; else there must be none.
     bool start(bool hasTls);
-    /// Takes up an accepted connection; its socket is the server's from then on.
+    /// Adds an accepted connection and takes ownership of its socket.
     void add(int socket, const Peer& peer);
     /// Ends the connection that is needed least, if one can be ended.
     void makeRoom();
-    /// Sends the responses that there are and closes every connection. Everything that waits must have been
-    /// answered before.
+    /// Sends pending responses and closes every connection. All waiting requests must have been answered
+    /// before.
     void stop();
 
     const Connections& connections() const { return m_connections; }

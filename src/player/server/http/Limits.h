@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-/// Everything that the panel's server bounds. Tests lower some of these.
+/// All limits of the panel's server. Tests lower some of them.
 struct Limits
 {
     std::size_t headBytes = 16 * 1024;

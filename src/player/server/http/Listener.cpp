@@ -46,7 +46,7 @@ Peer peerOf(const sockaddr_storage& address)
     return peer;
 }
 
-/// A listening socket at the first of the addresses that can be had; -1 where none can.
+/// A listening socket at the first available address; -1 if there is none.
 int listeningSocket(const addrinfo* addresses)
 {
     for (const addrinfo* one = addresses; one; one = one->ai_next) {

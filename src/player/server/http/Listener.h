@@ -25,11 +25,11 @@ public:
     Listener(Receiver receiver, std::function<void()> exhausted);
     ~Listener() override;
 
-    /// Listens on an IP address or host name and a port (0: any free one). False where that is not possible;
-    /// errno says why.
+    /// Listens on an IP address or host name and a port (0: any free one). False if that fails; errno says
+    /// why.
     bool listen(const QString& address, quint16 port);
-    /// Takes over a socket that listens already, and gives its address. False where it is no such socket; it
-    /// is not taken over then.
+    /// Takes ownership of a listening socket and returns its address. False, without taking ownership, if the
+    /// socket does not listen.
     bool adopt(int socket, QString* address);
     /// Takes over a socket that listens at a file.
     void adoptFile(int socket);
