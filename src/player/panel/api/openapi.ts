@@ -279,6 +279,46 @@ export interface paths {
     patch?: never;
     trace?: never;
   };
+  "/api/about": {
+    parameters: {
+      query?: never;
+      header?: never;
+      path?: never;
+      cookie?: never;
+    };
+    /**
+     * What this player is: its process, files, modules and account.
+     * @description For programs that use the player's socket file; 403 for everybody else.
+     */
+    get: {
+      parameters: {
+        query?: never;
+        header?: never;
+        path?: never;
+        cookie?: never;
+      };
+      requestBody?: never;
+      responses: {
+        /** @description As things are now. */
+        200: {
+          headers: {
+            [name: string]: unknown;
+          };
+          content: {
+            "application/json": components["schemas"]["About"];
+          };
+        };
+        default: components["responses"]["Problem"];
+      };
+    };
+    put?: never;
+    post?: never;
+    delete?: never;
+    options?: never;
+    head?: never;
+    patch?: never;
+    trace?: never;
+  };
   "/api/rows": {
     parameters: {
       query?: never;
@@ -1008,7 +1048,7 @@ export interface paths {
     get?: never;
     put?: never;
     /**
-     * Adds what can be played of a container.
+     * Adds a track, or what can be played of a container.
      * @description The rows come in the background. `replace` plays from `startAt`, an index within the container, or from the front. What could not be added comes as a notification.
      */
     post: {
@@ -1350,6 +1390,26 @@ export interface components {
       canPause: boolean;
       queue: components["schemas"]["QueueState"];
     };
+    About: {
+      version: string;
+      processId: number;
+      /** @description Address of the panel. */
+      panel: string | null;
+      loggedIn: boolean;
+      /** @description Of the saved login; empty where there is none. */
+      userName: string;
+      quality: string;
+      settingsFile: string;
+      loginFile: string;
+      /** @description Why the login could not be saved; empty if it was. */
+      loginFault: string;
+      modules: {
+        name: string;
+        file: string;
+      }[];
+      /** @description What went wrong with modules, in sentences. */
+      moduleFaults: string[];
+    };
     QueueState: {
       /** @description Grows with every change. */
       revision: number;
@@ -1402,6 +1462,8 @@ export interface components {
       detail: string;
       /** @description The content model's name of its error. */
       name?: string;
+      /** @description The number that its service gave, such as a status of HTTP. */
+      code?: number;
     };
   };
   responses: {
