@@ -308,6 +308,14 @@ describe("a page that loads", { timeout: testLimitMs }, () => {
               });
         }).observe({ type: "layout-shift", buffered: true });
       });
+      // Rows may come before what is known of their list.
+      await page.route(
+        (url) => url.pathname === "/api/data" && path.startsWith("/browse"),
+        async (route) => {
+          await page.locator(`${ready}:not(.skeleton)`).first().waitFor();
+          await route.continue();
+        },
+      );
       await page.goto(stage.url + path);
       await page.locator(`${ready}:not(.skeleton)`).first().waitFor();
       await page.waitForFunction(() => !document.querySelector(".skeleton"));

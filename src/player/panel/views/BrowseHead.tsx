@@ -25,6 +25,7 @@ export function BrowseHead({ path, title, list, layout, kind }: Props) {
   const item = isItem(path) && layout !== "menu";
   const first = list.at(0);
   const word = { album: t.album, artist: t.artist, trackList: t.playlist }[kind];
+  const tracks = expectedLayout(path) === "tracks";
   const playable = list.count !== 0 && (about?.playable ?? (item && layout === "tracks"));
   const icon = about?.icon ?? (kind === "album" ? first?.icon : undefined);
   const row: Row = {
@@ -47,10 +48,11 @@ export function BrowseHead({ path, title, list, layout, kind }: Props) {
         {playable ? (
           <PlayActions row={row} path={path} tracks={layout === "tracks"} />
         ) : (
-          // The room of the buttons, until it is known whether there are any.
-          list.count === undefined &&
+          // The room of the buttons, until it is known whether there are any: rows may come before that.
           !about &&
-          (item || expectedLayout(path) === "tracks") && <div class="head-actions waiting" />
+          (list.count === undefined ? item || tracks : !item && tracks && list.count > 0) && (
+            <div class="head-actions waiting" />
+          )
         )}
       </div>
     </header>
