@@ -10,8 +10,6 @@
 
 namespace {
 
-const int limitMs = patienceMs;
-
 QByteArray request(const QByteArray& method, const QByteArray& target, const PanelClient::Headers& headers,
                    const QByteArray& host)
 {
@@ -81,7 +79,7 @@ PanelReply PanelClient::send(const QByteArray& method, const QByteArray& target,
 PanelReply PanelClient::raw(const QByteArray& bytes) const
 {
     PendingReply pending(m_port, bytes);
-    pending.wait(limitMs);
+    pending.wait(patienceMs);
     return pending.reply();
 }
 
