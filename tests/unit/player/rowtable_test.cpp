@@ -86,8 +86,7 @@ private Q_SLOTS:
         QFETCH(int, width);
         const QString path = QStringLiteral("qobuz:album?id=0060254735180");
         const QJsonArray rows{row(QString(300, QLatin1Char('x')), path),
-                                      row(QString(300, QChar(0x7A7A)), path),
-                                      row(QStringLiteral("short"), path)};
+                              row(QString(300, QChar(0x7A7A)), path), row(QStringLiteral("short"), path)};
         const QStringList table = lines(rowTable(rows, width));
         QCOMPARE(table.filter(path).size(), 3);
         for (const QString& line : table)
@@ -96,9 +95,10 @@ private Q_SLOTS:
 
     void columnsLineUpWhateverTheScript()
     {
-        const QStringList table = lines(rowTable(QJsonArray{row(QStringLiteral("空のソ"), QStringLiteral("t:a")),
-                                                  row(QStringLiteral("abcdef"), QStringLiteral("t:b"))},
-                                                 80));
+        const QStringList table =
+            lines(rowTable(QJsonArray{row(QStringLiteral("空のソ"), QStringLiteral("t:a")),
+                                      row(QStringLiteral("abcdef"), QStringLiteral("t:b"))},
+                           80));
         QCOMPARE(table,
                  (QStringList{QStringLiteral("空のソ  album  t:a"), QStringLiteral("abcdef  album  t:b")}));
     }
@@ -114,7 +114,8 @@ private Q_SLOTS:
     void withoutALimitNothingIsCut()
     {
         const QString title(300, QLatin1Char('x'));
-        QVERIFY(rowTable(QJsonArray{row(title, QStringLiteral("t:a"))}, 0).startsWith(title + QLatin1Char(' ')));
+        QVERIFY(
+            rowTable(QJsonArray{row(title, QStringLiteral("t:a"))}, 0).startsWith(title + QLatin1Char(' ')));
     }
 
     void noRowsAreNoLines() { QCOMPARE(rowTable({}, 80), QString()); }
