@@ -137,7 +137,7 @@ def footprint_rows(bench):
     with_module, without = bench.alternately(11, lambda: bench.numbers("module_host")[0],
                                              lambda: bench.numbers("module_host", "without")[0])
     stripped = bench.results / "libqobuz.so"
-    subprocess.run(["strip", "-o", stripped, bench.build / "lib" / "modules" / "libqobuz.so"], check=True)
+    subprocess.run(["strip", "-o", stripped, bench.build / "lib" / "pelk" / "modules" / "libqobuz.so"], check=True)
     return [
         report.count_ratio("allocations, 50 albums : strings and containers in the rows", allocations, carried, 4.5),
         report.difference("start to the root menu's first reply : an empty program", start, empty, 15, "ms"),
