@@ -47,7 +47,7 @@ export function App() {
   return (
     <div class={playing ? "frame bare" : "frame"}>
       <div class="skips">
-        <a class="skip" href="#player" onClick={(event) => focusOn(event, ".play-button")}>
+        <a class="skip" href="#player" onClick={(event) => focusOn(event, ".play-button:enabled", "#player")}>
           {t.skipToPlayer}
         </a>
         <a class="skip" href="#main" onClick={(event) => focusOn(event, "#main")}>
@@ -74,11 +74,11 @@ export function App() {
   );
 }
 
-/** Moves the focus to the first of these elements that can be seen. */
-function focusOn(event: Event, selector: string): void {
+/** Moves the focus to the first visible element that matches one of the selectors; an earlier selector comes first. */
+function focusOn(event: Event, ...selectors: string[]): void {
   event.preventDefault();
-  const all = [...document.querySelectorAll<HTMLElement>(selector)];
-  all.find((each) => each.offsetParent !== null)?.focus();
+  const all = selectors.flatMap((selector) => [...document.querySelectorAll<HTMLElement>(selector)]);
+  all.find((each) => each.checkVisibility())?.focus();
 }
 
 function View() {

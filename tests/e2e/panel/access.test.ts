@@ -1,6 +1,6 @@
 import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test } from "vitest";
-import { patienceMs, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, Stage, testLimitMs } from "./stage";
 
 /** A phone of the network: its browser reaches the player by another name, as through a proxy. */
 const name = "music.home.example";
@@ -62,7 +62,7 @@ describe("a phone in the network", { timeout: testLimitMs }, () => {
     const entry = other.getByRole("listitem").filter({ hasText: "Zuletzt verwendet" });
     await entry.getByRole("button", { name: /abmelden$/ }).click();
     await page.getByRole("heading", { name: "Enter the player’s password" }).waitFor();
-    await other.context().close();
+    await leave(other);
   });
 });
 

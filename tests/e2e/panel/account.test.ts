@@ -1,6 +1,6 @@
 import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test } from "vitest";
-import { demo, patienceMs, Stage, testLimitMs } from "./stage";
+import { demo, leave, patienceMs, Stage, testLimitMs } from "./stage";
 
 let stage: Stage;
 let page: Page;
@@ -45,8 +45,8 @@ describe("the account", { timeout: testLimitMs }, () => {
     // The page that an address asked for comes then.
     await asked.locator(".results .track-title").first().waitFor();
     expect(await asked.getByRole("searchbox").inputValue()).toBe("δρα");
-    await other.context().close();
-    await asked.context().close();
+    await leave(other);
+    await leave(asked);
   });
 
   test("tells who is logged in", async () => {
@@ -69,7 +69,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     await expect
       .poll(() => page.getByRole("radio", { name: /Data saver/ }).isChecked(), { timeout: patienceMs })
       .toBe(true);
-    await other.context().close();
+    await leave(other);
   });
 
   test.each([
@@ -82,7 +82,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     expect(await other.locator("html").getAttribute("lang")).toBe(language);
     // The menu's texts come from the player, in the same language.
     await other.getByRole("navigation").getByText(discover, { exact: true }).waitFor();
-    await other.context().close();
+    await leave(other);
   });
 
   test("no answer that the page gets carries the password or a token", async () => {

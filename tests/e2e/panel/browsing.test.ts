@@ -2,7 +2,7 @@ import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test } from "vitest";
 import type { RowsAnswer } from "../../../src/player/panel/api/types";
 import { browseUrl } from "../../../src/player/panel/model/routes";
-import { patienceMs, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, Stage, testLimitMs } from "./stage";
 
 let stage: Stage;
 let page: Page;
@@ -84,7 +84,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     const other = await stage.page({}, address.slice(stage.url.length));
     await other.getByRole("heading", { name: album, exact: true, level: 1 }).waitFor();
     await other.locator(".track-title").first().waitFor();
-    await other.context().close();
+    await leave(other);
   });
 
   test("names the way to an artist in full, also where a part of it was not known when it was left", async () => {
@@ -105,7 +105,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await expect
       .poll(() => crumbs(other), { timeout: patienceMs })
       .toEqual(["Home", "Discover", "Artists", artist]);
-    await other.context().close();
+    await leave(other);
   });
 
   test("comes back to where a list was left", async () => {
@@ -260,7 +260,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     expect(await other.locator(".tile-title").first().isVisible()).toBe(true);
     await expect.poll(() => other.locator(".tile .cover > img").count(), { timeout: patienceMs }).toBe(0);
     await stage.noFaults();
-    await other.context().close();
+    await leave(other);
   });
 
   test("keeps what was loaded while the service is away, and goes on when it is back", async () => {
@@ -309,7 +309,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await other.locator(".head .eyebrow").getByText("Album").waitFor();
     expect(await other.locator(".head .cover img").getAttribute("src")).toBe(album.icon);
     expect(await other.locator(".track-number").first().textContent()).toBe("1");
-    await other.context().close();
+    await leave(other);
   });
 
   test("says so where there is nothing", async () => {

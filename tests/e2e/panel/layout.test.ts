@@ -1,7 +1,7 @@
 import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { PlayerStatus } from "../../../src/player/panel/api/types";
-import { patienceMs, shot, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, shot, Stage, testLimitMs } from "./stage";
 
 /** How pages stand on screens of every size. */
 
@@ -80,7 +80,7 @@ describe("the page of the playing track", { timeout: testLimitMs }, () => {
         await page.evaluate(() => document.documentElement.scrollWidth - innerWidth),
       ).toBeLessThanOrEqual(0);
       await shot(page, `playing${title ? "-long" : ""}-${width}x${height}`);
-      await page.context().close();
+      await leave(page);
     }
   });
 
@@ -88,7 +88,7 @@ describe("the page of the playing track", { timeout: testLimitMs }, () => {
     const widthOn = async (width: number, height: number): Promise<number> => {
       const page = await stage.page({ viewport: { width, height } }, "/playing");
       const box = (await page.locator(".now-cover .cover").boundingBox())!;
-      await page.context().close();
+      await leave(page);
       expect(Math.abs(box.width - box.height)).toBeLessThan(1.5);
       return box.width;
     };
@@ -117,7 +117,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
       await page.getByRole("button", { name: "Try again" }).click();
       await alert.waitFor({ state: "detached" });
       await expect.poll(() => page.locator(".section .empty").count(), { timeout: patienceMs }).toBe(0);
-      await page.context().close();
+      await leave(page);
     },
   );
 
@@ -141,7 +141,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     await stage.noFaults();
     await page.getByRole("button", { name: "Try again" }).click();
     await page.locator(".results .track").first().waitFor();
-    await page.context().close();
+    await leave(page);
   });
 
   test("shows the code of an error where there is one", async () => {
@@ -155,7 +155,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     );
     await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
     await page.getByRole("alert").locator("small").getByText("The cellar is flooded · Error 503").waitFor();
-    await page.context().close();
+    await leave(page);
   });
 
   test("of the player itself stays in view wherever the page is scrolled to", async () => {
@@ -169,7 +169,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     await shot(page, "player-away-390");
     await stage.startPlayer();
     await line.waitFor({ state: "detached" });
-    await page.context().close();
+    await leave(page);
   });
 });
 
@@ -199,7 +199,7 @@ describe("a very wide screen", { timeout: testLimitMs }, () => {
       .evaluateAll((all) => all.map((each) => Math.round(each.getBoundingClientRect().left)));
     expect(new Set(lefts).size).toBe(3);
     await shot(page, "search-2560x1440");
-    await page.context().close();
+    await leave(page);
   });
 });
 
@@ -228,7 +228,7 @@ describe("a shelf", { timeout: testLimitMs }, () => {
     expect({ along: await along(), down: await page.evaluate(() => scrollY) }).toEqual(before);
     await shelf.hover();
     await shot(page, "shelf-arrows-1440");
-    await page.context().close();
+    await leave(page);
   });
 });
 
@@ -276,7 +276,7 @@ describe("on a phone of 320 pixels", { timeout: testLimitMs }, () => {
       ).toBeLessThanOrEqual(0);
       await shot(page, `small-${locale.slice(0, 2)}${path.replace(/\W+/g, "-").slice(0, 20)}`);
     }
-    await page.context().close();
+    await leave(page);
   });
 });
 
@@ -325,7 +325,7 @@ describe("a page that loads", { timeout: testLimitMs }, () => {
       const sum = shifts.reduce((total, { value }) => total + value, 0);
       console.log(`CLS of ${path} at ${viewport.width} pixels: ${sum.toFixed(4)}`);
       expect(sum, JSON.stringify(shifts)).toBeLessThan(0.02);
-      await page.context().close();
+      await leave(page);
     }
   });
 });

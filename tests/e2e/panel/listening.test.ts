@@ -2,7 +2,7 @@ import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { PlayerStatus, Row, RowsAnswer } from "../../../src/player/panel/api/types";
 import { browseUrl } from "../../../src/player/panel/model/routes";
-import { patienceMs, shot, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, shot, Stage, testLimitMs } from "./stage";
 
 /** What a listener does with what is heard: pause it where it stands, go to its album and artist, read what is known of it. */
 
@@ -133,7 +133,7 @@ describe("from the track that is heard", { timeout: testLimitMs }, () => {
     // Its row was seen now: the name leads there.
     await bar(other).getByRole("link", { name: artist!, exact: true }).click();
     await other.getByRole("heading", { name: artist!, level: 1 }).waitFor();
-    await other.context().close();
+    await leave(other);
   });
 });
 
@@ -199,7 +199,7 @@ describe("the bar", { timeout: testLimitMs }, () => {
       expect(cut).toBeLessThanOrEqual(1);
       expect(await badge.isVisible()).toBe(true);
       await shot(other, `bar-lower-${width}`);
-      await other.context().close();
+      await leave(other);
     },
   );
 });

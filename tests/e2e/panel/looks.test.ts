@@ -7,7 +7,7 @@ import { browseUrl } from "../../../src/player/panel/model/routes";
 import { de } from "../../../src/player/panel/texts/de";
 import { en, type Texts } from "../../../src/player/panel/texts/en";
 import { fr } from "../../../src/player/panel/texts/fr";
-import { patienceMs, shot, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, shot, Stage, testLimitMs } from "./stage";
 
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
@@ -136,7 +136,7 @@ describe.each(everywhere)("on a %s screen", { timeout: testLimitMs }, (name, opt
     await page.goto(`${stage.url}/nowhere`);
     await page.getByRole("heading", { name: "Page not found" }).waitFor();
     await look("no such page");
-    await page.context().close();
+    await leave(page);
     expect(wrong).toEqual({});
   });
 });
@@ -176,7 +176,7 @@ describe.each(languages)("in the language %s", { timeout: testLimitMs }, (locale
         `${view} is wider than the screen`,
       ).toBeLessThanOrEqual(0);
     }
-    await page.context().close();
+    await leave(page);
   });
 });
 
@@ -221,7 +221,7 @@ describe("without a pointer", { timeout: testLimitMs }, () => {
     await expect
       .poll(async () => (await stage.ask<{ state: string }>("/api/player")).state, { timeout: patienceMs })
       .toBe("playing");
-    await page.context().close();
+    await leave(page);
   });
 });
 
@@ -237,6 +237,6 @@ describe("at the first start", { timeout: testLimitMs }, () => {
     await page.getByRole("heading", { name: "Welcome" }).waitFor();
     await shot(page, `welcome-${name}`);
     expect(await findings(page)).toEqual([]);
-    await page.context().close();
+    await leave(page);
   });
 });

@@ -2,7 +2,7 @@ import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { PlayerStatus, QueueAnswer, RowsAnswer } from "../../../src/player/panel/api/types";
 import { browseUrl } from "../../../src/player/panel/model/routes";
-import { patienceMs, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, Stage, testLimitMs } from "./stage";
 
 let stage: Stage;
 let page: Page;
@@ -245,7 +245,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(queued).toEqual(order);
     await until(() => titles(phone)).toEqual(order);
     expect(await phone.evaluate(() => scrollY)).toBe(0);
-    await phone.context().close();
+    await leave(phone);
     await until(() => titles()).toEqual(order);
   });
 
@@ -282,7 +282,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     order.pop();
     await until(titles).toEqual(order);
     await until(() => titles(other)).toEqual(order);
-    await other.context().close();
+    await leave(other);
   });
 
   test("takes what is to play next, and what is to play at its end", async () => {

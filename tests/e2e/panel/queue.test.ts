@@ -1,7 +1,7 @@
 import type { Page, Route } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { PlayerStatus, QueueAnswer } from "../../../src/player/panel/api/types";
-import { patienceMs, shot, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, shot, Stage, testLimitMs } from "./stage";
 
 /** The queue as a listener works with it: where it opens, its menus, several rows at once, a finger. */
 
@@ -64,7 +64,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
         false,
       );
       await shot(other, `queue-opened-${name}`);
-      await other.context().close();
+      await leave(other);
     },
   );
 
@@ -76,7 +76,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     expect(back.y).toBeGreaterThanOrEqual(0);
     expect(await other.locator(".now-track .play-button").isVisible()).toBe(true);
     await shot(other, "queue-beside-1440");
-    await other.context().close();
+    await leave(other);
   });
 
   test("has a menu on each row, which moves it behind the playing track", async () => {
@@ -189,7 +189,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await lift();
     await shot(phone, "queue-selected-phone-light");
     expect((await player()).state).toBe("paused");
-    await phone.context().close();
+    await leave(phone);
   });
 });
 
@@ -231,7 +231,7 @@ describe("a finger", { timeout: testLimitMs }, () => {
     await swipe(195, large.y + 60, 0, 200);
     await phone.locator(".player-bar").waitFor();
     expect(new URL(phone.url()).pathname).toBe("/");
-    await phone.context().close();
+    await leave(phone);
   });
 });
 
@@ -272,6 +272,6 @@ describe("a cover", { timeout: testLimitMs }, () => {
       addresses,
     );
     expect(await again.count()).toBe(1);
-    await other.context().close();
+    await leave(other);
   });
 });

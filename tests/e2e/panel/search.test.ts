@@ -1,6 +1,6 @@
 import type { Page } from "playwright-core";
 import { afterAll, beforeAll, describe, expect, test } from "vitest";
-import { patienceMs, Stage, testLimitMs } from "./stage";
+import { leave, patienceMs, Stage, testLimitMs } from "./stage";
 
 let stage: Stage;
 let page: Page;
@@ -130,6 +130,6 @@ describe("searching", { timeout: testLimitMs }, () => {
     const other = await stage.page({}, `/search?q=${encodeURIComponent("δρα")}`);
     await other.locator(".results .track-title").first().waitFor();
     expect(await other.getByRole("searchbox").inputValue()).toBe("δρα");
-    await other.context().close();
+    await leave(other);
   });
 });

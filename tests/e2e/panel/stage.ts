@@ -56,6 +56,12 @@ async function end(child: ChildProcess | undefined): Promise<number | null> {
   return gone;
 }
 
+/** Closes a page's browser. Handlers of its requests that still wait end without an error. */
+export async function leave(page: Page): Promise<void> {
+  await page.unrouteAll({ behavior: "ignoreErrors" });
+  await page.context().close();
+}
+
 export interface Report {
   endpoint: string;
   items: Record<string, string>;

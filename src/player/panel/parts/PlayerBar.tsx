@@ -17,7 +17,13 @@ export function PlayerBar() {
     swipe: { left: () => skip("next"), right: () => skip("previous"), up: () => navigate("/playing") },
   });
   return (
-    <section {...touch} class={row ? "player-bar" : "player-bar idle"} aria-label={t.nowPlaying}>
+    <section
+      {...touch}
+      id="player"
+      tabIndex={-1}
+      class={row ? "player-bar" : "player-bar idle"}
+      aria-label={t.nowPlaying}
+    >
       <ProgressLine />
       <div class="player-track">
         {row ? (
