@@ -63,75 +63,75 @@
 <context>
     <name>ContentClient</name>
     <message>
-        <source>"%1" gave no answer within %2 seconds.</source>
+        <source>"%1" did not respond within %2 seconds.</source>
         <translation>„%1“ hat innerhalb von %2 Sekunden nicht geantwortet.</translation>
     </message>
     <message>
-        <source>The service gave no whole answer; is the network up?</source>
-        <translation>Der Dienst hat nicht vollständig geantwortet; ist das Netz da?</translation>
+        <source>No complete response from the service. Check your network connection.</source>
+        <translation>Keine vollständige Antwort vom Dienst. Bitte die Netzwerkverbindung prüfen.</translation>
     </message>
 </context>
 <context>
     <name>PanelServer</name>
     <message>
-        <source>"%1" has no value that can be set.</source>
+        <source>"%1" has no value to set.</source>
         <translation>„%1“ hat keinen Wert, der sich setzen lässt.</translation>
     </message>
     <message>
-        <source>"%1" has to be a text.</source>
+        <source>"%1" must be a text.</source>
         <translation>„%1“ muss ein Text sein.</translation>
     </message>
     <message>
-        <source>"%1" has to be a whole number from %2 to %3.</source>
+        <source>"%1" must be a whole number from %2 to %3.</source>
         <translation>„%1“ muss eine ganze Zahl von %2 bis %3 sein.</translation>
     </message>
     <message>
-        <source>"%1" has to be true or false.</source>
+        <source>"%1" must be true or false.</source>
         <translation>„%1“ muss true oder false sein.</translation>
     </message>
     <message>
-        <source>"%1" stays within the player.</source>
-        <translation>„%1“ bleibt im Player.</translation>
+        <source>"%1" is only accessible to the player itself.</source>
+        <translation>Auf „%1“ kann nur der Player selbst zugreifen.</translation>
     </message>
     <message>
-        <source>"entries" has to be a list of entries' numbers.</source>
+        <source>"entries" must be a list of entry numbers.</source>
         <translation>„entries“ muss eine Liste von Eintragsnummern sein.</translation>
     </message>
     <message>
-        <source>"percent" or "muted" has to be given.</source>
+        <source>"percent" or "muted" is required.</source>
         <translation>„percent“ oder „muted“ muss angegeben sein.</translation>
     </message>
     <message>
-        <source>"repeat" has to be off, one or all.</source>
+        <source>"repeat" must be off, one or all.</source>
         <translation>„repeat“ muss off, one oder all sein.</translation>
     </message>
     <message>
-        <source>"repeat" or "shuffle" has to be given.</source>
+        <source>"repeat" or "shuffle" is required.</source>
         <translation>„repeat“ oder „shuffle“ muss angegeben sein.</translation>
     </message>
     <message>
-        <source>"value" has to be a tagged value.</source>
+        <source>"value" must be a tagged value.</source>
         <translation>„value“ muss ein Wert mit Typangabe sein.</translation>
     </message>
     <message>
-        <source>"where" has to be replace, next or end.</source>
+        <source>"where" must be replace, next or end.</source>
         <translation>„where“ muss replace, next oder end sein.</translation>
     </message>
     <message>
-        <source>%1 browsers follow the player; more cannot.</source>
+        <source>%1 browsers are connected, which is the limit.</source>
         <translation>%1 Browser sind bereits mit dem Player verbunden; mehr sind nicht möglich.</translation>
     </message>
     <message>
-        <source>%1 is not possible here.</source>
-        <translation>%1 ist hier nicht möglich.</translation>
+        <source>The method %1 is not allowed here.</source>
+        <translation>Die Methode %1 ist hier nicht erlaubt.</translation>
     </message>
     <message>
         <source>Log in with the player's password.</source>
         <translation>Melden Sie sich mit dem Passwort des Players an.</translation>
     </message>
     <message>
-        <source>Nothing is sent where one reads.</source>
-        <translation>Wo gelesen wird, wird nichts gesendet.</translation>
+        <source>GET and HEAD requests must not have a body.</source>
+        <translation>GET- und HEAD-Anfragen dürfen keinen Inhalt haben.</translation>
     </message>
     <message>
         <source>Password needed</source>
@@ -150,8 +150,8 @@
         <translation>Das Passwort muss %1 bis %2 Zeichen lang sein.</translation>
     </message>
     <message>
-        <source>The player's file cannot be written. Its own messages name the file and the reason.</source>
-        <translation>Die Datei des Players kann nicht geschrieben werden. Seine eigenen Meldungen nennen die Datei und den Grund.</translation>
+        <source>The player cannot write its file. Its console output names the file and the reason.</source>
+        <translation>Der Player kann seine Datei nicht schreiben. Seine Konsolenausgabe nennt Datei und Grund.</translation>
     </message>
     <message>
         <source>This needs more rights than you have here.</source>
@@ -162,23 +162,23 @@
         <translation>Zu viele Versuche. Versuchen Sie es in %1 Sekunden erneut.</translation>
     </message>
     <message>
-        <source>What changes something is sent as JSON, {} at least, and with its length.</source>
-        <translation>Was etwas ändert, wird als JSON gesendet, mindestens {}, und mit seiner Länge.</translation>
+        <source>A POST request must have a JSON body, at least {}, and a Content-Length.</source>
+        <translation>Eine POST-Anfrage braucht einen JSON-Inhalt, mindestens {}, und Content-Length.</translation>
     </message>
     <message>
-        <source>Ask for 1 to %1 roles.</source>
-        <translation>Fragen Sie nach 1 bis %1 Rollen.</translation>
+        <source>Request 1 to %1 roles.</source>
+        <translation>Bitte 1 bis %1 Rollen anfordern.</translation>
     </message>
     <message>
         <source>Busy</source>
         <translation>Ausgelastet</translation>
     </message>
     <message>
-        <source>Follow at most %1 values.</source>
+        <source>At most %1 values can be followed.</source>
         <translation>Höchstens %1 Werte lassen sich verfolgen.</translation>
     </message>
     <message>
-        <source>It has changed meanwhile</source>
+        <source>Changed in the meantime</source>
         <translation>Inzwischen geändert</translation>
     </message>
     <message>
@@ -202,7 +202,7 @@
         <translation>Nur die Rolle „value“ lässt sich setzen.</translation>
     </message>
     <message>
-        <source>Other lists are still on their way into the queue; try again.</source>
+        <source>Other lists are still being added to the queue. Try again.</source>
         <translation>Andere Listen werden noch in die Warteschlange geladen; bitte noch einmal versuchen.</translation>
     </message>
     <message>
@@ -210,11 +210,11 @@
         <translation>Das erfahren nur Programme, die die Socket-Datei des Players verwenden.</translation>
     </message>
     <message>
-        <source>Other sites may not use this player.</source>
+        <source>Other sites are not allowed to use this player.</source>
         <translation>Andere Websites dürfen diesen Player nicht benutzen.</translation>
     </message>
     <message>
-        <source>Pages of "%1" may not use this player.</source>
+        <source>Pages of "%1" are not allowed to use this player.</source>
         <translation>Seiten von „%1“ dürfen diesen Player nicht benutzen.</translation>
     </message>
     <message>
@@ -222,27 +222,27 @@
         <translation>Dieser Eintrag ist nicht mehr in der Warteschlange.</translation>
     </message>
     <message>
-        <source>The address is too long; at most 8 KiB are read.</source>
+        <source>The address is too long; the limit is 8 KiB.</source>
         <translation>Die Adresse ist zu lang; höchstens 8 KiB sind möglich.</translation>
     </message>
     <message>
-        <source>The body has to be a JSON object.</source>
+        <source>The body must be a JSON object.</source>
         <translation>Der Inhalt muss ein JSON-Objekt sein.</translation>
     </message>
     <message>
-        <source>The body has to be application/json.</source>
+        <source>The body must be application/json.</source>
         <translation>Der Inhalt muss vom Typ application/json sein.</translation>
     </message>
     <message>
-        <source>The body is no JSON: %1</source>
+        <source>The body is not JSON: %1</source>
         <translation>Der Inhalt ist kein JSON: %1</translation>
     </message>
     <message>
-        <source>Too many requests wait; try again.</source>
+        <source>Too many requests are waiting. Try again.</source>
         <translation>Zu viele Anfragen warten; bitte noch einmal versuchen.</translation>
     </message>
     <message>
-        <source>The head is too large; at most 16 KiB are read.</source>
+        <source>The header is too large; the limit is 16 KiB.</source>
         <translation>Der Kopf der Anfrage ist zu groß; höchstens 16 KiB sind möglich.</translation>
     </message>
     <message>
@@ -250,11 +250,11 @@
         <translation>„to“ darf nicht vor „from“ liegen.</translation>
     </message>
     <message>
-        <source>The body is too large; at most 64 KiB are read.</source>
+        <source>The body is too large; the limit is 64 KiB.</source>
         <translation>Der Inhalt ist zu groß; höchstens 64 KiB sind möglich.</translation>
     </message>
     <message>
-        <source>The list holds no track that can be played.</source>
+        <source>The list contains no playable track.</source>
         <translation>Die Liste enthält keinen Titel, der abgespielt werden kann.</translation>
     </message>
     <message>
@@ -274,11 +274,11 @@
         <translation>Der Pfad ist zu lang.</translation>
     </message>
     <message>
-        <source>The player could not answer.</source>
-        <translation>Der Player konnte nicht antworten.</translation>
+        <source>The player could not handle the request.</source>
+        <translation>Der Player konnte die Anfrage nicht bearbeiten.</translation>
     </message>
     <message>
-        <source>The player ends.</source>
+        <source>The player is shutting down.</source>
         <translation>Der Player wird beendet.</translation>
     </message>
     <message>
@@ -286,16 +286,16 @@
         <translation>Die Warteschlange ist unvollständig</translation>
     </message>
     <message>
-        <source>The request is no HTTP that can be read.</source>
-        <translation>Die Anfrage ist kein lesbares HTTP.</translation>
+        <source>The request is not valid HTTP.</source>
+        <translation>Die Anfrage ist kein gültiges HTTP.</translation>
     </message>
     <message>
         <source>The request is too large</source>
         <translation>Die Anfrage ist zu groß</translation>
     </message>
     <message>
-        <source>The request is wrong</source>
-        <translation>Die Anfrage ist fehlerhaft</translation>
+        <source>Invalid request</source>
+        <translation>Ungültige Anfrage</translation>
     </message>
     <message>
         <source>There is no role "%1".</source>
@@ -306,11 +306,11 @@
         <translation>Unter „%1“ ist nichts zu finden.</translation>
     </message>
     <message>
-        <source>Either "positionMs" or "byMs" has to be given.</source>
+        <source>Either "positionMs" or "byMs" is required.</source>
         <translation>Entweder „positionMs“ oder „byMs“ muss angegeben sein.</translation>
     </message>
     <message>
-        <source>Either "entry" or "entries" has to be given.</source>
+        <source>Either "entry" or "entries" is required.</source>
         <translation>Entweder „entry“ oder „entries“ muss angegeben sein.</translation>
     </message>
     <message>
@@ -318,51 +318,51 @@
         <translation>Es gibt nichts rückgängig zu machen.</translation>
     </message>
     <message>
-        <source>Either "minutes" or "at" has to be given.</source>
+        <source>Either "minutes" or "at" is required.</source>
         <translation>Entweder „minutes“ oder „at“ muss angegeben sein.</translation>
     </message>
     <message>
-        <source>"at" has to be off, track or queue.</source>
+        <source>"at" must be off, track or queue.</source>
         <translation>„at“ muss off, track oder queue sein.</translation>
     </message>
     <message>
-        <source>There is nothing to seek in.</source>
+        <source>Seeking is not possible now.</source>
         <translation>Im Augenblick lässt sich nicht spulen.</translation>
     </message>
     <message>
-        <source>This player is not called "%1".</source>
-        <translation>Dieser Player heißt nicht „%1“.</translation>
+        <source>"%1" is not a host name of this player.</source>
+        <translation>„%1“ ist kein Hostname dieses Players.</translation>
     </message>
     <message>
-        <source>Wrong method</source>
-        <translation>Falsche Methode</translation>
+        <source>Method not allowed</source>
+        <translation>Methode nicht erlaubt</translation>
     </message>
     <message>
         <source>Wrong password.</source>
         <translation>Falsches Passwort.</translation>
     </message>
     <message>
-        <source>Wrong type of content</source>
-        <translation>Falscher Inhaltstyp</translation>
+        <source>Unsupported content type</source>
+        <translation>Inhaltstyp nicht unterstützt</translation>
     </message>
 </context>
 <context>
     <name>PlayEngine</name>
     <message>
-        <source>%1 broke off</source>
-        <translation>%1 wurde unterbrochen</translation>
+        <source>Playback of %1 was interrupted</source>
+        <translation>Die Wiedergabe von %1 wurde unterbrochen</translation>
     </message>
     <message>
         <source>%1 cannot be played</source>
         <translation>%1 kann nicht abgespielt werden</translation>
     </message>
     <message>
-        <source>Playing goes on from here when it is back. (%1)</source>
-        <translation>Die Wiedergabe geht hier weiter, sobald sie wieder da ist. (%1)</translation>
+        <source>Playback resumes here when the audio output is available again. (%1)</source>
+        <translation>Die Wiedergabe wird hier fortgesetzt, sobald die Tonausgabe wieder verfügbar ist. (%1)</translation>
     </message>
     <message>
-        <source>The sound output is gone</source>
-        <translation>Die Tonausgabe ist nicht mehr da</translation>
+        <source>Audio output lost</source>
+        <translation>Tonausgabe nicht mehr verfügbar</translation>
     </message>
 </context>
 <context>
@@ -379,35 +379,35 @@
 <context>
     <name>StreamPlayer</name>
     <message>
-        <source>Nothing came of the stream for %1 seconds; is the network up?</source>
-        <translation>Seit %1 Sekunden ist nichts mehr vom Stream gekommen. Besteht eine Verbindung zum Netz?</translation>
+        <source>No data was received for %1 seconds. Check your network connection.</source>
+        <translation>Seit %1 Sekunden wurden keine Daten empfangen. Bitte die Netzwerkverbindung prüfen.</translation>
     </message>
     <message>
-        <source>The connection broke again and again.</source>
-        <translation>Die Verbindung ist immer wieder abgebrochen.</translation>
+        <source>The connection was lost too many times.</source>
+        <translation>Die Verbindung ist zu oft abgebrochen.</translation>
     </message>
     <message>
         <source>The stream did not begin within %1 seconds.</source>
         <translation>Der Stream hat innerhalb von %1 Sekunden nicht begonnen.</translation>
     </message>
     <message>
-        <source>The stream is not playable. (%1)</source>
-        <translation>Der Stream lässt sich nicht abspielen. (%1)</translation>
+        <source>The stream is not playable: this audio format is not supported. (%1)</source>
+        <translation>Dieses Audioformat wird nicht unterstützt. (%1)</translation>
     </message>
     <message>
-        <source>The stream is not playable: its address has to begin with http:// or https://.</source>
-        <translation>Der Stream lässt sich nicht abspielen: Seine Adresse muss mit http:// oder https:// beginnen.</translation>
+        <source>This stream is not playable: its address must begin with http:// or https://.</source>
+        <translation>Dieser Stream kann nicht abgespielt werden: Seine Adresse muss mit http:// oder https:// beginnen.</translation>
     </message>
     <message>
-        <source>The stream is not playable: its server redirects to an address that begins with neither http:// nor https://.</source>
-        <translation>Der Stream lässt sich nicht abspielen: Sein Server leitet zu einer Adresse weiter, die weder mit http:// noch mit https:// beginnt.</translation>
+        <source>This stream is not playable: its server redirects to an address that does not begin with http:// or https://.</source>
+        <translation>Dieser Stream kann nicht abgespielt werden: Sein Server leitet zu einer Adresse weiter, die nicht mit http:// oder https:// beginnt.</translation>
     </message>
 </context>
 <context>
     <name>TrackResolver</name>
     <message>
-        <source>The service gave no address to play it from.</source>
-        <translation>Der Dienst hat keine Adresse genannt, von der es abgespielt werden kann.</translation>
+        <source>No stream is available for this track.</source>
+        <translation>Für diesen Titel ist kein Stream verfügbar.</translation>
     </message>
 </context>
 </TS>

@@ -63,75 +63,75 @@
 <context>
     <name>ContentClient</name>
     <message>
-        <source>"%1" gave no answer within %2 seconds.</source>
+        <source>"%1" did not respond within %2 seconds.</source>
         <translation>« %1 » n’a pas répondu en %2 secondes.</translation>
     </message>
     <message>
-        <source>The service gave no whole answer; is the network up?</source>
-        <translation>Le service n’a pas répondu entièrement ; le réseau est-il disponible ?</translation>
+        <source>No complete response from the service. Check your network connection.</source>
+        <translation>Réponse du service absente ou incomplète. Vérifiez la connexion réseau.</translation>
     </message>
 </context>
 <context>
     <name>PanelServer</name>
     <message>
-        <source>"%1" has no value that can be set.</source>
+        <source>"%1" has no value to set.</source>
         <translation>« %1 » n’a pas de valeur modifiable.</translation>
     </message>
     <message>
-        <source>"%1" has to be a text.</source>
+        <source>"%1" must be a text.</source>
         <translation>« %1 » doit être un texte.</translation>
     </message>
     <message>
-        <source>"%1" has to be a whole number from %2 to %3.</source>
+        <source>"%1" must be a whole number from %2 to %3.</source>
         <translation>« %1 » doit être un nombre entier de %2 à %3.</translation>
     </message>
     <message>
-        <source>"%1" has to be true or false.</source>
+        <source>"%1" must be true or false.</source>
         <translation>« %1 » doit valoir true ou false.</translation>
     </message>
     <message>
-        <source>"%1" stays within the player.</source>
-        <translation>« %1 » ne sort pas du lecteur.</translation>
+        <source>"%1" is only accessible to the player itself.</source>
+        <translation>« %1 » n’est accessible qu’au lecteur lui-même.</translation>
     </message>
     <message>
-        <source>"entries" has to be a list of entries' numbers.</source>
+        <source>"entries" must be a list of entry numbers.</source>
         <translation>« entries » doit être une liste de numéros d’entrées.</translation>
     </message>
     <message>
-        <source>"percent" or "muted" has to be given.</source>
+        <source>"percent" or "muted" is required.</source>
         <translation>Il faut indiquer « percent » ou « muted ».</translation>
     </message>
     <message>
-        <source>"repeat" has to be off, one or all.</source>
+        <source>"repeat" must be off, one or all.</source>
         <translation>« repeat » doit valoir off, one ou all.</translation>
     </message>
     <message>
-        <source>"repeat" or "shuffle" has to be given.</source>
+        <source>"repeat" or "shuffle" is required.</source>
         <translation>Il faut indiquer « repeat » ou « shuffle ».</translation>
     </message>
     <message>
-        <source>"value" has to be a tagged value.</source>
+        <source>"value" must be a tagged value.</source>
         <translation>« value » doit être une valeur avec son type.</translation>
     </message>
     <message>
-        <source>"where" has to be replace, next or end.</source>
+        <source>"where" must be replace, next or end.</source>
         <translation>« where » doit valoir replace, next ou end.</translation>
     </message>
     <message>
-        <source>%1 browsers follow the player; more cannot.</source>
+        <source>%1 browsers are connected, which is the limit.</source>
         <translation>%1 navigateurs suivent déjà le lecteur ; il n’en accepte pas davantage.</translation>
     </message>
     <message>
-        <source>%1 is not possible here.</source>
-        <translation>%1 n’est pas possible ici.</translation>
+        <source>The method %1 is not allowed here.</source>
+        <translation>La méthode %1 n’est pas autorisée ici.</translation>
     </message>
     <message>
         <source>Log in with the player's password.</source>
         <translation>Connectez-vous avec le mot de passe du lecteur.</translation>
     </message>
     <message>
-        <source>Nothing is sent where one reads.</source>
-        <translation>On n’envoie rien là où on lit.</translation>
+        <source>GET and HEAD requests must not have a body.</source>
+        <translation>Les requêtes GET et HEAD ne doivent pas avoir de contenu.</translation>
     </message>
     <message>
         <source>Password needed</source>
@@ -150,8 +150,8 @@
         <translation>Le mot de passe doit comporter de %1 à %2 caractères.</translation>
     </message>
     <message>
-        <source>The player's file cannot be written. Its own messages name the file and the reason.</source>
-        <translation>Le fichier du lecteur ne peut pas être écrit. Ses propres messages nomment le fichier et la raison.</translation>
+        <source>The player cannot write its file. Its console output names the file and the reason.</source>
+        <translation>Le lecteur ne peut pas écrire son fichier. Sa sortie console en indique le nom et la raison.</translation>
     </message>
     <message>
         <source>This needs more rights than you have here.</source>
@@ -162,11 +162,11 @@
         <translation>Trop de tentatives. Réessayez dans %1 secondes.</translation>
     </message>
     <message>
-        <source>What changes something is sent as JSON, {} at least, and with its length.</source>
-        <translation>Ce qui change quelque chose est envoyé en JSON, au moins {}, avec sa longueur.</translation>
+        <source>A POST request must have a JSON body, at least {}, and a Content-Length.</source>
+        <translation>Une requête POST doit avoir un contenu JSON, au moins {}, et un Content-Length.</translation>
     </message>
     <message>
-        <source>Ask for 1 to %1 roles.</source>
+        <source>Request 1 to %1 roles.</source>
         <translation>Demandez de 1 à %1 rôles.</translation>
     </message>
     <message>
@@ -174,11 +174,11 @@
         <translation>Occupé</translation>
     </message>
     <message>
-        <source>Follow at most %1 values.</source>
+        <source>At most %1 values can be followed.</source>
         <translation>On peut suivre au plus %1 valeurs.</translation>
     </message>
     <message>
-        <source>It has changed meanwhile</source>
+        <source>Changed in the meantime</source>
         <translation>Modifié entre-temps</translation>
     </message>
     <message>
@@ -195,14 +195,14 @@
     </message>
     <message>
         <source>Nothing to play</source>
-        <translation>Rien à lire</translation>
+        <translation>Aucun titre à écouter</translation>
     </message>
     <message>
         <source>Only the role "value" can be set.</source>
         <translation>Seul le rôle « value » est modifiable.</translation>
     </message>
     <message>
-        <source>Other lists are still on their way into the queue; try again.</source>
+        <source>Other lists are still being added to the queue. Try again.</source>
         <translation>D’autres listes sont encore en cours d’ajout à la file d’attente ; veuillez réessayer.</translation>
     </message>
     <message>
@@ -210,39 +210,39 @@
         <translation>Seuls les programmes qui utilisent le fichier de socket du lecteur y ont accès.</translation>
     </message>
     <message>
-        <source>Other sites may not use this player.</source>
-        <translation>D’autres sites ne peuvent pas utiliser ce lecteur.</translation>
+        <source>Other sites are not allowed to use this player.</source>
+        <translation>Les autres sites ne sont pas autorisés à utiliser ce lecteur.</translation>
     </message>
     <message>
-        <source>Pages of "%1" may not use this player.</source>
-        <translation>Les pages de « %1 » ne peuvent pas utiliser ce lecteur.</translation>
+        <source>Pages of "%1" are not allowed to use this player.</source>
+        <translation>Les pages de « %1 » ne sont pas autorisées à utiliser ce lecteur.</translation>
     </message>
     <message>
         <source>That entry is no longer in the queue.</source>
-        <translation>Cette entrée n’est plus dans la file d’attente.</translation>
+        <translation>Ce titre n’est plus dans la file d’attente.</translation>
     </message>
     <message>
-        <source>The address is too long; at most 8 KiB are read.</source>
+        <source>The address is too long; the limit is 8 KiB.</source>
         <translation>L’adresse est trop longue ; 8 Kio au plus sont acceptés.</translation>
     </message>
     <message>
-        <source>The body has to be a JSON object.</source>
+        <source>The body must be a JSON object.</source>
         <translation>Le contenu doit être un objet JSON.</translation>
     </message>
     <message>
-        <source>The body has to be application/json.</source>
+        <source>The body must be application/json.</source>
         <translation>Le contenu doit être de type application/json.</translation>
     </message>
     <message>
-        <source>The body is no JSON: %1</source>
+        <source>The body is not JSON: %1</source>
         <translation>Le contenu n’est pas du JSON : %1</translation>
     </message>
     <message>
-        <source>Too many requests wait; try again.</source>
+        <source>Too many requests are waiting. Try again.</source>
         <translation>Trop de requêtes sont en attente ; réessayez.</translation>
     </message>
     <message>
-        <source>The head is too large; at most 16 KiB are read.</source>
+        <source>The header is too large; the limit is 16 KiB.</source>
         <translation>L’en-tête de la requête est trop volumineux ; 16 Kio au plus sont acceptés.</translation>
     </message>
     <message>
@@ -250,16 +250,16 @@
         <translation>« to » ne doit pas précéder « from ».</translation>
     </message>
     <message>
-        <source>The body is too large; at most 64 KiB are read.</source>
+        <source>The body is too large; the limit is 64 KiB.</source>
         <translation>Le contenu est trop volumineux ; 64 Kio au plus sont acceptés.</translation>
     </message>
     <message>
-        <source>The list holds no track that can be played.</source>
-        <translation>La liste ne contient aucun titre lisible.</translation>
+        <source>The list contains no playable track.</source>
+        <translation>La liste ne contient aucun titre pouvant être lu.</translation>
     </message>
     <message>
         <source>The login could not be saved</source>
-        <translation>La connexion n’a pas pu être enregistrée</translation>
+        <translation>Impossible d’enregistrer la session</translation>
     </message>
     <message>
         <source>The panel is not installed. The player's own messages name the folder.</source>
@@ -274,28 +274,28 @@
         <translation>Le chemin est trop long.</translation>
     </message>
     <message>
-        <source>The player could not answer.</source>
-        <translation>Le lecteur n’a pas pu répondre.</translation>
+        <source>The player could not handle the request.</source>
+        <translation>Le lecteur n’a pas pu traiter la requête.</translation>
     </message>
     <message>
-        <source>The player ends.</source>
-        <translation>Le lecteur s’arrête.</translation>
+        <source>The player is shutting down.</source>
+        <translation>Le lecteur va se fermer.</translation>
     </message>
     <message>
         <source>The queue is not complete</source>
         <translation>La file d’attente est incomplète</translation>
     </message>
     <message>
-        <source>The request is no HTTP that can be read.</source>
-        <translation>La requête n’est pas du HTTP lisible.</translation>
+        <source>The request is not valid HTTP.</source>
+        <translation>La requête n’est pas du HTTP valide.</translation>
     </message>
     <message>
         <source>The request is too large</source>
         <translation>La requête est trop volumineuse</translation>
     </message>
     <message>
-        <source>The request is wrong</source>
-        <translation>La requête est incorrecte</translation>
+        <source>Invalid request</source>
+        <translation>Requête invalide</translation>
     </message>
     <message>
         <source>There is no role "%1".</source>
@@ -306,11 +306,11 @@
         <translation>Il n’y a rien à l’adresse « %1 ».</translation>
     </message>
     <message>
-        <source>Either "positionMs" or "byMs" has to be given.</source>
+        <source>Either "positionMs" or "byMs" is required.</source>
         <translation>Il faut indiquer soit « positionMs », soit « byMs ».</translation>
     </message>
     <message>
-        <source>Either "entry" or "entries" has to be given.</source>
+        <source>Either "entry" or "entries" is required.</source>
         <translation>Il faut indiquer soit « entry », soit « entries ».</translation>
     </message>
     <message>
@@ -318,51 +318,51 @@
         <translation>Il n’y a rien à annuler.</translation>
     </message>
     <message>
-        <source>Either "minutes" or "at" has to be given.</source>
+        <source>Either "minutes" or "at" is required.</source>
         <translation>Il faut indiquer soit « minutes », soit « at ».</translation>
     </message>
     <message>
-        <source>"at" has to be off, track or queue.</source>
+        <source>"at" must be off, track or queue.</source>
         <translation>« at » doit être off, track ou queue.</translation>
     </message>
     <message>
-        <source>There is nothing to seek in.</source>
+        <source>Seeking is not possible now.</source>
         <translation>Le déplacement dans le titre est impossible pour le moment.</translation>
     </message>
     <message>
-        <source>This player is not called "%1".</source>
-        <translation>Ce lecteur ne s’appelle pas « %1 ».</translation>
+        <source>"%1" is not a host name of this player.</source>
+        <translation>« %1 » n’est pas un nom d’hôte de ce lecteur.</translation>
     </message>
     <message>
-        <source>Wrong method</source>
-        <translation>Méthode incorrecte</translation>
+        <source>Method not allowed</source>
+        <translation>Méthode non autorisée</translation>
     </message>
     <message>
         <source>Wrong password.</source>
         <translation>Mot de passe incorrect.</translation>
     </message>
     <message>
-        <source>Wrong type of content</source>
-        <translation>Type de contenu incorrect</translation>
+        <source>Unsupported content type</source>
+        <translation>Type de contenu non pris en charge</translation>
     </message>
 </context>
 <context>
     <name>PlayEngine</name>
     <message>
-        <source>%1 broke off</source>
-        <translation>%1 s’est interrompu</translation>
+        <source>Playback of %1 was interrupted</source>
+        <translation>Lecture interrompue : %1</translation>
     </message>
     <message>
         <source>%1 cannot be played</source>
-        <translation>%1 ne peut pas être lu</translation>
+        <translation>Lecture impossible : %1</translation>
     </message>
     <message>
-        <source>Playing goes on from here when it is back. (%1)</source>
-        <translation>La lecture reprendra ici dès son retour. (%1)</translation>
+        <source>Playback resumes here when the audio output is available again. (%1)</source>
+        <translation>La lecture reprendra ici dès que la sortie audio sera rétablie. (%1)</translation>
     </message>
     <message>
-        <source>The sound output is gone</source>
-        <translation>La sortie audio a disparu</translation>
+        <source>Audio output lost</source>
+        <translation>Sortie audio indisponible</translation>
     </message>
 </context>
 <context>
@@ -379,35 +379,35 @@
 <context>
     <name>StreamPlayer</name>
     <message>
-        <source>Nothing came of the stream for %1 seconds; is the network up?</source>
-        <translation>Plus rien n’est arrivé du flux depuis %1 secondes. Le réseau est-il disponible ?</translation>
+        <source>No data was received for %1 seconds. Check your network connection.</source>
+        <translation>Aucune donnée reçue depuis %1 secondes. Vérifiez la connexion réseau.</translation>
     </message>
     <message>
-        <source>The connection broke again and again.</source>
-        <translation>La connexion s’est interrompue à plusieurs reprises.</translation>
+        <source>The connection was lost too many times.</source>
+        <translation>La connexion a été interrompue trop souvent.</translation>
     </message>
     <message>
         <source>The stream did not begin within %1 seconds.</source>
         <translation>Le flux n’a pas commencé en %1 secondes.</translation>
     </message>
     <message>
-        <source>The stream is not playable. (%1)</source>
-        <translation>Le flux n’est pas lisible. (%1)</translation>
+        <source>The stream is not playable: this audio format is not supported. (%1)</source>
+        <translation>Ce format audio n’est pas pris en charge. (%1)</translation>
     </message>
     <message>
-        <source>The stream is not playable: its address has to begin with http:// or https://.</source>
+        <source>This stream is not playable: its address must begin with http:// or https://.</source>
         <translation>Le flux ne peut pas être lu : son adresse doit commencer par http:// ou https://.</translation>
     </message>
     <message>
-        <source>The stream is not playable: its server redirects to an address that begins with neither http:// nor https://.</source>
+        <source>This stream is not playable: its server redirects to an address that does not begin with http:// or https://.</source>
         <translation>Le flux ne peut pas être lu : son serveur redirige vers une adresse qui ne commence ni par http:// ni par https://.</translation>
     </message>
 </context>
 <context>
     <name>TrackResolver</name>
     <message>
-        <source>The service gave no address to play it from.</source>
-        <translation>Le service n’a donné aucune adresse de lecture.</translation>
+        <source>No stream is available for this track.</source>
+        <translation>Aucun flux n’est disponible pour ce titre.</translation>
     </message>
 </context>
 </TS>

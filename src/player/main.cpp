@@ -108,7 +108,7 @@ int runInThisProcess(const CommandLine& line, bool* hasEnded)
     *hasEnded = host->end();
     if (*hasEnded)
         return code;
-    Terminal::error(QStringLiteral("A module did not end in time; it was left behind."));
+    Terminal::error(QStringLiteral("A module did not stop in time and was abandoned."));
     static_cast<void>(host.release()); // the module still uses it
     return code;
 }

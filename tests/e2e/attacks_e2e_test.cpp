@@ -201,7 +201,7 @@ private Q_SLOTS:
         QCOMPARE(serve.end(), 0);
     }
 
-    void aByteNowAndThenKeepsNoConnectionOpen()
+    void slowBytesDoNotKeepAConnectionOpen()
     {
         Players players;
         const Serve serve(players, {text("--panel"), m_folder.path()}, 1024);

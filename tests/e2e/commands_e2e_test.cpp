@@ -232,7 +232,7 @@ private Q_SLOTS:
         QTRY_COMPARE(status().value(text("entry")), first);
         QCOMPARE(pelk("stop").fault(), QString());
         QTRY_COMPARE(m_serve->state(), text("stopped"));
-        QCOMPARE(pelk("seek 10").errors, text("pelk: There is nothing to seek in.\n"));
+        QCOMPARE(pelk("seek 10").errors, text("pelk: Seeking is not possible now.\n"));
         QCOMPARE(pelk("resume").fault(), QString());
         QTRY_COMPARE_WITH_TIMEOUT(m_serve->state(), text("playing"), 30000);
     }

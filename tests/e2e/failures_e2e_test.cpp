@@ -54,7 +54,7 @@ private Q_SLOTS:
         compareFailure(players.pelk({QStringLiteral("rows")}), 3, players.settingsFile());
     }
 
-    void aModuleFolderThatIsNotThereIsNamed()
+    void aMissingModuleFolderIsNamed()
     {
         const Players players;
         compareFailure(players.pelk({QStringLiteral("--modules"), QStringLiteral("/nowhere/modules"),
@@ -62,7 +62,7 @@ private Q_SLOTS:
                        3, QStringLiteral("/nowhere/modules"));
     }
 
-    void whatIsAskedForIsChecked_data()
+    void requestsAreValidated_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("exitCode");
@@ -94,7 +94,7 @@ private Q_SLOTS:
         row("what cannot be played", {QStringLiteral("play"), QStringLiteral("qobuz:searchNode")}, 1,
             "qobuz:searchNode");
     }
-    void whatIsAskedForIsChecked()
+    void requestsAreValidated()
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, exitCode);
@@ -104,7 +104,7 @@ private Q_SLOTS:
         compareFailure(players.pelk(arguments), exitCode, sentence);
     }
 
-    void aServiceInTroubleIsToldAndTheNextRequestGoesWell_data()
+    void aFailingServiceIsReportedAndTheNextRequestSucceeds_data()
     {
         QTest::addColumn<QJsonObject>("fault");
         QTest::addColumn<QString>("sentence");
@@ -127,14 +127,14 @@ private Q_SLOTS:
             {{kind, QStringLiteral("body")}, {QStringLiteral("body"), QString(5000, QLatin1Char('['))}},
             "Invalid data returned.");
         row("huge answer", {{kind, QStringLiteral("oversize")}, {QStringLiteral("bytes"), 600000}},
-            "is the network up?");
-        row("connection lost", {{kind, QStringLiteral("reset")}}, "is the network up?");
+            "Check your network connection.");
+        row("connection lost", {{kind, QStringLiteral("reset")}}, "Check your network connection.");
         row("answer cut short", {{kind, QStringLiteral("truncate")}, {QStringLiteral("bytes"), 100}},
-            "is the network up?");
+            "Check your network connection.");
         row("too many requests", {{kind, QStringLiteral("rate-limit")}, {QStringLiteral("retry_after"), 3}},
             "Too many requests (429).");
     }
-    void aServiceInTroubleIsToldAndTheNextRequestGoesWell()
+    void aFailingServiceIsReportedAndTheNextRequestSucceeds()
     {
         QFETCH(QJsonObject, fault);
         QFETCH(QString, sentence);
@@ -153,7 +153,7 @@ private Q_SLOTS:
         QCOMPARE(players.login().fault(), QString());
         players.stopSandbox();
         compareFailure(players.pelk({QStringLiteral("rows"), QStringLiteral("qobuz:playlists")}), 1,
-                       QStringLiteral("is the network up?"));
+                       QStringLiteral("Check your network connection."));
         QCOMPARE(players.pelk({QStringLiteral("status")}).exitCode, 0);
     }
 

@@ -44,7 +44,7 @@ private Q_SLOTS:
         QCOMPARE(players.pelk({QStringLiteral("rows"), QStringLiteral("qobuz:")}).exitCode, 4);
     }
 
-    void aWrongPasswordIsRefusedInTheServicesWords()
+    void aWrongPasswordIsReportedWithTheServicesMessage()
     {
         const Players players;
         const Players::Outcome outcome = players.pelk(
@@ -75,7 +75,7 @@ private Q_SLOTS:
                  qPrintable(target));
     }
 
-    void anExpiredTokenIsToldAndALoginHelps()
+    void anExpiredTokenIsReportedAndALoginHelps()
     {
         const Players players;
         QCOMPARE(players.login().fault(), QString());

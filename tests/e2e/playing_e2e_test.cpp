@@ -123,7 +123,7 @@ private Q_SLOTS:
         QCOMPARE(m_players->login().fault(), QString());
     }
 
-    void aTrackSoundsInTheQualityThatIsAskedFor_data()
+    void aTrackPlaysInTheRequestedQuality_data()
     {
         QTest::addColumn<QString>("quality");
         QTest::addColumn<QString>("format");
@@ -138,7 +138,7 @@ private Q_SLOTS:
         QTest::newRow("hires192") << QStringLiteral("hires192") << QStringLiteral("FLAC 24 bit / 192 kHz")
                                   << QStringLiteral("27") << 192000;
     }
-    void aTrackSoundsInTheQualityThatIsAskedFor()
+    void aTrackPlaysInTheRequestedQuality()
     {
         QFETCH(QString, quality);
         QFETCH(QString, format);

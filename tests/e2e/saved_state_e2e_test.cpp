@@ -185,7 +185,7 @@ private Q_SLOTS:
                                     << text("it is incomplete or damaged");
         QTest::newRow("from a later version")
             << QByteArray("{\"concern\":\"queue\",\"version\":2,\"data\":{\"rows\":[]}}")
-            << text("it is from a later version of the player");
+            << text("it was written by a later version of the player");
     }
     void aFileThatCannotBeUsedIsSetAsideWithASentence()
     {
@@ -208,7 +208,7 @@ private Q_SLOTS:
         QCOMPARE(serve.player().value(text("volumePercent")).toInt(), 30);
     }
 
-    void aQueueOfAModuleThatHasGoneIsShownAndSaysSo()
+    void theQueueOfAMissingModuleIsShownAndReported()
     {
         put("queue.json", "{\"concern\":\"queue\",\"version\":1,\"data\":{\"rows\":[{\"path\":\"gone:track?"
                           "id=1\",\"title\":"
@@ -252,7 +252,7 @@ private Q_SLOTS:
         QTRY_COMPARE(serve.player().value(text("volumePercent")).toInt(), 25);
     }
 
-    void nothingIsRememberedByWhoDoesNotWantIt()
+    void historyThatIsOffRemembersNothing()
     {
         {
             const Serve serve(*m_players);

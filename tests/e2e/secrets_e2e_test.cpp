@@ -152,13 +152,13 @@ private Q_SLOTS:
         QVERIFY(!shows(QStringLiteral("sandbox-secret-0123456789abcdef")));
     }
 
-    void aFailureNamesNobody_data()
+    void aFailureNamesNoPerson_data()
     {
         QTest::addColumn<QString>("level");
         for (const char* level : {"error", "info"})
             QTest::newRow(level) << QString::fromLatin1(level);
     }
-    void aFailureNamesNobody()
+    void aFailureNamesNoPerson()
     {
         QFETCH(QString, level);
         const Players players;

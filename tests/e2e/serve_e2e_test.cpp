@@ -69,7 +69,7 @@ private Q_SLOTS:
         QTRY_VERIFY(reader.hasEnded());
     }
 
-    void aPortThatAnInstanceHasIsToldInASentence()
+    void aPortInUseByAnotherPlayerIsReportedInASentence()
     {
         const Players players;
         const Players other;
@@ -128,7 +128,7 @@ private Q_SLOTS:
         ::close(socket);
     }
 
-    void anAddressThatTheMachineDoesNotHaveIsToldInASentence()
+    void anAddressOfAnotherMachineIsReportedInASentence()
     {
         const Players players;
         const Players::Outcome outcome = players.pelk({text("serve"), text("--listen"), text("192.0.2.1:0")});
@@ -138,14 +138,14 @@ private Q_SLOTS:
                  qPrintable(outcome.errors));
     }
 
-    void whatIsNoAddressIsWrongUsage_data()
+    void anInvalidAddressIsWrongUsage_data()
     {
         QTest::addColumn<QString>("address");
         for (const char* address :
              {"8080", "127.0.0.1", "127.0.0.1:", "127.0.0.1:x", "127.0.0.1:70000", ":8080", "::1:8080"})
             QTest::newRow(address) << text(address);
     }
-    void whatIsNoAddressIsWrongUsage()
+    void anInvalidAddressIsWrongUsage()
     {
         QFETCH(QString, address);
         const Players players;
@@ -368,7 +368,7 @@ private Q_SLOTS:
                  text("Aucun compte n’est connecté"));
     }
 
-    void aLogoutWhileTheStreamIsAskedForStopsThePlayer()
+    void aLogoutWhileTheStreamIsResolvedStopsThePlayer()
     {
         const Players players;
         const Serve serve(players);
@@ -403,7 +403,7 @@ private Q_SLOTS:
         QVERIFY2(!serve.errors().contains(text("did not end in time")), "a module was left behind");
     }
 
-    void aServiceThatIsAwayIsToldAndComesBack()
+    void anUnreachableServiceIsReportedAndRecovers()
     {
         const Players players;
         const Serve serve(players);

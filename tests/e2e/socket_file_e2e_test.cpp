@@ -149,20 +149,19 @@ private Q_SLOTS:
         end(*process);
     }
 
-    void whatCannotBeReplacedIsToldInASentence_data()
+    void aFileThatCannotBeReplacedIsReportedInASentence_data()
     {
         QTest::addColumn<QString>("what");
         QTest::addColumn<QString>("sentence");
         QTest::newRow("another user's") << text("user") << text(" belongs to another user. Remove it; or ");
-        QTest::newRow("no socket file") << text("file") << text(" is in the place of the socket file");
+        QTest::newRow("no socket file") << text("file") << text(" exists but is not a socket");
         QTest::newRow("in a folder that no longer exists")
-            << text("folder")
-            << text(" cannot be made, since its folder does not exist. Is XDG_RUNTIME_DIR ");
+            << text("folder") << text(": its folder does not exist. Check XDG_RUNTIME_DIR. ");
         QTest::newRow("another player's") << text("player") << text("Another player listens at ");
         QTest::newRow("for a group that does not exist")
             << text("group") << text("There is no group \"nobody-is-here\" for the socket file.");
     }
-    void whatCannotBeReplacedIsToldInASentence()
+    void aFileThatCannotBeReplacedIsReportedInASentence()
     {
         QFETCH(QString, what);
         QFETCH(QString, sentence);
@@ -200,7 +199,7 @@ private Q_SLOTS:
             end(*first);
     }
 
-    void aSecondPlayerOfAStateFolderSaysWhoHasIt()
+    void aSecondPlayerNamesTheHolderOfTheStateFolder()
     {
         const Players players;
         const Serve serve(players);

@@ -137,12 +137,12 @@ private Q_SLOTS:
                             const QStringList& sentences) {
             QTest::newRow(name) << QString::fromLatin1(run) << exitCode << limitMs << sentences;
         };
-        const QString left = QStringLiteral("A module did not end in time; it was left behind.");
+        const QString left = QStringLiteral("A module did not stop in time and was abandoned.");
         const QString notReady = QStringLiteral("its worker was not ready within 10 seconds.");
-        const QString noAnswer =
-            QStringLiteral("The service gave no whole answer; is the network up? (Unknown error).");
+        const QString noAnswer = QStringLiteral(
+            "No complete response from the service. Check your network connection. (Unknown error).");
         row("a module that hangs when it is asked", "asked", 1, 35000 + 5000,
-            {QStringLiteral("\"test:\" gave no answer within 35 seconds."), left});
+            {QStringLiteral("\"test:\" did not respond within 35 seconds."), left});
         row("a module that hangs when it is made", "made", 0, 10000 + 5000, {notReady, left});
         row("no module but one that hangs when it is made", "alone", 3, 10000 + 5000, {notReady, left});
         row("a module that hangs when it ends", "deleted", 0, 5000, {left});
@@ -150,7 +150,8 @@ private Q_SLOTS:
             {QStringLiteral(" cannot be played: The stream did not begin within 30 seconds.")});
         row("rows on a dead link", "rows", 1, 30000, {noAnswer});
         row("a track on a dead link", "track", 1, 30000,
-            {QStringLiteral(" cannot be played: The service gave no whole answer; is the network up?")});
+            {QStringLiteral(
+                " cannot be played: No complete response from the service. Check your network connection.")});
         row("a login on a dead link", "login", 1, 30000, {noAnswer});
     }
     void theLimitHolds()
@@ -165,8 +166,7 @@ private Q_SLOTS:
         QCOMPARE(ended.process.exitStatus(), QProcess::NormalExit);
         // The sentences, each on a line, and nothing else.
         QStringList lines = ended.errors.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        lines.removeAll(
-            QStringLiteral("There is no sound device that can be used, so nothing will be heard."));
+        lines.removeAll(QStringLiteral("No sound device is available; playback is silent."));
         QVERIFY2(lines.size() == sentences.size(), qPrintable(ended.errors));
         for (int i = 0; i < sentences.size(); ++i)
             QVERIFY2(lines.at(i).startsWith(QLatin1String("pelk: ")) && lines.at(i).endsWith(sentences.at(i)),

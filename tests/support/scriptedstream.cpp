@@ -127,7 +127,7 @@ bool ScriptedStream::finish()
     m_sinceMs = m_clock->now;
     const QString uri = m_uri;
     const int times = opened.size();
-    Q_EMIT wentOver();
+    Q_EMIT nextStarted();
     if (m_uri != uri || opened.size() != times)
         return true; // the engine did not take it
     if (inPause)

@@ -31,11 +31,11 @@ int Commands::password(const CommandLine& /*line*/, PlayerConnection& /*player*/
         isTyped ? Terminal::askPassword(QStringLiteral("New password for this player: "))
                 : Terminal::readLine();
     if (!password)
-        return failed(isTyped
-                          ? QStringLiteral("No password was typed, or none in UTF-8; nothing was changed.")
-                          : QStringLiteral("Standard input holds no password: its first line is read, as "
-                                           "UTF-8."),
-                      ExitCode::usage);
+        return failed(
+            isTyped ? QStringLiteral("No password was typed, or none in UTF-8; nothing was changed.")
+                    : QStringLiteral(
+                          "There is no password on standard input. Write it to the first line, as UTF-8."),
+            ExitCode::usage);
     const QString fault = Secrets::passwordFault(*password);
     if (!fault.isEmpty())
         return failed(fault, ExitCode::usage);

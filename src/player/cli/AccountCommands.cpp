@@ -51,13 +51,13 @@ int Commands::login(const CommandLine& line, PlayerConnection& player)
         isPiped ? Terminal::readLine()
                 : Terminal::askPassword(printableText(QStringLiteral("Password for %1: ").arg(user)));
     if (!password) {
-        QString sentence =
-            QStringLiteral("The password cannot be asked for, since standard input is no terminal; "
-                           "use --password-stdin.");
+        QString sentence = QStringLiteral(
+            "Cannot prompt for the password: standard input is not a terminal. Use --password-stdin.");
         if (isPiped)
-            sentence = QStringLiteral("Standard input holds no password: its first line is read, as UTF-8.");
+            sentence = QStringLiteral(
+                "There is no password on standard input. Write it to the first line, as UTF-8.");
         else if (Terminal::inputIsTerminal())
-            sentence = QStringLiteral("No password was typed, or none in UTF-8; nobody was logged in.");
+            sentence = QStringLiteral("The password is empty or not UTF-8. You are not logged in.");
         Terminal::error(sentence);
         return ExitCode::usage;
     }

@@ -85,8 +85,7 @@ int Commands::rows(const CommandLine& line, PlayerConnection& player)
 
 QString Commands::checkSearch(const CommandLine& line)
 {
-    return line.text("TEXT").trimmed().isEmpty() ? QStringLiteral("The text to look for is empty.")
-                                                 : QString();
+    return line.text("TEXT").trimmed().isEmpty() ? QStringLiteral("The search text is empty.") : QString();
 }
 
 int Commands::search(const CommandLine& line, PlayerConnection& player)
@@ -101,6 +100,6 @@ int Commands::search(const CommandLine& line, PlayerConnection& player)
     }
     if (!sections.isEmpty())
         return code;
-    Terminal::error(QStringLiteral("None of the modules can be searched."));
+    Terminal::error(QStringLiteral("No module supports search."));
     return ExitCode::failed;
 }

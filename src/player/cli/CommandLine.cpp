@@ -38,11 +38,11 @@ CLI::Validator checkOf(const Parameter& parameter)
             const int number = text.toInt(&isNumber);
             QString wrong;
             if (parameter.kind == Parameter::Kind::Choice && !parameter.choices.contains(text))
-                wrong = QStringLiteral("\"%1\" is none of: %2")
+                wrong = QStringLiteral("\"%1\" is not one of: %2")
                             .arg(text, parameter.choices.join(QLatin1String(", ")));
             else if (parameter.kind == Parameter::Kind::Whole &&
                      !(isNumber && number >= parameter.least && number <= parameter.most))
-                wrong = QStringLiteral("\"%1\" is no whole number from %2 to %3")
+                wrong = QStringLiteral("\"%1\" is not a whole number from %2 to %3")
                             .arg(text)
                             .arg(parameter.least)
                             .arg(parameter.most);

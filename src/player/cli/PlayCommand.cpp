@@ -120,8 +120,9 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
     connect(&engine, &PlayEngine::trackStalled, this, &PlayCommand::onStalled);
     connect(&engine, &PlayEngine::trackResumed, this, [this] { m_stalled = false; });
     connect(&engine, &PlayEngine::outputGone, this, [](const TrString& sentence) {
-        Terminal::error(QStringLiteral("The sound output is gone; playing goes on when it is back. (%1)")
-                            .arg(sentence.toString()));
+        Terminal::error(
+            QStringLiteral("The audio output was lost. Playback resumes when it is available again. (%1)")
+                .arg(sentence.toString()));
     });
     connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
     connect(signalWatch, &SignalWatch::caught, &engine, [&] {
@@ -185,7 +186,7 @@ void PlayCommand::onFailed(const PelkRoles& row, const TrString& sentence)
 void PlayCommand::onBrokeOff(const PelkRoles& row, const TrString& sentence)
 {
     m_anyFailed = true;
-    Terminal::error(QStringLiteral("%1 broke off: %2").arg(titleOf(row), whole(sentence)));
+    Terminal::error(QStringLiteral("Playback of %1 was interrupted: %2").arg(titleOf(row), whole(sentence)));
 }
 
 void PlayCommand::onStalled()

@@ -99,13 +99,13 @@ QString ServeCommand::check(const CommandLine& line)
     quint16 port = 0;
     const QString listen = line.text("listen", usualListen);
     if (!readListen(listen, &address, &port))
-        return QStringLiteral("\"%1\" is no address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
+        return QStringLiteral("\"%1\" is not an address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
             .arg(listen);
     if (line.has("tls-cert") != line.has("tls-key"))
         return QStringLiteral("--tls-cert and --tls-key go together: a certificate is of no use without its "
                               "key.");
     if (!line.text("origin").isEmpty() && AccessRules::originOf(line.text("origin")).isEmpty())
-        return QStringLiteral("\"%1\" is no address of a site, such as https://music.home.example.")
+        return QStringLiteral("\"%1\" is not the address of a site, such as https://music.home.example.")
             .arg(line.text("origin"));
     return QString();
 }
@@ -115,7 +115,7 @@ QString ServeCommand::defaultPanelFolder()
     return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../share/pelk/panel"));
 }
 
-void ServeCommand::tellSaveFailure(PanelServer* server) const
+void ServeCommand::reportSaveFailure(PanelServer* server) const
 {
     const QString failure = m_host.loginSaveFailure();
     if (failure.isEmpty())
@@ -125,7 +125,7 @@ void ServeCommand::tellSaveFailure(PanelServer* server) const
     // Browsers need not know the names of files on this disk.
     notice.setMessage(serverText(QT_TRANSLATE_NOOP(
         "PanelServer",
-        "The player's file cannot be written. Its own messages name the file and the reason.")));
+        "The player cannot write its file. Its console output names the file and the reason.")));
     server->notify(notice);
     Terminal::error(failure);
 }
@@ -232,10 +232,10 @@ int ServeCommand::run(SignalWatch* signalWatch)
     CMRoot()
         ->subscribe(ServiceAccount::LoginStore::path())
         ->add(CMSubscribe::Value, ServiceAccount::LoginStore::path(), &context,
-              [this, &server](const PelkValue&) { tellSaveFailure(&server); });
+              [this, &server](const PelkValue&) { reportSaveFailure(&server); });
     if (!QFileInfo::exists(QDir(options.panelFolder).filePath(QStringLiteral("index.html"))))
         Terminal::note(
-            QStringLiteral("Warning: %1 holds no panel, so browsers find none; --panel DIR names its folder.")
+            QStringLiteral("Warning: %1 does not contain the panel. Set its folder with --panel DIR.")
                 .arg(options.panelFolder));
     panel = server.url();
     m_lock.publish(socketName, panel);

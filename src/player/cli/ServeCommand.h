@@ -29,7 +29,7 @@ public:
 private:
     void announce(const PanelServer& server, QObject* context) const;
     void warn(const PanelServer& server) const;
-    void tellSaveFailure(PanelServer* server) const;
+    void reportSaveFailure(PanelServer* server) const;
     static void followSettings(PlayEngine* engine, History* history, QObject* context);
 
     Host& m_host;

@@ -1,7 +1,7 @@
 #include "player/content/ContentClient.h"
 
 #include "api/core/model/cmabstractworker.h"
-#include "player/content/ReplyLimit.h"
+#include "player/content/WhenFinished.h"
 
 #include <QEventLoop>
 
@@ -58,7 +58,7 @@ QVector<PelkRoles> ContentClient::rowsOf(const PelkRowsRoles& reply)
 
 TrString ContentClient::noAnswer(const CMPath& path, int limitMs)
 {
-    return contentText(QT_TRANSLATE_NOOP("ContentClient", "\"%1\" gave no answer within %2 seconds."),
+    return contentText(QT_TRANSLATE_NOOP("ContentClient", "\"%1\" did not respond within %2 seconds."),
                        {path.toString(), QString::number(limitMs / 1000)});
 }
 
@@ -69,11 +69,13 @@ bool ContentClient::isNetworkFault(const CMError& error)
     return code.isValid() && code.toInt() == 0;
 }
 
-TrString ContentClient::told(const CMError& error)
+TrString ContentClient::userMessage(const CMError& error)
 {
     if (isNetworkFault(error))
         return contentText(
-            QT_TRANSLATE_NOOP("ContentClient", "The service gave no whole answer; is the network up?"), {});
+            QT_TRANSLATE_NOOP("ContentClient",
+                              "No complete response from the service. Check your network connection."),
+            {});
     return error.message().toString().trimmed().isEmpty() ? TrString(error.name()) : error.message();
 }
 
@@ -84,7 +86,7 @@ QString ContentClient::sentence(const CMError& error)
         text = error.name();
     const QVariant code = error.data().value(errorCode);
     if (isNetworkFault(error))
-        text = told(error).toString() + QStringLiteral(" (%1)").arg(text);
+        text = userMessage(error).toString() + QStringLiteral(" (%1)").arg(text);
     else if (code.isValid())
         text += QStringLiteral(" (%1)").arg(code.toInt());
     if (!text.endsWith(QLatin1Char('.')) && !text.endsWith(QLatin1Char('!')))

@@ -37,7 +37,7 @@ public:
     static bool isNetworkFault(const CMError& error);
     /// The message for the user, translatable: the content model's own message, or that the network may be
     /// down.
-    static TrString told(const CMError& error);
+    static TrString userMessage(const CMError& error);
     /// An error as a sentence, in the program's language.
     static QString sentence(const CMError& error);
 

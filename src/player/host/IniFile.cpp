@@ -97,8 +97,8 @@ QString IniFile::value(const QString& section, const QString& key) const
 bool IniFile::setValue(const QString& section, const QString& key, const QString& value, QString* error)
 {
     if (value.contains(QLatin1Char('\n')) || value.contains(QChar::Null) || value != value.trimmed()) {
-        *error = QStringLiteral("%1 cannot be kept in the settings file %2: a value is one line of text "
-                                "without white space around it.")
+        *error = QStringLiteral("%1 cannot be saved in the settings file %2: a value must be one line "
+                                "without white space at its ends.")
                      .arg(key, m_fileName);
         return false;
     }

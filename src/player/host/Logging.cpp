@@ -61,7 +61,7 @@ void onGLibMessage(const gchar* domain, GLogLevelFlags level, const gchar* messa
         return;
     }
     // Called on any thread and in any state of the library: must not wait or allocate much.
-    std::fprintf(stderr, "pelk: The player cannot go on and ends. (%s: %s)\n", domain ? domain : "GLib",
+    std::fprintf(stderr, "pelk: Fatal error; the player exits. (%s: %s)\n", domain ? domain : "GLib",
                  message);
     std::_Exit(EXIT_FAILURE);
 }

@@ -83,10 +83,9 @@ Outcome createWorker(Create create)
             outcome.problem = QStringLiteral("worker_create returned no worker");
     } catch (const std::exception& problem) {
         outcome.problem =
-            QStringLiteral("its worker could not be made: %1").arg(QString::fromUtf8(problem.what()));
+            QStringLiteral("its worker could not be created: %1").arg(QString::fromUtf8(problem.what()));
     } catch (...) {
-        outcome.problem = QStringLiteral("its worker could not be made: it threw something that is no "
-                                         "std::exception");
+        outcome.problem = QStringLiteral("its worker could not be created: it threw an unknown exception");
     }
     return outcome;
 }
@@ -133,7 +132,7 @@ QString ModuleLoader::load(const QString& file)
         const QString missing = missingSdkLibrary(library.errorString());
         return refused(
             missing.isEmpty()
-                ? QStringLiteral("it is no library that can be loaded (%1)").arg(library.errorString())
+                ? QStringLiteral("the library cannot be loaded (%1)").arg(library.errorString())
                 : QStringLiteral("it was built for another version of the SDK (it needs %1; this player has "
                                  "version %2)")
                       .arg(missing, sdkVersion));
@@ -147,7 +146,7 @@ QString ModuleLoader::load(const QString& file)
              RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE); // stays from now on
     const auto create = reinterpret_cast<Create>(library.resolve("worker_create"));
     if (!create)
-        return refused(QStringLiteral("it has no function worker_create, so it is no module"));
+        return refused(QStringLiteral("it does not export worker_create, so it is not a module"));
 
     auto* thread = new QThread;
     thread->setObjectName(QFileInfo(file).completeBaseName());

@@ -90,9 +90,10 @@ PlayerLock::Outcome PlayerLock::take(QString* sentence)
     QDir().mkpath(m_folder);
     m_file = ::open(fileOf(m_folder).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (m_file < 0) {
-        *sentence = QStringLiteral("Other players cannot be kept out of %1: %2. Two players at once would "
-                                   "overwrite each other's state.")
-                        .arg(m_folder, qt_error_string(errno));
+        *sentence =
+            QStringLiteral(
+                "Cannot lock %1: %2. Two players with this folder would overwrite each other's state.")
+                .arg(m_folder, qt_error_string(errno));
         return Outcome::Unusable;
     }
     struct flock lock = wholeFile();
@@ -109,8 +110,7 @@ PlayerLock::Outcome PlayerLock::take(QString* sentence)
         *sentence = isHeldByOther
                         ? QStringLiteral("A player with the state folder %1 is running already: %2.")
                               .arg(m_folder, other->toString())
-                        : QStringLiteral("Other players cannot be kept out of %1: %2.")
-                              .arg(m_folder, qt_error_string(error));
+                        : QStringLiteral("Cannot lock %1: %2.").arg(m_folder, qt_error_string(error));
         return isHeldByOther ? Outcome::Held : Outcome::Unusable;
     }
     write({qint64(::getpid()), QString(), QString()});

@@ -76,7 +76,7 @@ bool PlayerSettings::accepts(const CMPath& path, const PelkValue& value, QString
     const QString wanted = whatIsWrongWith(path, value.string_());
     if (wanted.isEmpty())
         return true;
-    *error = QStringLiteral("%1 has to be %2.").arg(keyOf(path), wanted);
+    *error = QStringLiteral("%1 must be %2.").arg(keyOf(path), wanted);
     return false;
 }
 

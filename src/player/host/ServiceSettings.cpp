@@ -23,15 +23,15 @@ QString whatIsWrongWith(const QString& address)
 {
     const QUrl url(address, QUrl::StrictMode);
     if (!url.isValid())
-        return QStringLiteral("it is no valid URL");
+        return QStringLiteral("it is not a valid URL");
     if (url.scheme() != QLatin1String("https") && url.scheme() != QLatin1String("http"))
-        return QStringLiteral("it has to begin with https:// or http://");
+        return QStringLiteral("it must begin with https:// or http://");
     if (url.host().isEmpty())
         return QStringLiteral("it names no host");
     if (url.hasQuery() || url.hasFragment())
-        return QStringLiteral("it has to have neither a query nor a fragment");
+        return QStringLiteral("it must not have a query or a fragment");
     if (!address.endsWith(QLatin1Char('/')))
-        return QStringLiteral("it has to end in a slash");
+        return QStringLiteral("it must end in a slash");
     return QString();
 }
 

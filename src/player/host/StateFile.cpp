@@ -105,7 +105,7 @@ PelkHash StateFile::read()
         return PelkHash();
     }
     if (version > m_version) {
-        setAside(QStringLiteral("it is from a later version of the player"));
+        setAside(QStringLiteral("it was written by a later version of the player"));
         return PelkHash();
     }
     return file.record(dataKey);
@@ -119,11 +119,12 @@ void StateFile::setAside(const QString& reason)
         aside = QStringLiteral("%1.bad-%2").arg(m_fileName).arg(i);
     const bool isAside =
         ::rename(QFile::encodeName(m_fileName).constData(), QFile::encodeName(aside).constData()) == 0;
-    m_notice = (isAside ? QStringLiteral("%1 cannot be used: %2. It was set aside as %3; the player starts "
-                                         "without it.")
-                              .arg(m_fileName, reason, aside)
-                        : QStringLiteral("%1 cannot be used: %2. The player starts without it.")
-                              .arg(m_fileName, reason));
+    m_notice =
+        (isAside
+             ? QStringLiteral("%1 cannot be used: %2. It was renamed to %3; the player starts without it.")
+                   .arg(m_fileName, reason, aside)
+             : QStringLiteral("%1 cannot be used: %2. The player starts without it.")
+                   .arg(m_fileName, reason));
 }
 
 void StateFile::save(const Copier& copier)

@@ -60,7 +60,7 @@ bool MprisService::start()
     else
         return false;
     takeChanges();
-    connect(m_engine, &PlayEngine::statusChanged, this, &MprisService::tellChanges);
+    connect(m_engine, &PlayEngine::statusChanged, this, &MprisService::reportChanges);
     return true;
 }
 
@@ -76,15 +76,15 @@ QVariantMap MprisService::takeChanges()
         if (key == QLatin1String("Position"))
             continue;
         const QVariant value = property.read(m_player);
-        if (m_told.value(key) == value)
+        if (m_reported.value(key) == value)
             continue;
-        m_told.insert(key, value);
+        m_reported.insert(key, value);
         changed.insert(key, value);
     }
     return changed;
 }
 
-void MprisService::tellChanges()
+void MprisService::reportChanges()
 {
     const QVariantMap changed = takeChanges();
     if (changed.isEmpty())

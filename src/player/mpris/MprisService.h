@@ -27,10 +27,10 @@ public:
 
 private:
     QVariantMap takeChanges();
-    void tellChanges();
+    void reportChanges();
 
     PlayEngine* m_engine;
     QObject* m_player = nullptr; // the adaptor, owned by this
     QString m_name;
-    QVariantMap m_told; // the properties that were told last
+    QVariantMap m_reported; // the properties that were told last
 };

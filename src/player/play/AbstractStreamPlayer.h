@@ -22,7 +22,7 @@ public:
     /// first. False if it is too late or the stream cannot be opened: then ended() is emitted.
     virtual bool setNext(const QString& uri) = 0;
     /// Drops the next stream. False if it is too late, because its sound is on its way to the output: then
-    /// wentOver() is emitted.
+    /// nextStarted() is emitted.
     virtual bool dropNext() = 0;
     virtual void setPaused(bool paused) = 0;
     /// Stops the sound and all requests before it returns.
@@ -53,7 +53,7 @@ Q_SIGNALS:
     void moved();
     /// The stream was played to its end. The next stream is now the current one. One of playing(), paused(),
     /// stalled() and failed() follows.
-    void wentOver();
+    void nextStarted();
     /// The stream was played to its end and no next stream was ready. A late next stream is dropped.
     void ended();
     /// The stream broke off or could not be played; the sentence says why.

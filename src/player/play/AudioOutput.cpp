@@ -87,9 +87,7 @@ GstElement* DeviceOutput::makeSink(QString* error)
 
 QString DeviceOutput::notice() const
 {
-    return m_hasDevice
-               ? QString()
-               : QStringLiteral("There is no sound device that can be used, so nothing will be heard.");
+    return m_hasDevice ? QString() : QStringLiteral("No sound device is available; playback is silent.");
 }
 
 GstElement* WavOutput::makeSink(QString* error)

@@ -16,7 +16,7 @@ public:
     /// The entry of the last resolve(), whatever its outcome; 0 if there was none.
     int entry() const;
     /// Whether this entry is being resolved.
-    bool isOnTheWay(int entry) const { return m_resolver.entry() == entry && entry != 0; }
+    bool isResolving(int entry) const { return m_resolver.entry() == entry && entry != 0; }
     /// The resolved track; empty when there is none.
     ResolvedTrack track() const;
 

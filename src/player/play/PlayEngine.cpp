@@ -50,7 +50,7 @@ PlayEngine::PlayEngine(std::unique_ptr<AbstractStreamPlayer> stream, std::unique
         Q_EMIT seeked(positionMs());
         Q_EMIT statusChanged();
     });
-    connect(m_stream.get(), &Stream::wentOver, this, &PlayEngine::onWentOver);
+    connect(m_stream.get(), &Stream::nextStarted, this, &PlayEngine::onNextStarted);
     connect(m_stream.get(), &Stream::nextFailed, this, [this] { m_next.fail(); });
     connect(m_stream.get(), &Stream::outputFailed, this, &PlayEngine::onOutputFailed);
     m_wake.setSingleShot(true);
@@ -201,7 +201,7 @@ qint64 PlayEngine::durationMs(const PlayState::Track& track) const
 void PlayEngine::play()
 {
     m_failuresInARow = 0;
-    m_arrival = Arrival::Play;
+    m_pendingStart = PendingStart::Play;
     m_stream->setFade(1);
     if (const auto* idle = std::get_if<PlayState::Idle>(&m_state)) {
         const int entry = m_queue.current() != 0 ? m_queue.current() : m_queue.first();
@@ -222,8 +222,8 @@ void PlayEngine::play()
 
 void PlayEngine::pause()
 {
-    if (m_arrival == Arrival::Play)
-        m_arrival = Arrival::Pause;
+    if (m_pendingStart == PendingStart::Play)
+        m_pendingStart = PendingStart::Pause;
     hold();
 }
 
@@ -239,7 +239,7 @@ void PlayEngine::hold()
 
 void PlayEngine::stop()
 {
-    m_arrival = Arrival::Stay;
+    m_pendingStart = PendingStart::Stay;
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
     finish();
 }
@@ -263,7 +263,7 @@ void PlayEngine::next()
     m_failuresInARow = 0;
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
     move(PlayState::WantPause{false});
-    goOn(m_queue.next(false));
+    continueWith(m_queue.next(false));
 }
 
 void PlayEngine::previous()
@@ -289,11 +289,11 @@ bool PlayEngine::jump(int entryId)
     return true;
 }
 
-bool PlayEngine::startExpected(int entryId, StartOrder order)
+bool PlayEngine::startPrepared(int entryId, StartOrder order)
 {
     if (m_queue.indexOf(entryId) < 0)
         return false;
-    const Arrival arrival = m_arrival;
+    const PendingStart pendingStart = m_pendingStart;
     int entry = entryId;
     if (order == StartOrder::Shuffled) {
         m_queue.setShuffled(true);
@@ -301,11 +301,11 @@ bool PlayEngine::startExpected(int entryId, StartOrder order)
     } else {
         m_queue.setShuffled(false);
     }
-    if (arrival == Arrival::Stay)
+    if (pendingStart == PendingStart::Stay)
         m_queue.setCurrent(entry);
     else
         jump(entry);
-    if (arrival == Arrival::Pause)
+    if (pendingStart == PendingStart::Pause)
         pause();
     Q_EMIT statusChanged();
     return true;
@@ -368,7 +368,7 @@ bool PlayEngine::undo()
         move(PlayState::Park{lost});
     } else if (current != before && !wasIdle) {
         endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-        goOn(current, lost.positionMs);
+        continueWith(current, lost.positionMs);
     }
     m_queue.blockSignals(false);
     Q_EMIT m_queue.changed();
@@ -403,7 +403,7 @@ SavedPlayer PlayEngine::saved() const
 void PlayEngine::restore(const SavedPlayer& saved)
 {
     stop();
-    m_arrival = Arrival::Play;
+    m_pendingStart = PendingStart::Play;
     m_queue.restore(saved.rows, saved.current, saved.unshuffled, saved.sources);
     if (saved.rows.isEmpty())
         m_queue.setShuffled(saved.shuffled);

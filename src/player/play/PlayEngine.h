@@ -47,15 +47,15 @@ public:
     bool jump(int entryId);
     /// The listener has started a list whose rows are still being loaded. A later pause or stop applies to
     /// that list too.
-    void expectStart() { m_arrival = Arrival::Play; }
+    void prepareStart() { m_pendingStart = PendingStart::Play; }
     enum class StartOrder
     {
         Own,     ///< not shuffled
         Shuffled ///< shuffled, from a random entry on
     };
     /// Plays an entry of that list, in this order, unless the listener has paused or stopped since
-    /// expectStart().
-    bool startExpected(int entryId, StartOrder order = StartOrder::Own);
+    /// prepareStart().
+    bool startPrepared(int entryId, StartOrder order = StartOrder::Own);
     /// Seeks to this position in the current track. No-op if the track cannot seek.
     void seek(qint64 positionMs);
     /// Seeks relative to the current position, or to the target of an unfinished seek.
@@ -118,7 +118,7 @@ Q_SIGNALS:
     void finished();
 
 private:
-    enum class Arrival
+    enum class PendingStart
     {
         Play,
         Pause,
@@ -128,23 +128,23 @@ private:
     void hold();
     void onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure);
     void begin(const ResolvedTrack& track);
-    void goOn(int entry, qint64 startMs = 0);
+    void continueWith(int entry, qint64 startMs = 0);
     void reopen(qint64 positionMs);
     void prepareNext();
     bool isNextDue() const;
     bool dropNext();
     bool isFresh(const ResolvedTrack& track) const;
     int following() const;
-    void onWentOver();
+    void onNextStarted();
     void onPlaying();
     void onPaused();
-    void fallSilent(bool stalled);
+    void becomeSilent(bool stalled);
     void onStalled();
     void onEnded();
     void onStreamFailed(const TrString& sentence);
     void onOutputFailed(const TrString& sentence);
     void onQueueChanged();
-    void goOnAfterFailure();
+    void continueAfterFailure();
     void endTrack(const QString& error);
     void endStream();
     void closeTrack(const QString& error);
@@ -163,9 +163,9 @@ private:
     TrackResolver m_resolver;
     NextTrack m_next;
     PlayState::State m_state;
-    Arrival m_arrival = Arrival::Play; // what becomes of what somebody has asked for
-    PlayState::Place m_lost;           // the place in the current track when entries went that can come back
-    bool m_outputWorked = false;       // since the engine was made
+    PendingStart m_pendingStart = PendingStart::Play; // what becomes of what somebody has asked for
+    PlayState::Place m_lost;     // the place in the current track when entries went that can come back
+    bool m_outputWorked = false; // since the engine was made
     int m_failuresInARow = 0;
     int m_volumePercent = 100;
     int m_volumeLimitPercent = 100;

@@ -1,7 +1,7 @@
 #include "api/play/pelkplaylogicerrorname.h"
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkresource.h"
-#include "player/content/ReplyLimit.h"
+#include "player/content/WhenFinished.h"
 #include "player/play/PlayEngine.h"
 
 // How the engine moves from track to track, driven by its state, its stream and its queue.
@@ -29,19 +29,19 @@ TrString engineText(const char* source, const QList<TrArg>& arguments = {})
 void PlayEngine::start(int entry, qint64 startMs, bool paused)
 {
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
-    m_arrival = Arrival::Play;
+    m_pendingStart = PendingStart::Play;
     if (m_sleep.kind() == SleepTimer::Kind::Off)
         m_stream->setFade(1);
     m_queue.setCurrent(entry);
     move(PlayState::Start{entry, startMs, paused});
     m_reporter.expect(place.row);
     const ResolvedTrack prepared = m_next.track();
-    const bool isOnTheWay = startMs == 0 && m_next.isOnTheWay(entry);
-    if (!isOnTheWay)
+    const bool isResolving = startMs == 0 && m_next.isResolving(entry);
+    if (!isResolving)
         m_next.forget();
     if (startMs == 0 && prepared.entry == entry && isFresh(prepared))
         onResolved(place, prepared, TrString());
-    else if (!isOnTheWay)
+    else if (!isResolving)
         m_resolver.resolve(place, startMs,
                            [this, place](const ResolvedTrack& track, const TrString& failure) {
                                onResolved(place, track, failure);
@@ -146,7 +146,7 @@ bool PlayEngine::dropNext()
     return true;
 }
 
-void PlayEngine::onWentOver()
+void PlayEngine::onNextStarted()
 {
     m_failuresInARow = 0;
     const ResolvedTrack next = m_next.track();
@@ -162,7 +162,7 @@ void PlayEngine::onWentOver()
 
 /// With another track, or with none. A pause that the listener wants is for that, too: it may have been
 /// pressed when the track before was over already.
-void PlayEngine::goOn(int entry, qint64 startMs)
+void PlayEngine::continueWith(int entry, qint64 startMs)
 {
     if (entry != 0) {
         start(entry, startMs, PlayState::wantsPause(m_state));
@@ -194,11 +194,11 @@ void PlayEngine::onPlaying()
 
 void PlayEngine::onPaused()
 {
-    fallSilent(false);
+    becomeSilent(false);
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::fallSilent(bool stalled)
+void PlayEngine::becomeSilent(bool stalled)
 {
     // In a stall too: silence does not count as listening.
     m_reporter.change(PelkPlayLogicState::Paused);
@@ -208,7 +208,7 @@ void PlayEngine::fallSilent(bool stalled)
 
 void PlayEngine::onStalled()
 {
-    fallSilent(true);
+    becomeSilent(true);
     Q_EMIT trackStalled(PlayState::trackOf(m_state)->resolved.row);
     Q_EMIT statusChanged();
 }
@@ -223,7 +223,7 @@ void PlayEngine::onEnded()
         m_queue.setCurrent(m_queue.next(true)); // where the listener goes on
         finish();
     } else {
-        goOn(entry);
+        continueWith(entry);
     }
 }
 
@@ -244,8 +244,10 @@ void PlayEngine::onStreamFailed(const TrString& sentence)
     m_reporter.breakOff(PelkPlaylogicErrorName::PelkPlaylogicStreamFailed());
     closeTrack(QString());
     Q_EMIT trackBrokeOff(row, sentence);
-    Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "%1 broke off"), {titleOf(row)}), sentence);
-    goOnAfterFailure();
+    Q_EMIT noticed(
+        engineText(QT_TRANSLATE_NOOP("PlayEngine", "Playback of %1 was interrupted"), {titleOf(row)}),
+        sentence);
+    continueAfterFailure();
 }
 
 void PlayEngine::onOutputFailed(const TrString& sentence)
@@ -267,10 +269,11 @@ void PlayEngine::onOutputFailed(const TrString& sentence)
     move(PlayState::OutputLost{at, m_clock->nowMs() + (isNew ? 0 : outputRetryMs)});
     if (isNew) {
         Q_EMIT outputGone(sentence);
-        Q_EMIT noticed(
-            engineText(QT_TRANSLATE_NOOP("PlayEngine", "The sound output is gone")),
-            engineText(QT_TRANSLATE_NOOP("PlayEngine", "Playing goes on from here when it is back. (%1)"),
-                       {sentence.toString()}));
+        Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "Audio output lost")),
+                       engineText(QT_TRANSLATE_NOOP(
+                                      "PlayEngine",
+                                      "Playback resumes here when the audio output is available again. (%1)"),
+                                  {sentence.toString()}));
     }
 }
 
@@ -280,9 +283,9 @@ void PlayEngine::onQueueChanged()
     const bool isWaiting = std::holds_alternative<PlayState::AwaitingQueue>(m_state);
     if (entry != 0 && m_queue.indexOf(entry) < 0) {
         endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserSkip());
-        goOn(m_queue.current());
+        continueWith(m_queue.current());
     } else if (isWaiting) {
-        goOn(m_queue.next(true));
+        continueWith(m_queue.next(true));
     } else if (m_queue.current() == 0 && std::holds_alternative<PlayState::Idle>(m_state)) {
         move(PlayState::Halt{}); // what it was paused in has gone
     }
@@ -328,14 +331,14 @@ void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QStr
     Q_EMIT trackFailed(row, sentence);
     Q_EMIT noticed(engineText(QT_TRANSLATE_NOOP("PlayEngine", "%1 cannot be played"), {titleOf(row)}),
                    sentence);
-    goOnAfterFailure();
+    continueAfterFailure();
 }
 
-void PlayEngine::goOnAfterFailure()
+void PlayEngine::continueAfterFailure()
 {
     // Not the same track, which would fail again.
     if (++m_failuresInARow < mostFailuresInARow)
-        goOn(m_queue.next(false));
+        continueWith(m_queue.next(false));
     else
         finish();
 }

@@ -95,10 +95,10 @@ QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows, const 
         spread(fresh);
     } else {
         if (m_shuffled)
-            m_wantedNext += setOf(ids);
+            m_playNextIds += setOf(ids);
         m_entries = m_entries.mid(0, place) + fresh + m_entries.mid(place);
     }
-    tellChange();
+    reportChange();
     return ids;
 }
 
@@ -106,7 +106,7 @@ QVector<int> PlayQueue::insert(int after, const QVector<PelkRoles>& rows, const 
 void PlayQueue::spread(const QVector<QueueEntry>& fresh)
 {
     int from = indexOf(m_current) + 1;
-    while (from < m_entries.size() && m_wantedNext.contains(m_entries.at(from).id))
+    while (from < m_entries.size() && m_playNextIds.contains(m_entries.at(from).id))
         ++from;
     QVector<QueueEntry> mixed = fresh;
     std::shuffle(mixed.begin(), mixed.end(), m_random);
@@ -128,8 +128,9 @@ bool PlayQueue::remove(const QVector<int>& ids)
         return false;
     keepForUndo(lost);
     if (m_current != 0 && gone.contains(m_current)) {
-        const auto heir = std::find_if_not(m_entries.begin() + indexOf(m_current), m_entries.end(), isGone);
-        m_current = heir == m_entries.end() ? 0 : heir->id;
+        const auto successor =
+            std::find_if_not(m_entries.begin() + indexOf(m_current), m_entries.end(), isGone);
+        m_current = successor == m_entries.end() ? 0 : successor->id;
     }
     m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
     if (m_current == 0 && m_undo->current != 0 && gone.contains(m_undo->current) &&
@@ -138,8 +139,8 @@ bool PlayQueue::remove(const QVector<int>& ids)
     m_unshuffled.erase(std::remove_if(m_unshuffled.begin(), m_unshuffled.end(),
                                       [&gone](int id) { return gone.contains(id); }),
                        m_unshuffled.end());
-    m_wantedNext -= gone;
-    tellChange();
+    m_playNextIds -= gone;
+    reportChange();
     return true;
 }
 
@@ -154,14 +155,14 @@ bool PlayQueue::move(const QVector<int>& ids, int beforeId)
     std::stable_partition(m_entries.begin(), before,
                           [&isMoved](const auto& entry) { return !isMoved(entry); });
     std::stable_partition(before, m_entries.end(), isMoved);
-    tellChange();
+    reportChange();
     return true;
 }
 
 void PlayQueue::clear()
 {
     empty(0);
-    tellChange();
+    reportChange();
 }
 
 void PlayQueue::empty(int turn)
@@ -170,7 +171,7 @@ void PlayQueue::empty(int turn)
         keepForUndo(m_entries.size());
     m_entries.clear();
     m_unshuffled.clear();
-    m_wantedNext.clear();
+    m_playNextIds.clear();
     m_current = 0;
     m_turns.emptied(turn);
 }
@@ -226,9 +227,9 @@ void PlayQueue::setShuffled(bool shuffled)
         });
         m_unshuffled.clear();
     }
-    m_wantedNext.clear();
+    m_playNextIds.clear();
     m_shuffled = shuffled;
-    tellChange();
+    reportChange();
 }
 
 void PlayQueue::keepForUndo(int lost)
@@ -245,12 +246,12 @@ bool PlayQueue::undo()
     m_undo.reset();
     m_entries = undo.entries;
     m_unshuffled = undo.unshuffled;
-    m_wantedNext.clear();
+    m_playNextIds.clear();
     m_shuffled = undo.shuffled;
     if (indexOf(m_current) < 0)
         m_current = undo.current;
     m_turns.emptied();
-    tellChange();
+    reportChange();
     return true;
 }
 
@@ -275,7 +276,7 @@ void PlayQueue::restore(const QVector<PelkRoles>& rows, int current, const QVect
         m_unshuffled[unshuffled.at(i)] = ids.at(i);
 }
 
-void PlayQueue::tellChange()
+void PlayQueue::reportChange()
 {
     ++m_revision;
     Q_EMIT changed();

@@ -126,11 +126,11 @@ private:
     void empty(int turn);
     void keepForUndo(int lost);
     int around(int step) const;
-    void tellChange();
+    void reportChange();
 
     QVector<QueueEntry> m_entries;
     QVector<int> m_unshuffled; // while shuffled: the ids in their own order
-    QSet<int> m_wantedNext;    // while shuffled: what was put right after an entry
+    QSet<int> m_playNextIds;   // while shuffled: what was put right after an entry
     bool m_shuffled = false;
     RepeatMode m_repeat = RepeatMode::Off;
     int m_current = 0;

@@ -3,7 +3,7 @@
 #include "api/core/model/cmabstractworker.h"
 #include "player/content/ContentClient.h"
 #include "player/content/KnownContainers.h"
-#include "player/content/ReplyLimit.h"
+#include "player/content/WhenFinished.h"
 
 namespace {
 
@@ -48,10 +48,10 @@ void QueueLoader::start()
                 goOn();
         },
         Qt::QueuedConnection);
-    askForPage();
+    requestPage();
 }
 
-void QueueLoader::askForPage()
+void QueueLoader::requestPage()
 {
     if (m_looked >= mostRows) {
         finish(TrString(TrCharData{"QueueLoader", listIsTooLong}, {mostRows}));
@@ -65,7 +65,7 @@ void QueueLoader::askForPage()
     whenFinished(this, request.reply(), level.path,
                  [this](const CMVoidReply& finished, const CMError& error) {
                      if (error.isSet()) {
-                         finish(ContentClient::told(error));
+                         finish(ContentClient::userMessage(error));
                          return;
                      }
                      const PelkRowsRoles reply = CMReply<PelkRowsRoles>::from(finished).value();
@@ -103,11 +103,11 @@ void QueueLoader::goOn()
             const PelkRoles row = level.waiting.takeFirst();
             const int place = level.place >= 0 ? level.place : level.next - level.waiting.size() - 1;
             m_levels.append(Level{row.path(), row, 0, -1, place, {}, false});
-            askForPage();
+            requestPage();
             return;
         }
         if (!level.complete) {
-            askForPage();
+            requestPage();
             return;
         }
         m_levels.removeLast();

@@ -46,7 +46,7 @@ private:
         bool complete = false;      // no page follows
     };
 
-    void askForPage();
+    void requestPage();
     void takePage(const QVector<PelkRoles>& rows, int count);
     void goOn();
     bool addWaiting();

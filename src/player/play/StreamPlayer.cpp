@@ -79,7 +79,10 @@ TrString sentenceOf(const GError* error)
         error->domain == GST_STREAM_ERROR &&
         (error->code == GST_STREAM_ERROR_TYPE_NOT_FOUND || error->code == GST_STREAM_ERROR_WRONG_TYPE ||
          error->code == GST_STREAM_ERROR_CODEC_NOT_FOUND || error->code == GST_STREAM_ERROR_FORMAT);
-    return unknown ? playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The stream is not playable. (%1)"), {text})
+    return unknown ? playerText(QT_TRANSLATE_NOOP(
+                                    "StreamPlayer",
+                                    "The stream is not playable: this audio format is not supported. (%1)"),
+                                {text})
                    : TrString(text);
 }
 
@@ -110,13 +113,14 @@ StreamPlayer::StreamPlayer(AudioOutput* output, QObject* parent)
     m_stallLimit.setSingleShot(true);
     m_stallLimit.setInterval(StreamSource::stallLimitMs);
     connect(&m_stallLimit, &QTimer::timeout, this, [this] {
-        fail(playerText(QT_TRANSLATE_NOOP("StreamPlayer",
-                                          "Nothing came of the stream for %1 seconds; is the network up?"),
-                        {StreamSource::stallLimitMs / 1000}));
+        fail(playerText(
+            QT_TRANSLATE_NOOP("StreamPlayer",
+                              "No data was received for %1 seconds. Check your network connection."),
+            {StreamSource::stallLimitMs / 1000}));
     });
     m_seekLimit.setSingleShot(true);
     m_seekLimit.setInterval(quickSeekMs);
-    connect(&m_seekLimit, &QTimer::timeout, this, &StreamPlayer::tellSilence);
+    connect(&m_seekLimit, &QTimer::timeout, this, &StreamPlayer::reportSilence);
     m_changeTimer.setSingleShot(true);
     m_changeTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_changeTimer, &QTimer::timeout, this, &StreamPlayer::checkChange);
@@ -178,9 +182,9 @@ void StreamPlayer::play(const QString& uri, qint64 startMs, bool paused)
     stop();
     if (!StreamSource::isAllowed(uri)) {
         post([this] {
-            fail(
-                playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The stream is not playable: its address has to "
-                                                             "begin with http:// or https://.")));
+            fail(playerText(QT_TRANSLATE_NOOP(
+                "StreamPlayer",
+                "This stream is not playable: its address must begin with http:// or https://.")));
         });
         return;
     }
@@ -217,7 +221,7 @@ void StreamPlayer::setPaused(bool paused)
     m_wantsPause = paused;
     applyTarget();
     // The reason for the silence changes without a change of the pipeline's state.
-    post([this] { tellSilence(); });
+    post([this] { reportSilence(); });
 }
 
 void StreamPlayer::stop()
@@ -227,9 +231,9 @@ void StreamPlayer::stop()
     m_seekLimit.stop();
     m_changeTimer.stop();
     m_wantsPause = m_buffering = false;
-    m_soughtMs.reset();
+    m_seekTargetMs.reset();
     m_startMs = 0;
-    m_told = Nothing;
+    m_reported = Nothing;
     if (m_pipeline) {
         gst_element_set_state(m_pipeline, GST_STATE_NULL);
         m_seam.clear();
@@ -249,7 +253,7 @@ bool StreamPlayer::seek(qint64 positionMs)
                                  GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
                                  positionMs * GST_MSECOND))
         return false;
-    m_soughtMs = positionMs;
+    m_seekTargetMs = positionMs;
     m_seekLimit.start();
     return true;
 }
@@ -284,8 +288,8 @@ qint64 StreamPlayer::positionMs() const
     gint64 position = 0;
     if (m_startMs > 0)
         return m_startMs;
-    if (m_soughtMs)
-        return *m_soughtMs;
+    if (m_seekTargetMs)
+        return *m_seekTargetMs;
     if (m_seam.isChanging())
         return m_seam.positionMs(now());
     if (!m_pipeline || !gst_element_query_position(m_pipeline, GST_FORMAT_TIME, &position))
@@ -330,14 +334,14 @@ void StreamPlayer::onBus(GstMessage* message)
             GstState state = GST_STATE_NULL;
             gst_message_parse_state_changed(message, nullptr, &state, nullptr);
             onState(state);
-            tellMove();
+            reportMove();
             applyTarget();
         }
         break;
     case GST_MESSAGE_ASYNC_DONE:
         if (GST_MESSAGE_SRC(message) != GST_OBJECT(m_pipeline))
             break; // a stream is ready
-        tellMove();
+        reportMove();
         applyTarget();
         break;
     case GST_MESSAGE_BUFFERING:
@@ -378,11 +382,11 @@ void StreamPlayer::onError(GstMessage* message)
     const StreamSource* sender = senderOf(message);
     const QString redirect = redirectOf(message);
     if (!redirect.isEmpty() && !StreamSource::isAllowed(redirect))
-        sentence = playerText(QT_TRANSLATE_NOOP(
-            "StreamPlayer", "The stream is not playable: its server redirects to an address that begins with "
-                            "neither http:// nor https://."));
+        sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer",
+                                                "This stream is not playable: its server redirects to an "
+                                                "address that does not begin with http:// or https://."));
     else if (sender && sender->isBrokenForGood())
-        sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The connection broke again and again."));
+        sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer", "The connection was lost too many times."));
     if (sender && sender == m_seam.next()) {
         m_seam.turn(*m_current, m_fedUntilNs); // where that was not reported yet
         if (m_seam.failed(sentence))
@@ -405,42 +409,42 @@ void StreamPlayer::onState(int state)
     if (state == GST_STATE_PLAYING) {
         checkChange();
         // Silence that was told lasts until nothing wants it any longer: the pipeline stops again at once.
-        if (m_told == Playing || (m_told != Nothing && (m_wantsPause || m_buffering)))
+        if (m_reported == Playing || (m_reported != Nothing && (m_wantsPause || m_buffering)))
             return;
-        m_told = Playing;
+        m_reported = Playing;
         m_openLimit.stop();
         m_stallLimit.stop();
         Q_EMIT playing();
     } else if (state == GST_STATE_PAUSED) {
-        tellSilence();
+        reportSilence();
     }
 }
 
 /// The pipeline is paused or is about to be, by the listener or because it is buffering. While it is
 /// buffering, the change may never complete.
-void StreamPlayer::tellSilence()
+void StreamPlayer::reportSilence()
 {
     if (!m_pipeline)
         return;
     GstState state = GST_STATE_NULL;
     const bool changes = gst_element_get_state(m_pipeline, &state, nullptr, 0) == GST_STATE_CHANGE_ASYNC;
-    if (changes ? m_told == Nothing : state != GST_STATE_PAUSED)
+    if (changes ? m_reported == Nothing : state != GST_STATE_PAUSED)
         return;
-    const bool waits = m_buffering || (m_soughtMs && !m_seekLimit.isActive());
-    if (m_wantsPause && m_told != Paused) {
+    const bool waits = m_buffering || (m_seekTargetMs && !m_seekLimit.isActive());
+    if (m_wantsPause && m_reported != Paused) {
         setSilent(Paused);
         Q_EMIT paused();
-    } else if (!m_wantsPause && waits && (m_told == Playing || m_told == Paused)) {
+    } else if (!m_wantsPause && waits && (m_reported == Playing || m_reported == Paused)) {
         setSilent(Stalled);
         Q_EMIT stalled();
     }
 }
 
-void StreamPlayer::setSilent(Told told)
+void StreamPlayer::setSilent(ReportedState state)
 {
-    m_told = told;
+    m_reported = state;
     m_openLimit.stop();
-    if (told == Stalled)
+    if (state == Stalled)
         m_stallLimit.start();
     else
         m_stallLimit.stop();
@@ -448,12 +452,12 @@ void StreamPlayer::setSilent(Told told)
 
 /// A seek has arrived once the pipeline has come to rest: what is told in between may be the end of an
 /// earlier one.
-void StreamPlayer::tellMove()
+void StreamPlayer::reportMove()
 {
-    if (!m_soughtMs || !m_pipeline ||
+    if (!m_seekTargetMs || !m_pipeline ||
         gst_element_get_state(m_pipeline, nullptr, nullptr, 0) == GST_STATE_CHANGE_ASYNC)
         return;
-    m_soughtMs.reset();
+    m_seekTargetMs.reset();
     m_seekLimit.stop();
     Q_EMIT moved();
 }
@@ -480,7 +484,7 @@ void StreamPlayer::checkChange()
         return;
     switch (m_seam.due(now())) {
     case StreamSeam::Due::Next:
-        goOver();
+        switchToNext();
         break;
     case StreamSeam::Due::End:
         finish();
@@ -492,7 +496,7 @@ void StreamPlayer::checkChange()
     }
 }
 
-void StreamPlayer::goOver()
+void StreamPlayer::switchToNext()
 {
     m_changeTimer.stop();
     StreamSeam::Taken next = m_seam.take();
@@ -502,24 +506,24 @@ void StreamPlayer::goOver()
         fail(m_output->failure());
         return;
     }
-    Q_EMIT wentOver();
+    Q_EMIT nextStarted();
     if (generation != m_generation)
         return;
     if (next.failure != TrString()) {
         fail(next.failure);
         return;
     }
-    tellAgain();
+    reportAgain();
     if (generation == m_generation)
         applyTarget();
 }
 
 /// Repeats the last report for the next stream, because the change may happen during a pause.
-void StreamPlayer::tellAgain()
+void StreamPlayer::reportAgain()
 {
-    if (m_told == Paused)
+    if (m_reported == Paused)
         Q_EMIT paused();
-    else if (m_told == Stalled)
+    else if (m_reported == Stalled)
         Q_EMIT stalled();
     else
         Q_EMIT playing();
@@ -529,7 +533,7 @@ void StreamPlayer::onEnd()
 {
     const int generation = m_generation;
     if (m_seam.isChanging())
-        goOver(); // a stream shorter than what is on the way to the output
+        switchToNext(); // a stream shorter than what is on the way to the output
     if (generation == m_generation)
         finish();
 }
@@ -567,7 +571,7 @@ void StreamPlayer::applyTarget()
     // again.
     if (state != wanted && gst_element_set_state(m_pipeline, wanted) == GST_STATE_CHANGE_ASYNC &&
         state == GST_STATE_PLAYING)
-        post([this] { tellSilence(); });
+        post([this] { reportSilence(); });
 }
 
 void StreamPlayer::fail(const TrString& sentence)

@@ -39,7 +39,7 @@ public:
     AudioFormat format() const override;
 
 private:
-    enum Told
+    enum ReportedState
     {
         Nothing,
         Playing,
@@ -56,15 +56,15 @@ private:
     void onEnd();
     void finish();
     void checkChange();
-    void goOver();
+    void switchToNext();
     void fail(const TrString& sentence);
     qint64 now() const;
     void applyTarget();
     void applyVolume();
-    void tellSilence();
-    void tellAgain();
-    void tellMove();
-    void setSilent(Told told);
+    void reportSilence();
+    void reportAgain();
+    void reportMove();
+    void setSilent(ReportedState told);
     /// Queues a function to this object's thread; it is not called if play() or stop() was called in between.
     /// Any thread.
     template <typename Function>
@@ -82,11 +82,11 @@ private:
     bool m_muted = false;
     bool m_wantsPause = false;
     bool m_buffering = false;
-    std::optional<qint64> m_soughtMs; // where a seek under way leads
+    std::optional<qint64> m_seekTargetMs; // where a seek under way leads
     double m_fade = 1;
     qint64 m_startMs = 0;                // to be sought for as soon as the pipeline can
     std::atomic<qint64> m_fedUntilNs{0}; // in the pipeline's time, what the concat has let through
-    Told m_told = Nothing;
+    ReportedState m_reported = Nothing;
     QTimer m_openLimit;
     QTimer m_stallLimit;
     QTimer m_seekLimit;

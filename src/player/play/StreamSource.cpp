@@ -119,7 +119,7 @@ void onNoMorePads(GstElement* decoder, gpointer out)
     if (target)
         gst_object_unref(target);
     else
-        GST_ELEMENT_ERROR(decoder, STREAM, WRONG_TYPE, ("There is no sound in it."), (nullptr));
+        GST_ELEMENT_ERROR(decoder, STREAM, WRONG_TYPE, ("The stream contains no audio."), (nullptr));
 }
 
 } // namespace

@@ -5,12 +5,12 @@
 #include "api/types/pelkmetadata.h"
 #include "api/types/pelkresource.h"
 #include "player/content/ContentClient.h"
-#include "player/content/ReplyLimit.h"
+#include "player/content/WhenFinished.h"
 
 namespace {
 
 constexpr const char* noAddress =
-    QT_TRANSLATE_NOOP("TrackResolver", "The service gave no address to play it from.");
+    QT_TRANSLATE_NOOP("TrackResolver", "No stream is available for this track.");
 
 } // namespace
 
@@ -58,7 +58,7 @@ void TrackResolver::resolve(const QueueEntry& entry, qint64 startMs, const Callb
                          return;
                      m_entry = 0;
                      if (error.isSet()) {
-                         callback(ResolvedTrack(), ContentClient::told(error));
+                         callback(ResolvedTrack(), ContentClient::userMessage(error));
                          return;
                      }
                      track.row = PelkRoles(PelkHash::fromVariant(finished.d()->value()));

@@ -146,9 +146,8 @@ bool PanelServer::start(QString* error)
     Options& options = m_d->options;
     if (options.socket >= 0) {
         if (!m_d->listener.adopt(options.socket, &options.address)) {
-            *error =
-                QStringLiteral("The socket that the system passed is none that listens for TCP connections; "
-                               "its unit needs ListenStream=PORT.");
+            *error = QStringLiteral("The socket passed by systemd does not listen for TCP connections. Set "
+                                    "ListenStream=PORT in its unit.");
             return false;
         }
     } else if (!m_d->listener.listen(options.address, options.port)) {

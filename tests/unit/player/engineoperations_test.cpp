@@ -75,7 +75,7 @@ private Q_SLOTS:
         m_root.reset();
     }
 
-    void aClearedQueueThatIsBroughtBackIsPausedWhereItWas()
+    void anUndoneClearIsPausedAtItsPosition()
     {
         const QVector<int> ids = fill(QStringLiteral("a b c"));
         playFrom(ids.at(1));
@@ -97,7 +97,7 @@ private Q_SLOTS:
         QVERIFY(!m_engine->undo());
     }
 
-    void aReplacedQueueThatIsBroughtBackGoesOnWhereItWas()
+    void anUndoneReplacementContinuesAtItsPosition()
     {
         const QVector<int> ids = fill(QStringLiteral("a b c"));
         playFrom(ids.at(1));
@@ -126,7 +126,7 @@ private Q_SLOTS:
         QVERIFY(m_worker->states.isEmpty());
     }
 
-    void whatCanNoLongerBeResolvedFailsAfterAnUndoAsEver()
+    void anUnresolvableTrackStillFailsAfterAnUndo()
     {
         fill(QStringLiteral("a b"));
         m_engine->queue().clear();
@@ -142,9 +142,9 @@ private Q_SLOTS:
     {
         QSet<int> firsts;
         for (int i = 0; i < 30; ++i) {
-            m_engine->expectStart();
+            m_engine->prepareStart();
             const QVector<int> ids = fill(QStringLiteral("a b c d e f g h"));
-            QVERIFY(m_engine->startExpected(ids.first(), PlayEngine::StartOrder::Shuffled));
+            QVERIFY(m_engine->startPrepared(ids.first(), PlayEngine::StartOrder::Shuffled));
             QVERIFY(status().shuffled);
             QCOMPARE(m_engine->queue().first(), status().entry);
             firsts.insert(ids.indexOf(status().entry));
@@ -155,9 +155,9 @@ private Q_SLOTS:
     void aListStartedInItsOwnOrderTurnsShufflingOff()
     {
         m_engine->setShuffled(true);
-        m_engine->expectStart();
+        m_engine->prepareStart();
         const QVector<int> ids = fill(QStringLiteral("a b c d e f g h"));
-        QVERIFY(m_engine->startExpected(ids.first()));
+        QVERIFY(m_engine->startPrepared(ids.first()));
         QVERIFY(!status().shuffled);
         QCOMPARE(order(), QStringLiteral("a b c d e f g h"));
         QCOMPARE(status().entry, ids.first());
@@ -221,7 +221,7 @@ private Q_SLOTS:
         QCOMPARE(status().entry, ids.at(0));
     }
 
-    void aStallDoesNotMakeAPauseYounger()
+    void aStallDoesNotRestartTheAgeOfAPause()
     {
         m_worker->maxIdleMs = 40000;
         playFrom(fill(QStringLiteral("a b")).first());
@@ -337,7 +337,7 @@ private Q_SLOTS:
         QVERIFY(m_stream->isHeard());
     }
 
-    void aRestoredPlayerIsPausedWhereItWasAndTellsNobody()
+    void aRestoredPlayerIsPausedAtItsPositionAndReportsNothing()
     {
         fill(QStringLiteral("a b c d e"));
         m_engine->setShuffled(true);
@@ -388,7 +388,7 @@ private Q_SLOTS:
         QCOMPARE(status().positionMs, 0);
     }
 
-    void whatIsAbsurdInASavedStateBecomesTheNearest()
+    void savedValuesOutOfRangeAreClamped()
     {
         fill(QStringLiteral("a b"));
         SavedPlayer saved = m_engine->saved();

@@ -154,7 +154,7 @@ private Q_SLOTS:
         QCOMPARE(m_host->output.sinksAsked(), 1);
     }
 
-    void theSeamIsToldWhenItIsHeard()
+    void theChangeOfTracksIsReportedWhenItIsHeard()
     {
         QElapsedTimer clock;
         QMap<QString, qint64> times;
@@ -182,7 +182,7 @@ private Q_SLOTS:
         QVERIFY(waitForEnd());
     }
 
-    void anEditAfterTheNextOneIsPreparedIsHeard_data()
+    void anEditAfterTheNextTrackIsPreparedTakesEffect_data()
     {
         QTest::addColumn<QString>("edit");
         QTest::addColumn<QString>("heard");
@@ -192,7 +192,7 @@ private Q_SLOTS:
         QTest::newRow("another one is put before it") << QStringLiteral("next") << QStringLiteral("aabc");
         QTest::newRow("all others are removed") << QStringLiteral("alone") << QStringLiteral("a");
     }
-    void anEditAfterTheNextOneIsPreparedIsHeard()
+    void anEditAfterTheNextTrackIsPreparedTakesEffect()
     {
         QFETCH(QString, edit);
         QFETCH(QString, heard);
@@ -234,7 +234,7 @@ private Q_SLOTS:
                  states().filter(QStringLiteral("opening")).size());
     }
 
-    void aModeThatChangesAfterTheNextOneIsPreparedIsHeard()
+    void aModeChangedAfterTheNextTrackIsPreparedTakesEffect()
     {
         QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
         engine().setRepeat(RepeatMode::One);
@@ -276,7 +276,7 @@ private Q_SLOTS:
                                                       "b opening, b playing, b stopped")));
     }
 
-    void aJumpWhileTheNextOneIsAskedForPlaysWhereItLeads()
+    void aJumpWhileTheNextTrackIsResolvedPlaysItsEntry()
     {
         ScriptedPlayWorker& worker = m_host->worker;
         connect(&engine(), &PlayEngine::trackStarted, this, [&worker] { worker.holdAnswers = true; });
@@ -293,7 +293,7 @@ private Q_SLOTS:
                                                       "c opening, c playing, c stopped")));
     }
 
-    void aSkipWhileTheNextOneIsAskedForTakesThatAnswer()
+    void aSkipWhileTheNextTrackIsResolvedUsesThatReply()
     {
         ScriptedPlayWorker& worker = m_host->worker;
         connect(&engine(), &PlayEngine::trackStarted, this, [&worker] { worker.holdAnswers = true; });
@@ -309,7 +309,7 @@ private Q_SLOTS:
         QCOMPARE(states().last(), QStringLiteral("b stopped"));
     }
 
-    void aNextOneThatCannotBePlayedIsSkippedWhenItsTurnComes_data()
+    void anUnplayableNextTrackIsSkippedWhenItsTurnComes_data()
     {
         QTest::addColumn<QString>("id");
         QTest::addColumn<QString>("told");
@@ -319,7 +319,7 @@ private Q_SLOTS:
         QTest::newRow("no sound") << QStringLiteral("text")
                                   << QStringLiteral("text opening, text stopped streamFailed, ");
     }
-    void aNextOneThatCannotBePlayedIsSkippedWhenItsTurnComes()
+    void anUnplayableNextTrackIsSkippedWhenItsTurnComes()
     {
         QFETCH(QString, id);
         QFETCH(QString, told);
@@ -350,7 +350,7 @@ private Q_SLOTS:
                                                "b opening, b playing, b stopped")));
     }
 
-    void aPauseAtTheMomentWhenTheNextOneIsReadyCanBeEnded()
+    void aPauseWhenTheNextTrackBecomesReadyCanBeEnded()
     {
         m_host->fill(list(QStringLiteral("a, b")));
         engine().play();
@@ -463,7 +463,7 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples().endsWith(m_decoded.value(QStringLiteral("b"))));
     }
 
-    void anAddressThatGrewTooOldIsAskedForAgain()
+    void anExpiredAddressIsResolvedAgain()
     {
         m_host->worker.maxIdleMs = 200;
         QVERIFY(m_host->playAll(list(QStringLiteral("a, b"))));

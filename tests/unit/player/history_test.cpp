@@ -111,7 +111,7 @@ private Q_SLOTS:
         QVERIFY(history.items().isEmpty() && !QFile::exists(name()));
     }
 
-    void nothingIsKeptByWhoDoesNotWantIt()
+    void historyThatIsOffKeepsNothing()
     {
         History history(name());
         history.add(track(QStringLiteral("1")));
@@ -136,7 +136,7 @@ private Q_SLOTS:
         QVERIFY(history.items().isEmpty());
     }
 
-    void whatIsNoItemIsLeftOut()
+    void invalidItemsAreDropped()
     {
         QFile file(name());
         QVERIFY(file.open(QIODevice::WriteOnly));

@@ -71,7 +71,7 @@ private Q_SLOTS:
         QVERIFY(!known.find(albumPath(KnownContainers::most)).isEmpty());
     }
 
-    void aTrackGetsWhatItLacks_data()
+    void aTrackIsCompletedFromItsAlbum_data()
     {
         QTest::addColumn<QString>("icon");
         QTest::addColumn<QString>("title");
@@ -89,7 +89,7 @@ private Q_SLOTS:
         QTest::newRow("nothing of a playlist")
             << QString() << QString() << int(PelkRolesContainerType::TrackList) << QString() << QString();
     }
-    void aTrackGetsWhatItLacks()
+    void aTrackIsCompletedFromItsAlbum()
     {
         QFETCH(QString, icon);
         QFETCH(QString, title);

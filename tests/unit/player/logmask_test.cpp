@@ -193,7 +193,7 @@ private Q_SLOTS:
         QCOMPARE(text.count(QLatin1Char('\n')), 1);
     }
 
-    void aFatalMessageOfALibraryIsASentenceAndNoAbort()
+    void aFatalMessageOfALibraryIsASentenceInsteadOfAnAbort()
     {
         std::array<int, 2> ends{};
         QCOMPARE(::pipe(ends.data()), 0);
@@ -210,7 +210,7 @@ private Q_SLOTS:
         int status = 0;
         QCOMPARE(::waitpid(child, &status, 0), child);
         QVERIFY2(WIFEXITED(status) && WEXITSTATUS(status) == 1, sentence.constData());
-        QVERIFY2(sentence.startsWith("pelk: The player cannot go on and ends. (") &&
+        QVERIFY2(sentence.startsWith("pelk: Fatal error; the player exits. (") &&
                      sentence.endsWith(": Creating pipes: Too many open files)\n"),
                  sentence.constData());
     }

@@ -28,7 +28,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("cause");
         QTest::newRow("no entry") << module("noentry") << QStringLiteral("has no function worker_create");
         QTest::newRow("throws") << module("throws")
-                                << QStringLiteral("its worker could not be made: the cable is missing");
+                                << QStringLiteral("its worker could not be created: the cable is missing");
         QTest::newRow("throws a number")
             << module("throwsnumber") << QStringLiteral("threw something that is no std::exception");
         QTest::newRow("null") << module("null") << QStringLiteral("worker_create returned no worker");
@@ -45,7 +45,7 @@ private Q_SLOTS:
             << QStringLiteral("it was built for another version of the SDK (it needs libpelk_test.so.99; "
                               "this player has version 0.1.0)");
         QTest::newRow("missing") << QStringLiteral("/nowhere/libnone.so")
-                                 << QStringLiteral("it is no library that can be loaded");
+                                 << QStringLiteral("the library cannot be loaded");
     }
     void eachFailureNamesFileAndCause()
     {
@@ -72,10 +72,10 @@ private Q_SLOTS:
         ModuleLoader loader(&root);
         const QStringList problems = loader.loadFolder(dir.path());
         QCOMPARE(problems.size(), 1);
-        QVERIFY(problems.first().contains(QStringLiteral("it is no library that can be loaded")));
+        QVERIFY(problems.first().contains(QStringLiteral("the library cannot be loaded")));
     }
 
-    void aFolderThatIsMissingOrEmptyIsTold()
+    void aMissingOrEmptyFolderIsReported()
     {
         CMRootWorker root;
         ModuleLoader loader(&root);

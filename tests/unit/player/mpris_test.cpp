@@ -126,7 +126,7 @@ private Q_SLOTS:
         QTRY_COMPARE(engine().status().entry, m_ids.at(0));
     }
 
-    void whoGoesOnWhilePausedStaysPaused()
+    void nextWhilePausedStaysPaused()
     {
         play();
         QCOMPARE(ctl("pause"), QString());
@@ -181,7 +181,7 @@ private Q_SLOTS:
         QTRY_VERIFY(engine().status().shuffled);
     }
 
-    void changesAreToldOnceEach()
+    void eachChangeIsReportedOnce()
     {
         engine().setVolume(30);
         engine().setVolume(30);

@@ -67,21 +67,21 @@ private Q_SLOTS:
         row("--frob", "There is no option \"--frob\".");
         row("--log-level off", "A command is missing.");
         row("rows --from 10 --to 5", "The range is empty: --to 5 comes before --from 10.");
-        row("rows --from -5", "\"-5\" is no whole number from 0");
-        row("rows --to x", "\"x\" is no whole number from 0");
-        row("rows --from 99999999999", "is no whole number from 0 to 2147483647");
+        row("rows --from -5", "\"-5\" is not a whole number from 0");
+        row("rows --to x", "\"x\" is not a whole number from 0");
+        row("rows --from 99999999999", "is not a whole number from 0 to 2147483647");
         row("rows test: more", "\"test:\" is no kind of title: album, artist, playlist, track.");
         row("rows test:%zz", "is not a path");
         row("play", "PATH is required.");
         row("play test:%zz", "is not a path");
-        row("play test: --seconds 0", "\"0\" is no whole number from 1");
+        row("play test: --seconds 0", "\"0\" is not a whole number from 1");
         row("play test:first --to /nowhere/a.wav", "/nowhere/a.wav cannot be written");
         row("search", "TEXT is required.");
         row("login", "USER is required.");
         row("login somebody", "use --password-stdin");
-        row("login somebody --password-stdin", "Standard input holds no password");
-        row("quality best", "\"best\" is none of: mp3, cd, hires96, hires192.");
-        row("rows --log-level loud", "\"loud\" is none of: off, error, warn, info, debug, trace.");
+        row("login somebody --password-stdin", "There is no password on standard input");
+        row("quality best", "\"best\" is not one of: mp3, cd, hires96, hires192.");
+        row("rows --log-level loud", "\"loud\" is not one of: off, error, warn, info, debug, trace.");
     }
     void wrongUsageIsOneSentenceAndExitCode2()
     {
@@ -182,7 +182,7 @@ private Q_SLOTS:
         QCOMPARE(run(withModules({QStringLiteral("quality")})).out, QStringLiteral("hires96\n"));
     }
 
-    void aBadModuleIsToldAndTheOthersRun()
+    void aBadModuleIsReportedAndTheOthersRun()
     {
         QTemporaryDir folder;
         for (const QString& name : {QStringLiteral("good"), QStringLiteral("throws")})

@@ -97,7 +97,7 @@ private Q_SLOTS:
         m_root.reset();
     }
 
-    void eachTrackTellsItsStatesOnceAndInOrder()
+    void eachTrackReportsItsStatesOnceAndInOrder()
     {
         m_worker->list = QStringList{QStringLiteral("1"), QStringLiteral("2")};
         QVERIFY(playAll());
@@ -114,7 +114,7 @@ private Q_SLOTS:
                                                              "1 opening, 1 playing, 1 stopped")));
     }
 
-    void aSkipIsTheListenersAndLeadsToTheNextTrack()
+    void aSkipIsReportedAsTheListenersAndPlaysTheNextTrack()
     {
         m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
         connect(m_engine.get(), &PlayEngine::trackStarted, this, [this](const PelkRoles& row) {
@@ -127,7 +127,7 @@ private Q_SLOTS:
                                            "1 opening, 1 playing, 1 stopped")));
     }
 
-    void aStopIsToldOnceHoweverOftenItIsAskedFor()
+    void aStopIsReportedOnceHoweverOftenItIsRequested()
     {
         m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
         connect(m_engine.get(), &PlayEngine::trackStarted, this, [this] {
@@ -139,7 +139,7 @@ private Q_SLOTS:
                  stateTexts(QStringLiteral("long opening, long playing, long stopped userStop")));
     }
 
-    void aPauseAndItsEndAreTold()
+    void aPauseAndItsEndAreReported()
     {
         m_worker->list = QStringList{QStringLiteral("long")};
         QSignalSpy started(m_engine.get(), &PlayEngine::trackStarted);
@@ -166,15 +166,15 @@ private Q_SLOTS:
                                                              "1 opening, 1 playing, 1 stopped")));
     }
 
-    void whatDoesNotResolveFailsWithoutAState_data()
+    void anUnresolvableTrackFailsWithoutReports_data()
     {
         QTest::addColumn<QString>("id");
         QTest::addColumn<QString>("sentence");
         QTest::newRow("refused") << QStringLiteral("unknown") << QStringLiteral("no track");
         QTest::newRow("no address") << QStringLiteral("nowhere")
-                                    << QStringLiteral("The service gave no address to play it from.");
+                                    << QStringLiteral("No stream is available for this track.");
     }
-    void whatDoesNotResolveFailsWithoutAState()
+    void anUnresolvableTrackFailsWithoutReports()
     {
         QFETCH(QString, id);
         QFETCH(QString, sentence);
@@ -231,7 +231,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->states.filter(QStringLiteral("userSkip")).size(), 2);
     }
 
-    void aJumpPlaysThatEntryAndOneToNowhereNothing()
+    void aJumpPlaysItsEntryAndAnUnknownEntryIsRefused()
     {
         m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1"), QStringLiteral("2")};
         playList();
@@ -291,7 +291,7 @@ private Q_SLOTS:
                  stateTexts(QStringLiteral("1 opening, 1 paused, 1 playing, 1 stopped")));
     }
 
-    void aPauseWhileTheStreamIsAskedForHolds()
+    void aPauseWhileTheStreamIsResolvedHolds()
     {
         m_worker->list = QStringList{QStringLiteral("1")};
         m_worker->holdAnswers = true;
@@ -303,7 +303,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->states, stateTexts(QStringLiteral("1 opening, 1 paused")));
     }
 
-    void whatIsAskedForIsTheCurrentTrackAlreadyAndAFailureHasItsName()
+    void aTrackIsCurrentWhileItIsResolvedAndAFailureNamesIt()
     {
         m_worker->list = QStringList{QStringLiteral("unknown")};
         m_worker->holdAnswers = true;
@@ -442,7 +442,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
     }
 
-    void anAnswerThatComesAfterTheStopPlaysNothing()
+    void aReplyAfterTheStopPlaysNothing()
     {
         m_worker->list = QStringList{QStringLiteral("1")};
         m_worker->holdAnswers = true;
@@ -488,7 +488,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
     }
 
-    void theNextOneIsAskedForShortlyBeforeItsTurn()
+    void theNextTrackIsResolvedShortlyBeforeItsTurn()
     {
         m_worker->uris.insert(QStringLiteral("longer"), sound(30000));
         m_worker->list = QStringList{QStringLiteral("longer"), QStringLiteral("1")};

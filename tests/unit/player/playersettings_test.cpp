@@ -40,7 +40,7 @@ private Q_SLOTS:
         QFile::remove(m_name);
     }
 
-    void whatIsNotSetHasItsDefault()
+    void missingSettingsHaveTheirDefaults()
     {
         PlayerSettings settings(m_name);
         QString error;
@@ -49,7 +49,7 @@ private Q_SLOTS:
         QVERIFY(PlayerSettings::keepsHistory(settings.read(PlayerSettings::historyPath())));
     }
 
-    void whatIsWrongIsASentence_data()
+    void invalidSettingsAreReportedInASentence_data()
     {
         QTest::addColumn<QByteArray>("line");
         QTest::addColumn<QString>("sentence");
@@ -61,7 +61,7 @@ private Q_SLOTS:
         QTest::newRow("neither on nor off")
             << QByteArray("history=maybe") << QStringLiteral("set it to on or off.");
     }
-    void whatIsWrongIsASentence()
+    void invalidSettingsAreReportedInASentence()
     {
         QFETCH(QByteArray, line);
         QFETCH(QString, sentence);

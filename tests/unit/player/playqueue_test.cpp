@@ -177,7 +177,7 @@ private Q_SLOTS:
         QCOMPARE(text(queue), QStringLiteral("b d"));
     }
 
-    void everyChangeIsToldAndCounted()
+    void everyChangeIsReportedAndCounted()
     {
         PlayQueue queue;
         QSignalSpy changed(&queue, &PlayQueue::changed);
@@ -247,7 +247,7 @@ private Q_SLOTS:
         QCOMPARE(queue.next(true), next);
     }
 
-    void shuffledWhatIsToBePlayedNextIsAndTheRestIsSpread()
+    void whileShuffledPlayNextIsNextAndOtherAdditionsAreSpread()
     {
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d e")), PlayQueue::Where::End);

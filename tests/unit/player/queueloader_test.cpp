@@ -57,7 +57,7 @@ private Q_SLOTS:
         m_root.reset();
     }
 
-    void shortPagesAreAskedForFromWhereTheyEndedAndWhatDoesNotPlayIsLeftOut()
+    void shortPagesAreCompletedAndUnplayableRowsAreLeftOut()
     {
         m_worker->list = words(QStringLiteral("-a 1 -b -c 2"));
         m_worker->pageSize = 2;
@@ -78,7 +78,7 @@ private Q_SLOTS:
         QVERIFY(!m_queue->turns().isGrowing());
     }
 
-    void aRangeIsAskedForAndNothingBeyond()
+    void onlyTheRangeIsRequested()
     {
         m_worker->list = words(QStringLiteral("1 2 3 4 5 6"));
         m_worker->pageSize = 2;
@@ -203,7 +203,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->rowRequests.size(), 2);
     }
 
-    void whatIsWantedLastIsWhatComesInTheEnd_data()
+    void theLastRequestedListWins_data()
     {
         using Where = PlayQueue::Where;
         QTest::addColumn<int>("first");
@@ -219,7 +219,7 @@ private Q_SLOTS:
         row("more at the end of a new list", Where::Replace, Where::End, "A1 A2 A3 B1 B2 B3");
         row("a new list after more", Where::End, Where::Replace, "B1 B2 B3");
     }
-    void whatIsWantedLastIsWhatComesInTheEnd()
+    void theLastRequestedListWins()
     {
         QFETCH(int, first);
         QFETCH(int, second);
@@ -250,7 +250,7 @@ private Q_SLOTS:
         QVERIFY(!m_queue->turns().isGrowing());
     }
 
-    void aNewListThatCannotBeHadKeepsNothingElseFromComing()
+    void aListThatCannotBeLoadedDoesNotBlockOthers()
     {
         m_queue->add({ScriptedPlayWorker::row(QStringLiteral("old"))}, PlayQueue::Where::End);
         m_worker->list = words(QStringLiteral("1 2"));

@@ -83,7 +83,7 @@ private Q_SLOTS:
         QCOMPARE(readAgain(textOf(row)).path(), row.path());
     }
 
-    void whatIsNoRowReadsAsAnEmptyOne()
+    void anInvalidRowReadsAsEmpty()
     {
         QVERIFY(readAgain("7").isEmpty());
         QVERIFY(readAgain("{").isEmpty());

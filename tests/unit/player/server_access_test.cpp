@@ -101,7 +101,7 @@ private Q_SLOTS:
         QCOMPARE(rules.isOwnHost(host) && rules.isOwnOrigin(origin, host), own);
     }
 
-    void whatIsNoOriginIsNotTaken_data()
+    void anInvalidOriginIsRefused_data()
     {
         QTest::addColumn<QString>("given");
         for (const char* given :
@@ -109,7 +109,7 @@ private Q_SLOTS:
               "https://a?x", "https://a#x", "https://me@a", "https://a b", "null", "*"})
             QTest::newRow(given) << text(given);
     }
-    void whatIsNoOriginIsNotTaken()
+    void anInvalidOriginIsRefused()
     {
         QFETCH(QString, given);
         QCOMPARE(AccessRules::originOf(given), QString());
@@ -267,7 +267,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().send("POST", "/api/player/pause", headers, "{}").status, status);
     }
 
-    void theWrongMethodIsToldWithTheRightOnes_data()
+    void aWrongMethodIsReportedWithTheAllowedOnes_data()
     {
         QTest::addColumn<QByteArray>("method");
         QTest::addColumn<QByteArray>("target");
@@ -284,7 +284,7 @@ private Q_SLOTS:
         row("POST", "/", "GET, HEAD");
         row("OPTIONS", "/api/rows", "GET");
     }
-    void theWrongMethodIsToldWithTheRightOnes()
+    void aWrongMethodIsReportedWithTheAllowedOnes()
     {
         QFETCH(QByteArray, method);
         QFETCH(QByteArray, target);
@@ -298,7 +298,7 @@ private Q_SLOTS:
         QVERIFY(!reply.detail().isEmpty());
     }
 
-    void whatIsNotThereIsToldWithItsPath()
+    void aMissingNodeIsReportedWithItsPath()
     {
         ServerFixture f;
         f.start();
@@ -308,7 +308,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().post("/api/player/dance", QJsonObject()).status, 404);
     }
 
-    void whatIsTooLargeIsRefused()
+    void largeRequestsAreRefused()
     {
         ServerFixture f;
         f.start();
@@ -336,15 +336,15 @@ private Q_SLOTS:
         const PanelReply refused = f.client().raw(chunked);
         QCOMPARE(refused.status, 400);
         QCOMPARE(refused.detail(),
-                 text("What changes something is sent as JSON, {} at least, and with its length."));
+                 text("A POST request must have a JSON body, at least {}, and a Content-Length."));
         const QByteArray withBody =
             "GET /api/player HTTP/1.1\r\nHost: " + f.client().host() + "\r\nContent-Length: 2\r\n\r\n{}";
         const PanelReply read = f.client().raw(withBody);
         QCOMPARE(read.status, 400);
-        QCOMPARE(read.detail(), text("Nothing is sent where one reads."));
+        QCOMPARE(read.detail(), text("GET and HEAD requests must not have a body."));
     }
 
-    void whoAsksFirstIsToldToSendTheBody()
+    void aClientThatExpectsContinueIsToldToSendTheBody()
     {
         ServerFixture f;
         f.start();
@@ -356,7 +356,7 @@ private Q_SLOTS:
         QTRY_VERIFY(pending.bytes().contains("HTTP/1.1 204 "));
     }
 
-    void whatIsNoHttpIsAnsweredOrLeft_data()
+    void invalidHttpIsRefusedOrClosed_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::newRow("noise") << QByteArray("\x16\x03\x01\x02\r\n\r\n");
@@ -373,7 +373,7 @@ private Q_SLOTS:
             << QByteArray("GET /assets/app.js HTTP/1.1\r\nHost: HOST\r\nRange: bytes=0-" +
                           QByteArray(",0-").repeated(2000) + "\r\n\r\n");
     }
-    void whatIsNoHttpIsAnsweredOrLeft()
+    void invalidHttpIsRefusedOrClosed()
     {
         QFETCH(QByteArray, bytes);
         ServerFixture f;
@@ -496,7 +496,7 @@ private Q_SLOTS:
         QVERIFY2(!reply.body.contains("SECRET-2"), reply.body.constData());
     }
 
-    void aPanelThatIsNotThereIsToldInASentence()
+    void aMissingPanelIsReportedInASentence()
     {
         ServerFixture f;
         f.options.panelFolder = f.folder.filePath(text("nowhere"));
@@ -524,7 +524,7 @@ private Q_SLOTS:
         QCOMPARE(described, QSet<QString>(served.begin(), served.end()));
     }
 
-    void aPortThatIsTakenIsToldInASentence()
+    void aPortInUseIsReportedInASentence()
     {
         ServerFixture f;
         f.start();
@@ -538,7 +538,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/").status, 200);
     }
 
-    void aStoppedServerLetsAllGo()
+    void aStoppedServerClosesEveryConnection()
     {
         ServerFixture f;
         f.start();

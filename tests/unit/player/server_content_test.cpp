@@ -1,4 +1,4 @@
-#include "player/server/api/ContentAsker.h"
+#include "player/server/api/ContentRequests.h"
 #include "tests/support/patience.h"
 #include "tests/unit/player/server_fixture.h"
 
@@ -91,7 +91,7 @@ private Q_SLOTS:
                  10);
     }
 
-    void aRowTellsWhatAPanelNeedsAndNothingElse()
+    void aRowContainsOnlyWhatThePanelNeeds()
     {
         ServerFixture f;
         f.worker.script.list << text("1") << text("-2");
@@ -108,7 +108,7 @@ private Q_SLOTS:
                                                      {text("playable"), false}}));
     }
 
-    void aWrongRangeIsToldInASentence_data()
+    void anInvalidRangeIsReportedInASentence_data()
     {
         QTest::addColumn<QByteArray>("query");
         QTest::addColumn<int>("status");
@@ -116,21 +116,21 @@ private Q_SLOTS:
         const auto row = [](const char* name, const char* query, int status, const char* detail) {
             QTest::newRow(name) << QByteArray(query) << status << QString::fromUtf8(detail);
         };
-        row("backwards", "path=test:list&from=9&to=3", 400, "\"to\" has to be a whole number from 9 to 108.");
+        row("backwards", "path=test:list&from=9&to=3", 400, "\"to\" must be a whole number from 9 to 108.");
         row("negative", "path=test:list&from=-1&to=3", 400,
-            "\"from\" has to be a whole number from 0 to 2147483547.");
+            "\"from\" must be a whole number from 0 to 2147483547.");
         row("no number", "path=test:list&from=x&to=3", 400,
-            "\"from\" has to be a whole number from 0 to 2147483547.");
-        row("not given", "path=test:list", 400, "\"from\" has to be a whole number from 0 to 2147483547.");
+            "\"from\" must be a whole number from 0 to 2147483547.");
+        row("not given", "path=test:list", 400, "\"from\" must be a whole number from 0 to 2147483547.");
         row("too much at once", "path=test:list&from=0&to=100", 400,
-            "\"to\" has to be a whole number from 0 to 99.");
+            "\"to\" must be a whole number from 0 to 99.");
         row("beyond 32 bits", "path=test:list&from=0&to=4294967296", 400,
-            "\"to\" has to be a whole number from 0 to 99.");
+            "\"to\" must be a whole number from 0 to 99.");
         row("a path that is none", "path=%25%20x&from=0&to=1", 400, "");
         row("nobody's path", "path=none:x&from=0&to=1", 502, "No service answers at \"none:x\".");
         row("a path that is not there", "path=test:nothing&from=0&to=1", 502, "");
     }
-    void aWrongRangeIsToldInASentence()
+    void anInvalidRangeIsReportedInASentence()
     {
         QFETCH(QByteArray, query);
         QFETCH(int, status);
@@ -147,7 +147,7 @@ private Q_SLOTS:
         QCOMPARE(reply.json().value(text("name")).toString(), status == 502 ? text("error") : QString());
     }
 
-    void whatTheContentModelSaysIsToldAsItCame_data()
+    void errorsOfTheContentModelAreReportedUnchanged_data()
     {
         QTest::addColumn<CMError>("error");
         QTest::addColumn<QByteArray>("language");
@@ -159,15 +159,16 @@ private Q_SLOTS:
         QTest::newRow("the module's own") << CMError(own) << QByteArray("en") << text("Albums");
         QTest::newRow("the service's")
             << withCode(text("Closed for lunch"), 503) << QByteArray("de") << text("Closed for lunch");
-        QTest::newRow("no answer") << withCode(own, 0) << QByteArray("en")
-                                   << text("The service gave no whole answer; is the network up? (Albums)");
+        QTest::newRow("no answer")
+            << withCode(own, 0) << QByteArray("en")
+            << text("No complete response from the service. Check your network connection. (Albums)");
         QTest::newRow("no answer, in German")
             << withCode(own, 0) << QByteArray("de")
             << text("Der Dienst hat nicht vollständig geantwortet; ist das Netz da? (Albums)");
         QTest::newRow("no message") << CMError(PelkHash(QVariantHash{{CMError::Name(), text("refused")}}))
                                     << QByteArray("en") << text("refused");
     }
-    void whatTheContentModelSaysIsToldAsItCame()
+    void errorsOfTheContentModelAreReportedUnchanged()
     {
         QFETCH(CMError, error);
         QFETCH(QByteArray, language);
@@ -182,7 +183,7 @@ private Q_SLOTS:
         QCOMPARE(reply.json().value(text("name")).toString(), error.name());
     }
 
-    void whatNodesTellIsReadByRole()
+    void dataOfNodesIsReadByRole()
     {
         ServerFixture f;
         f.start();
@@ -272,14 +273,14 @@ private Q_SLOTS:
         QTRY_COMPARE(reader.last(text("value")).value(text("value")).toObject(), expected);
     }
 
-    void whatIsClosedIsNeitherReadNorSetNorFollowed_data()
+    void blockedValuesCanNeitherBeReadNorSetNorFollowed_data()
     {
         QTest::addColumn<QByteArray>("path");
         QTest::newRow("as it is") << QByteArray("settings:test");
         QTest::newRow("with a parameter") << QByteArray("settings:test?x=1");
         QTest::newRow("percent-encoded") << QByteArray("settings:%74est");
     }
-    void whatIsClosedIsNeitherReadNorSetNorFollowed()
+    void blockedValuesCanNeitherBeReadNorSetNorFollowed()
     {
         QFETCH(QByteArray, path);
         ServerFixture f;
@@ -299,7 +300,7 @@ private Q_SLOTS:
                  text("SECRET-1"));
     }
 
-    void wherePlayerAndModuleSpeakAloneNothingCanBeSet_data()
+    void pathsReservedForThePlayerCannotBeSet_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("role");
@@ -309,7 +310,7 @@ private Q_SLOTS:
         QTest::newRow("a title") << text("test:menu") << text("title");
         QTest::newRow("a node without value") << text("test:menu") << text("value");
     }
-    void wherePlayerAndModuleSpeakAloneNothingCanBeSet()
+    void pathsReservedForThePlayerCannotBeSet()
     {
         QFETCH(QString, path);
         QFETCH(QString, role);
@@ -328,27 +329,27 @@ private Q_SLOTS:
         QVERIFY(!reply.body.contains("file:"));
     }
 
-    void aBodyThatIsNoneIsToldInASentence_data()
+    void anInvalidBodyIsReportedInASentence_data()
     {
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("detail");
         const auto row = [](const char* name, const char* body, const char* detail) {
             QTest::newRow(name) << QByteArray(body) << QString::fromUtf8(detail);
         };
-        row("no JSON", "{x", "The body is no JSON: object is missing a name at offset 1");
+        row("no JSON", "{x", "The body is not JSON: object is missing a name at offset 1");
         row("empty", "", "");
-        row("a list", "[]", "The body has to be a JSON object.");
-        row("a number", "7", "The body has to be a JSON object.");
+        row("a list", "[]", "The body must be a JSON object.");
+        row("a number", "7", "The body must be a JSON object.");
         row("no UTF-8", "{\"path\": \"\xff\"}", "");
-        row("no path", "{}", "\"path\" has to be a text.");
-        row("a path that is no text", R"({"path": 7, "role": "value"})", "\"path\" has to be a text.");
-        row("no role", R"({"path": "settings:test/tone"})", "\"role\" has to be a text.");
+        row("no path", "{}", "\"path\" must be a text.");
+        row("a path that is no text", R"({"path": 7, "role": "value"})", "\"path\" must be a text.");
+        row("no role", R"({"path": "settings:test/tone"})", "\"role\" must be a text.");
         row("no value", R"({"path": "settings:test/tone", "role": "value"})",
-            "\"value\" has to be a tagged value.");
+            "\"value\" must be a tagged value.");
         row("a value that is a text", R"({"path": "settings:test/tone", "role": "value", "value": "x"})",
-            "\"value\" has to be a tagged value.");
+            "\"value\" must be a tagged value.");
     }
-    void aBodyThatIsNoneIsToldInASentence()
+    void anInvalidBodyIsReportedInASentence()
     {
         QFETCH(QByteArray, body);
         QFETCH(QString, detail);
@@ -362,14 +363,14 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/rows?path=&from=0&to=9").status, 200);
     }
 
-    void whoDoesNotAnswerIsWaitedForWithinBounds()
+    void aSilentServiceIsWaitedForWithALimit()
     {
         ServerFixture f(300);
         f.worker.silent = true;
         f.start();
         const PanelReply reply = f.client().get("/api/rows?path=test:list&from=0&to=9");
         QCOMPARE(reply.status, 504);
-        QCOMPARE(reply.detail(), text("\"test:list\" gave no answer within 0 seconds."));
+        QCOMPARE(reply.detail(), text("\"test:list\" did not respond within 0 seconds."));
         // An answer that comes later meets nobody.
         QCOMPARE(f.worker.kept.size(), 1);
         f.worker.silent = false;
@@ -399,14 +400,14 @@ private Q_SLOTS:
         }
     }
 
-    void whoeverMayHaveToWaitIsToldFromTheRestHoweverItIsWritten_data()
+    void requestsThatMayWaitAreRecognisedInEverySpelling_data()
     {
         QTest::addColumn<QByteArray>("line");
         QTest::newRow("the head alone") << QByteArray("HEAD /api/rows?path=test:list&from=0&to=9");
         QTest::newRow("a slash as a sequence") << QByteArray("GET /api%2Frows?path=test:list&from=0&to=9");
         QTest::newRow("a letter as a sequence") << QByteArray("GET /%61pi/rows?path=test:list&from=0&to=9");
     }
-    void whoeverMayHaveToWaitIsToldFromTheRestHoweverItIsWritten()
+    void requestsThatMayWaitAreRecognisedInEverySpelling()
     {
         QFETCH(QByteArray, line);
         ServerFixture f;
@@ -440,7 +441,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
-    void nobodyWaitsForABrowserThatHasGone()
+    void aRequestIsAbandonedWhenItsBrowserDisconnects()
     {
         ServerFixture f;
         f.worker.silent = true;
@@ -474,11 +475,11 @@ private Q_SLOTS:
         Limits limits;
         limits.readsPerPeer = 2;
         limits.waitingPerPeer = 3;
-        const Translations translations{QStringList()}; // the asker answers once more when it goes
-        ContentAsker asker({}, limits);
+        const Translations translations{QStringList()}; // the requests answers once more when it goes
+        ContentRequests requests({}, limits);
         const auto ask = [&](const Peer& peer) {
-            asker.rows({peer, ApiResponder(std::make_shared<Sink>(), translations.find(text("en")))},
-                       CMPath(text("test:list")), 0, 9, [](const RowPage&) {});
+            requests.rows({peer, ApiResponder(std::make_shared<Sink>(), translations.find(text("en")))},
+                          CMPath(text("test:list")), 0, 9, [](const RowPage&) {});
         };
         const Peer phone{"192.0.2.1", false, false, false};
         for (int i = 0; i < 2 + 3; ++i)
@@ -519,7 +520,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
-    void anEndAnswersThoseWhoWait()
+    void stoppingAnswersWaitingRequests()
     {
         ServerFixture f;
         f.worker.silent = true;
@@ -531,7 +532,7 @@ private Q_SLOTS:
         f.server->stop();
         QVERIFY(waiting.wait(patienceMs));
         QCOMPARE(waiting.reply().status, 503);
-        QCOMPARE(waiting.reply().detail(), text("The player ends."));
+        QCOMPARE(waiting.reply().detail(), text("The player is shutting down."));
         QVERIFY2(time.elapsed() < 20000, "it did not wait for the answer of the module");
         QCOMPARE(f.client().get("/").status, 0);
     }

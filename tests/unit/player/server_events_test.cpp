@@ -158,7 +158,7 @@ private Q_SLOTS:
         QCOMPARE(reader.last(text("queue")).value(text("count")).toInt(-1), 0);
     }
 
-    void everyChangeIsToldToWhoFollowsIt()
+    void everyChangeIsReportedToItsFollowers()
     {
         ServerFixture f;
         f.worker.state->setValue(stateValue(PelkQobuzLoginStates::LoggedOut));
@@ -224,7 +224,7 @@ private Q_SLOTS:
         }
     }
 
-    void aValueThatNobodyFollowsAnyLongerIsNotFollowedHereEither()
+    void aValueWithoutFollowersIsUnsubscribed()
     {
         ServerFixture f;
         std::atomic<int> ended{0};
@@ -257,7 +257,7 @@ private Q_SLOTS:
         QCOMPARE(Limits().heartbeatMs, 15000);
     }
 
-    void aReaderThatTakesNothingIsLetGo()
+    void aReaderThatAcceptsNothingIsDisconnected()
     {
         ServerFixture f;
         f.options.limits.silentReaderSeconds = 1;
@@ -292,7 +292,7 @@ private Q_SLOTS:
         QCOMPARE(later.count(text("notification")), 0);
     }
 
-    void aBrowserThatGoesInTheMiddleOfAnEventHarmsNobody()
+    void aBrowserThatDisconnectsDuringAnEventAffectsNoOther()
     {
         ServerFixture f;
         f.start();
@@ -308,7 +308,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
-    void aSlowReaderHoldsUpNobodyAndGetsTheLatestState()
+    void aSlowReaderDelaysNoOtherAndGetsTheLatestState()
     {
         ServerFixture f;
         f.start();
@@ -335,7 +335,7 @@ private Q_SLOTS:
         QVERIFY(read.count("event: player") < quick.count(text("player")));
     }
 
-    void fiftyBrowsersCostLittleAndStarveNobody()
+    void fiftyBrowsersCostLittleAndDelayNobody()
     {
         ServerFixture f;
         f.worker.state->setValue(stateValue(PelkQobuzLoginStates::LoggedOut));
@@ -384,7 +384,7 @@ private Q_SLOTS:
         const PanelReply refused = f.client().get("/api/events");
         QCOMPARE(refused.status, 503);
         QVERIFY(refused.headers.contains("retry-after"));
-        QCOMPARE(refused.detail(), text("64 browsers follow the player; more cannot."));
+        QCOMPARE(refused.detail(), text("64 browsers are connected, which is the limit."));
         readers.pop_back();
         QTRY_COMPARE(f.client().send("HEAD", "/api/events", {}).status, 200);
         std::unique_ptr<EventReader> next;

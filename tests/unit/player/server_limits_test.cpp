@@ -153,7 +153,7 @@ private Q_SLOTS:
         QCOMPARE(f.engine->status().state, PelkPlayLogicState::Stopped);
     }
 
-    void aHeadHasItsTimeHoweverItComes()
+    void aHeadHasADeadlineHoweverItIsSent()
     {
         ServerFixture f;
         f.options.limits.headMs = shortMs;
@@ -165,13 +165,13 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
-    void aBodyHasItsTimeHoweverItComes_data()
+    void aBodyHasADeadlineHoweverItIsSent_data()
     {
         QTest::addColumn<QByteArray>("type");
         QTest::newRow("one that is read") << QByteArray("application/json");
         QTest::newRow("one that is refused") << QByteArray("text/plain");
     }
-    void aBodyHasItsTimeHoweverItComes()
+    void aBodyHasADeadlineHoweverItIsSent()
     {
         QFETCH(QByteArray, type);
         ServerFixture f;
@@ -196,7 +196,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!used.isOpen());
     }
 
-    void aFileThatIsNotReadIsGivenUp()
+    void aFileThatIsNotReadIsAbandoned()
     {
         ServerFixture f;
         f.options.limits.silentReaderSeconds = 1;

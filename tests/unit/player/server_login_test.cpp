@@ -589,7 +589,7 @@ private Q_SLOTS:
         QCOMPARE(f.logIn(password).status, isPassword ? 401 : 204);
         QCOMPARE(f.logIn(QString()).status, 401);
         QCOMPARE(f.told.size(), 1);
-        QVERIFY2(f.told.first().contains(text("set aside")), qPrintable(f.told.first()));
+        QVERIFY2(f.told.first().contains(text("renamed to")), qPrintable(f.told.first()));
         QVERIFY(QFile::exists(f.file(name + ".bad")));
     }
 

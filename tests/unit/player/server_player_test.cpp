@@ -68,7 +68,7 @@ class ServerPlayerTest : public QObject
     }
 
 private Q_SLOTS:
-    void aListReplacesTheQueueAndPlaysFromThePlaceAskedFor_data()
+    void aListReplacesTheQueueAndStartsAtTheRequestedRow_data()
     {
         QTest::addColumn<int>("startAt");
         QTest::addColumn<QString>("title");
@@ -77,7 +77,7 @@ private Q_SLOTS:
         QTest::newRow("in the middle") << 2 << text("Track 2");
         QTest::newRow("on a later page") << 65 << text("Track 65");
     }
-    void aListReplacesTheQueueAndPlaysFromThePlaceAskedFor()
+    void aListReplacesTheQueueAndStartsAtTheRequestedRow()
     {
         QFETCH(int, startAt);
         QFETCH(QString, title);
@@ -99,7 +99,7 @@ private Q_SLOTS:
         QCOMPARE(queue(f).value(text("entries")).toArray().size(), 70);
     }
 
-    void whatPlaysIsToldWithoutItsAddress()
+    void theCurrentTrackIsReportedWithoutItsAddress()
     {
         ServerFixture f;
         f.addTrack(text("1"), 20000);
@@ -377,7 +377,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().post(addTarget, addition("replace")).status, 202);
         QTRY_COMPARE(reader.last(text("notification")),
                      (QJsonObject{{text("title"), text("Nothing to play")},
-                                  {text("message"), text("The list holds no track that can be played.")}}));
+                                  {text("message"), text("The list contains no playable track.")}}));
         QCOMPARE(
             f.client()
                 .post(addTarget, QJsonObject{{text("path"), text("none:x")}, {text("where"), text("end")}})
@@ -430,7 +430,7 @@ private Q_SLOTS:
         QCOMPARE(player(f).value(text("row")).toObject().value(text("title")).toString(), text("Track b"));
     }
 
-    void aListThatIsPlayedInAPauseIsHeard()
+    void aListStartedDuringAPauseIsHeard()
     {
         ServerFixture f;
         f.addTrack(text("a"), 20000);
@@ -554,7 +554,7 @@ private Q_SLOTS:
                  qPrintable(QString::number(position) + text(" ") + QString::number(now)));
     }
 
-    void anEndWhileTheMainThreadIsAwayKeepsNobodyWaiting()
+    void stoppingAnswersEveryRequestWhileTheMainThreadIsBusy()
     {
         ServerFixture f;
         f.start();

@@ -141,7 +141,7 @@ private Q_SLOTS:
         QVERIFY2(certificate.load(&error), qPrintable(error));
         const QStringList notices = certificate.takeNotices();
         QCOMPARE(notices.size(), 1);
-        QVERIFY2(notices.first().contains(text("set aside")), qPrintable(notices.first()));
+        QVERIFY2(notices.first().contains(text("renamed to")), qPrintable(notices.first()));
         QVERIFY(QFile::exists(file + text(".bad")));
     }
 

@@ -137,7 +137,7 @@ private Q_SLOTS:
         QCOMPARE(none.accepted(text("de")).text(TrString(TrCharData{"CMError", "Error"}, {})), text("Error"));
     }
 
-    void whatIsNoCatalogueIsLeftAside()
+    void invalidCataloguesAreIgnored()
     {
         const QTemporaryDir folder;
         for (const char* name : {"broken_de.qm", "empty_fr.qm"}) {
@@ -213,7 +213,7 @@ private Q_SLOTS:
                      text("Titre indisponible"));
     }
 
-    void whatCannotBePlayedIsToldInTheReadersLanguage()
+    void anUnplayableTrackIsReportedInTheReadersLanguage()
     {
         ServerFixture f;
         f.options.translationFolders = folders;

@@ -154,14 +154,14 @@ private Q_SLOTS:
         QVERIFY(!ServiceAccount::isLowerThan(quality, rowOf(CMPath(QStringLiteral("other:preplay")))));
     }
 
-    void aFileThatCannotBeUnderstoodIsSetAsideAndTold_data()
+    void anInvalidFileIsSetAsideAndReported_data()
     {
         QTest::addColumn<QByteArray>("text");
         QTest::newRow("cut off") << QByteArray("{\"session:qobuz\": {");
         QTest::newRow("no object") << QByteArray("[]");
         QTest::newRow("no text") << QByteArray("\x00\xff\x01", 3);
     }
-    void aFileThatCannotBeUnderstoodIsSetAsideAndTold()
+    void anInvalidFileIsSetAsideAndReported()
     {
         QFETCH(QByteArray, text);
         const QString name = m_dir.filePath(QStringLiteral("broken.json"));

@@ -56,10 +56,10 @@ private Q_SLOTS:
         row("relative address", "[qobuz]\napiUrl=api/\nappId=1\nappSecret=2\n", "has to begin with https://");
         row("other scheme", "[qobuz]\napiUrl=ftp://h/\nappId=1\nappSecret=2\n", "has to begin with https://");
         row("no host", "[qobuz]\napiUrl=https:///a/\nappId=1\nappSecret=2\n", "it names no host");
-        row("no slash", "[qobuz]\napiUrl=https://h/a\nappId=1\nappSecret=2\n", "it has to end in a slash");
+        row("no slash", "[qobuz]\napiUrl=https://h/a\nappId=1\nappSecret=2\n", "it must end in a slash");
         row("query", "[qobuz]\napiUrl=https://h/?a=/\nappId=1\nappSecret=2\n", "neither a query nor");
         row("password in the address", "[qobuz]\napiUrl=https://me:pw@h/a\nappId=1\nappSecret=2\n",
-            "is \"***@h/a\", but it has to end in a slash");
+            "is \"***@h/a\", but it must end in a slash");
         row("key in the address", "[qobuz]\napiUrl=https://h/a/?key=s3/\nappId=1\nappSecret=2\n",
             "is \"https://h/a/?***\", but");
         row("invalid address", "[qobuz]\napiUrl=https://h:port/\nappId=1\nappSecret=2\n", "no valid URL");
@@ -83,7 +83,7 @@ private Q_SLOTS:
         QCOMPARE(contents(m_name), text);
     }
 
-    void aMissingFileIsAnsweredWithWhatToWrite()
+    void aMissingFileIsReportedWithTheLinesToWrite()
     {
         ServiceSettings settings(m_name);
         QString error;
@@ -232,9 +232,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("appSecret");
         QTest::addColumn<QString>("sentence");
         const QString url = QStringLiteral("https://h/");
-        const QString oneLine =
-            QStringLiteral("appSecret cannot be kept in the settings file FILE: a value is one "
-                           "line of text without white space around it.");
+        const QString oneLine = QStringLiteral("appSecret cannot be saved in the settings file FILE: a value "
+                                               "must be one line without white space at its ends.");
         QTest::newRow("line break") << url << QStringLiteral("a\nmemberId=b") << oneLine;
         QTest::newRow("null") << url << QString(QChar::Null) << oneLine;
         QTest::newRow("space in front") << url << QStringLiteral(" a") << oneLine;

@@ -141,7 +141,7 @@ private Q_SLOTS:
         QTest::newRow("without a version") << QByteArray("{\"concern\":\"queue\",\"data\":{}}") << damaged;
         QTest::newRow("of a later version")
             << QByteArray("{\"concern\":\"queue\",\"version\":3,\"data\":{\"number\":1}}")
-            << QStringLiteral("it is from a later version of the player");
+            << QStringLiteral("it was written by a later version of the player");
     }
     void aFileThatCannotBeUsedIsSetAside()
     {
@@ -152,7 +152,7 @@ private Q_SLOTS:
         QVERIFY(target->read().isEmpty());
         QCOMPARE(
             target->notice(),
-            QStringLiteral("%1 cannot be used: %2. It was set aside as %1.bad; the player starts without it.")
+            QStringLiteral("%1 cannot be used: %2. It was renamed to %1.bad; the player starts without it.")
                 .arg(name(), reason));
         QCOMPARE(contents(name() + QStringLiteral(".bad")), text);
         QVERIFY(!QFile::exists(name()));

@@ -167,10 +167,10 @@ private Q_SLOTS:
         QVERIFY(m_host->playAll({QStringLiteral("1")}));
         QCOMPARE(ranges().size(), 5); // the answer to the last one is refused
         QCOMPARE(failed.size(), 1);
-        QCOMPARE(failed.at(0).at(1).toString(), QStringLiteral("The connection broke again and again."));
+        QCOMPARE(failed.at(0).at(1).toString(), QStringLiteral("The connection was lost too many times."));
     }
 
-    void aNextOneThatDoesNotComeInTimeHoldsNothingUpAndLosesNothing()
+    void aLateNextTrackDelaysNothingAndIsPlayedFromItsStart()
     {
         m_host->addFlac(QStringLiteral("a"), EngineHost::flac(1, 1));
         const QByteArray first = m_host->decoded(EngineHost::flac(1, 1));
@@ -188,7 +188,7 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples() == first + m_decoded);
     }
 
-    void whoPausesAndGoesOnDoesNotWaitForTheNextOne()
+    void resumingDoesNotWaitForTheNextTrack()
     {
         startAndHear();
         m_unanswered = 1;
@@ -202,7 +202,7 @@ private Q_SLOTS:
         }
     }
 
-    void whatBreaksOffAfterItWasHeardIsToldAsThatAndThenAsTheEnd()
+    void aHeardTrackThatBreaksOffIsReportedAsFailedAndThenAsEnded()
     {
         // Two seconds more than what is gathered before it is heard, which is 2 MB.
         m_file = wav(6);
@@ -221,7 +221,7 @@ private Q_SLOTS:
         QCOMPARE(engine().data().error(), QStringLiteral("streamFailed"));
     }
 
-    void aStallThatIsNoticedWhenTheOutputHasRunDryIsToldAtOnce()
+    void aStallNoticedAfterABufferUnderrunIsReportedAtOnce()
     {
         // What comes at first is over in two seconds, and the rest takes ten to come.
         m_file = wav(4);
@@ -233,13 +233,13 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples().size() < m_dripBytes);
     }
 
-    void aPauseWhileMusicIsGatheredIsToldAndHolds_data()
+    void aPauseWhileBufferingIsReportedAndHolds_data()
     {
         QTest::addColumn<bool>("heard");
         QTest::newRow("before it is heard") << false;
         QTest::newRow("in a stall") << true;
     }
-    void aPauseWhileMusicIsGatheredIsToldAndHolds()
+    void aPauseWhileBufferingIsReportedAndHolds()
     {
         QFETCH(bool, heard);
         // A second of it has 1.1 MB. The rest comes when this test lets it come.
@@ -381,7 +381,7 @@ private Q_SLOTS:
         QVERIFY(engine().status().positionMs >= 4000);
     }
 
-    void anAddressThatHeldNoLongerAfterAPauseIsAskedForAgain()
+    void anAddressThatExpiredDuringAPauseIsResolvedAgain()
     {
         m_host->worker.maxIdleMs = 300;
         startAndHear();
@@ -409,7 +409,7 @@ private Q_SLOTS:
                                         QStringLiteral("1 stopped")}));
     }
 
-    void anAddressThatHeldNoLongerWhenTheStreamBrokeIsAskedForAgain()
+    void anAddressThatExpiredBeforeABreakIsResolvedAgain()
     {
         // As above: it is heard before it breaks.
         m_file = wav(6);
@@ -429,7 +429,7 @@ private Q_SLOTS:
         QVERIFY2(qAbs(lost) <= 192 * 6 * 250, qPrintable(QString::number(lost))); // 250 ms on the way out
     }
 
-    void aSeekInAPausedTrackWhoseAddressIsAskedForAgainArrives()
+    void aSeekInAPausedTrackCompletesAfterItsAddressIsRenewed()
     {
         m_host->worker.maxIdleMs = 300;
         startAndHear();
@@ -465,7 +465,7 @@ private Q_SLOTS:
                  (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 stopped streamFailed")}));
     }
 
-    void whoAsksToPlayWhatPlaysChangesNothing()
+    void playWhilePlayingIsANoOp()
     {
         m_host->worker.maxIdleMs = 300;
         startAndHear();
@@ -484,7 +484,7 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples() == m_decoded);
     }
 
-    void anOutputThatIsStillGoneIsToldOfAgainWhenTheListenerStartsAnew()
+    void anOutputThatIsStillLostIsReportedAgainAfterPlay()
     {
         startAndHear();
         QSignalSpy noticed(&engine(), &PlayEngine::noticed);
@@ -499,7 +499,7 @@ private Q_SLOTS:
         QTRY_COMPARE(states().last(), QStringLiteral("1 playing"));
     }
 
-    void anOutputThatGoesAwayHoldsTheMusicUntilItIsBack()
+    void aLostOutputPausesPlaybackUntilItIsBack()
     {
         startAndHear();
         // More than what may be lost below.
@@ -511,7 +511,7 @@ private Q_SLOTS:
         const int asked = m_host->output.sinksAsked();
         QTRY_VERIFY(m_host->output.sinksAsked() > asked + 1);
         QCOMPARE(noticed.size(), 1);
-        QCOMPARE(noticed.at(0).at(0).toString(), QStringLiteral("The sound output is gone"));
+        QCOMPARE(noticed.at(0).at(0).toString(), QStringLiteral("Audio output lost"));
         m_host->output.clear();
         m_host->output.plug();
         QSignalSpy finished(&engine(), &PlayEngine::finished);
@@ -548,8 +548,8 @@ private Q_SLOTS:
         QCOMPARE(failed.size(), 2);
         for (const QList<QVariant>& failure : qAsConst(failed))
             QCOMPARE(failure.at(1).toString(),
-                     QStringLiteral("The stream is not playable: its address has to "
-                                    "begin with http:// or https://."));
+                     QStringLiteral(
+                         "This stream is not playable: its address must begin with http:// or https://."));
         QVERIFY(m_host->output.samples() == m_decoded);
     }
 
@@ -569,9 +569,9 @@ private Q_SLOTS:
         QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
         QVERIFY(m_host->playAll({QStringLiteral("2")}));
         QCOMPARE(failed.size(), 1);
-        QCOMPARE(failed.at(0).at(1).toString(), QStringLiteral("The stream is not playable: its server "
-                                                               "redirects to an address that begins with "
-                                                               "neither http:// nor https://."));
+        QCOMPARE(failed.at(0).at(1).toString(),
+                 QStringLiteral("This stream is not playable: its server redirects to an address that does "
+                                "not begin with http:// or https://."));
         QVERIFY(m_host->output.samples().isEmpty());
     }
 

@@ -110,7 +110,7 @@ private Q_SLOTS:
         QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
     }
 
-    void aDiskThatIsFullAtTheEndIsToldAndWhatWasThereStays()
+    void aFullDiskIsReportedAndTheOldFileStays()
     {
         QFile file(m_name);
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -129,7 +129,7 @@ private Q_SLOTS:
         QCOMPARE(contents(m_name), QByteArray("dear"));
     }
 
-    void aPlaceThatCannotBeWrittenIsTold()
+    void anUnwritableTargetIsReported()
     {
         WavWriter writer(QStringLiteral("/nowhere/a.wav"));
         QVERIFY(!writer.open(&m_error));

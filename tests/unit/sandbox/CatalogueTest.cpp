@@ -138,7 +138,7 @@ private Q_SLOTS:
         QVERIFY(before > 100 && before < 500);
     }
 
-    void everyQualityIsThere()
+    void everyQualityIsAvailable()
     {
         std::set<std::string> seen;
         for (int album = 0; album < Catalogue::albumCount; ++album)

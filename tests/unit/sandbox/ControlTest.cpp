@@ -46,7 +46,7 @@ private Q_SLOTS:
         QVERIFY(std::abs(request["at_ms"].get<std::int64_t>() - QDateTime::currentMSecsSinceEpoch()) < 60000);
     }
 
-    void theAnswersStatusIsKnownOnceTheAnswerIs()
+    void theStatusIsRecordedWithTheResponse()
     {
         m_client.fault({{"endpoint", "genre/list"}, {"kind", "drop"}});
         m_client.api("genre/list"); // dropped; the client may ask a second time by itself

@@ -277,7 +277,7 @@ private Q_SLOTS:
         QVERIFY(head->body.empty());
     }
 
-    void anAddressLeadsToTheHostThatWasAsked()
+    void anAddressUsesTheRequestedHost()
     {
         httplib::Headers headers = m_client.headers();
         headers.emplace("Host", "forwarded.example:1234");

@@ -54,7 +54,7 @@ private Q_SLOTS:
         QVERIFY(client.receive().bytes.find("HTTP/1.1 200") == 0);
     }
 
-    void rubbishIsRefused()
+    void invalidDataIsRefused()
     {
         RawClient client(m_client.port());
         client.send("rubbish\r\n\r\n");
@@ -190,7 +190,7 @@ private Q_SLOTS:
         QCOMPARE(answer->has_header("Content-Length"), !chunked);
     }
 
-    void notJsonIsASuccessThatDoesNotParse()
+    void aSuccessfulResponseCanBeInvalidJson()
     {
         QCOMPARE(arm({{"kind", "not-json"}}), 200);
         const auto answer = m_client.api("genre/list");
@@ -269,7 +269,7 @@ private Q_SLOTS:
         QCOMPARE(Client::json(answer)["genres"]["total"], Json(8));
     }
 
-    void aFaultHitsAsOftenAsItIsTold()
+    void aFaultAffectsAsManyRequestsAsSet()
     {
         QCOMPARE(arm({{"kind", "status"}, {"status", 500}, {"count", 2}}), 200);
         QCOMPARE(m_client.api("genre/get?genre_id=10")->status, 200); // another endpoint

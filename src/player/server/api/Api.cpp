@@ -37,19 +37,19 @@ Problem faultProblem(HttpHandler::Fault fault)
 {
     switch (fault) {
     case HttpHandler::Fault::LongUrl:
-        return {414, serverText(QT_TRANSLATE_NOOP("PanelServer",
-                                                  "The address is too long; at most 8 KiB are read."))};
+        return {414,
+                serverText(QT_TRANSLATE_NOOP("PanelServer", "The address is too long; the limit is 8 KiB."))};
     case HttpHandler::Fault::LongHead:
-        return {431, serverText(QT_TRANSLATE_NOOP("PanelServer",
-                                                  "The head is too large; at most 16 KiB are read."))};
+        return {431, serverText(
+                         QT_TRANSLATE_NOOP("PanelServer", "The header is too large; the limit is 16 KiB."))};
     case HttpHandler::Fault::LongBody:
-        return {413, serverText(QT_TRANSLATE_NOOP("PanelServer",
-                                                  "The body is too large; at most 64 KiB are read."))};
+        return {413,
+                serverText(QT_TRANSLATE_NOOP("PanelServer", "The body is too large; the limit is 64 KiB."))};
     case HttpHandler::Fault::None:
     case HttpHandler::Fault::Malformed:
         break;
     }
-    return {400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is no HTTP that can be read."))};
+    return {400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The request is not valid HTTP."))};
 }
 
 Problem nothingAt(const QString& path)
@@ -65,17 +65,17 @@ Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* 
     , m_streams(streams)
     , m_files(parts.panelFolder)
     , m_translations(parts.translationFolders)
-    , m_asker(parts.closedPaths, parts.limits)
+    , m_contentRequests(parts.closedPaths, parts.limits)
     , m_filling(
           engine, parts.limits.loaders, [streams](const auto& notice) { streams->notify(notice); },
           [history = parts.history](const PelkRoles& row) {
               if (history)
                   history->add(row);
           })
-    , m_routes(contentRoutes(&m_asker, parts.limits) + historyRoutes(parts.history))
+    , m_routes(contentRoutes(&m_contentRequests, parts.limits) + historyRoutes(parts.history))
 {
     if (engine)
-        m_routes += playerRoutes(engine, &m_filling, &m_asker);
+        m_routes += playerRoutes(engine, &m_filling, &m_contentRequests);
     if (access)
         m_routes += accessRoutes(access, &m_way);
     m_way.isProxiedHttps = [this](const HttpRequest& request) {
@@ -145,7 +145,8 @@ void Api::handle(const HttpRequest& request, const Responder& sink)
     } catch (const Problem& problem) {
         responder.fail(problem);
     } catch (const std::exception&) {
-        responder.fail({500, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player could not answer."))});
+        responder.fail(
+            {500, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player could not handle the request."))});
     }
 }
 
@@ -156,17 +157,19 @@ void Api::checkOrigin(const HttpRequest& request) const
     const QString host = QString::fromUtf8(request.header("host"));
     if (request.headerCount("host") != 1 || !m_rules.isOwnHost(host))
         throw Problem(
-            403, serverText(QT_TRANSLATE_NOOP("PanelServer", "This player is not called \"%1\"."), {host}));
+            403, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" is not a host name of this player."),
+                            {host}));
     const QString origin = QString::fromUtf8(request.header("origin"));
     if (request.headerCount("origin") > 0 && !m_rules.isOwnOrigin(origin, host))
         throw Problem(403,
-                      serverText(QT_TRANSLATE_NOOP("PanelServer", "Pages of \"%1\" may not use this player."),
+                      serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                   "Pages of \"%1\" are not allowed to use this player."),
                                  {origin}));
     // Pages of other programs on this machine are foreign too.
     const QByteArray site = request.header("sec-fetch-site");
     if (request.path.startsWith(apiPrefix) && !site.isEmpty() && site != "same-origin" && site != "none")
-        throw Problem(403,
-                      serverText(QT_TRANSLATE_NOOP("PanelServer", "Other sites may not use this player.")));
+        throw Problem(403, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                        "Other sites are not allowed to use this player.")));
 }
 
 /// Whoever is not let in does not learn what there is.
@@ -192,27 +195,29 @@ void Api::checkGrant(const HttpRequest& request) const
 void Api::checkMethod(const HttpRequest& request) const
 {
     if (request.isRead() && request.hasBody())
-        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing is sent where one reads.")));
+        throw Problem(
+            400, serverText(QT_TRANSLATE_NOOP("PanelServer", "GET and HEAD requests must not have a body.")));
     if (request.headerCount("transfer-encoding") > 0 ||
         (!request.isRead() && request.headerCount("content-length") == 0))
         throw Problem(400, serverText(QT_TRANSLATE_NOOP(
-                               "PanelServer", "What changes something is sent as JSON, {} at least, "
-                                              "and with its length.")));
+                               "PanelServer",
+                               "A POST request must have a JSON body, at least {}, and a Content-Length.")));
     QByteArray allowed = allowedMethods(request.path);
     const bool isPost = request.method == "POST";
     if ((!allowed.isEmpty() && !route(request.method, request.path)) || (!request.isRead() && !isPost) ||
         (isPost && !request.path.startsWith(apiPrefix))) {
         if (allowed.isEmpty())
             allowed = request.path.startsWith(apiPrefix) ? "GET, HEAD, POST" : "GET, HEAD";
-        Problem problem(405, serverText(QT_TRANSLATE_NOOP("PanelServer", "%1 is not possible here."),
-                                        {QString::fromUtf8(request.method)}));
+        Problem problem(405,
+                        serverText(QT_TRANSLATE_NOOP("PanelServer", "The method %1 is not allowed here."),
+                                   {QString::fromUtf8(request.method)}));
         problem.headers = {{"Allow", allowed}};
         throw problem;
     }
     const QByteArray type = request.header("content-type").split(';').value(0).trimmed().toLower();
     if (isPost && type != "application/json")
         throw Problem(415,
-                      serverText(QT_TRANSLATE_NOOP("PanelServer", "The body has to be application/json.")));
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "The body must be application/json.")));
 }
 
 Grant Api::grantOf(const HttpRequest& request) const
@@ -246,18 +251,18 @@ void Api::openEvents(const ApiRequest& request, const ApiResponder& responder)
 {
     const QStringList values = request.all(QStringLiteral("value"));
     if (values.size() > m_limits.valuesPerStream)
-        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "Follow at most %1 values."),
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "At most %1 values can be followed."),
                                       {m_limits.valuesPerStream}));
     QList<CMPath> paths;
     for (const QString& value : values)
-        paths.append(m_asker.path(value));
+        paths.append(m_contentRequests.path(value));
     HttpResponse response;
     response.type = "text/event-stream";
     response.headers = {{"X-Accel-Buffering", "no"}};
     if (request.http.method != "HEAD") {
         if (!m_streams->hasPlace())
             throw Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer",
-                                                            "%1 browsers follow the player; more cannot."),
+                                                            "%1 browsers are connected, which is the limit."),
                                           {m_limits.eventStreams}));
         response.source =
             m_streams->open(*request.language, paths, [access = m_access, grant = request.grant] {

@@ -2,7 +2,7 @@
 
 #include "player/server/Translations.h"
 #include "player/server/api/AccessRoutes.h"
-#include "player/server/api/ContentAsker.h"
+#include "player/server/api/ContentRequests.h"
 #include "player/server/api/QueueFilling.h"
 #include "player/server/api/Route.h"
 #include "player/server/events/EventStreams.h"
@@ -38,7 +38,7 @@ public:
     std::unique_ptr<HttpResponse> refusal(const HttpRequest& request, Fault fault) override;
     void handle(const HttpRequest& request, const Responder& responder) override;
     /// Fails everything that waits.
-    void end() { m_asker.end(); }
+    void end() { m_contentRequests.end(); }
     const QVector<Route>& routes() const { return m_routes; }
 
 private:
@@ -57,7 +57,7 @@ private:
     EventStreams* m_streams;
     Files m_files;
     Translations m_translations;
-    ContentAsker m_asker;
+    ContentRequests m_contentRequests;
     QueueFilling m_filling;
     AccessRules m_rules{QString(), 0};
     WayIn m_way;

@@ -3,7 +3,7 @@
 #include "player/server/api/Route.h"
 #include "player/server/http/Limits.h"
 
-class ContentAsker;
+class ContentRequests;
 
 /// The routes of the content model: its rows, what its nodes tell, and values that are set.
-QVector<Route> contentRoutes(ContentAsker* asker, const Limits& limits);
+QVector<Route> contentRoutes(ContentRequests* contentRequests, const Limits& limits);

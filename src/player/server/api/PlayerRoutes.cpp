@@ -3,7 +3,7 @@
 #include "player/host/ServiceAccount.h"
 #include "player/play/PlayEngine.h"
 #include "player/server/ServerText.h"
-#include "player/server/api/ContentAsker.h"
+#include "player/server/api/ContentRequests.h"
 #include "player/server/api/PlayerJson.h"
 #include "player/server/api/QueueFilling.h"
 
@@ -46,9 +46,9 @@ void jump(PlayEngine& engine, const ApiRequest& request, const ApiResponder& res
 void seek(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
 {
     if (request.has("positionMs") == request.has("byMs"))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"positionMs\" or \"byMs\" has to be given."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"positionMs\" or \"byMs\" is required."));
     if (!engine.status().canSeek)
-        throw Problem(409, serverText(QT_TRANSLATE_NOOP("PanelServer", "There is nothing to seek in.")));
+        throw Problem(409, serverText(QT_TRANSLATE_NOOP("PanelServer", "Seeking is not possible now.")));
     if (request.has("byMs"))
         engine.seekBy(request.whole("byMs"));
     else
@@ -59,7 +59,7 @@ void seek(PlayEngine& engine, const ApiRequest& request, const ApiResponder& res
 void volume(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
 {
     if (!request.has("percent") && !request.has("muted"))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"percent\" or \"muted\" has to be given."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"percent\" or \"muted\" is required."));
     if (request.has("percent"))
         engine.setVolume(int(request.whole("percent")));
     if (request.has("muted"))
@@ -71,9 +71,9 @@ void mode(PlayEngine& engine, const ApiRequest& request, const ApiResponder& res
 {
     RepeatMode repeat = RepeatMode::Off;
     if (!request.has("repeat") && !request.has("shuffle"))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"repeat\" or \"shuffle\" has to be given."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"repeat\" or \"shuffle\" is required."));
     if (request.has("repeat") && !PlayerJson::read(request.text("repeat"), &repeat))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"repeat\" has to be off, one or all."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"repeat\" must be off, one or all."));
     if (request.has("repeat"))
         engine.setRepeat(repeat);
     if (request.has("shuffle"))
@@ -101,7 +101,7 @@ QVector<int> entriesOf(const ApiRequest& request)
 void move(PlayEngine& engine, const ApiRequest& request, const ApiResponder& responder)
 {
     if (request.has("entry") == request.has("entries"))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"entry\" or \"entries\" has to be given."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"entry\" or \"entries\" is required."));
     const QVector<int> ids =
         request.has("entry") ? QVector<int>{int(request.whole("entry"))} : entriesOf(request);
     if (!engine.queue().move(ids, int(request.whole("before"))))
@@ -120,7 +120,7 @@ void sleep(PlayEngine& engine, const ApiRequest& request, const ApiResponder& re
 {
     const QString at = request.text("at");
     if (request.has("minutes") == request.has("at"))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"minutes\" or \"at\" has to be given."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "Either \"minutes\" or \"at\" is required."));
     if (request.has("minutes"))
         engine.sleepAfterMinutes(int(request.whole("minutes")));
     else if (at == QLatin1String("track"))
@@ -130,7 +130,7 @@ void sleep(PlayEngine& engine, const ApiRequest& request, const ApiResponder& re
     else if (at == QLatin1String("off"))
         engine.cancelSleep();
     else
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"at\" has to be off, track or queue."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"at\" must be off, track or queue."));
     responder.done();
 }
 
@@ -155,12 +155,12 @@ void addTrack(PlayEngine& engine, const PelkRoles& track, PlayQueue::Where where
         engine.jump(ids.first());
 }
 
-void add(PlayEngine& engine, QueueFilling& filling, const ContentAsker& asker, const ApiRequest& request,
-         const ApiResponder& responder)
+void add(PlayEngine& engine, QueueFilling& filling, const ContentRequests& contentRequests,
+         const ApiRequest& request, const ApiResponder& responder)
 {
     QueueFilling::Addition addition;
-    addition.container = asker.path(request.text("path"));
-    addition.row = asker.known(addition.container);
+    addition.container = contentRequests.path(request.text("path"));
+    addition.row = contentRequests.known(addition.container);
     addition.from = int(request.whole("from"));
     addition.to = int(request.whole("to", addition.to));
     addition.startAt = int(request.whole("startAt"));
@@ -172,7 +172,7 @@ void add(PlayEngine& engine, QueueFilling& filling, const ContentAsker& asker, c
     else if (where == QLatin1String("next"))
         addition.where = PlayQueue::Where::Next;
     else if (where != QLatin1String("end"))
-        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"where\" has to be replace, next or end."));
+        throw wrong(QT_TRANSLATE_NOOP("PanelServer", "\"where\" must be replace, next or end."));
     if (const PelkRoles track = ServiceAccount::trackRow(addition.container); !track.isEmpty())
         addTrack(engine, track, addition.where);
     else
@@ -182,7 +182,7 @@ void add(PlayEngine& engine, QueueFilling& filling, const ContentAsker& asker, c
 
 } // namespace
 
-QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling, const ContentAsker* asker)
+QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling, const ContentRequests* contentRequests)
 {
     using Kind = Field::Kind;
     using Operation = void (PlayEngine::*)();
@@ -227,7 +227,7 @@ QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling, const Con
         {"GET", "/api/player/queue", {}, with(queue)},
         {"POST", "/api/player/queue/add", addition,
          [=](const ApiRequest& request, const ApiResponder& responder) {
-             add(*engine, *filling, *asker, request, responder);
+             add(*engine, *filling, *contentRequests, request, responder);
          }},
         {"POST",
          "/api/player/sleep",

@@ -2,9 +2,10 @@
 
 #include "player/server/api/Route.h"
 
-class ContentAsker;
+class ContentRequests;
 class PlayEngine;
 class QueueFilling;
 
 /// The routes of the player and its queue. The operations are done at once: none of them blocks.
-QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling, const ContentAsker* asker);
+QVector<Route> playerRoutes(PlayEngine* engine, QueueFilling* filling,
+                            const ContentRequests* contentRequests);

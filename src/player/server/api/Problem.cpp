@@ -13,15 +13,15 @@ namespace {
 TrString titleOf(int status)
 {
     static constexpr std::array<std::pair<int, const char*>, 13> titles{{
-        {400, QT_TRANSLATE_NOOP("PanelServer", "The request is wrong")},
+        {400, QT_TRANSLATE_NOOP("PanelServer", "Invalid request")},
         {401, QT_TRANSLATE_NOOP("PanelServer", "Password needed")},
         {403, QT_TRANSLATE_NOOP("PanelServer", "Not allowed")},
         {404, QT_TRANSLATE_NOOP("PanelServer", "Not found")},
-        {405, QT_TRANSLATE_NOOP("PanelServer", "Wrong method")},
-        {409, QT_TRANSLATE_NOOP("PanelServer", "It has changed meanwhile")},
+        {405, QT_TRANSLATE_NOOP("PanelServer", "Method not allowed")},
+        {409, QT_TRANSLATE_NOOP("PanelServer", "Changed in the meantime")},
         {413, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
         {414, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
-        {415, QT_TRANSLATE_NOOP("PanelServer", "Wrong type of content")},
+        {415, QT_TRANSLATE_NOOP("PanelServer", "Unsupported content type")},
         {429, QT_TRANSLATE_NOOP("PanelServer", "Busy")},
         {431, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
         {503, QT_TRANSLATE_NOOP("PanelServer", "Busy")},
@@ -44,7 +44,7 @@ Problem::Problem(int httpStatus, const TrString& sentence)
 
 Problem::Problem(const CMError& error)
     : status(502)
-    , detail(ContentClient::told(error))
+    , detail(ContentClient::userMessage(error))
     , reason(ContentClient::isNetworkFault(error) ? error.message() : TrString())
     , title(error.title())
     , name(error.name())

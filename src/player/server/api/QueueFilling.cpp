@@ -29,22 +29,21 @@ QueueFilling::QueueFilling(PlayEngine* engine, int most, Notify notify, Played p
 void QueueFilling::add(const Addition& addition)
 {
     if (m_loaders >= m_most)
-        throw Problem(503,
-                      serverText(QT_TRANSLATE_NOOP(
-                          "PanelServer", "Other lists are still on their way into the queue; try again.")));
+        throw Problem(503, serverText(QT_TRANSLATE_NOOP(
+                               "PanelServer", "Other lists are still being added to the queue. Try again.")));
     auto* loader = new QueueLoader(&m_engine->queue(), addition.container, addition.where, addition.from,
                                    addition.to, this);
     loader->setContainerRow(addition.row);
     ++m_loaders;
     if (addition.where == PlayQueue::Where::Replace) {
-        m_engine->expectStart();
+        m_engine->prepareStart();
         const auto hasStarted = std::make_shared<bool>(false);
         connect(loader, &QueueLoader::pageAdded, this,
                 [this, hasStarted, addition](const QVector<int>& ids, const QVector<int>& rows) {
                     const bool isLater = *hasStarted;
                     for (int i = 0; i < ids.size() && !*hasStarted; ++i)
                         if (rows.at(i) >= addition.startAt)
-                            *hasStarted = m_engine->startExpected(ids.at(i));
+                            *hasStarted = m_engine->startPrepared(ids.at(i));
                     if (*hasStarted && !isLater && addition.from == 0 && addition.to < 0)
                         tellPlayed(addition);
                 });
@@ -56,9 +55,9 @@ void QueueFilling::add(const Addition& addition)
             m_notify(
                 notice(serverText(QT_TRANSLATE_NOOP("PanelServer", "The queue is not complete")), sentence));
         else if (loader->added() == 0 && !loader->wasOvertaken())
-            m_notify(notice(
-                serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing to play")),
-                serverText(QT_TRANSLATE_NOOP("PanelServer", "The list holds no track that can be played."))));
+            m_notify(
+                notice(serverText(QT_TRANSLATE_NOOP("PanelServer", "Nothing to play")),
+                       serverText(QT_TRANSLATE_NOOP("PanelServer", "The list contains no playable track."))));
     });
     loader->start();
 }

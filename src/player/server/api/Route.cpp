@@ -11,9 +11,8 @@ namespace {
 
 Problem noNumber(const QString& name, qint64 least, qint64 most)
 {
-    return {400,
-            serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" has to be a whole number from %2 to %3."),
-                       {name, QString::number(least), QString::number(most)})};
+    return {400, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" must be a whole number from %2 to %3."),
+                            {name, QString::number(least), QString::number(most)})};
 }
 
 bool isWhole(const QVariant& value, const Field& field)
@@ -29,7 +28,7 @@ void check(const QVariant& value, const Field& field)
     case Field::Kind::Text:
         if (value.userType() != QMetaType::QString)
             throw Problem(400,
-                          serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" has to be a text."), {name}));
+                          serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" must be a text."), {name}));
         break;
     case Field::Kind::Whole:
     case Field::Kind::WholeOrNull:
@@ -39,20 +38,20 @@ void check(const QVariant& value, const Field& field)
     case Field::Kind::Flag:
         if (value.userType() != QMetaType::Bool)
             throw Problem(
-                400, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" has to be true or false."), {name}));
+                400, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" must be true or false."), {name}));
         break;
     case Field::Kind::Ids: {
         const QVariantList items = value.toList();
         if (items.isEmpty() || !std::all_of(items.cbegin(), items.cend(),
                                             [&field](const QVariant& item) { return isWhole(item, field); }))
-            throw Problem(400, serverText(QT_TRANSLATE_NOOP(
-                                   "PanelServer", "\"entries\" has to be a list of entries' numbers.")));
+            throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                            "\"entries\" must be a list of entry numbers.")));
         break;
     }
     case Field::Kind::Tagged:
         if (PelkHash::fromVariant(value).isEmpty())
-            throw Problem(
-                400, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"value\" has to be a tagged value.")));
+            throw Problem(400,
+                          serverText(QT_TRANSLATE_NOOP("PanelServer", "\"value\" must be a tagged value.")));
         break;
     }
 }
@@ -156,9 +155,9 @@ PelkHash Route::read(const QByteArray& json) const
     const QVariant value = PelkJson::parse(json, error);
     if (!error.isEmpty())
         throw Problem(
-            400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The body is no JSON: %1"), {error.message()}));
+            400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The body is not JSON: %1"), {error.message()}));
     if (value.userType() != qMetaTypeId<PelkHash>())
-        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The body has to be a JSON object.")));
+        throw Problem(400, serverText(QT_TRANSLATE_NOOP("PanelServer", "The body must be a JSON object.")));
     const PelkHash hash = PelkHash::fromVariant(value);
     for (const Field& field : body) {
         const QString name = QString::fromLatin1(field.name);

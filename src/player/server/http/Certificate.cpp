@@ -105,7 +105,7 @@ std::shared_ptr<Certificate::Shown> read(const QByteArray& pem, const QByteArray
     }
     shown->chainCount = count;
     if (gnutls_privkey_import_x509_raw(shown->key, &keyBytes, GNUTLS_X509_FMT_PEM, nullptr, 0) != 0) {
-        *error = QStringLiteral("its key cannot be read; it has to be in PEM and without a password");
+        *error = QStringLiteral("its key cannot be read; it must be in PEM format, without a password");
         return nullptr;
     }
     const X509 first = newCertificate();
@@ -272,10 +272,9 @@ bool Certificate::loadGenerated(QString* error)
     if (outcome != CMReadFile::Missing && !m_current) {
         const QString aside = m_source.generatedFile + QStringLiteral(".bad");
         std::rename(qPrintable(m_source.generatedFile), qPrintable(aside));
-        m_notices.append(
-            QStringLiteral("%1 cannot be used: %2. It was set aside as %3, and browsers are shown "
-                           "a new certificate.")
-                .arg(m_source.generatedFile, reason, aside));
+        m_notices.append(QStringLiteral("%1 cannot be used: %2. It was renamed to %3, and browsers are shown "
+                                        "a new certificate.")
+                             .arg(m_source.generatedFile, reason, aside));
     }
     // A slow clock must not replace a certificate that browsers have accepted.
     const bool isOver = m_current && m_source.now() >= end().addDays(-renewedDaysBefore);

@@ -83,13 +83,12 @@ bool SocketFile::open(const QString& fileName, const QString& group, QString* er
     }
     const int folder = openFolder(fileName);
     if (folder < 0) {
-        *error =
-            errno == ENOENT || errno == ENOTDIR
-                ? QStringLiteral("The socket file %1 cannot be made, since its folder does not exist. Is "
-                                 "XDG_RUNTIME_DIR set right? %2.")
-                      .arg(fileName, chooseAnother())
-                : QStringLiteral("The socket file %1 cannot be made: %2. %3.")
-                      .arg(fileName, qt_error_string(errno), chooseAnother());
+        *error = errno == ENOENT || errno == ENOTDIR
+                     ? QStringLiteral("Cannot create the socket file %1: its folder does not exist. Check "
+                                      "XDG_RUNTIME_DIR. %2.")
+                           .arg(fileName, chooseAnother())
+                     : QStringLiteral("Cannot create the socket file %1: %2. %3.")
+                           .arg(fileName, qt_error_string(errno), chooseAnother());
         return false;
     }
     ::flock(folder, LOCK_EX); // another player may be about to replace the same file
@@ -112,8 +111,8 @@ bool SocketFile::makeRoom(const QString& fileName, QString* error)
         return false;
     }
     if (!S_ISSOCK(found.st_mode)) {
-        *error = QStringLiteral("%1 is in the place of the socket file, and is none. Remove it; or %2.")
-                     .arg(fileName, chooseAnother());
+        *error =
+            QStringLiteral("%1 exists but is not a socket. Remove it; or %2.").arg(fileName, chooseAnother());
         return false;
     }
     const int connection = connect(fileName);
@@ -142,7 +141,7 @@ bool SocketFile::bind(int folder, const QString& fileName, int group, QString* e
     // The file has the mode of the socket, so at no time may others use it.
     if (m_socket < 0 || !address.fits() || ::fchmod(m_socket, ownerOnly) != 0 ||
         ::bind(m_socket, address.get(), address.size()) != 0 || ::lstat(name.constData(), &made) != 0) {
-        *error = QStringLiteral("The socket file %1 cannot be made: %2. %3.")
+        *error = QStringLiteral("Cannot create the socket file %1: %2. %3.")
                      .arg(fileName, qt_error_string(errno), chooseAnother());
         return false;
     }
@@ -156,7 +155,7 @@ bool SocketFile::bind(int folder, const QString& fileName, int group, QString* e
     }
     if (::listen(m_socket, backlog) == 0)
         return true;
-    *error = QStringLiteral("Nobody can listen at %1: %2.").arg(fileName, qt_error_string(errno));
+    *error = QStringLiteral("Cannot listen at %1: %2.").arg(fileName, qt_error_string(errno));
     return false;
 }
 

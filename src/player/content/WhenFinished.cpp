@@ -1,4 +1,4 @@
-#include "player/content/ReplyLimit.h"
+#include "player/content/WhenFinished.h"
 
 #include "player/content/ContentClient.h"
 

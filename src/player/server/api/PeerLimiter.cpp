@@ -1,6 +1,6 @@
-#include "player/server/api/Turnstile.h"
+#include "player/server/api/PeerLimiter.h"
 
-void Turnstile::enter(const Visitor& visitor)
+void PeerLimiter::enter(const Visitor& visitor)
 {
     if (m_inside.value(visitor.peer) < m_perPeer)
         begin(visitor);
@@ -8,7 +8,7 @@ void Turnstile::enter(const Visitor& visitor)
         m_lines[visitor.peer].push_back(visitor);
 }
 
-int Turnstile::waiting()
+int PeerLimiter::waiting()
 {
     int count = 0;
     for (auto& line : m_lines) {
@@ -18,14 +18,14 @@ int Turnstile::waiting()
     return count;
 }
 
-void Turnstile::begin(const Visitor& visitor)
+void PeerLimiter::begin(const Visitor& visitor)
 {
     ++m_inside[visitor.peer];
     visitor.begin(
         Turn(nullptr, [self = shared_from_this(), peer = visitor.peer](void*) { self->leave(peer); }));
 }
 
-void Turnstile::leave(const QByteArray& peer)
+void PeerLimiter::leave(const QByteArray& peer)
 {
     if (--m_inside[peer] == 0)
         m_inside.remove(peer);

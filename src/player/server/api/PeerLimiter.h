@@ -7,7 +7,7 @@
 #include <list>
 
 /// Limits the number of concurrent requests per peer; further ones wait. One peer never delays another.
-class Turnstile : public std::enable_shared_from_this<Turnstile>
+class PeerLimiter : public std::enable_shared_from_this<PeerLimiter>
 {
 public:
     /// Ends the turn when its last handle goes.
@@ -19,7 +19,7 @@ public:
         std::function<void(const Turn&)> begin;
     };
 
-    explicit Turnstile(int perPeer)
+    explicit PeerLimiter(int perPeer)
         : m_perPeer(perPeer)
     {
     }

@@ -2,8 +2,8 @@
 
 #include "player/content/ContentClient.h"
 #include "player/content/KnownContainers.h"
+#include "player/server/api/PeerLimiter.h"
 #include "player/server/api/Route.h"
-#include "player/server/api/Turnstile.h"
 #include "player/server/http/Limits.h"
 
 #include <QObject>
@@ -13,14 +13,14 @@
 /// Sends requests to the content model without waiting. Each operation calls `done` later or fails the HTTP
 /// request, with the content model's error or after a time-out. A request is abandoned when its browser
 /// disconnects.
-class ContentAsker : public QObject
+class ContentRequests : public QObject
 {
     Q_OBJECT
 
 public:
     /// The paths in `closed` can be neither read nor set.
-    ContentAsker(const QList<CMPath>& closed, const Limits& limits);
-    ~ContentAsker() override;
+    ContentRequests(const QList<CMPath>& closed, const Limits& limits);
+    ~ContentRequests() override;
 
     /// Reads the text form of a path from outside. Throws a Problem.
     CMPath path(const QString& text) const;
@@ -57,7 +57,7 @@ private:
     };
     using Step = std::function<void(const CMError&)>;
 
-    void begin(const std::shared_ptr<Turnstile>& turnstile, const Asking& asking, const CMPath& path,
+    void begin(const std::shared_ptr<PeerLimiter>& limiter, const Asking& asking, const CMPath& path,
                const std::function<void(const AskPointer&)>& start);
     void wait(const AskPointer& ask, const CMVoidReply& reply, const Step& next);
     void askRows(const AskPointer& ask, const std::shared_ptr<Reading>& reading,
@@ -67,8 +67,8 @@ private:
 
     const QList<CMPath> m_closed;
     const Limits m_limits;
-    const std::shared_ptr<Turnstile> m_reads;
-    const std::shared_ptr<Turnstile> m_writes;
+    const std::shared_ptr<PeerLimiter> m_reads;
+    const std::shared_ptr<PeerLimiter> m_writes;
     KnownContainers m_known;
     std::set<AskPointer> m_asks; // those that wait for a turn or for the content model
 };

@@ -1,11 +1,11 @@
-#include "player/server/api/ContentAsker.h"
+#include "player/server/api/ContentRequests.h"
 
 #include "api/core/model/cmabstractworker.h"
 #include "player/server/ServerText.h"
 
 #include <QTimer>
 
-struct ContentAsker::Ask
+struct ContentRequests::Ask
 {
     Ask(const Asking& whoAsks, const CMPath& askedPath)
         : asking(whoAsks)
@@ -16,25 +16,25 @@ struct ContentAsker::Ask
 
     Asking asking;
     CMPath path;
-    Turnstile::Turn turn;
+    PeerLimiter::Turn turn;
     std::shared_ptr<Step> next; // what the reply that is waited for leads to
     QTimer deadline;
 };
 
-ContentAsker::ContentAsker(const QList<CMPath>& closed, const Limits& limits)
+ContentRequests::ContentRequests(const QList<CMPath>& closed, const Limits& limits)
     : m_closed(closed)
     , m_limits(limits)
-    , m_reads(std::make_shared<Turnstile>(limits.readsPerPeer))
-    , m_writes(std::make_shared<Turnstile>(limits.writesPerPeer))
+    , m_reads(std::make_shared<PeerLimiter>(limits.readsPerPeer))
+    , m_writes(std::make_shared<PeerLimiter>(limits.writesPerPeer))
 {
 }
 
-ContentAsker::~ContentAsker()
+ContentRequests::~ContentRequests()
 {
     end();
 }
 
-CMPath ContentAsker::path(const QString& text) const
+CMPath ContentRequests::path(const QString& text) const
 {
     CMPath path;
     QString error;
@@ -43,13 +43,14 @@ CMPath ContentAsker::path(const QString& text) const
     if (!text.isEmpty() && !CMPath::parse(text, &path, &error))
         throw Problem(400, TrString(error));
     if (m_closed.contains(path.withoutParams()))
-        throw Problem(403, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" stays within the player."),
+        throw Problem(403, serverText(QT_TRANSLATE_NOOP("PanelServer",
+                                                        "\"%1\" is only accessible to the player itself."),
                                       {path.toString()}));
     return path;
 }
 
-void ContentAsker::rows(const Asking& asking, const CMPath& path, int from, int to,
-                        const std::function<void(const RowPage&)>& done)
+void ContentRequests::rows(const Asking& asking, const CMPath& path, int from, int to,
+                           const std::function<void(const RowPage&)>& done)
 {
     const auto reading = std::make_shared<Reading>(Reading{{}, RowPaging(from, to)});
     reading->page.from = from;
@@ -57,8 +58,8 @@ void ContentAsker::rows(const Asking& asking, const CMPath& path, int from, int 
           [this, reading, done](const AskPointer& ask) { askRows(ask, reading, done); });
 }
 
-void ContentAsker::askRows(const AskPointer& ask, const std::shared_ptr<Reading>& reading,
-                           const std::function<void(const RowPage&)>& done)
+void ContentRequests::askRows(const AskPointer& ask, const std::shared_ptr<Reading>& reading,
+                              const std::function<void(const RowPage&)>& done)
 {
     const CMGetRowsRequest request(ask->path, reading->paging.first(), reading->paging.last(),
                                    ContentClient::allRoles(), reading->page.version);
@@ -79,8 +80,8 @@ void ContentAsker::askRows(const AskPointer& ask, const std::shared_ptr<Reading>
     });
 }
 
-void ContentAsker::data(const Asking& asking, const CMPath& path, const QStringList& roles,
-                        const std::function<void(const QVariantList&)>& done)
+void ContentRequests::data(const Asking& asking, const CMPath& path, const QStringList& roles,
+                           const std::function<void(const QVariantList&)>& done)
 {
     begin(m_reads, asking, path, [=](const AskPointer& ask) {
         const CMGetDataRequest request(path, roles);
@@ -100,8 +101,8 @@ void ContentAsker::data(const Asking& asking, const CMPath& path, const QStringL
     });
 }
 
-void ContentAsker::setValue(const Asking& asking, const CMPath& path, const QVariant& value,
-                            const std::function<void(const QVariant&)>& done)
+void ContentRequests::setValue(const Asking& asking, const CMPath& path, const QVariant& value,
+                               const std::function<void(const QVariant&)>& done)
 {
     const auto set = [=](const AskPointer& ask) {
         const CMSetDataRequest request(path, PelkRoles::Value(), value);
@@ -125,32 +126,32 @@ void ContentAsker::setValue(const Asking& asking, const CMPath& path, const QVar
             else if (request.reply().value().toList().value(0).isValid())
                 set(ask);
             else
-                fail(ask, Problem(403, serverText(QT_TRANSLATE_NOOP("PanelServer",
-                                                                    "\"%1\" has no value that can be set."),
-                                                  {path.toString()})));
+                fail(ask,
+                     Problem(403, serverText(QT_TRANSLATE_NOOP("PanelServer", "\"%1\" has no value to set."),
+                                             {path.toString()})));
         });
     });
 }
 
-void ContentAsker::end()
+void ContentRequests::end()
 {
     m_reads->close();
     m_writes->close();
     const std::set<AskPointer> asks = m_asks;
     for (const AskPointer& ask : asks)
-        fail(ask, Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player ends."))));
+        fail(ask, Problem(503, serverText(QT_TRANSLATE_NOOP("PanelServer", "The player is shutting down."))));
 }
 
-void ContentAsker::begin(const std::shared_ptr<Turnstile>& turnstile, const Asking& asking,
-                         const CMPath& path, const std::function<void(const AskPointer&)>& start)
+void ContentRequests::begin(const std::shared_ptr<PeerLimiter>& limiter, const Asking& asking,
+                            const CMPath& path, const std::function<void(const AskPointer&)>& start)
 {
     // Refused only if the open requests and those waiting for a turn have both reached the limit.
     const bool isHouseFull = m_asks.size() >= size_t(m_limits.waitingRequests) &&
                              m_reads->waiting() + m_writes->waiting() >= m_limits.waitingRequests;
     if (isHouseFull ||
-        (!asking.peer.isLoopback && turnstile->waiting(asking.peer.address) >= m_limits.waitingPerPeer))
-        throw Problem(503,
-                      serverText(QT_TRANSLATE_NOOP("PanelServer", "Too many requests wait; try again.")));
+        (!asking.peer.isLoopback && limiter->waiting(asking.peer.address) >= m_limits.waitingPerPeer))
+        throw Problem(
+            503, serverText(QT_TRANSLATE_NOOP("PanelServer", "Too many requests are waiting. Try again.")));
     const auto ask = std::make_shared<Ask>(asking, path);
     const std::weak_ptr<Ask> weak = ask;
     const auto giveUp = [this, weak] {
@@ -163,7 +164,7 @@ void ContentAsker::begin(const std::shared_ptr<Turnstile>& turnstile, const Aski
     });
     m_asks.insert(ask);
     asking.responder.onGone(giveUp);
-    Turnstile::Visitor visitor;
+    PeerLimiter::Visitor visitor;
     visitor.peer = asking.peer.address;
     visitor.isStillThere = [giveUp, responder = asking.responder] {
         const bool isOpen = responder.isOpen();
@@ -171,15 +172,15 @@ void ContentAsker::begin(const std::shared_ptr<Turnstile>& turnstile, const Aski
             giveUp();
         return isOpen;
     };
-    visitor.begin = [this, ask, start](const Turnstile::Turn& turn) {
+    visitor.begin = [this, ask, start](const PeerLimiter::Turn& turn) {
         ask->turn = turn;
         ask->deadline.start(m_limits.contentMs);
         start(ask);
     };
-    turnstile->enter(visitor);
+    limiter->enter(visitor);
 }
 
-void ContentAsker::wait(const AskPointer& ask, const CMVoidReply& reply, const Step& next)
+void ContentRequests::wait(const AskPointer& ask, const CMVoidReply& reply, const Step& next)
 {
     // The reply holds its watchers, so a watcher must not hold what holds the reply.
     ask->next = std::make_shared<Step>(next);
@@ -189,13 +190,13 @@ void ContentAsker::wait(const AskPointer& ask, const CMVoidReply& reply, const S
     });
 }
 
-void ContentAsker::fail(const AskPointer& ask, const Problem& problem)
+void ContentRequests::fail(const AskPointer& ask, const Problem& problem)
 {
     close(ask);
     ask->asking.responder.fail(problem);
 }
 
-void ContentAsker::close(const AskPointer& ask)
+void ContentRequests::close(const AskPointer& ask)
 {
     m_asks.erase(ask);
     ask->next.reset();
