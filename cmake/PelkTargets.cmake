@@ -132,6 +132,20 @@ endif()
 add_custom_target(threads)
 add_custom_target(qtthreads)
 
+# pelk_moc(TARGET SOURCE): makes SOURCE's SOURCE.moc, which it includes; no other file of the target has a Q_OBJECT. Unlike
+# AUTOMOC, this compiles nothing for the target beside its sources.
+function(pelk_moc target source)
+    get_filename_component(base "${source}" NAME_WE)
+    get_filename_component(source "${source}" ABSOLUTE)
+    set(folder "${CMAKE_CURRENT_BINARY_DIR}/moc")
+    file(MAKE_DIRECTORY "${folder}")
+    add_custom_command(OUTPUT "${folder}/${base}.moc" COMMAND Qt5::moc "${source}" -o "${folder}/${base}.moc"
+        DEPENDS "${source}" COMMENT "" VERBATIM)
+    target_sources(${target} PRIVATE "${folder}/${base}.moc")
+    target_include_directories(${target} PRIVATE "${folder}")
+    set_target_properties(${target} PROPERTIES AUTOMOC OFF)
+endfunction()
+
 # pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [COST s] [LONG_TIMEOUT s] [EACH_FUNCTION]): a Qt
 # Test program, run by CTest in a scratch home with a watchdog. The tests with the highest COST, the usual duration, start
 # first. With EACH_FUNCTION the functions run as processes of their own, all at once: for tests that wait for a clock and
@@ -154,6 +168,8 @@ function(pelk_test name)
     else()
         target_link_options(${name} PRIVATE -fuse-ld=lld) # takes less than half the time of GNU's linker
     endif()
+    list(GET arg_UNPARSED_ARGUMENTS 0 source)
+    pelk_moc(${name} "${source}")
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
     target_link_libraries(${name} PRIVATE Qt5::Test Qt5::Network ${arg_LIBRARIES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")

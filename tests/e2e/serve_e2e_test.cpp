@@ -151,7 +151,7 @@ private Q_SLOTS:
         const Players players;
         const Players::Outcome outcome = players.pelk({text("serve"), text("--listen"), address});
         QCOMPARE(outcome.exitCode, 2);
-        QVERIFY2(outcome.errors.contains(text("\"%1\" is no address with a port").arg(address)),
+        QVERIFY2(outcome.errors.contains(text("\"%1\" is not an address with a port").arg(address)),
                  qPrintable(outcome.errors));
     }
 
@@ -185,7 +185,7 @@ private Q_SLOTS:
             {text("serve"), text("--listen"), text("127.0.0.1:0"), text("--panel"), players.home()});
         QByteArray errors;
         QTRY_VERIFY2((errors += serve->readAllStandardError())
-                         .contains("Warning: " + players.home().toUtf8() + " holds no panel"),
+                         .contains("Warning: " + players.home().toUtf8() + " does not contain the panel"),
                      errors.constData());
         serve->terminate();
         QVERIFY(serve->waitForFinished(patienceMs));

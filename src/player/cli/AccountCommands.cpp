@@ -57,7 +57,7 @@ int Commands::login(const CommandLine& line, PlayerConnection& player)
             sentence = QStringLiteral(
                 "There is no password on standard input. Write it to the first line, as UTF-8.");
         else if (Terminal::inputIsTerminal())
-            sentence = QStringLiteral("The password is empty or not UTF-8. You are not logged in.");
+            sentence = QStringLiteral("The password is empty or not UTF-8. Nothing was changed.");
         Terminal::error(sentence);
         return ExitCode::usage;
     }

@@ -26,11 +26,11 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<QString>("cause");
-        QTest::newRow("no entry") << module("noentry") << QStringLiteral("has no function worker_create");
+        QTest::newRow("no entry") << module("noentry") << QStringLiteral("does not export worker_create");
         QTest::newRow("throws") << module("throws")
                                 << QStringLiteral("its worker could not be created: the cable is missing");
         QTest::newRow("throws a number")
-            << module("throwsnumber") << QStringLiteral("threw something that is no std::exception");
+            << module("throwsnumber") << QStringLiteral("threw an unknown exception");
         QTest::newRow("null") << module("null") << QStringLiteral("worker_create returned no worker");
         QTest::newRow("for another SDK")
             << module("othersdk")

@@ -78,7 +78,7 @@ private Q_SLOTS:
         row("play test:first --to /nowhere/a.wav", "/nowhere/a.wav cannot be written");
         row("search", "TEXT is required.");
         row("login", "USER is required.");
-        row("login somebody", "use --password-stdin");
+        row("login somebody", "Use --password-stdin");
         row("login somebody --password-stdin", "There is no password on standard input");
         row("quality best", "\"best\" is not one of: mp3, cd, hires96, hires192.");
         row("rows --log-level loud", "\"loud\" is not one of: off, error, warn, info, debug, trace.");
@@ -146,7 +146,7 @@ private Q_SLOTS:
         terminal.write("\x04"); // what Ctrl-D sends
         QVERIFY(terminal.waitForFinished(60000));
         said += terminal.readAllStandardOutput();
-        QVERIFY2(said.contains("pelk: No password was typed"), said.constData());
+        QVERIFY2(said.contains("pelk: The password is empty or not UTF-8"), said.constData());
         QCOMPARE(terminal.exitCode(), 2);
     }
 

@@ -164,7 +164,7 @@ private Q_SLOTS:
             << text("No complete response from the service. Check your network connection. (Albums)");
         QTest::newRow("no answer, in German")
             << withCode(own, 0) << QByteArray("de")
-            << text("Der Dienst hat nicht vollständig geantwortet; ist das Netz da? (Albums)");
+            << text("Keine vollständige Antwort vom Dienst. Bitte die Netzwerkverbindung prüfen. (Albums)");
         QTest::newRow("no message") << CMError(PelkHash(QVariantHash{{CMError::Name(), text("refused")}}))
                                     << QByteArray("en") << text("refused");
     }

@@ -189,7 +189,7 @@ private Q_SLOTS:
         f.start();
         const PanelReply reply = f.client().get("/api/rows?path=test:list&from=5&to=2&lang=de");
         QCOMPARE(reply.detail(), text("„to“ muss eine ganze Zahl von 5 bis 104 sein."));
-        QCOMPARE(reply.json().value(text("title")).toString(), text("Die Anfrage ist fehlerhaft"));
+        QCOMPARE(reply.json().value(text("title")).toString(), text("Ungültige Anfrage"));
     }
 
     void twoBrowsersReadTheSameNoticeInTheirLanguages()
@@ -247,8 +247,8 @@ private Q_SLOTS:
             PlayQueue::Where::Replace);
         f.engine->play();
         QTRY_VERIFY(told("Unter „none:x“ antwortet kein Dienst."));
-        QTRY_VERIFY(told("Der Dienst hat keine Adresse genannt"));
-        QTRY_VERIFY(told("Der Stream lässt sich nicht abspielen."));
+        QTRY_VERIFY(told("Für diesen Titel ist kein Stream verfügbar"));
+        QTRY_VERIFY(told("Dieses Audioformat wird nicht unterstützt."));
     }
 
     void everyTextOfThePlayerIsInBothCatalogues_data() { languages(); }

@@ -53,16 +53,17 @@ private Q_SLOTS:
         row("empty value", "[qobuz]\napiUrl=\nappId=1\nappSecret=2\n", "apiUrl is not set in FILE");
         row("another section", "[other]\napiUrl=https://h/\nappId=1\nappSecret=2\n", "apiUrl is not set");
         row("commented out", "[qobuz]\n# apiUrl=https://h/\n", "apiUrl is not set in FILE");
-        row("relative address", "[qobuz]\napiUrl=api/\nappId=1\nappSecret=2\n", "has to begin with https://");
-        row("other scheme", "[qobuz]\napiUrl=ftp://h/\nappId=1\nappSecret=2\n", "has to begin with https://");
+        row("relative address", "[qobuz]\napiUrl=api/\nappId=1\nappSecret=2\n", "must begin with https://");
+        row("other scheme", "[qobuz]\napiUrl=ftp://h/\nappId=1\nappSecret=2\n", "must begin with https://");
         row("no host", "[qobuz]\napiUrl=https:///a/\nappId=1\nappSecret=2\n", "it names no host");
         row("no slash", "[qobuz]\napiUrl=https://h/a\nappId=1\nappSecret=2\n", "it must end in a slash");
-        row("query", "[qobuz]\napiUrl=https://h/?a=/\nappId=1\nappSecret=2\n", "neither a query nor");
+        row("query", "[qobuz]\napiUrl=https://h/?a=/\nappId=1\nappSecret=2\n",
+            "must not have a query or a fragment");
         row("password in the address", "[qobuz]\napiUrl=https://me:pw@h/a\nappId=1\nappSecret=2\n",
             "is \"***@h/a\", but it must end in a slash");
         row("key in the address", "[qobuz]\napiUrl=https://h/a/?key=s3/\nappId=1\nappSecret=2\n",
             "is \"https://h/a/?***\", but");
-        row("invalid address", "[qobuz]\napiUrl=https://h:port/\nappId=1\nappSecret=2\n", "no valid URL");
+        row("invalid address", "[qobuz]\napiUrl=https://h:port/\nappId=1\nappSecret=2\n", "not a valid URL");
         row("unknown quality", good + "soundQuality=best\n", "set it to one of: mp3, cd, hires96, hires192");
         row("no line of settings", "[qobuz]\nhello\n", "Line 2 of the settings file FILE is neither");
         row("no text", QByteArray("\x00\x01\xff", 3), "FILE is not UTF-8 text");
@@ -240,7 +241,7 @@ private Q_SLOTS:
         QTest::newRow("tab behind") << url << QStringLiteral("a\t") << oneLine;
         QTest::newRow("no secret") << url << QString() << QStringLiteral("appSecret is not set in FILE.");
         QTest::newRow("no address") << QStringLiteral("h") << QStringLiteral("a")
-                                    << QStringLiteral("has to begin with https://");
+                                    << QStringLiteral("must begin with https://");
     }
     void whatTheNextStartWouldRefuseIsNotWritten()
     {
