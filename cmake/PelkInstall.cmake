@@ -1,23 +1,23 @@
 # What is installed, and where. Components: Runtime (the SDK's libraries), Development, Module, Player and Sandbox.
 
-# Below the prefix, and below the build folder.
+# Relative to the installation prefix and to the build folder.
 set(PELK_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/pelk/modules")
-# From the folder of the programs to that of the modules.
+# Path from the folder of the programs to that of the modules.
 file(RELATIVE_PATH PELK_MODULES_BESIDE_PROGRAM
     "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}/pelk/modules")
 
 set(PELK_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/pelk")
 set(PELK_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/PelkSdk")
 
-# Headers that only the libraries themselves include.
+# Headers that are not installed: only the libraries themselves include them.
 set(PELK_PRIVATE_HEADERS
     "/(curlloop|exchange|httpclientheaders|redirectrules|responsecache|jsonobject|keytable|lenientjson)[.]h$")
 
-# pelk_install_sdk_library(TARGET NAME): an SDK library with its headers; modules link it as Pelk::NAME.
+# pelk_install_sdk_library(TARGET NAME): installs an SDK library and its headers; modules link it as Pelk::NAME.
 function(pelk_install_sdk_library target name)
     set_target_properties(${target} PROPERTIES EXPORT_NAME ${name} VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR})
-    # Assertions in headers are part of their contracts, in modules too.
+    # Assertions in headers are specified behaviour, also when modules include them.
     target_compile_definitions(${target} INTERFACE $<INSTALL_INTERFACE:QT_FORCE_ASSERTS>)
     install(TARGETS ${target} EXPORT PelkSdk
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT Development
@@ -29,7 +29,7 @@ function(pelk_install_sdk_library target name)
     endforeach()
 endfunction()
 
-# The packages for CMake and pkg-config; called when all libraries are known.
+# Installs the packages for CMake and pkg-config. Call it after all libraries are defined.
 function(pelk_install_sdk)
     include(CMakePackageConfigHelpers)
     install(EXPORT PelkSdk NAMESPACE Pelk:: DESTINATION "${PELK_CMAKE_DIR}" FILE PelkSdkTargets.cmake

@@ -1,15 +1,14 @@
-# Building and testing the panel: a page in TypeScript, and its tests, which node runs.
+# Building and testing the panel with Node.
 find_program(PELK_NODE node)
 if(NOT PELK_NODE)
-    message(FATAL_ERROR "The panel is built with node, which is not there; scripts/setup installs it.")
+    message(FATAL_ERROR "Building the panel needs Node; run scripts/setup to install it.")
 endif()
 
-# Where the page lies for the programs of this build: beside them, as `pelk serve` looks for it.
+# The panel of this build, where `pelk serve` looks for it: next to the programs.
 set(PELK_PANEL_DIR "${CMAKE_BINARY_DIR}/share/pelk/panel")
 
-# pelk_panel_test(NAME FILE... [LABELS label...] [TIMEOUT s] [COST s] [PROCESSORS n] [ENVIRONMENT name=value...]): test
-# files of the panel, run by Vitest in a scratch home with a watchdog. PROCESSORS is the number of CTest's parallel jobs that
-# it counts as.
+# pelk_panel_test(NAME FILE... [LABELS label...] [TIMEOUT s] [COST s] [PROCESSORS n] [ENVIRONMENT name=value...]): runs test
+# files of the panel with Vitest, in a scratch home with a time-out. PROCESSORS: how many of CTest's parallel jobs it counts as.
 function(pelk_panel_test name)
     cmake_parse_arguments(arg "" "TIMEOUT;COST;PROCESSORS" "LABELS;ENVIRONMENT" ${ARGN})
     if(NOT arg_TIMEOUT)

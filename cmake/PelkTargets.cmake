@@ -1,7 +1,6 @@
-# How this project's libraries, programs and tests are built: one place for the language level, the
-# warnings, the strict Qt defines and the sanitizers.
+# How this project's libraries, programs and tests are built: language level, warnings, strict Qt defines and sanitizers.
 
-set(PELK_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+set(PELK_SANITIZE "" CACHE STRING "Sanitizers to build with, in the form of -fsanitize=")
 
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -21,21 +20,21 @@ if(PELK_SANITIZE)
         add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-include${CMAKE_SOURCE_DIR}/tests/support/qtraces/sharedcount.h>")
     endif()
 else()
-    # Under a sanitizer, shared libraries leave its run time to the program that loads them.
+    # Not under a sanitizer, where shared libraries take its run time from the program that loads them.
     add_link_options(-Wl,--no-undefined)
 endif()
 
-# The sources share precompiled headers in the build with Clang only: in the others a source of `src/` that lacks an include
-# does not compile. Tests share them in that build too.
+# Precompiled headers are used only in the build with Clang. In the builds with GCC, a missing include in `src/` is therefore
+# an error.
 set(PELK_SHARED_HEADERS OFF)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     set(PELK_SHARED_HEADERS ON)
-    # ccache keeps a precompiled header only if it holds no file's time.
+    # ccache stores a precompiled header only if it contains no time stamps.
     add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 endif()
 
-# pelk_share_headers(TARGET NAME HEADER OPTIONS LIBRARY...): gives the target HEADER, precompiled with the libraries' and these
-# options. -pthread is one of them, since some libraries bring it and others do not.
+# pelk_share_headers(TARGET NAME HEADER OPTIONS LIBRARY...): precompiles HEADER once, with OPTIONS and those of the libraries, and
+# uses it in the target. All use -pthread, because some libraries add it and others do not.
 function(pelk_share_headers target name header options)
     if(NOT TARGET ${name})
         set(source "${CMAKE_BINARY_DIR}/generated/${name}.cpp")
@@ -50,16 +49,16 @@ function(pelk_share_headers target name header options)
     endif()
     target_compile_options(${target} PRIVATE -pthread ${options})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-        # To Clang, the macros of a precompiled header are not those of a system header: QSKIP("text") would be a warning.
+        # Clang does not treat macros of a precompiled header as those of a system header, so QSKIP("text") would cause a warning.
         target_compile_options(${target} PRIVATE -Wno-gnu-zero-variadic-macro-arguments)
     endif()
     target_precompile_headers(${target} REUSE_FROM ${name})
 endfunction()
 
-# Flags of every target written here, and none of a dependency.
+# Flags of this project's targets; dependencies do not get them.
 function(pelk_flags target)
     pelk_warnings(${target})
-    # Not in programs, whose code is compiled for another kind of address than that of libraries.
+    # Not for programs: their code is compiled with other options for addresses (PIE) than libraries (PIC).
     get_target_property(type ${target} TYPE)
     if(PELK_SHARED_HEADERS AND NOT type STREQUAL "EXECUTABLE")
         pelk_share_headers(${target} pelk_core_headers <QtCore> "" Qt5::Core)
@@ -76,8 +75,8 @@ function(pelk_warnings target)
     target_include_directories(${target} PRIVATE "${CMAKE_SOURCE_DIR}/src")
 endfunction()
 
-# pelk_sdk_library(NAME EXPORT_MACRO EXPORTED_NAME SOURCES...): one of the SDK's shared libraries. The macro marks what it exports;
-# it is written into the generated header api/<folder>/export.h. Modules link it as Pelk::<exported name>.
+# pelk_sdk_library(NAME EXPORT_MACRO EXPORTED_NAME SOURCES...): adds a shared library of the SDK. The macro marks exported symbols;
+# the generated header api/<folder>/export.h defines it. Modules link the library as Pelk::<exported name>.
 function(pelk_sdk_library name macro exported)
     add_library(${name} SHARED ${ARGN})
     pelk_flags(${name})
@@ -101,7 +100,7 @@ function(pelk_records target macro)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${generator} ${templates} ${ARGN})
     set(command ${Python3_EXECUTABLE} ${generator} --out ${out} --folder ${folder} --macro ${macro})
     if(NOT folder STREQUAL "api/types")
-        # Every record may hold records of the type library.
+        # Records may contain records of the type library.
         file(GLOB known CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/api/types/schema/*.yaml")
         list(APPEND command --known ${known} --)
     endif()
@@ -117,23 +116,23 @@ function(pelk_records target macro)
     target_sources(${target} PRIVATE ${files})
 endfunction()
 
-# What every test runs with, beside a home of its own.
+# The environment of every test, in addition to its own home.
 set(PELK_TEST_ENVIRONMENT "PYTHONUNBUFFERED=1;LC_ALL=C.UTF-8;QT_HASH_SEED=0;http_proxy=;https_proxy=;no_proxy=*;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1:history_size=4:io_sync=0")
-# How many times longer a test may take here than on the machine that it is built for.
+# The factor by which time-outs are extended under an emulator.
 set(PELK_TEST_SLOWDOWN 1)
 if(CMAKE_CROSSCOMPILING)
-    # GStreamer would start a program of its own to look for its plug-ins, which nothing emulates.
+    # Prevents GStreamer from looking for plug-ins with a separate program, which would not run under the emulator.
     string(APPEND PELK_TEST_ENVIRONMENT ";PELK_TEST_EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR};GST_REGISTRY_FORK=no")
     set(PELK_TEST_SLOWDOWN 10)
 endif()
 
-# Build the tests that are run under ThreadSanitizer, by their label: those whose threads use what it knows, which are run often,
-# and those whose threads hand over through Qt. In both it learns from tests/support/qtraces what Qt's threads do.
+# Build the tests that run under ThreadSanitizer, by label: `threads` for synchronisation that it knows, run in every full test;
+# `qtthreads` for threads that synchronise through Qt. In both, tests/support/qtraces reports Qt's synchronisation to it.
 add_custom_target(threads)
 add_custom_target(qtthreads)
 
-# pelk_moc(TARGET SOURCE): makes SOURCE's SOURCE.moc, which it includes; no other file of the target has a Q_OBJECT. Unlike
-# AUTOMOC, this compiles nothing for the target beside its sources.
+# pelk_moc(TARGET SOURCE): runs moc on SOURCE, which must include SOURCE.moc and be the target's only file with a Q_OBJECT. Unlike
+# AUTOMOC, this adds no source to compile.
 function(pelk_moc target source)
     get_filename_component(base "${source}" NAME_WE)
     get_filename_component(source "${source}" ABSOLUTE)
@@ -146,21 +145,22 @@ function(pelk_moc target source)
     set_target_properties(${target} PROPERTIES AUTOMOC OFF)
 endfunction()
 
-# pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [COST s] [LONG_TIMEOUT s] [EACH_FUNCTION]): a Qt
-# Test program, run by CTest in a scratch home with a watchdog. The tests with the highest COST, the usual duration, start
-# first. With EACH_FUNCTION the functions run as processes of their own, all at once: for tests that wait for a clock and
-# whose functions share nothing. With LONG_TIMEOUT the program is registered once more, as NAME_long with the label "long"
-# and PELK_TEST_LONG=1 in its environment: the same test with larger figures.
+# pelk_test(NAME SOURCE... LIBRARIES lib... [LABELS label...] [TIMEOUT s] [COST s] [LONG_TIMEOUT s] [EACH_FUNCTION]): adds a Qt
+# Test program, which CTest runs in a scratch home with a time-out.
+#   COST           the usual duration; tests with the highest cost start first
+#   EACH_FUNCTION  runs the functions as parallel processes, for tests that wait for real time and whose functions share nothing
+#   LONG_TIMEOUT   also registers the program as NAME_long, with the label "long" and PELK_TEST_LONG=1 in its environment: the same
+#                  test with larger figures
 function(pelk_test name)
     cmake_parse_arguments(arg "EACH_FUNCTION" "TIMEOUT;LONG_TIMEOUT;COST" "LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     pelk_warnings(${name})
-    # Tests are compiled more often than they run.
+    # Tests are compiled more often than they run, so they are not optimised.
     set(first_header "${CMAKE_SOURCE_DIR}/tests/support/everytest.h")
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         pelk_share_headers(${name} pelk_test_headers "${first_header}" "-O0;-g1" Qt5::Test Qt5::Network)
     else()
-        # Not precompiled: when the header changes, the compiler cache hands out the precompiled header from before.
+        # Not precompiled: after a change of the header, the compiler cache would still return the old precompiled header.
         target_compile_options(${name} PRIVATE -O0 -g1 "SHELL:-include ${first_header}")
     endif()
     if(CMAKE_CROSSCOMPILING)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every test named in docs/behaviours.md exists in the build, and that every test of tests/module is named there."""
+"""Checks that every test named in docs/behaviours.md exists in the build, and that every test in tests/module is named there."""
 import argparse
 import os
 import pathlib
@@ -16,13 +16,13 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
 class Programs:
-    """The test programs of a folder: each is asked once for its functions and for the tags of their rows."""
+    """The test programs of a folder, with their functions and the tags of their rows. Runs each program once per list."""
 
     def __init__(self, folder, home):
         self.folder = folder
         self.known = {}
         self.missing = set()
-        # The hash seed is the one that the tests run with: some rows need the order that it gives.
+        # The same hash seed as in the tests: some rows depend on its order.
         self.environment = {**os.environ, "HOME": home, "XDG_CONFIG_HOME": home, "XDG_STATE_HOME": home,
                             "XDG_CACHE_HOME": home, "QT_HASH_SEED": "0"}
 
@@ -39,13 +39,13 @@ class Programs:
             return None
         if program not in self.known:
             functions = {line.removesuffix("()") for line in self.ask(program, "-functions")}
-            # A line is the program's class, the function and, where it has rows, a tag: two spaces may surround it.
+            # A line contains the class, the function and, if it has rows, a tag, which may be surrounded by two spaces.
             rows = {tuple(line.split(" ", 2)[1:]) for line in self.ask(program, "-datatags") if line.count(" ") > 1}
             self.known[program] = functions, {(name, row.strip()) for name, row in rows}
         return self.known[program]
 
     def fault(self, program, function, tag):
-        """What is wrong with the name, or None. A program that is not built is reported once."""
+        """An error in the name of a test, or None. A missing program is reported once."""
         known = self.learn(program)
         if not known:
             if program in self.missing:
@@ -61,7 +61,7 @@ class Programs:
 
 
 def tables(text, faults):
-    """The rows of each subject as (line number, behaviour, proofs). Faults of form go into the list."""
+    """The rows of each subject as (line number, behaviour, proofs). Errors of form are added to the list."""
     found, subject = {}, None
     for number, line in enumerate(text.splitlines(), 1):
         if line.startswith("### "):
@@ -88,7 +88,7 @@ def tables(text, faults):
 
 
 def unnamed(sources, named, programs):
-    """A sentence for each test of the programs in the folder that the page does not name."""
+    """A sentence for each test in the folder that the page does not name."""
     for program in sorted(source.stem for source in sources.glob("*_test.cpp")):
         functions, _ = programs.learn(program) or ((), ())
         for function in sorted(set(functions) - {name for of, name in named if of == program}):
@@ -96,7 +96,7 @@ def unnamed(sources, named, programs):
 
 
 def check(text, programs, sources):
-    """The faults, and what was counted."""
+    """The errors, and a sentence with the counts."""
     faults, seen, tests, behaviours = [], {}, set(), 0
     found = tables(text, faults)
     for subject, rows in found.items():
@@ -130,7 +130,7 @@ def main():
     parser.add_argument("--tests", type=pathlib.Path, default=ROOT / "build/dev/tests", help="the built test programs")
     parser.add_argument("--page", type=pathlib.Path, default=ROOT / "docs/behaviours.md", help="the page with the tables")
     parser.add_argument("--sources", type=pathlib.Path, default=ROOT / "tests/module",
-                        help="the folder of the programs whose every test has to be named")
+                        help="the folder whose tests must all be named")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         try:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that the folders of src/ include only what stands below them; see docs/architecture.md for the picture."""
+"""Checks that each folder of src/ includes only headers of the layers below it; see docs/architecture.md."""
 import pathlib
 import re
 import sys
@@ -23,8 +23,8 @@ ALLOWED = {
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)
 
 
-def room_of(path):
-    return next((room for room in ALLOWED if path.startswith(room + "/")), None)
+def layer_of(path):
+    return next((layer for layer in ALLOWED if path.startswith(layer + "/")), None)
 
 
 def main():
@@ -32,16 +32,16 @@ def main():
     faults, count = [], 0
     for file in sorted(p for p in source.rglob("*") if p.suffix in {".h", ".cpp"}):
         name = file.relative_to(source).as_posix()
-        room = room_of(name)
-        if room is None:
-            faults.append(f"{name}: lies in no room that this check knows; add it to scripts/check_layers.py")
+        layer = layer_of(name)
+        if layer is None:
+            faults.append(f"{name}: is in an unknown folder; add the folder to scripts/check_layers.py")
             continue
         count += 1
         for included in INCLUDE.findall(file.read_text(encoding="utf-8")):
-            target = room_of(included)
-            if target and target != room and target not in ALLOWED[room]:
-                faults.append(f"{name}: includes {included}, but {room} stands beside or below {target}")
-    print("\n".join(faults) if faults else f"{count} files include only what stands below them.")
+            target = layer_of(included)
+            if target and target != layer and target not in ALLOWED[layer]:
+                faults.append(f"{name}: includes {included}, but {target} is not below {layer}")
+    print("\n".join(faults) if faults else f"{count} files include only headers of the layers below them.")
     return bool(faults)
 
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The player's main job, once, against the sandbox: log in, browse, search, play some seconds into a WAV file, and look at
-what the service heard of it. Prints what happens; exit code 0 when all of it holds. Run by ./run --demo."""
+"""Runs a scripted session with the sandbox: logs in, browses, searches, plays a few seconds into a WAV file, and checks what
+the service received. Prints each step; exit code 0 on success. ./run --demo runs it."""
 import argparse
 import array
 import json
@@ -81,7 +81,7 @@ class Demo:
         heading("Featured albums")
         print(self.pelk("rows", "qobuz:featured/albums", "--from", "0", "--to", str(ROWS_SHOWN - 1)), end="")
         albums = self.rows("qobuz:featured/albums", ROWS_SHOWN - 1)
-        check(len(albums["rows"]) == ROWS_SHOWN and albums["count"] > ROWS_SHOWN, "The featured albums are not all there.")
+        check(len(albums["rows"]) == ROWS_SHOWN and albums["count"] > ROWS_SHOWN, "Some featured albums are missing.")
 
         heading("The tracks of the first one")
         album = albums["rows"][0]["path"]
@@ -105,25 +105,25 @@ class Demo:
         with wave.open(str(target)) as sound:
             frames, rate, width = sound.getnframes(), sound.getframerate(), sound.getsampwidth()
             data = sound.readframes(frames)
-        # The upper two bytes of each sample tell sound from silence whatever the resolution.
+        # The upper two bytes of each sample distinguish sound from silence at any resolution.
         samples = array.array("h", b"".join(data[i + width - 2:i + width] for i in range(0, len(data), width)))
         loudest = max(abs(s) for s in samples) / 32768
         print(f"{target.name}: {frames / rate:.2f} s at {rate} Hz, {8 * width} bit, loudest sample {loudest:.2f} of full scale")
-        check(loudest > 0.01, "The sound is silence.")
-        check(abs(frames / rate - PLAY_SECONDS) < 0.5, "The sound has not the length that was asked for.")
+        check(loudest > 0.01, "The file contains only silence.")
+        check(abs(frames / rate - PLAY_SECONDS) < 0.5, "The file does not have the requested length.")
 
     def check_reports(self, took):
-        heading("What the service heard")
+        heading("What the service received")
         requests = self.service_heard("requests")["requests"]
         streams = [r for r in requests if "track/getFileUrl" in r["target"]]
-        check(streams, "Nobody asked for a stream.")
+        check(streams, "No stream was requested.")
         reports = self.service_heard("reports")["reports"]
         for report in reports:
             items = report["items"]
-            print(f"{report['endpoint']}: track {items['track_id']}, format {items['format_id']}, {items['duration']} s listened to")
+            print(f"{report['endpoint']}: track {items['track_id']}, format {items['format_id']}, {items['duration']} s played")
         endpoints = [report["endpoint"] for report in reports]
         check(endpoints == ["track/reportStreamingStart", "track/reportStreamingEnd"],
-              f"There should be one start and one end report; there are: {endpoints}.")
+              f"Expected one start and one end report, but got: {endpoints}.")
         duration = int(reports[1]["items"]["duration"])
         check(PLAY_SECONDS - 1 <= duration <= took + 1, f"The end report says {duration} s.")
 
@@ -143,7 +143,7 @@ def main():
         finally:
             if demo:
                 demo.close()
-    print("\nAll of it holds.")
+    print("\nThe demo succeeded.")
     return 0
 
 

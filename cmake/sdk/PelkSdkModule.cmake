@@ -1,5 +1,5 @@
-# pelk_add_module(NAME SOURCE...): the module libNAME.so. It exports its entry point worker_create and the version of the
-# SDK that it was built for, and nothing else; `cmake --install` puts it where the player looks for modules.
+# pelk_add_module(NAME SOURCE...): adds the module libNAME.so. It exports only its entry point, worker_create, and the version of
+# the SDK that it was built for. `cmake --install` installs it into the player's module folder.
 function(pelk_add_module name)
     set(abi "${CMAKE_CURRENT_BINARY_DIR}/${name}_abi.cpp")
     configure_file("${CMAKE_CURRENT_FUNCTION_LIST_DIR}/abi.cpp.in" "${abi}" @ONLY)
