@@ -49,8 +49,8 @@ export interface paths {
       cookie?: never;
     };
     /**
-     * What the reader may do.
-     * @description Anybody may ask, and log in. Other operations need `read` (GET) or `control` (POST), and 401 says that there is no such right: devices of the network log in with the player's password, programs send `Authorization: Bearer TOKEN`. This machine has every right.
+     * Returns the caller's rights.
+     * @description Everybody can call this operation and log in. Other operations need the right `read` (GET) or `control` (POST); without it they return 401. Devices in the network log in with the player's password, programs send `Authorization: Bearer TOKEN`. This machine has all rights.
      */
     get: {
       parameters: {
@@ -61,7 +61,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description The rights of this reader. */
+        /** @description The rights of the caller. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -91,8 +91,8 @@ export interface paths {
     get?: never;
     put?: never;
     /**
-     * Logs a browser in for 30 days, by a cookie.
-     * @description 401: wrong password. 429: too many attempts; Retry-After says for how many seconds.
+     * Logs a browser in for 30 days with a cookie.
+     * @description 401: wrong password. 429: too many attempts; Retry-After gives the seconds to wait.
      */
     post: {
       parameters: {
@@ -144,7 +144,7 @@ export interface paths {
       };
       requestBody: components["requestBodies"]["Empty"];
       responses: {
-        /** @description The cookie is taken away. */
+        /** @description The cookie is deleted. */
         204: {
           headers: {
             [name: string]: unknown;
@@ -167,7 +167,7 @@ export interface paths {
       path?: never;
       cookie?: never;
     };
-    /** The browsers that are logged in to the player. */
+    /** Lists the browsers that are logged in to the player. */
     get: {
       parameters: {
         query?: never;
@@ -177,7 +177,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description The one that was used last comes first. */
+        /** @description The most recently used first. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -206,7 +206,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Ends a session; its event streams end, too. */
+    /** Ends a session and its event streams. */
     post: {
       parameters: {
         query?: never;
@@ -247,7 +247,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Sets the player's password; every session ends. From this machine alone. */
+    /** Sets the player's password and ends all sessions. Only from this machine. */
     post: {
       parameters: {
         query?: never;
@@ -287,8 +287,8 @@ export interface paths {
       cookie?: never;
     };
     /**
-     * What this player is: its process, files, modules and account.
-     * @description For programs that use the player's socket file; 403 for everybody else.
+     * Describes this player: its process, files, modules and account.
+     * @description Only through the player's socket file; otherwise 403.
      */
     get: {
       parameters: {
@@ -299,7 +299,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description As things are now. */
+        /** @description The present state. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -327,17 +327,17 @@ export interface paths {
       cookie?: never;
     };
     /**
-     * Rows of a container.
-     * @description The rows `from` to `to`, both included and counted from 0, at most 100 at once; fewer where the list ends. An empty path lists the modules.
+     * Returns rows of a container.
+     * @description The rows `from` to `to`, both inclusive and counted from 0; at most 100 per request, fewer at the end of the list. An empty path lists the modules.
      */
     get: {
       parameters: {
         query: {
           path: components["parameters"]["path"];
           from: components["parameters"]["from"];
-          /** @description Included. */
+          /** @description Inclusive. */
           to: components["parameters"]["to"];
-          /** @description Wins over Accept-Language. */
+          /** @description Takes precedence over Accept-Language. */
           lang?: components["parameters"]["lang"];
         };
         header?: never;
@@ -346,7 +346,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description The rows, and how many there are in all. */
+        /** @description The rows, and the size of the whole list. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -373,14 +373,14 @@ export interface paths {
       path?: never;
       cookie?: never;
     };
-    /** What a node tells about itself, by role. */
+    /** Returns data of a node, by role. */
     get: {
       parameters: {
         query: {
           path: components["parameters"]["path"];
-          /** @description 1 to 16 of them. */
+          /** @description 1 to 16 roles. */
           role: components["schemas"]["Role"][];
-          /** @description Wins over Accept-Language. */
+          /** @description Takes precedence over Accept-Language. */
           lang?: components["parameters"]["lang"];
         };
         header?: never;
@@ -389,7 +389,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description Each role that was asked for; null where the node has none. */
+        /** @description Each requested role; null if the node has no value for it. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -403,8 +403,8 @@ export interface paths {
     };
     put?: never;
     /**
-     * Sets a value: a login form, a setting.
-     * @description Only what has a value can be set. The answer comes when the content model has dealt with it: after a login, when the service has let the user in.
+     * Sets a value, such as a login form or a setting.
+     * @description Only nodes with a value can be set. The response is sent when the operation is complete: for a login, when the service has answered.
      */
     post: {
       parameters: {
@@ -424,7 +424,7 @@ export interface paths {
         };
       };
       responses: {
-        /** @description What the content model answers: as a rule a list of the value that is in force now and whether the player has to be started again for it. Without what is secret. */
+        /** @description The reply of the content model, without secrets: usually a list of the new value and whether the player must be restarted for it. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -452,7 +452,7 @@ export interface paths {
       path?: never;
       cookie?: never;
     };
-    /** What was played lately, tracks and containers, the latest first. */
+    /** Lists recently played tracks and containers, the latest first. */
     get: {
       parameters: {
         query?: never;
@@ -469,10 +469,10 @@ export interface paths {
           };
           content: {
             "application/json": {
-              /** @description false where the settings say that nothing is. */
+              /** @description false if the history is turned off in the settings. */
               kept: boolean;
               items: {
-                /** @description When it was played last, since the epoch. */
+                /** @description When it was last played, since 1970. */
                 timeMs: number;
                 row: components["schemas"]["Row"];
               }[];
@@ -499,7 +499,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Forgets what was played lately, on the disk too. */
+    /** Clears the recently played tracks and containers, also on the disk. */
     post: {
       parameters: {
         query?: never;
@@ -533,15 +533,15 @@ export interface paths {
       cookie?: never;
     };
     /**
-     * What changes, as server-sent events.
-     * @description First the present state of everything, then each change. Events: `player` (PlayerStatus), `queue` (QueueState), `value` (ValueEvent), `notification` (Notification). A comment line comes every 15 seconds. A slow reader is told the latest state only. At most 64 readers: 503.
+     * Reports changes as server-sent events.
+     * @description The stream starts with the present state of everything and continues with each change. Events: `player` (PlayerStatus), `queue` (QueueState), `value` (ValueEvent), `notification` (Notification). A comment line is sent every 15 seconds. A slow reader receives only the latest state. More than 64 streams: 503.
      */
     get: {
       parameters: {
         query?: {
           /** @description Paths of values to follow, at most 16. */
           value?: components["schemas"]["Path"][];
-          /** @description Wins over Accept-Language. */
+          /** @description Takes precedence over Accept-Language. */
           lang?: components["parameters"]["lang"];
         };
         header?: never;
@@ -550,7 +550,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description Goes on until the browser or the player ends it. */
+        /** @description The stream; it ends when the browser or the player closes it. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -577,11 +577,11 @@ export interface paths {
       path?: never;
       cookie?: never;
     };
-    /** What the player is doing. */
+    /** Returns the state of the player. */
     get: {
       parameters: {
         query?: {
-          /** @description Wins over Accept-Language. */
+          /** @description Takes precedence over Accept-Language. */
           lang?: components["parameters"]["lang"];
         };
         header?: never;
@@ -590,7 +590,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description The position counts on while the state is playing and not stalled. */
+        /** @description The position advances while the state is playing and not stalled. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -619,7 +619,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Goes on after a pause; else begins with the current entry, or with the first one. */
+    /** Resumes after a pause; otherwise plays the current entry, or the first one. */
     post: {
       parameters: {
         query?: never;
@@ -654,7 +654,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Interrupts the track. */
+    /** Pauses the track. */
     post: {
       parameters: {
         query?: never;
@@ -689,7 +689,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Ends the track; its entry stays the current one. */
+    /** Stops the track; its entry stays current. */
     post: {
       parameters: {
         query?: never;
@@ -724,7 +724,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Ends the track and goes on to the next. */
+    /** Skips to the next track. */
     post: {
       parameters: {
         query?: never;
@@ -759,7 +759,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** To the start of the track, or to the one before when it has only just begun. */
+    /** Goes to the start of the track, or to the previous track if it has only just begun. */
     post: {
       parameters: {
         query?: never;
@@ -835,7 +835,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** To a place in the track, or on or back by a distance. Distances add up: each counts from where the seek before leads. 409 where the track has no such places. */
+    /** Seeks to a position, or forward or back by a distance. Distances add up: each starts at the target of the previous seek. 409: seeking is not possible. */
     post: {
       parameters: {
         query?: never;
@@ -877,7 +877,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Pauses after some minutes, or stops at the end of the track or of the queue; off cancels that. The last ten seconds fade out. */
+    /** Sets the sleep timer: pauses after some minutes, or stops at the end of the track or of the queue; `off` cancels it. The last ten seconds fade out. */
     post: {
       parameters: {
         query?: never;
@@ -920,7 +920,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** How loud it is; one of the two, or both. */
+    /** Sets the volume, mute, or both. */
     post: {
       parameters: {
         query?: never;
@@ -962,7 +962,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Repeating and shuffling; one of the two, or both. */
+    /** Sets repeat, shuffle, or both. */
     post: {
       parameters: {
         query?: never;
@@ -1002,14 +1002,14 @@ export interface paths {
       path?: never;
       cookie?: never;
     };
-    /** The entries `from` to `to` of the queue, at most 100 at once. */
+    /** Returns the entries `from` to `to` of the queue, at most 100 per request. */
     get: {
       parameters: {
         query: {
           from: components["parameters"]["from"];
-          /** @description Included. */
+          /** @description Inclusive. */
           to: components["parameters"]["to"];
-          /** @description Wins over Accept-Language. */
+          /** @description Takes precedence over Accept-Language. */
           lang?: components["parameters"]["lang"];
         };
         header?: never;
@@ -1018,7 +1018,7 @@ export interface paths {
       };
       requestBody?: never;
       responses: {
-        /** @description In the listener's order. */
+        /** @description In playback order. */
         200: {
           headers: {
             [name: string]: unknown;
@@ -1048,8 +1048,8 @@ export interface paths {
     get?: never;
     put?: never;
     /**
-     * Adds a track, or what can be played of a container.
-     * @description The rows come in the background. `replace` plays from `startAt`, an index within the container, or from the front. What could not be added comes as a notification.
+     * Adds a track, or the playable rows of a container.
+     * @description The rows are loaded in the background. `replace` plays from `startAt`, an index within the container, or from the start. Rows that could not be added are reported in a notification.
      */
     post: {
       parameters: {
@@ -1065,14 +1065,14 @@ export interface paths {
             /** @enum {string} */
             where: "replace" | "next" | "end";
             from?: number;
-            /** @description Without: to the end of the container. */
+            /** @description Default: the end of the container. */
             to?: number;
             startAt?: number;
           };
         };
       };
       responses: {
-        /** @description Begun; the queue as it is now. */
+        /** @description Loading has started; the present queue. */
         202: {
           headers: {
             [name: string]: unknown;
@@ -1099,7 +1099,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Puts one entry, or several in the order in which they stand, before another one, or at the end. 409 when all of them have gone, or the other one. */
+    /** Moves one or several entries, in their present order, before another entry or to the end. 409: none of them exists any more, or the other entry does not. */
     post: {
       parameters: {
         query?: never;
@@ -1145,7 +1145,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Takes entries out. 409 when all of them had gone. */
+    /** Removes entries. 409: none of them exists any more. */
     post: {
       parameters: {
         query?: never;
@@ -1188,7 +1188,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Brings back the entries that the last change took from the queue. 409 when there are none. */
+    /** Restores the entries that the last change removed from the queue. 409: there are none. */
     post: {
       parameters: {
         query?: never;
@@ -1225,7 +1225,7 @@ export interface paths {
     };
     get?: never;
     put?: never;
-    /** Empties the queue, which ends the track. */
+    /** Clears the queue and stops the track. */
     post: {
       parameters: {
         query?: never;
@@ -1259,7 +1259,7 @@ export interface components {
   schemas: {
     /** @description A path of the content model, such as `worker:list?id=1`. */
     Path: string;
-    /** @description Names a place of the queue; never used twice while the player runs. */
+    /** @description Identifies an entry of the queue; never reused while the player runs. */
     EntryId: number;
     /** @enum {string} */
     Repeat: "off" | "one" | "all";
@@ -1292,7 +1292,7 @@ export interface components {
       /** @description Address of a picture. */
       icon?: string;
       searchPath?: components["schemas"]["Path"];
-      /** @description Of a query row: the parameter that takes the text. */
+      /** @description For a query row: the name of the parameter for the text. */
       query?: string;
       queryPath?: components["schemas"]["Path"];
       /** @description The row itself can be played. */
@@ -1314,7 +1314,7 @@ export interface components {
     Rows: {
       path: components["schemas"]["Path"];
       from: number;
-      /** @description Of the whole list. */
+      /** @description The size of the whole list. */
       count: number;
       version: number;
       rows: components["schemas"]["Row"][];
@@ -1335,7 +1335,7 @@ export interface components {
         value?: unknown;
       };
     };
-    /** @description A tagged value: `type` is the number of its kind, and one more field holds it. */
+    /** @description A tagged value: `type` is the number of its kind, and one other field contains the value. */
     Value: {
       type: number;
     };
@@ -1350,40 +1350,40 @@ export interface components {
     Format: {
       mimeType: string;
       codec: string;
-      /** @description 0 when it is not known. */
+      /** @description 0 if unknown. */
       bits: number;
       rateHz: number;
-      /** @description In bit/s; 0 when it is not known. */
+      /** @description In bit/s; 0 if unknown. */
       bitRate: number;
-      /** @description For people: FLAC 24 bit / 96 kHz. */
+      /** @description For display: FLAC 24 bit / 96 kHz. */
       text: string;
       lowerThanAsked: boolean;
     } | null;
     PlayerStatus: {
       /** @enum {string} */
       state: "stopped" | "opening" | "playing" | "paused";
-      /** @description It plays, but is silent until more has come. */
+      /** @description Playing, but silent until more data arrives. */
       stalled: boolean;
       entry: number | null;
       row: components["schemas"]["Row"] | null;
       positionMs: number;
-      /** @description 0 when it is not known. */
+      /** @description 0 if unknown. */
       durationMs: number;
       format: components["schemas"]["Format"];
       volumePercent: number;
       muted: boolean;
       repeat: components["schemas"]["Repeat"];
       shuffle: boolean;
-      /** @description The volume is never above it. */
+      /** @description The maximum volume. */
       volumeLimitPercent: number;
-      /** @description Of the entry in the queue, from 0. */
+      /** @description The entry's index in the queue, from 0. */
       place: number | null;
-      /** @description So many entries queue/undo would bring back. */
+      /** @description How many entries queue/undo would restore. */
       undo: number;
       sleep: {
         /** @enum {string} */
         at: "time" | "track" | "queue";
-        /** @description Where it is a time. */
+        /** @description Only for a timer in minutes. */
         leftMs?: number;
       } | null;
       canSeek: boolean;
@@ -1396,22 +1396,22 @@ export interface components {
       /** @description Address of the panel. */
       panel: string | null;
       loggedIn: boolean;
-      /** @description Of the saved login; empty where there is none. */
+      /** @description The user of the saved login; empty if there is none. */
       userName: string;
       quality: string;
       settingsFile: string;
       loginFile: string;
-      /** @description Why the login could not be saved; empty if it was. */
+      /** @description Why the login could not be saved; empty if it was saved. */
       loginFault: string;
       modules: {
         name: string;
         file: string;
       }[];
-      /** @description What went wrong with modules, in sentences. */
+      /** @description Why modules could not be loaded, in sentences. */
       moduleFaults: string[];
     };
     QueueState: {
-      /** @description Grows with every change. */
+      /** @description Increases with every change. */
       revision: number;
       count: number;
     };
@@ -1421,35 +1421,35 @@ export interface components {
       from: number;
       entries: {
         id: components["schemas"]["EntryId"];
-        /** @description The path of the container that the listener took it from. */
+        /** @description The path of the container that it was added from. */
         source: string | null;
         row: components["schemas"]["Row"];
       }[];
     };
     Access: {
       /**
-       * @description none: log in first. local: this machine, with every right.
+       * @description none: log in first. local: this machine, with all rights.
        * @enum {string}
        */
       level: "none" | "read" | "control" | "local";
-      /** @description Others in the network can read what this reader sends and gets: there is no TLS. */
+      /** @description Others in the network can read this connection, because it has no TLS. */
       readable: boolean;
-      /** @description For this machine alone. */
+      /** @description Only sent to this machine. */
       passwordSet?: boolean;
-      /** @description SHA-256 of the player's certificate, where it has one. */
+      /** @description SHA-256 of the player's certificate, if it has one. */
       fingerprint?: string;
     };
     Sessions: {
       sessions: {
-        /** @description Its name, which is no secret. */
+        /** @description The session's name, which is not secret. */
         session: string;
-        /** @description Such as "Chrome, Android"; empty where the browser does not say. */
+        /** @description For example "Chrome, Android"; empty if the browser does not report it. */
         device: string;
         /** @description Since 1970. */
         createdMs: number;
-        /** @description Since 1970, to ten minutes. */
+        /** @description Since 1970, accurate to ten minutes. */
         lastUseMs: number;
-        /** @description It is the reader's own. */
+        /** @description Whether it is the caller's own session. */
         current: boolean;
       }[];
     };
@@ -1458,16 +1458,16 @@ export interface components {
       type: "about:blank";
       title: string;
       status: number;
-      /** @description A sentence for people; what the content model says comes as it is. */
+      /** @description A sentence for people; messages of the content model are passed on unchanged. */
       detail: string;
-      /** @description The content model's name of its error. */
+      /** @description The content model's name of the error. */
       name?: string;
-      /** @description The number that its service gave, such as a status of HTTP. */
+      /** @description The service's error code, such as an HTTP status. */
       code?: number;
     };
   };
   responses: {
-    /** @description Why not: 400 a wrong request, 403 not allowed, 404 nothing there, 405 wrong method, 409 changed meanwhile, 413 and 414 too large, 415 no JSON, 502 the content model says no, 503 busy, 504 no answer in time. */
+    /** @description An error: 400 invalid request, 401 not logged in, 403 not allowed, 404 not found, 405 method not allowed, 409 changed in the meantime, 413, 414 and 431 too large, 415 not JSON, 429 too many attempts, 502 error of the content model, 503 busy, 504 no response in time. */
     Problem: {
       headers: {
         [name: string]: unknown;
@@ -1480,9 +1480,9 @@ export interface components {
   parameters: {
     path: components["schemas"]["Path"];
     from: number;
-    /** @description Included. */
+    /** @description Inclusive. */
     to: number;
-    /** @description Wins over Accept-Language. */
+    /** @description Takes precedence over Accept-Language. */
     lang: "en" | "de" | "fr";
   };
   requestBodies: {
