@@ -16,14 +16,14 @@ std::string footer()
 {
     return std::string("\nDemo account: user name ") + sandbox::demo::userName + ", password " +
            sandbox::demo::password +
-           "\n\nPrints the base address of the web API, then answers until it is interrupted.\n"
-           "Exit codes: 0 after an interrupt, 2 when an option is wrong or the port is taken.\n\n"
-           "Below /control/: requests, reports, faults, token-expiry, tracks, catalogue. A fault is switched "
-           "on by\n"
+           "\n\nPrints the base address of the web API and runs until it is interrupted.\n"
+           "Exit codes: 0 after an interrupt, 2 if an option is invalid or the port is in use.\n\n"
+           "Below /control/: requests, reports, faults, token-expiry, tracks, catalogue. To turn a fault "
+           "on:\n"
            "POST /control/faults {\"endpoint\": \"album/get\", \"kind\": \"delay\", \"count\": 1, \"ms\": "
-           "500}; endpoints are those\n"
-           "of the web API, \"*\" for all of these, \"stream\" and \"cover\". The kinds and what they "
-           "take:\n" +
+           "500}. Endpoints are those\n"
+           "of the web API, \"*\" for all of them, \"stream\" and \"cover\". The kinds and their "
+           "parameters:\n" +
            sandbox::Faults::help();
 }
 
@@ -42,29 +42,29 @@ std::string loopback(const std::string& address)
 int main(int argc, char** argv)
 {
     sandbox::Options options;
-    CLI::App app("A stand-in for the music service: a made-up catalogue and real audio on loopback.",
+    CLI::App app("A sandbox of the music service: a made-up catalogue and real audio on loopback.",
                  "qobuz-sandbox");
     app.footer(footer());
     app.add_option("--address", options.address, "Loopback address to listen on")
         ->check(CLI::Validator(loopback, "ADDRESS"))
         ->capture_default_str();
-    app.add_option("--port", options.port, "Port to listen on; 0 takes any free one")
+    app.add_option("--port", options.port, "Port to listen on; 0 selects a free one")
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();
-    app.add_option("--seed", options.seed, "What the catalogue is made from")->capture_default_str();
-    app.add_option("--featured-albums", options.featuredAlbums, "How many albums are featured")
+    app.add_option("--seed", options.seed, "Seed of the catalogue")->capture_default_str();
+    app.add_option("--featured-albums", options.featuredAlbums, "Number of featured albums")
         ->check(CLI::Range(0, sandbox::Catalogue::albumCount))
         ->capture_default_str();
     app.add_option("--app-id", options.appId, "Application id that clients must send")->capture_default_str();
-    app.add_option("--app-secret", options.appSecret, "Secret that requests are signed with")
+    app.add_option("--app-secret", options.appSecret, "Secret with which requests are signed")
         ->capture_default_str();
-    app.add_option("--token-ttl", options.tokenTtlSeconds, "Seconds that a login lasts")
+    app.add_option("--token-ttl", options.tokenTtlSeconds, "Lifetime of a login in seconds")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    app.add_option("--stream-ttl", options.streamTtlSeconds, "Seconds that an audio address can be used")
+    app.add_option("--stream-ttl", options.streamTtlSeconds, "Lifetime of an audio address in seconds")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    app.add_flag("--verbose", options.verbose, "Print each request on stderr, secrets masked");
+    app.add_flag("--verbose", options.verbose, "Print each request to standard error, with masked secrets");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {
@@ -80,11 +80,11 @@ int main(int argc, char** argv)
 
     sandbox::Sandbox server(options);
     if (!server.start()) {
-        std::fprintf(stderr,
-                     "qobuz-sandbox: cannot listen on %s port %d: another program may have it. Choose one "
-                     "with --port, or "
-                     "--port 0 for any free one.\n",
-                     options.address.c_str(), options.port);
+        std::fprintf(
+            stderr,
+            "qobuz-sandbox: cannot listen on %s port %d: another program may be using it. Choose another "
+            "one with --port, or a free one with --port 0.\n",
+            options.address.c_str(), options.port);
         return cannotStart;
     }
     std::printf("qobuz-sandbox: %s\n", server.baseUrl().c_str());

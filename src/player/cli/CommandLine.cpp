@@ -10,11 +10,10 @@
 
 namespace {
 
-const char* const footer =
-    "Exit codes: 0 done; 1 the operation failed; 2 wrong usage; 3 settings or modules\n"
-    "are missing; 4 nobody is logged in; 5 no player runs; 130 interrupted.";
+const char* const footer = "Exit codes: 0 success; 1 failure; 2 invalid usage; 3 not set up;\n"
+                           "4 not logged in; 5 no player is running; 130 interrupted.";
 const char* const commonFooter =
-    "--config, --modules, --socket and --log-level go with every command: pelk --help\n";
+    "All commands accept --config, --modules, --socket and --log-level: pelk --help\n";
 constexpr int helpColumn = 28;
 
 QString decoded(const std::string& bytes)
@@ -77,7 +76,7 @@ class Program
 {
 public:
     Program()
-        : m_app("Browses and plays what the modules offer, and steers the player that runs.", "pelk")
+        : m_app("Browse and play music, and control the running player.", "pelk")
     {
         m_app.require_subcommand(1);
         m_app.fallthrough();
@@ -146,12 +145,12 @@ int wrongUsage(const QString& sentence, const QString& command)
     return ExitCode::usage;
 }
 
-/// What the library's complaint means.
+/// The sentence for an error of the library.
 QString sentenceOf(const CLI::ParseError& problem, Program* program)
 {
     QString sentence = decoded(problem.what()) + QLatin1Char('.');
     CLI::App& app = program->app();
-    // Else the library only says that a command is missing.
+    // Otherwise the library would only say that a command is missing.
     const QString word = app.remaining().empty() ? QString() : decoded(app.remaining().front());
     if (program->current())
         return sentence;
@@ -162,7 +161,7 @@ QString sentenceOf(const CLI::ParseError& problem, Program* program)
     return problem.get_name() == "RequiredError" ? QStringLiteral("A command is missing.") : sentence;
 }
 
-/// A negative number or time is an argument, which the library takes for an option: "--" says that it is not.
+/// The library would treat a negative number or time as an option; "--" before it marks it as an argument.
 std::vector<std::string> wordsOf(int argc, char** argv)
 {
     std::vector<std::string> words(argv + qMin(1, argc), argv + argc);

@@ -6,7 +6,7 @@
 class CommandLine;
 class PlayerConnection;
 
-/// What stands behind a command: an option or a positional argument.
+/// A parameter of a command: an option or a positional argument.
 struct Parameter
 {
     enum class Kind
@@ -23,9 +23,9 @@ struct Parameter
     const char* summary; ///< a line of the help
     Kind kind = Kind::Text;
     bool required = false;
-    bool many = false;      ///< takes all words that come
-    const char* value = ""; ///< what stands for the value of an option: "N", "FILE"
-    const char* usual = ""; ///< the value without the option, where that is a constant
+    bool many = false;      ///< takes all remaining words
+    const char* value = ""; ///< the placeholder of an option's value: "N", "FILE"
+    const char* usual = ""; ///< the default value, if it is a constant
     int least = 0;
     int most = 0;
     QStringList choices = {};
@@ -33,27 +33,26 @@ struct Parameter
     bool isOption() const { return name[0] == '-'; }
 };
 
-/// A command of the program. The table of all of them is the one place that says what there is: the command
-/// line is read, and its help and the shells' completions are made, from it.
+/// A command of the program. The parser, the help and the shells' completions all use the table of commands.
 struct Command
 {
-    /// Who does it.
+    /// Which process runs it.
     enum class Doer
     {
-        RunningPlayer, ///< nobody else can
-        AnyPlayer,     ///< the running player; else this process, with the modules
+        RunningPlayer, ///< only the running player
+        AnyPlayer,     ///< the running player, otherwise this process, with the modules
         ThisProcess,   ///< with the modules
-        Nobody         ///< no player is needed; the one that runs may be asked
+        Nobody         ///< needs no player, but may ask the running one
     };
-    /// Does it and returns the exit code. Blocks; what went wrong is reported on standard error.
+    /// Runs it and returns the exit code. Blocks; errors are reported on standard error.
     using Run = int (*)(const CommandLine& line, PlayerConnection& player);
-    /// A sentence about what is wrong with the arguments; empty if nothing is.
+    /// A sentence about invalid arguments; empty if they are valid.
     using Check = QString (*)(const CommandLine& line);
 
-    const char* words; ///< "play"; "queue add" of a command with further ones
+    const char* words; ///< "play"; "queue add" for a subcommand
     const char* summary;
     Doer doer;
-    Run run; ///< null where main() does it
+    Run run; ///< null if main() runs it
     QVector<Parameter> parameters = {};
     Check check = nullptr;
     bool isShown = true; ///< in the help
@@ -63,7 +62,7 @@ struct Command
 
 /// Every command, in the order of the help.
 const QVector<Command>& commandTable();
-/// The options that go with every command.
+/// The options of every command.
 const QVector<Parameter>& commonParameters();
-/// The command of a name; null where there is none.
+/// The command with a name; null if there is none.
 const Command* findCommand(const QString& name);
