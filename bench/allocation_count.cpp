@@ -53,8 +53,8 @@ int text(const QByteArray& value)
     return value.isEmpty() ? 0 : 1;
 }
 
-/// How many strings and containers a value is made of: every text that is not empty, every list, hash and
-/// TrString, empty or not; a path stands in a row as its text. Keys do not count, and neither do numbers.
+/// How many strings and containers a value contains: every non-empty text, every list, hash and TrString,
+/// empty or not; a path is stored in a row as its text. Keys and numbers do not count.
 int carried(const QVariant& value)
 {
     if (value.userType() == qMetaTypeId<PelkHash>())
@@ -94,7 +94,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     Conversion conversion(Page::albums50());
-    // The first one also fills what is kept between pages.
+    // The first page also fills caches.
     for (int page = 0; page < 2; ++page) {
         conversion.ask();
         allocations = 0;

@@ -35,7 +35,7 @@ void takeProcessors(bool last)
         qFatal("a processor cannot be chosen: %s", std::strerror(errno));
 }
 
-/// An answer as it goes over the wire, made once.
+/// A prepared response, as sent on the wire.
 std::string answer(const std::string& body, const char* status = "200 OK")
 {
     return std::string("HTTP/1.1 ") + status +
@@ -61,8 +61,8 @@ const std::string& answerTo(const std::string& request)
     return asksFor("/getFileUrl?") ? stream : nothing;
 }
 
-/// Answers what comes over a connection, one request behind the other, until its other side ends it. Only
-/// GETs, which have no body.
+/// Answers the requests of a connection, one after the other, until the client closes it. Only GETs, which
+/// have no body.
 void serveConnection(int socket)
 {
     std::string waiting;

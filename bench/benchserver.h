@@ -2,8 +2,8 @@
 
 #include <QProcess>
 
-/// A process that answers the requests of the HTTP rows: this program, started again. Its answers are made
-/// before it says that it is there, and forbid caches to keep them.
+/// A process that answers the requests of the HTTP rows: this program, started again. It prepares its
+/// responses before it reports that it is ready; they must not be cached.
 class BenchServer
 {
 public:
@@ -17,14 +17,14 @@ public:
     /// The base URL of its API, with a slash at the end. "blob" below it is a body of blobBytes; a page of
     /// the user's favourite albums and a stream's address are where the service has them.
     QString url() const { return m_url; }
-    /// Keeps the calling thread, and those it starts, off the processor that the server has for itself, as
-    /// one on another machine would: left to the scheduler, a pair of threads is at times on one processor
-    /// and at times on two, which changes a request's time by a factor. Does nothing where there is but one.
+    /// Keeps the calling thread, and the threads that it starts, off the server's own processor. Otherwise
+    /// the scheduler would run a client and the server sometimes on one processor and sometimes on two, which
+    /// changes a request's time by a factor. Does nothing on a machine with one processor.
     static void leaveProcessorToServer();
-    /// What its process has used of the processors so far, in seconds.
+    /// The CPU time of its process so far, in seconds.
     double processorSeconds() const;
 
-    /// What the process does, until its input ends.
+    /// The work of the process, until its input ends.
     [[noreturn]] static void serve();
 
 private:

@@ -40,7 +40,7 @@ QVariant nested(const QJsonValue& value)
     return value.isNull() ? QVariant() : value.toVariant();
 }
 
-/// What the browser does with a list, written with what it shows to everybody.
+/// The browser's processing of a list, with its public functions.
 template <typename Item, typename List>
 void sendItems(const List& list, const CMGetRowsRequest& request)
 {

@@ -1,5 +1,5 @@
-// A page in memory, from its JSON text to its rows: by the module, and by what it is compared with. Nothing
-// here waits, so that what is measured is the processor's time, which other programs do not lengthen.
+// A page in memory, from its JSON text to its rows, with the module and with the alternatives. Nothing waits
+// here, so CPU time is measured, which other programs do not lengthen.
 
 #include "api/core/json/pelkjson.h"
 #include "bench/conversion.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// What this thread has used of the processor, in seconds.
+/// The CPU time of this thread, in seconds.
 double processorSeconds()
 {
     timespec used{};
@@ -70,7 +70,7 @@ void byPython(benchmark::State& state, const Page& page, PythonRows& python, con
         state.SetIterationTime(double(python.run(page.kind, parser, 8)) / 1e9);
 }
 
-/// Every way has to come to the same rows.
+/// All methods must produce the same rows.
 void compareRows(const Page& page, PythonRows& python)
 {
     Conversion conversion(page);

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-/// libcurl as a program uses it that wants the bytes and nothing else: handles that are used again, over
-/// connections that are kept, with the options and headers that the module's requests have.
+/// Plain libcurl as the baseline: reused handles and connections, with the options and headers of the
+/// module's requests.
 class CurlClient
 {
 public:
@@ -16,9 +16,9 @@ public:
     CurlClient(const CurlClient&) = delete;
     CurlClient& operator=(const CurlClient&) = delete;
 
-    /// GET by the easy interface; the body. Ends the program when the answer is none.
+    /// GET with the easy interface; returns the body. Ends the program if there is no response.
     const std::string& get();
-    /// So many GETs by the multi interface, all handles busy; the bytes of all bodies.
+    /// GETs with the multi interface, with all handles busy; returns the size of all bodies in bytes.
     size_t getMany(int count);
 
 private:

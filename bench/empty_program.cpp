@@ -1,4 +1,4 @@
-// What starting the module is compared with: a program that has an application object and nothing else.
+// The baseline for the module's start: a program with only an application object.
 
 #include <QCoreApplication>
 

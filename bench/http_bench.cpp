@@ -1,5 +1,5 @@
-// What goes over loopback, and between threads: the HTTP client, the real module behind the real loader, and
-// what they are compared with. The server is a process of its own; "server" says what it used of a processor.
+// Requests over loopback and between threads: the HTTP client, the real module behind the real loader, and
+// their baselines. The server is a separate process; "server" is its CPU time.
 
 #include "api/http/httpclient.h"
 #include "api/types/pelkmediadata.h"
@@ -22,7 +22,7 @@
 
 namespace {
 
-/// GETs of a round with several under way.
+/// GETs per round with several in flight.
 constexpr int burst = 32;
 constexpr int atOnce = 8;
 
@@ -50,7 +50,7 @@ private:
     double m_before;
 };
 
-/// What the rows share.
+/// Shared by the rows.
 struct Stage
 {
     BenchServer server; // first: it chooses from all processors
@@ -84,7 +84,7 @@ void checkBlob(const HttpClientResult& result)
         qFatal("an answer of %d with %d bytes", result.code(), result.body().size());
 }
 
-// Who asks lives as long as the program, so that connections are of one age on both sides: a new one is
+// The clients live as long as the program, so that connections on both sides have the same age: new ones are
 // slower.
 
 void singleByHttpClient(benchmark::State& state, const Stage& stage, HttpClient& client)
@@ -146,7 +146,7 @@ void eightByCurl(benchmark::State& state, const Stage& stage, CurlClient& client
     }
 }
 
-/// What the module's request fetches.
+/// Fetched by the module's request.
 void bodyByCurl(benchmark::State& state, const Stage& stage, CurlClient& client)
 {
     const ServerShare share(state, stage.server);

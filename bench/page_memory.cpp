@@ -1,5 +1,5 @@
-// Makes the rows of so many pages, one behind the other, and prints what is resident after the first thousand
-// and at the end. Usage: page_memory PAGES
+// Produces the rows of PAGES pages, one after the other, and prints the resident memory after the first
+// thousand and at the end. Usage: page_memory PAGES
 
 #include "bench/conversion.h"
 #include "bench/resident.h"

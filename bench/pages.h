@@ -3,8 +3,8 @@
 #include <QByteArray>
 #include <QStringList>
 
-/// A page of the user's favourites as the service answers it: the sandbox's records, the same bytes in every
-/// run and on every machine.
+/// A page of the user's favourites in the format of the service: the sandbox's records, the same bytes in
+/// every run and on every machine.
 struct Page
 {
     enum Kind
@@ -20,7 +20,7 @@ struct Page
 
     /// `first`: the catalogue's number of the first item; `total`: what the list says that it has.
     static Page make(Kind kind, int count, int total = 1300, int first = 0);
-    /// The two pages that most rows are about.
+    /// The two pages that most rows measure.
     static const Page& albums50();
     static const Page& tracks500();
 };

@@ -49,7 +49,7 @@ void send(int socket, const std::string& bytes)
         throw std::runtime_error("the server takes nothing");
 }
 
-/// A connection and what has come from it and was not looked at yet.
+/// A connection and its received, unprocessed bytes.
 struct Client
 {
     int socket;
@@ -104,7 +104,7 @@ private:
     int m_epoll;
 };
 
-/// Takes a whole response off the input; false where there is none yet.
+/// Removes a complete response from the input; false if there is none yet.
 bool takeResponse(std::string* input)
 {
     const std::size_t head = input->find("\r\n\r\n");

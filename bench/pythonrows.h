@@ -5,16 +5,16 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-/// rows.py as a process beside this one, which measures when it is told to.
+/// rows.py as a separate process, which measures on request.
 class PythonRows
 {
 public:
     PythonRows();
     ~PythonRows();
 
-    /// Makes the page's rows so many times with a parser, "json" or "ujson"; nanoseconds of all.
+    /// Creates the page's rows repeatedly with a parser, "json" or "ujson"; returns the total nanoseconds.
     qint64 run(Page::Kind kind, const QByteArray& parser, qint64 times);
-    /// The rows that it makes, as JSON.
+    /// Its rows, as JSON.
     QByteArray rowsAsJson(Page::Kind kind, const QByteArray& parser);
 
 private:

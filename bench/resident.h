@@ -5,8 +5,8 @@
 #include <fstream>
 #include <string>
 
-/// How many KiB of this process are resident ("Rss" of /proc/self/smaps_rollup): pages of shared libraries
-/// that it has touched count like its own. Nothing is given back before.
+/// The resident memory of this process in KiB ("Rss" of /proc/self/smaps_rollup), including the pages of
+/// shared libraries that it has touched. Free memory is not returned to the system first.
 inline long residentKib()
 {
     std::ifstream sums("/proc/self/smaps_rollup");

@@ -1,5 +1,5 @@
-// What a server says about keeping its answers: a line an operation on a small cache, "s" or "r" (an answer,
-// or one that confirms another) or "d", a letter for the URL, and header fields between bars.
+// Cache headers: one line per operation on a small cache: "s" or "r" (a response, or one that confirms
+// another) or "d", a letter for the URL, and header fields separated by bars.
 
 #include "api/http/pelkurl.h"
 #include "api/http/responsecache.h"

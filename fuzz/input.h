@@ -10,11 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// What a harness tries one input on; the name is the fuzzer's. Declared here, so that each harness defines
-/// what the driver calls.
+/// A harness defines this function, which tests one input; libFuzzer prescribes the name. Declared here, so
+/// that each harness defines what the driver calls.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
-/// Ends the program with a sentence when a promise is not kept, which the fuzzer takes down as a finding.
+/// Ends the program with a sentence if a condition is violated, which the fuzzer records as a failure.
 inline void require(bool kept, const char* promise, const QString& detail = QString())
 {
     if (kept)
@@ -23,14 +23,14 @@ inline void require(bool kept, const char* promise, const QString& detail = QStr
     std::abort();
 }
 
-/// Takes an input apart from its front. Text, so that a seed is read and written like any other file.
+/// Splits an input from its front. Inputs are text, so that people can read and write seeds.
 class Input
 {
 public:
     Input(const uint8_t* data, size_t size)
         : m_left(reinterpret_cast<const char*>(data), static_cast<int>(size))
     {
-        // Names in a translation, and events of the root worker, need one.
+        // Translations and events of the root worker need an application object.
         static int argc = 1;
         static char name[] = "fuzz";
         static char* argv[] = {name, nullptr};
@@ -44,7 +44,7 @@ public:
         m_left.remove(0, 1);
         return (byte + 256 * count - 'a') % count;
     }
-    /// Up to the next line feed, which is dropped.
+    /// The text up to the next line feed, which is dropped.
     QByteArray line()
     {
         const int end = m_left.indexOf('\n');
@@ -59,7 +59,7 @@ private:
     QByteArray m_left;
 };
 
-/// Without halves of surrogate pairs standing alone, which no UTF-8 can carry.
+/// Replaces lone surrogates, which UTF-8 cannot represent.
 inline bool isWellFormed(const QString& text)
 {
     for (int i = 0; i < text.size(); ++i) {

@@ -1,5 +1,6 @@
-// A JSON text. What a parser of another make reads, this one reads too, and to the same values; what was read
-// can be written and read again; a failure says where; nothing deeper than allowed is taken.
+// A JSON text. Every text that an independent parser accepts must be read to the same values; a value that
+// was read can be written and read again; a failure reports its position; texts beyond the depth limit are
+// refused.
 
 #include "api/core/json/pelkjson.h"
 #include "api/types/pelkhash.h"
@@ -105,8 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(error.isEmpty(), "What one parser takes the other takes.", error.message());
         require(isSame(value, other), "Two parsers read the same values.");
     }
-    // What both readings of this parser take, with the second forced by a lone surrogate, is the
-    // same.
+    // Both of the SDK's parsers give the same values; a lone surrogate forces the second one.
     if (error.isEmpty()) {
         PelkError none;
         const QVariant second = PelkJson::parse("[" + text + ",\"\\ud800\"]", none);

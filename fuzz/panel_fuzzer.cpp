@@ -1,5 +1,5 @@
-// Requests of browsers: a route, its parameters and its body. Whatever they are, the response is a success,
-// or a problem with a sentence; nothing secret is in it, and what is closed stays as it was.
+// Requests of browsers: a route, its parameters and its body. The response is always a success or a problem
+// with a sentence; it contains no secret, and blocked values are not changed.
 
 #include "api/core/model/cmlistrowsnode.h"
 #include "api/core/model/cmnodesworker.h"
@@ -114,7 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     player->engine.queue().add(rows, PlayQueue::Where::Replace);
     const auto sink = std::make_shared<Sink>();
     player->api.handle(request, sink);
-    // What the content model has is there by then; what it does not answer is given up.
+    // By then the content model has replied; unanswered requests are abandoned.
     QCoreApplication::processEvents();
     if (!sink->isAnswered && sink->whenGone)
         sink->whenGone();

@@ -3,8 +3,7 @@
 #include <QString>
 #include <QVariant>
 
-/// Looks at every part of a value, so that one that points to memory which is not its own shows under a
-/// sanitizer.
+/// Reads every part of a value, so that a sanitizer detects pointers to foreign memory.
 inline void readValue(const QString& text)
 {
     volatile ushort last = 0;

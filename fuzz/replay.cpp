@@ -5,8 +5,8 @@
 #include <iterator>
 #include <vector>
 
-/// Stands in for the fuzzer where there is none: runs the harness over files, and over what is in folders. A
-/// seed that breaks a promise ends the program.
+/// Replaces libFuzzer in builds without it: runs the harness over files and the contents of folders. A seed
+/// that violates a condition ends the program.
 int main(int argc, char** argv)
 {
     std::vector<std::filesystem::path> files;

@@ -1,6 +1,6 @@
-// A line with a browse path, by its first character, the first and the last row and the version; then the
-// body of the service's answer. The row request is answered once, with at most the rows asked for, or with an
-// error.
+// A line with a browse path (selected by its first character), the first and last row and the version; then
+// the body of the service's response. The row request is answered once, with at most the requested rows, or
+// with an error.
 
 #include "api/core/json/pelkjson.h"
 #include "api/types/qobuzpaths.h"

@@ -48,7 +48,7 @@ private:
     QString m_name;
 };
 
-// Whether a file survives a power cut is not asked here, and waiting for the disk would be most of the time.
+// Fuzzers do not test power cuts, and waiting for the disk would take most of the time.
 extern "C" int fsync(int /*file*/)
 {
     return 0;

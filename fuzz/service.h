@@ -6,13 +6,13 @@
 
 #include <functional>
 
-/// The module in front of a service that is the harness, and everything that can be asked of it.
+/// The module, with the harness as its service, and all operations of the module.
 class Service : public MemoryService
 {
 public:
     using MemoryService::MemoryService;
 
-    /// Every call of the API client, and the record that it answers with.
+    /// Every call of the API client, and the record that it returns.
     struct Call
     {
         std::function<CMVoidReply(QobuzApi&)> make;

@@ -1,14 +1,13 @@
-// A base URL, and then one answer a line, each with its serving-host header: "n" asks anew before it, "o"
-// answers a request that was sent to the first base. The base moves only as the rule allows, told here a
-// second time.
+// A base URL, then one response per line, each with its serving-host header: "n" sends a new request before
+// it, "o" answers a request to the first base. The base moves only as the rule allows; this file contains a
+// second implementation of the rule.
 
 #include "fuzz/input.h"
 #include "fuzz/service.h"
 
 namespace {
 
-/// The host in a URL, found the way of RFC 3986, appendix B; none where the authority holds something no host
-/// has.
+/// The host in a URL, found as in RFC 3986, appendix B; empty if the authority contains invalid characters.
 QByteArray hostIn(const QByteArray& url)
 {
     QByteArray authority = url.split('#').first().split('?').first();

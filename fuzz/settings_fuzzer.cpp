@@ -1,5 +1,5 @@
-// A settings file. Whatever is in it, it loads or a sentence says what is wrong, in which no secret stands;
-// what has loaded can be changed, saved and loaded again.
+// A settings file. Whatever it contains, it loads, or a sentence without secrets says what is wrong; loaded
+// settings can be changed, saved and loaded again.
 
 #include "api/types/playerpaths.h"
 #include "api/types/qobuzpaths.h"
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const Input input(data, size);
     if (input.rest().contains(secret))
         return 0; // elsewhere it would be no secret
-    // The value of this one key is nobody's business, wherever the input has it.
+    // The value of this key is secret, wherever it occurs in the input.
     QByteArray text = '\n' + input.rest();
     text.replace("\nappSecret=@SECRET@", QByteArray("\nappSecret=") + secret);
     const ScratchFile file("settings.ini", text);

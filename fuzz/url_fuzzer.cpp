@@ -1,6 +1,5 @@
-// A base URL in the first line, a relative one in the second. A URL reads as it was written, the base alone
-// says where a request goes, and libcurl, which connects, reads the same host and port from the text that it
-// is given.
+// A base URL in the first line, a relative one in the second. A written URL reads as the same URL, only the
+// base decides where a request goes, and libcurl finds the same host and port in the text.
 
 #include "api/http/redirectrules.h"
 #include "fuzz/input.h"

@@ -16,7 +16,7 @@ QString text(const char* utf8)
 
 const PanelClient::Headers network{{"X-Forwarded-For", "192.0.2.1"}};
 
-/// What a person sees who types these lines into a command on a terminal, each once it is asked for.
+/// The output of a command on a terminal when these lines are typed at its prompts.
 QByteArray typed(const Players& players, const QByteArrayList& lines, int* exitCode)
 {
     int terminal = -1;

@@ -20,7 +20,7 @@ QString text(const char* utf8)
 
 constexpr int scriptBytes = 8 * 1024 * 1024;
 
-/// A connection that sends what it is told to and reads nothing, with room for little.
+/// A connection that sends the given bytes and reads nothing, with a small receive buffer.
 class Silent
 {
 public:
@@ -85,8 +85,8 @@ rlim_t lowestFreeDescriptor(pid_t process)
 
 } // namespace
 
-/// What others do to the player's server, and that it is answered all the while. Each attack is bounded in
-/// number and time, and stays on this machine.
+/// Attacks on the player's server, which must keep responding. Each attack is limited in number and time, and
+/// stays on this machine.
 class AttacksE2ETest : public QObject
 {
     Q_OBJECT

@@ -59,7 +59,7 @@ class CommandsE2ETest : public QObject
             titles << entry.toObject().value(text("row")).toObject().value(text("title")).toString();
         return titles;
     }
-    /// What two players print that differ in nothing but what they are.
+    /// Compares the output of the running player with that of the command alone.
     static QString comparable(QString output)
     {
         return output.replace(QRegularExpression(text("Player     .*")), text("Player"));

@@ -15,7 +15,7 @@ class FailuresE2ETest : public QObject
     {
         QCOMPARE(outcome.exitCode, exitCode);
         QVERIFY2(outcome.errors.contains(sentence), qPrintable(outcome.errors));
-        // One sentence: no record of a log stands beside it.
+        // One sentence, without log records.
         QCOMPARE(outcome.errors.count(QStringLiteral("pelk: ")), 1);
         QVERIFY2(!outcome.errors.contains(QLatin1String("ERROR")), qPrintable(outcome.errors));
     }

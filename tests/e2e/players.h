@@ -10,7 +10,7 @@
 
 #include <memory>
 
-/// The real sandbox and the real player as processes, with a home folder of their own.
+/// The real sandbox and the real player as processes, with their own home folder.
 class Players
 {
 public:
@@ -44,10 +44,10 @@ public:
 
     /// Runs a command of the player to its end; `input` goes to its standard input.
     Outcome pelk(const QStringList& arguments, const QByteArray& input = QByteArray()) const;
-    /// Starts a command of the player, with an empty standard input, and with so many descriptors at most
-    /// where that is said.
+    /// Starts a command of the player, with an empty standard input, and with a limit of file descriptors if
+    /// one is given.
     std::unique_ptr<QProcess> start(const QStringList& arguments, int descriptors = 0) const;
-    /// What the player's processes run with.
+    /// The environment of the player's processes.
     QProcessEnvironment environment() const;
     /// Logs the demo account in.
     Outcome login() const;

@@ -13,7 +13,7 @@ QString text(const char* utf8)
     return QString::fromUtf8(utf8);
 }
 
-/// `pelk serve` as a process, on a port of its own.
+/// `pelk serve` as a process, on its own port.
 class Serve
 {
 public:
@@ -67,7 +67,7 @@ public:
 
 } // namespace
 
-/// What a listener finds again after the player ended, however it ended.
+/// The state that is restored after the player has ended for any reason.
 class SavedStateE2ETest : public QObject
 {
     Q_OBJECT

@@ -8,8 +8,8 @@
 #include <QUrlQuery>
 #include <QtTest>
 
-/// What the player writes to its log at each level, over a login, browsing and playing a track:
-/// docs/security.md has the table.
+/// The player's log at each level during a login, browsing and playing a track: docs/security.md has the
+/// table.
 class SecretsE2ETest : public QObject
 {
     Q_OBJECT

@@ -7,7 +7,7 @@
 
 #include <csignal>
 
-/// `pelk serve` as a process, on a port of its own.
+/// `pelk serve` as a process, on its own port.
 class Serve
 {
 public:
@@ -19,7 +19,7 @@ public:
     {
         readLine();
     }
-    /// On any free port, with options of the command, and with so many descriptors at most.
+    /// Starts it on any free port, with options of the command, and with a limit of file descriptors.
     Serve(const Players& players, const QStringList& options, int descriptors)
         : process(players.start(QStringList{QStringLiteral("serve"), QStringLiteral("--listen"),
                                             QStringLiteral("127.0.0.1:0")} +
@@ -44,7 +44,7 @@ public:
     Serve& operator=(const Serve&) = delete;
 
     PanelClient client() const { return PanelClient(port); }
-    /// Ends it; the exit code, or -1 when it did not end in order.
+    /// Stops it and returns the exit code, or -1 if it did not end properly.
     int end(int signal = SIGTERM) const
     {
         ::kill(pid_t(process->processId()), signal);

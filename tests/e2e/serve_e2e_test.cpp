@@ -341,7 +341,7 @@ private Q_SLOTS:
     void aLoginThatCannotBeSavedIsANotice()
     {
         const Players players;
-        // A file stands where its folder has to be, so that not even root can write it.
+        // There is a file in place of its folder, so that not even root can write it.
         const QString folder = QFileInfo(players.loginFile()).path();
         QVERIFY(QDir().mkpath(QFileInfo(folder).path()));
         QFile file(folder);
@@ -385,7 +385,7 @@ private Q_SLOTS:
         QTRY_COMPARE(reports(players, "track/getFileUrl"), 1);
         QCOMPARE(serve.logout().status, 200);
         QTRY_COMPARE(serve.state(), text("stopped"));
-        // The answer comes to nobody.
+        // Nobody receives the response.
         QTRY_COMPARE(answered(players, "track/getFileUrl"), 1);
         QCOMPARE(serve.state(), text("stopped"));
         QCOMPARE(reports(players, "reportStreaming"), 0);

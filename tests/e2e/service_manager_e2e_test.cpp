@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-/// `pelk serve` below a service manager: the datagrams that one would read, and lines for its journal.
+/// `pelk serve` as a service of systemd: its datagrams to the service manager, and its lines for the journal.
 class ServiceManagerE2ETest : public QObject
 {
     Q_OBJECT

@@ -113,7 +113,7 @@ QString difference(const Endpoint& endpoint, const Expected& expected, const Out
     };
     const bool failure = expected.kind == Expected::Failed || expected.kind == Expected::NotParsed;
 
-    // A report is seen in the log alone; its request has an answer of its own.
+    // A failed report appears only in the log; its request has its own reply.
     QVariantHash error;
     QString line;
     if (failure) {

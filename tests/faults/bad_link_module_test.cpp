@@ -19,7 +19,7 @@ class BadLinkModuleTest : public QObject
     static constexpr int requestLimitMs = 30000; // what a request may take
     static constexpr int answerLimitMs = 40000;
 
-    /// What came of one request.
+    /// The outcome of one request.
     struct Outcome
     {
         int answers = 0;
@@ -80,8 +80,8 @@ class BadLinkModuleTest : public QObject
                            [](const auto& outcome) { return outcome.second.answers > 0; });
     }
 
-    /// Each request was answered once, with the rows of its album or with the error of an answer that did not
-    /// come; how many had rows.
+    /// Checks that each request was answered once, with the rows of its album or with the error of a missing
+    /// response; returns how many had rows.
     void count(int* withRows)
     {
         *withRows = 0;
@@ -98,7 +98,7 @@ class BadLinkModuleTest : public QObject
         }
     }
 
-    /// Nothing of the requests so far is left: no reply, and nothing under way in the HTTP client.
+    /// Checks that nothing is left of the requests so far: no reply, and no transfer in the HTTP client.
     bool nothingIsOpen() const { return m_inReplies.use_count() == 1 && HttpClient::waitForIdle(0); }
 
     void askOnceMore()
@@ -228,7 +228,7 @@ private Q_SLOTS:
                      qPrintable(QStringLiteral("%1 before, %2 now").arg(before).arg(openFiles())));
     }
 
-    // The last one: the module leaves its HTTP client behind, with what was under way.
+    // Must be the last test: the module keeps its HTTP client with its transfers.
     void theWorkerEndsWhileItsRequestsHang()
     {
         m_link->setAway(true);

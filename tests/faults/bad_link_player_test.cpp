@@ -197,8 +197,7 @@ private Q_SLOTS:
     {
         QFETCH(int, outageMs);
         QFETCH(QString, brokenOff);
-        // Long enough that not all of it is here before the link goes away, however late that is on a busy
-        // machine.
+        // So long that part of it is missing when the link goes down, even on a busy machine.
         constexpr int seconds = 12;
         const std::unique_ptr<QProcess> play = playSlowly(seconds);
         QByteArray errors;
@@ -229,7 +228,7 @@ private Q_SLOTS:
             verifyReports(seconds);
             return;
         }
-        // Without a link the end cannot be told to the service, and is not waited for.
+        // Without a link the end cannot be reported to the service, and the player does not wait for it.
         QVERIFY2(says((" was interrupted: " + brokenOff.toUtf8()).constData()), errors.constData());
         QCOMPARE(play->exitCode(), 1);
         m_link->setAway(false);

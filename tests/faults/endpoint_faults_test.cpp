@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A port that is taken, so that nobody else listens there, and refuses connections.
+/// A port that is reserved, so that nobody else can use it, and that refuses connections.
 class RefusingPort
 {
 public:

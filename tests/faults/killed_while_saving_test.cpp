@@ -16,7 +16,7 @@
 
 namespace {
 
-/// What is saved: each kind counts up, and every part of its value carries the count.
+/// The saved values: each kind counts up, and every part of a value contains the count.
 enum Kind
 {
     Settings,
@@ -77,7 +77,7 @@ bool isWhole(Kind kind, const PelkValue& value)
 
 void tell(const QByteArray& line)
 {
-    // One call, so that a line is told as a whole or not at all.
+    // One call, so that a line is written completely or not at all.
     if (::write(STDOUT_FILENO, line.constData(), size_t(line.size())) != line.size())
         ::_exit(4);
 }
@@ -95,8 +95,8 @@ void setNext(Kind kind, int count)
     CMRoot()->setValue(pathOf(kind), valueOf(kind, count), reply);
 }
 
-/// The process that is killed: tells what it reads, and then saves for ever. The argument holds the counts to
-/// go on from.
+/// The process that is killed: prints what it reads, and then saves for ever. The argument contains the
+/// counts from which to continue.
 int saveForEver(const QString& counts)
 {
     Host host([](const PelkNotificationDisplayItem&) {});
@@ -213,7 +213,7 @@ private Q_SLOTS:
                 bool isNumber = false;
                 const int count = read.at(1 + kind).toInt(&isNumber);
                 QVERIFY2(isNumber, where.constData());
-                // The last one, or the next, which was under way.
+                // The last value, or the next one, which was being saved.
                 const int period = kind == Quality ? qualities : std::numeric_limits<int>::max();
                 QVERIFY2(count == acknowledged.at(kind) % period ||
                              count == (acknowledged.at(kind) + 1) % period,
@@ -236,7 +236,7 @@ private Q_SLOTS:
             QCOMPARE(mode(loginFile()), acknowledged.at(Session) == 0 ? mode(loginFile()) : 0600);
             QCOMPARE(mode(configFile()), 0600);
         }
-        // What is being saved has no name until it is complete, and then another one for a moment.
+        // A new file has no name until it is complete, and then briefly another name.
         const int leftOver =
             int(QDir(m_dir.filePath(QStringLiteral("pelk"))).entryList(QDir::Files | QDir::Hidden).size()) -
             2;

@@ -61,7 +61,7 @@ class LimitsTest : public QObject
     {
         auto run = std::make_unique<Run>();
         QProcessEnvironment environment = m_players->environment();
-        // A login clears what it finds; none of the others is to see that.
+        // A login clears the user session; the other calls must not see that.
         const QString state = m_players->home() + QLatin1Char('/') + QLatin1String(name);
         QDir().mkpath(state + QStringLiteral("/pelk"));
         QFile::copy(m_players->loginFile(), state + QStringLiteral("/pelk/session.json"));

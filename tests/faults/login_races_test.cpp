@@ -150,7 +150,7 @@ private Q_SLOTS:
     {
         const bool idle = HttpClient::waitForIdle(patienceMs);
         m_host->settle();
-        // The host goes in any case: there is one at a time.
+        // Deletes the host in any case, because only one can exist at a time.
         const QList<Asked> all = std::exchange(m_asked, {});
         m_stateItem.reset();
         m_host.reset();
@@ -282,7 +282,7 @@ private Q_SLOTS:
         const int stateMeanwhile = logsInAgain ? InProgress : LoggedOut;
         QCOMPARE(state(), stateMeanwhile);
 
-        // What comes now is refused by the module itself.
+        // The module itself refuses requests from now on.
         checkRefused(askRows(), "void QobuzWorker::on_getRows_invoke(const CMGetRowsRequest&)");
         checkRefused(askStream(), "QobuzApi");
         const Asked stopped = changeState(PelkPlayLogicState::Stopped);
@@ -290,7 +290,7 @@ private Q_SLOTS:
         QVERIFY(!stopped.reply.error().isSet());
         QCOMPARE(errorLines(), refusals(3));
 
-        // What was asked before is not.
+        // Earlier requests are not refused.
         for (const char* call : {rowsCall, "track/getFileUrl", "track/reportStreamingStart"})
             m_service->release(call, 1);
         for (const Asked& one : {rows, stream, playing}) {
@@ -454,7 +454,7 @@ private:
         QCOMPARE(one.reply.error().message().source(), QByteArray("User is not logged in"));
         QCOMPARE(one.reply.error().message().context(), QByteArray(context));
     }
-    /// Rows are asked for with the token of the user session, or not at all.
+    /// Rows are requested with the token of the user session, or not at all.
     void checkWhoBrowses(const QString& sessionNow)
     {
         const Asked rows = askRows();

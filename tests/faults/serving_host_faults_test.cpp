@@ -56,7 +56,7 @@ struct ProxyStage
         return request.target.mid(start, end - start);
     }
 
-    /// The hosts that were given the token or the application's id and are none of the service's.
+    /// Foreign hosts that received the token or the application's id.
     QByteArrayList strangersWithTheToken() const
     {
         static const QRegularExpression own(QStringLiteral(R"(^[^/?#@:\\\[\]\s]*\.qobuz\.com$)"));
@@ -79,8 +79,8 @@ struct ProxyStage
 
 } // namespace
 
-/// The host that an answer says it was served by: when the module goes there, when it does not, and that the
-/// user's token goes to no host but the service's.
+/// The serving-host header: when the module moves to that host, when it does not, and that only hosts of the
+/// service receive the user's token.
 class ServingHostFaultsTest : public QObject
 {
     Q_OBJECT
@@ -307,7 +307,7 @@ private Q_SLOTS:
         QCOMPARE(stage.rows(1).count, 7);
         const QList<TestHttpServer::Request> requests = stage.server.requests();
         QCOMPARE(requests.size(), 3);
-        // The hop to another host goes without the token even within the domain.
+        // A redirect to another host is followed without the token, even within the domain.
         QCOMPARE(requests.at(1).header("X-User-Auth-Token").isNull(), location != "other");
         QVERIFY(requests.at(2).target.startsWith(newBase + "playlist/getUserPlaylists?offset=1"));
         QCOMPARE(requests.at(2).header("X-User-Auth-Token"), QByteArray("token-1"));
@@ -368,7 +368,7 @@ private Q_SLOTS:
     {
         constexpr int count = 300;
         ProxyStage stage;
-        // Whatever host is asked, it says that another one serves: of the service or not.
+        // Every host names another serving host, of the service or not.
         stage.server.setHandler([](const TestHttpServer::Request& request) {
             const int offset = request.queryValue("offset").toInt();
             const QByteArray host = "www" + QByteArray::number(offset % 5);

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// What a place of an answer should be.
+/// The expected type at a place of a response.
 enum Shape
 {
     Record,
@@ -13,7 +13,7 @@ enum Shape
     Number
 };
 
-/// What becomes of an outcome when a place is not what it should be.
+/// The changed outcome if a place has another type.
 struct Change
 {
     std::string place; ///< in the first record of the outcome
@@ -30,7 +30,7 @@ struct Read
 
 const Json gone = Json(Json::value_t::discarded);
 
-/// The items of the lists, with a different text at every place, so that each can be told in a row.
+/// The items of the lists, with a different text at every place, so that each can be identified in a row.
 Json fullItem(Endpoint::Item item)
 {
     const Json genre = {{"id", 801}, {"name", "Jazz"}};
@@ -309,7 +309,7 @@ QList<Fault> wholeFaults(const Endpoint& endpoint, const Outcome& right)
     });
     faults << answered("numbers as texts", body, same);
 
-    // Each text has a number of its own, which stands in its place afterwards.
+    // Each text is replaced by its own number.
     body = full;
     std::vector<std::pair<std::string, std::string>> numbers;
     eachLeaf(body, [&numbers](Json& leaf) {
@@ -477,7 +477,7 @@ QList<Fault> shapeFaults(const Endpoint& endpoint, const Outcome& right)
             if (ofAll && expected.records[1].contains(Json::json_pointer(change.place)))
                 expected.records[1] = with(expected.records[1], change.place, change.value);
         }
-        // The second track has no copyright of its own.
+        // The second track has no copyright.
         if (ofAll && read.place == "/copyright")
             expected.records[1]["mediaData"]["metaData"]["copyright"] = "";
         add(read.place, read.shape, expected);

@@ -73,7 +73,7 @@ Stage::Stage()
 
 Stage::~Stage()
 {
-    // What is under way ends with the sandbox; the module gets to see it.
+    // Pending transfers end with the sandbox; the module must notice it.
     if (m_sandbox)
         m_sandbox->stop();
     HttpClient::waitForIdle(patienceMs);
@@ -84,7 +84,7 @@ void Stage::startSandbox(int port)
     sandbox::Options options;
     options.port = port;
     m_sandbox = std::make_unique<sandbox::Sandbox>(options);
-    // Somebody else may be given a port while nobody has it.
+    // Another program may take a port while it is free.
     const QDeadlineTimer deadline(10000);
     while (!m_sandbox->start()) {
         if (deadline.hasExpired()) {

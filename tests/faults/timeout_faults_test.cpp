@@ -12,8 +12,8 @@ constexpr int slackMs = 15000;
 
 } // namespace
 
-/// Every call of the service that the content tree leads to, with answers that do not come in time. All wait
-/// at the same time, since each of them waits for the whole time-out.
+/// Every call of the service that the content tree uses, without a timely response. All wait at the same
+/// time, because each of them waits for the whole time-out.
 class TimeoutFaultsTest : public QObject
 {
     Q_OBJECT
@@ -59,7 +59,7 @@ private Q_SLOTS:
         const int before = received();
         QElapsedTimer timer;
         timer.start();
-        // The logins come last, since while one is under way nobody is logged in.
+        // The logins are last, because nobody is logged in while one is in progress.
         for (const bool login : {false, true}) {
             for (const Fault& fault : faults) {
                 QVERIFY(m_stage->arm(login ? "user/login" : "*", fault.control));

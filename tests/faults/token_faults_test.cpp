@@ -5,7 +5,7 @@
 
 #include <memory>
 
-/// A token that ends while it is used: what the user is told, what goes on, and that a login mends it.
+/// A token that expires while it is used: what is reported, what still works, and that a new login helps.
 class TokenFaultsTest : public QObject
 {
     Q_OBJECT
@@ -30,7 +30,7 @@ private Q_SLOTS:
         for (int round = 0; round < 2; ++round) {
             for (int i = 0; i < endpoints().size() - 1; ++i) {
                 const Endpoint& endpoint = endpoints().at(i);
-                // The featured lists are asked for without the user's token.
+                // The featured lists are requested without the user's token.
                 const bool open = QByteArray(endpoint.call) == "catalog/getFeatured";
                 Outcome outcome = m_stage->run(endpoint);
                 QCOMPARE(difference(endpoint, open ? Expected() : refused(), outcome, m_right.at(i)),

@@ -20,7 +20,7 @@ class UnwritableFilesTest : public QObject
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    /// A command of the player, run by a shell that first takes away what is needed to write.
+    /// A command of the player, run by a shell that first makes writing impossible.
     Players::Outcome pelkAfter(const QString& shell, const QStringList& arguments,
                                const QByteArray& input = QByteArray()) const
     {

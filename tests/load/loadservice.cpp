@@ -19,7 +19,7 @@ QByteArray pictures(const QByteArray& number)
            number + R"(/600.jpg"})";
 }
 
-/// What an album of this number is, without the end of the object.
+/// The JSON of the album with this number, without the end of the object.
 QByteArray albumHead(int number)
 {
     const QByteArray text = QByteArray::number(number);
@@ -227,7 +227,8 @@ QVariantHash LoadList::row(int place) const
 
 TestHttpServer::Response loadAnswer(const Request& request)
 {
-    // A proxy is told the whole URL. The host that the service moves to has its API right below its root.
+    // A proxy receives the whole URL. The host to which the service moves has its API directly below its
+    // root.
     QByteArray path = request.path;
     path = path.mid(path.startsWith("http://") ? path.indexOf('/', 7) : 0);
     path = path.mid(path.startsWith("/api/") ? 5 : 1);

@@ -33,9 +33,8 @@ enum LoginState
     Failed = 3
 };
 
-/// The objects that a worker leaves behind on purpose when it goes. Held here, what they own is still in
-/// somebody's hands when the program ends, and a tool that looks for lost memory finds only what was really
-/// lost.
+/// The objects that a deleted worker leaves behind on purpose. Referenced here, their memory is still
+/// reachable when the program ends, so leak checkers report only real leaks.
 void holdWhatStays(const CMWorker* worker)
 {
     static const QObject* volatile kept[2]; // or the compiler would see that nobody reads them
@@ -107,7 +106,7 @@ private:
         QVERIFY(done.finished && !done.error.isSet());
     }
 
-    /// Requests of all kinds from two threads, one with an event loop of its own.
+    /// Requests of all kinds from two threads, one with its own event loop.
     void browse()
     {
         HostThread direct(m_host->root(), HostThread::Directly, 0, threadCount, rowRequests);

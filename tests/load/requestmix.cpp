@@ -104,7 +104,7 @@ QString errorText(const CMVoidReply& reply)
     return reply.error().message().toString();
 }
 
-/// What is wrong with the outside of an answer of rows.
+/// Errors in the structure of a reply with rows.
 QString faultAround(const CMVoidReply& reply, int count, int version, int size)
 {
     if (reply.error().isSet())
@@ -122,7 +122,7 @@ QString faultAround(const CMVoidReply& reply, int count, int version, int size)
         .arg(version);
 }
 
-/// What is wrong with the rows, the first of which has this place in the list.
+/// Errors in the rows; the first one has this index in the list.
 QString faultIn(const QVariantList& rows, const LoadList& list, int offset, Check check)
 {
     for (int i = 0; i < rows.size(); ++i) {

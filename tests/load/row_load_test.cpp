@@ -24,8 +24,8 @@ namespace {
 
 constexpr int threadCount = 8;
 constexpr int rounds = 10;
-// Connections that the HTTP client holds on to at most, however many requests were under way at once (reports
-// to the service are not counted by those who cause them), and a pair of libcurl's own.
+// The maximum number of connections that the HTTP client keeps, however many requests were pending at once
+// (reports to the service are not counted by their causes), and libcurl's own socket pair.
 constexpr int keptSockets = 64 + 2;
 
 #ifdef __SANITIZE_THREAD__
@@ -75,7 +75,7 @@ private:
                 end));
     }
 
-    /// Lets all threads send up to this number and waits until they are idle and nothing is under way.
+    /// Lets all threads send up to this number and waits until they are idle and nothing is pending.
     void sendUpTo(int number)
     {
         for (const auto& thread : m_threads)

@@ -211,7 +211,7 @@ private Q_SLOTS:
         QCOMPARE(answer.takeFirst(), ": QVariantList of 2"_s);
         QCOMPARE(answer.takeLast(), "/1: bool \"false\""_s);
         QCOMPARE(answer, expected);
-        // Who reads the node sees the same.
+        // Reading the node returns the same.
         answer = variantLines(host().getData(accountPath(), {PelkRoles::Value()}).value);
         QCOMPARE(answer.takeFirst(), ": QVariantList of 1"_s);
         QCOMPARE(answer, expected);

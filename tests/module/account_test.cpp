@@ -175,7 +175,7 @@ private Q_SLOTS:
                  QCryptographicHash::hash(password.toUtf8(), QCryptographicHash::Md5).toHex());
         server().release();
         QVERIFY(wait(request.reply()));
-        // What succeeds is kept as it was typed.
+        // The name of a successful login is stored as it was typed.
         answerLogin(loginAnswer);
         QVERIFY(!write(login(user, password)).error.isSet());
         QCOMPARE(host().session().userName(), user);

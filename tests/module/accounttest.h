@@ -54,8 +54,7 @@ private:
     }
 };
 
-/// A player that plays what the test says, and counts how often it is stopped. What else is so then is for
-/// the test to see.
+/// A player that plays what the test says, and counts its stops. The test can observe the state at each stop.
 class Player : public PlayLogicInterface
 {
 public:

@@ -417,7 +417,7 @@ private Q_SLOTS:
         host().settle();
         QCOMPARE(request.reply().error().isSet(), status != 200);
         QCOMPARE(thread->load(), host().workerThread());
-        // What is written about rows stands around the reply, and what is written about a failure before it.
+        // Log records about rows surround the reply; those about a failure precede it.
         const QString enter = "Enter void QobuzBrowser::sendBrowseReply"_s;
         const QString leave = "Leave void QobuzBrowser::sendBrowseReply"_s;
         const QString failed = "HTTP call"_s;

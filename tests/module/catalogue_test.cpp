@@ -1,5 +1,5 @@
-// What each call of the catalogue and of the user's lists sends, byte for byte. No call looks at its
-// arguments: what makes no sense is the service's to refuse.
+// The exact request of each call for the catalogue and the user's lists. No call checks its arguments:
+// refusing invalid ones is up to the service.
 
 #include "tests/module/objecttest.h"
 

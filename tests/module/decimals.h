@@ -2,7 +2,7 @@
 
 #include <limits>
 
-/// What stands behind the sign of equality in a path, and the number that the module reads there.
+/// Texts after the equals sign in a path, and the numbers that the module reads from them.
 struct Decimal
 {
     const char* text;
@@ -17,7 +17,7 @@ inline constexpr Decimal decimals[] = {
     {"-5", -5},
     {"%2B5", 5},
     {"%205%20", 5},
-    // No decimal number of 32 bits.
+    // Not decimal numbers of 32 bits.
     {"", 0},
     {"%20", 0},
     {"x", 0},

@@ -1,5 +1,5 @@
-// How the module deals with row and set-data requests: which it refuses, which it leaves to its nodes, and
-// what is written about them.
+// How the module processes row and set-data requests: which it refuses, which it leaves to its nodes, and
+// what it logs.
 
 #include "tests/module/moduletest.h"
 #include "tests/support/ownprocess.h"
@@ -190,7 +190,7 @@ private Q_SLOTS:
     {
         const auto [rows] = fetched<bool>();
         start();
-        // Called by name it is dealt with at once, so that the reply is finished when the call returns.
+        // Called by name, it is processed at once, so the reply is finished when the call returns.
         if (rows) {
             const CMGetRowsRequest request(CMPath("qobuz:"_s), 0, 9, {PelkRoles::Title()});
             QVERIFY(QMetaObject::invokeMethod(host().worker(), "on_getRows_invoke",
@@ -382,7 +382,7 @@ int play(const QString& name)
     };
     all.value(name)();
     host.settle();
-    // What the service fails ends the process when its answer comes.
+    // A failure of the service ends the process when the response arrives.
     return name.contains("service fails"_l) && !QTest::qWaitFor([] { return false; }, patienceMs) ? 1 : 0;
 }
 

@@ -20,7 +20,7 @@ const QString& moduleFile()
     return file;
 }
 
-/// What a tool prints about the module; empty where it failed.
+/// The output of a tool about the module; empty if it failed.
 QStringList linesOf(const QString& tool, QStringList arguments)
 {
     QProcess process;

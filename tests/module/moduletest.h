@@ -18,7 +18,7 @@ using Response = TestHttpServer::Response;
 
 Q_DECLARE_METATYPE(Response)
 
-/// What the module writes to its logger, and the replies that are watched, all in one list.
+/// The module's log records and the finished replies, in one list.
 class Log : public LogCapture
 {
 public:
@@ -42,14 +42,13 @@ public:
                              QLatin1Char(' ') + record.file + QStringLiteral(": ") + record.text;
         return found;
     }
-    /// Notes when a reply finishes: "the reply" stands among the records then.
+    /// Records when a reply finishes, as "the reply" among the records.
     void watch(const CMVoidReply& reply) const
     {
         reply.addWatcher([note = noter()](const CMVoidReply&) { note(QStringLiteral("the reply")); },
                          Qt::DirectConnection);
     }
-    /// The texts of all records from the reply's neighbours on: those that contain one of the words, and the
-    /// reply.
+    /// The records that contain one of the words, and the reply, in order.
     QStringList order(const QStringList& words) const
     {
         QStringList found;
@@ -63,8 +62,8 @@ public:
     }
 };
 
-/// Base of the module's tests: the real module in front of a server that the test scripts, its API below
-/// "/api/". Nothing runs before start(), so that values can be set.
+/// Base of the module's tests: the real module with a scripted server, whose API is below "/api/". Nothing
+/// runs before start(), so that values can be set.
 class ModuleTest : public QObject
 {
 public:
@@ -73,7 +72,7 @@ public:
         m_server = std::make_unique<TestHttpServer>();
         m_host = std::make_unique<ModuleHost>(server().url(QStringLiteral("/api/")));
     }
-    /// With the saved user, or as the host's values are.
+    /// Starts the module, with a saved user or with the host's present values.
     void start(bool withUser = true)
     {
         if (withUser)
@@ -104,7 +103,7 @@ public:
         response.hold = true;
         return response;
     }
-    /// Answers every request from here on so, and forgets what was received.
+    /// Sends this response to every further request, and forgets the received ones.
     void serve(const Response& response)
     {
         server().setHandler([response](const Request&) { return response; });
@@ -132,7 +131,7 @@ public:
     {
         return host().setData(accountPath(), PelkRoles::Value(), accountValue(account));
     }
-    /// The player's change of a track's state.
+    /// Reports a change of a track's play state, as the player does.
     ModuleHost::Data report(PelkPlayLogicState::Enum state, int format = 6)
     {
         return host().setData(QStringLiteral("qobuz:stateChange?id=12345&format=%1").arg(format),
@@ -157,13 +156,13 @@ public:
         return answer.finished && !answer.error.isSet();
     }
 
-    /// Waits until the module has no request under way. A module that is stopped before keeps its requests
-    /// for ever, and the program is never idle again.
+    /// Waits until the module has no pending request. A module that is stopped before that keeps its requests
+    /// for ever, and the program never becomes idle again.
     static bool isIdle() { return HttpClient::waitForIdle(patienceMs); }
-    /// The requests received once the module has none under way any more, so that one sent again would count;
-    /// -1 if that takes too long.
+    /// The number of requests received when none is pending any more, so that repeated requests count; -1 if
+    /// that takes too long.
     int requestsInAll() const { return isIdle() ? server().requestCount() : -1; }
-    /// The thread that finishes a reply; to be read when the module's thread has settled.
+    /// The thread that finishes a reply; read it when the module's thread is idle.
     static std::shared_ptr<std::atomic<QThread*>> threadOf(const CMVoidReply& reply)
     {
         const auto thread = std::make_shared<std::atomic<QThread*>>(nullptr);

@@ -6,8 +6,8 @@
 
 #include <functional>
 
-/// Base of the tests of what no path of the module reaches: its transport and API client on the test's
-/// thread, with user 77, "token-1", credential 88 and device 99. Linked with the module's objects.
+/// Base of the tests of internals that no path of the module reaches: its transport and API client on the
+/// test's thread, with user 77, "token-1", credential 88 and device 99. Linked with the module's objects.
 class ObjectTest : public ModuleTest
 {
 protected:
@@ -22,7 +22,7 @@ protected:
         m_http.reset();
         ModuleTest::close();
     }
-    /// Both are made when they are first used, from the host's values of that moment.
+    /// Both are created at first use, from the host's values at that time.
     QobuzHttpInterface& http()
     {
         if (!m_http)
@@ -46,7 +46,7 @@ using Make = std::function<CMVoidReply(QobuzApi&)>;
 
 Q_DECLARE_METATYPE(Make)
 
-/// One call of the API client, with what is the same for all of its arguments.
+/// One call of the API client, with the properties that do not depend on its arguments.
 struct ApiCall
 {
     enum Headers
@@ -141,7 +141,7 @@ inline QList<ApiCall> allApiCalls()
     return calls;
 }
 
-/// A row a call.
+/// One row per call.
 inline void addCalls(const QList<ApiCall>& calls)
 {
     Rows<ApiCall> row;

@@ -1,5 +1,5 @@
-// What every call of the service has in common: what goes out with it, what becomes of its answer, and what
-// is written to the log on the way.
+// The common behaviour of all calls of the service: what they send, what becomes of the response, and what is
+// logged.
 
 #include "api/core/json/pelkjson.h"
 #include "tests/module/objecttest.h"
@@ -118,7 +118,7 @@ private Q_SLOTS:
         const QVariant value = reply.d()->value();
         QCOMPARE(QByteArray(value.typeName()), call.record);
         QCOMPARE(QMetaType::type(call.record), value.userType());
-        // The whole object: nothing in it is taken for a wrapper of the rest.
+        // The whole object: no part of it is treated as a wrapper.
         QVariant hash = value;
         QVERIFY(hash.convert(QMetaType::QVariantHash));
         const QVariantHash expected{{"id"_s, 7LL},
@@ -400,7 +400,7 @@ private:
         QVERIFY(reply.error().message() == error.message()); // comment, count and arguments too
         QVERIFY(reply.d()->value().value<PelkHash>().isEmpty());
     }
-    /// The error of the answer, and the only record above trace level; "%U" stands for the URL.
+    /// The error of the reply, and the only record above trace level; "%U" represents the URL.
     void compareFailure(const ApiCall& call, const Response& response, const CMError& error, QString text)
     {
         serve(response);
@@ -413,7 +413,7 @@ private:
         QCOMPARE(log.lines(), QStringList{"ERROR QobuzApi.cpp: "_s + text.replace("%U"_l, lastUrl())});
         QCOMPARE(requestsInAll(), 1); // nothing is sent again
     }
-    /// What a call gets that the service has not refused in words.
+    /// Failures without a message of the service.
     void compareUnknown(const Response& response, const QVariantHash& data, const QString& tail)
     {
         compareFailure(

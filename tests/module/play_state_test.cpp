@@ -1,5 +1,5 @@
-// What the module makes of the play states that the player sends it: the reports to the service, the time
-// listened to, and the notice about a restricted track.
+// How the module processes the player's play states: the reports to the service, the time played, and the
+// notice about a restricted track.
 
 #include "api/play/pelkplaylogicerrorname.h"
 #include "api/types/pelknotificationdisplayitem.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// What is added to the time that elapsed timers see, so that minutes of listening pass at once.
+/// Added to the time of elapsed timers, so that minutes of listening pass at once.
 std::atomic<qint64> clockAheadMs{0};
 
 constexpr qint64 nsPerSecond = 1000000000;
@@ -26,8 +26,8 @@ qint64 nowNs()
 
 } // namespace
 
-// The module takes these from the program, not from Qt's library, since the program comes first when symbols
-// are looked up. Other clocks go on as they are.
+// The module uses these functions instead of Qt's, because symbols are looked up in the program first. Other
+// clocks are not affected.
 void QElapsedTimer::start() noexcept
 {
     const qint64 now = nowNs();
@@ -78,7 +78,7 @@ private Q_SLOTS:
         const Story story = stories().at(row);
         for (const QString& text : QString::fromLatin1(story.steps).split(", "_l)) {
             const ModuleHost::Data data = change(stepFrom(text));
-            // Whatever comes of it, each change is acknowledged with an empty value.
+            // In any case, each change is acknowledged with an empty value.
             QVERIFY(succeeded(data));
             QVERIFY(data.value.isNull());
         }

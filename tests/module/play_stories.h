@@ -2,7 +2,7 @@
 
 #include <QList>
 
-// What the player tells of tracks, and what the service shall be told of it.
+// State changes from the player, and the reports to the service that they cause.
 
 enum State
 {
@@ -15,8 +15,8 @@ enum State
 struct Story
 {
     const char* name;
-    /// State changes, joined by commas: what the state-change path carries ("1/6" is "id=1&format=6"), the
-    /// state, an error behind a "!", and how many milliseconds the state lasts.
+    /// State changes, separated by commas: the parameters of the state-change path ("1/6" is
+    /// "id=1&format=6"), the state, an error after "!", and the duration of the state in milliseconds.
     const char* steps;
     const char* reports; // in order and joined by commas: kind, track, format, duration
 };
@@ -88,7 +88,7 @@ inline QList<Story> stories()
          "id=1&format=6&TrackRestrictedByRightHolders=1 stopped",
          "start 1 6 0, end 1 6 2"},
 
-        // Ends that more than one pause, a replay or a skip precedes.
+        // Ends after several pauses, a replay or a skip.
         {"every span between pauses counts, up to the last one",
          "1/6 playing 1100, 1/6 paused 9000, 1/6 playing 2200, 1/6 paused 9000, 1/6 playing 4400, 1/6 paused "
          "9000, 1/6 playing 8800, 1/6 stopped",

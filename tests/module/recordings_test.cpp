@@ -34,7 +34,7 @@ QList<QByteArray> items(const char* kind)
     return bodies;
 }
 
-/// A page of a list, in the forms in which pages come.
+/// A page of a list, in all forms of pages.
 QList<QByteArray> pages(const char* kind)
 {
     const QByteArray all = "[" + items(kind).join(',') + "]";
@@ -61,7 +61,7 @@ void addList(QVector<Recording>* recordings, const QString& list, const char* ke
     recordings->append({list, "[]"});
 }
 
-/// A record with a list of its own.
+/// A record that contains a list.
 void addRecord(QVector<Recording>* recordings, const QString& list, const char* record, const char* key,
                const char* kind)
 {
@@ -92,7 +92,7 @@ QVector<Recording> allRecordings()
     return all;
 }
 
-/// What the script makes of them, a line each.
+/// The output of the script, one line each.
 QList<QByteArray> expectations(const QVector<Recording>& recordings)
 {
     QProcess script;

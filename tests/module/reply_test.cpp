@@ -90,7 +90,7 @@ const QList<QPair<const char*, Check>>& records()
     return all;
 }
 
-/// Lets a test hold the lock of an answer.
+/// Lets a test hold the lock of a reply.
 class LockedData : public CMReplyData<int>
 {
 public:
@@ -101,13 +101,13 @@ public:
 
 namespace {
 
-/// What is waited for in this program, and what happens meanwhile.
+/// The waits in this program, and what happens meanwhile.
 QList<QDeadlineTimer> waits;
 std::function<void()> whileWaiting;
 
 } // namespace
 
-// The SDK's library takes this one, not Qt's, since the program comes first when symbols are looked up.
+// The SDK's library uses this function instead of Qt's, because symbols are looked up in the program first.
 bool QWaitCondition::wait(QMutex* mutex, QDeadlineTimer deadline)
 {
     waits << deadline;

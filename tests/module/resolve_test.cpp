@@ -1,4 +1,5 @@
-// How a track becomes a stream: which requests ask for one, what the service is asked, and what the row gets.
+// How a track is resolved to a stream: which requests do so, what is sent to the service, and what is added
+// to the row.
 
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
@@ -226,7 +227,7 @@ private Q_SLOTS:
         lines = lines.filter(QRegularExpression("more|unheardOf|deep|startTime|own"_s));
         QCOMPARE(lines,
                  (QStringList{"/mediaData/metaData/deep/c: int \"3\""_s,
-                              // A start time of its own gives way to the offset, which is not there.
+                              // Its own start time is replaced by the offset, which is absent.
                               "/mediaData/metaData/startTime: qlonglong \"0\""_s,
                               "/mediaData/more/0: bool \"true\""_s, "/mediaData/more: QVariantList of 1"_s,
                               "/unheardOf/a/0: int \"1\""_s, "/unheardOf/a/1/b: QString \" \""_s,
@@ -250,7 +251,7 @@ private Q_SLOTS:
     {
         start();
         const Log log;
-        // The id asked for is logged, though the answer has another one.
+        // The requested id is logged, although the response has another one.
         const CMSetDataRequest request(CMPath("qobuz:preplay?id=99"_s), PelkRoles::PrePlay(),
                                        trackRow().variant());
         log.watch(request.reply());

@@ -1,5 +1,4 @@
-// Every kind of record as a row, field by field, wherever it comes from, and the way from a row to what it
-// stands for.
+// Every kind of record as a row, field by field and from every list, and the path from a row to its content.
 
 #include "api/core/json/pelkjson.h"
 #include "api/types/pelkmediadata.h"
@@ -10,7 +9,7 @@
 
 namespace {
 
-/// Meta data as it stands in the media data of a row.
+/// Meta data as stored in the media data of a row.
 QVariantHash mediaData(const QVariantHash& metaData)
 {
     return {{"metaData"_s, metaData}};

@@ -7,7 +7,7 @@
 #include "tests/support/modulehost.h"
 #include "tests/support/testhttpserver.h"
 
-// What tests write to the account node, and what the service answers them with.
+// Values that tests write to the account node, and the responses of the service.
 
 inline const QString& accountPath()
 {
@@ -43,7 +43,7 @@ inline PelkQobuzUserSession sessionIn(const QVariant& value)
     return PelkValue(PelkHash(value.toHash())).qobuzUserSession();
 }
 
-/// One list as the service writes it.
+/// One list in the format of the service.
 inline QByteArray list(int total, const QByteArrayList& items)
 {
     return "{\"offset\":0,\"limit\":500,\"total\":" + QByteArray::number(total) + ",\"items\":[" +
@@ -61,7 +61,7 @@ inline QByteArrayList albums(int count)
     return items;
 }
 
-/// An answer that has every list that an answer can have, each with a total of its own.
+/// A response with every list that a response can have, each with its own total.
 inline QByteArray everyList()
 {
     return R"({"id":1,"title":"Envelope","name":"Envelope","total":9999,"artists":)" +
@@ -76,7 +76,7 @@ inline QByteArray everyList()
            list(5, {R"({"id":51,"title":"First article"})", R"({"id":52,"title":"Second article"})"}) + "}";
 }
 
-/// The values of one role, of rows that were asked for one role.
+/// The values of rows with a single role.
 inline QStringList texts(const QVariantList& rows)
 {
     QStringList found;
@@ -93,7 +93,7 @@ inline QString pathWith(const QString& base, const QString& name, const QString&
     return path.toString();
 }
 
-/// Every role that there is, and one that there is not.
+/// Every role, and one that does not exist.
 inline QStringList allRoles()
 {
     return {PelkRoles::Title(),         PelkRoles::Path(),       PelkRoles::Type(),

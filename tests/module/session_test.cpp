@@ -1,5 +1,5 @@
-// Who is logged in: what a login sends, what it leaves behind when it succeeds and when it fails, and what
-// the host is told of it at each step.
+// The user session: what a login sends, the state after success and failure, and what is reported to the host
+// at each step.
 
 #include "tests/module/objecttest.h"
 
@@ -123,7 +123,7 @@ private Q_SLOTS:
         const CMSetDataRequest request(CMPath(accountPath()), PelkRoles::Value(), accountValue(login()));
         host().root().setDataRequest(request);
         QVERIFY(server().waitForRequests(1));
-        // Until the answer comes nobody is logged in.
+        // Until the response arrives, nobody is logged in.
         QVERIFY(!request.reply().isFinished());
         QVERIFY(!isLoggedIn());
         QCOMPARE(server().requestCount(), 1);
@@ -158,7 +158,7 @@ private Q_SLOTS:
     {
         start(false);
         QVERIFY(!write(login("typed"_s)).error.isSet());
-        // What the host keeps, to the last key.
+        // The host's record, with every key.
         const PelkValue value = host().root().getValue(PelkQobuzUserSessionPath());
         QCOMPARE(value.type(), int(PelkValue::QobuzUserSessionType));
         const QVariantHash expected{{"userName"_s, "typed"_s},
@@ -260,7 +260,7 @@ private Q_SLOTS:
         QCOMPARE(request.queryValue("user_id"), QByteArray("1"));
         QCOMPARE(request.queryValue("credential_id"), QByteArray("2"));
         QCOMPARE(request.queryValue("device_id"), QByteArray("3"));
-        // What is in force next is not the host's value but the object's own.
+        // From now on the object's own value is used, not the host's.
         host().setSession("elsewhere"_s, 0);
         QVERIFY(api().isLoggedIn());
     }
@@ -316,7 +316,7 @@ private:
         return rows.finished && !refused;
     }
 
-    /// What a report of a track, which carries all of it, says of the user.
+    /// The user's data in a report of a track, which contains all of it.
     void compareWhoIsSent(const QByteArray& token, const QByteArray& user, const QByteArray& credential,
                           const QByteArray& device)
     {

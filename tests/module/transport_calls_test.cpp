@@ -1,11 +1,11 @@
-// What the transport hands to the HTTP client, and what it makes of the client's results. No answer tells
-// what a request was allowed, so the client is a double here.
+// What the transport passes to the HTTP client, and how it handles the client's results. No response shows
+// the limits of a request, so the client is a test double here.
 
 #include "tests/module/objecttest.h"
 
 namespace {
 
-/// What reached the client, one line a call.
+/// The calls of the client, one line each.
 QStringList calls;
 HttpClient::Callback lastCallback;
 
@@ -21,7 +21,7 @@ void record(const char* what, const PelkUrl& url, const HttpClientOptions& optio
 
 } // namespace
 
-// These take the place of the client's own in this program: no answer tells what a request was allowed.
+// These replace the client's functions in this program, because no response shows the limits of a request.
 void HttpClient::get(const PelkUrl& url, const HttpClientOptions& options, Callback callback)
 {
     record("GET", url, options);
@@ -164,7 +164,7 @@ private Q_SLOTS:
         Log log;
         const auto reply = api().genreGet(1);
         QVERIFY(!reply.isFinished());
-        // What a cancelled request's callback is given is what the client's answer would make of it.
+        // The callback of a cancelled request receives what the client's response would give it.
         lastCallback({PelkUrl(), static_cast<HttpClientResult::Status>(status), code, {}, {}});
         QVERIFY(reply.isFinished());
         QCOMPARE(reply.error().message().source(), QByteArray("Unknown error"));

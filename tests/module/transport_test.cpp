@@ -1,5 +1,5 @@
-// The way to the service: how an address is made, how much of an answer is read, which of them are kept, and
-// what is written on the way.
+// The transport to the service: how a URL is built, how much of a response is read, which responses are
+// cached, and what is logged.
 
 #include "tests/module/objecttest.h"
 #include "tests/support/ownprocess.h"
@@ -32,7 +32,7 @@ Response cachedFor(const QByteArray& control)
     return response;
 }
 
-/// What the child process of the assertion's test does.
+/// The child process of the assertion's test.
 int makeATransportWithoutAnAddress(const QString& /*name*/)
 {
     const ModuleHost host{QString()};
@@ -213,7 +213,7 @@ private Q_SLOTS:
         QVERIFY(m_answers.at(0).headers.isEmpty());
         QCOMPARE(log.lines(), QStringList{"TRACE QobuzHttpInterface.cpp: "_s +
                                           line("Enter", cancelSignature, "requset url: a?b=%25 code: 7"_s)});
-        // The transfer goes on, and its answer comes too.
+        // The transfer continues, and its response arrives too.
         server().release();
         QVERIFY(waitForAnswers(2));
         QCOMPARE(m_answers.at(1).code, 200);

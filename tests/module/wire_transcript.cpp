@@ -1,6 +1,6 @@
-// Walks through everything that a client can ask of the module, against the sandbox of the service, and
-// prints what went over the wire and what came back. What differs from run to run (ports, tokens, times) is
-// replaced, so that two runs print the same text: on one machine, and on two kinds of machine.
+// Sends the module every kind of request, with the sandbox as its service, and prints the requests on the
+// wire and the replies. Values that differ between runs (ports, tokens, times) are replaced, so that all runs
+// print the same text, also on different architectures.
 
 #include "api/play/pelkplaylogicdata.h"
 #include "api/types/pelkmediadata.h"
@@ -89,7 +89,7 @@ public:
 private:
     void outcome(bool finished, const CMError& error, const QVariant& value, int reports = 0)
     {
-        // What the worker does after it has answered belongs to this request: the last log line, a report.
+        // Work after the reply belongs to this request too: the last log line, a report.
         for (int tries = 0; reportsAnswered() < reports && tries < 500; ++tries)
             QThread::msleep(20);
         m_host.settle();

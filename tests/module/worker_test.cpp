@@ -11,8 +11,8 @@
 
 #include <QPointer>
 
-// Qt's own list of functions that it calls as objects come and go; meant for tools, and so in no public
-// header.
+// Qt's list of functions that it calls when objects are created and deleted; meant for tools, so no public
+// header declares it.
 extern quintptr Q_CORE_EXPORT qtHookData[];
 
 namespace {
@@ -26,7 +26,7 @@ public:
         reads << path.toString();
         if (reads.size() == throwAt)
             throw std::runtime_error("no value for " + path.toString().toStdString());
-        // What stands at the login state's path by then tells how far the construction is.
+        // The value at the login state's path shows how far the construction has proceeded.
         statesAtReads << CMRootWorker::getValue(PelkQobuzLoginStatePath()).type();
         return CMRootWorker::getValue(path);
     }
@@ -344,7 +344,7 @@ private Q_SLOTS:
         const CMGetDataRequest request(PelkQobuzConfigureAccountPath(), {PelkRoles::Value()});
         root.getDataRequest(request);
         QVERIFY(request.reply().error().isSet());
-        // A change that the half-made item would have followed calls nobody.
+        // A change that the partly constructed item would have followed has no receiver.
         root.throwAt = 0;
         PelkValue quality;
         quality.setQobuzSoundQuality(PelkQobuzSoundQuality::Cd);

@@ -71,7 +71,7 @@ void reset(int fd)
     setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
 }
 
-/// A part of a stream on its way.
+/// A part of a stream in transit.
 struct Segment
 {
     enum Kind
@@ -201,8 +201,8 @@ void BadLink::Private::run()
     }
 }
 
-/// A listener with a full queue answers no attempt to connect, neither yes nor no: the system of who wants to
-/// connect asks again, as it does on a dead link.
+/// A listener with a full queue neither accepts nor refuses connection attempts: the client's system repeats
+/// them, as on a dead link.
 void BadLink::Private::applyAway()
 {
     if (away == isAway)

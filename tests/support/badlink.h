@@ -4,15 +4,15 @@
 
 #include <memory>
 
-/// A bad link to a server on loopback: a TCP forwarder on an ephemeral port that delays what passes, loses it
-/// as a network would, or goes away. Clients talk to it as if it were the server.
+/// A bad link to a server on loopback: a TCP forwarder on an ephemeral port that delays data, loses it like a
+/// network, or goes down. Clients connect to it as if it were the server.
 ///
-/// What TCP makes of loss is imitated, since a forwarder sees streams, not packets: a stream is cut into
-/// segments of 1460 bytes, and one that is lost arrives after the sender's time-out, 200 ms at first and
-/// doubled by each further loss. What comes after it waits for it. An attempt to connect that is lost is
-/// repeated after one second, then two, and so on.
+/// A forwarder sees streams, not packets, so the effect of loss on TCP is simulated: a stream is cut into
+/// segments of 1460 bytes, and a lost segment arrives after the sender's time-out, 200 ms at first and
+/// doubled by each further loss. Later segments wait for it. A lost connection attempt is repeated after one
+/// second, then two, and so on.
 ///
-/// All operations are thread-safe and take effect at once on everything under way.
+/// All operations are thread-safe and affect everything in transit at once.
 class BadLink
 {
 public:
@@ -23,7 +23,7 @@ public:
         qint64 lost = 0;     ///< losses so far; one segment can be lost several times
     };
 
-    /// A link without faults to a server on 127.0.0.1. The seed is that of the losses.
+    /// A link without faults to a server on 127.0.0.1. The seed determines the losses.
     explicit BadLink(quint16 serverPort, quint32 seed = 1);
     /// Closes all connections.
     ~BadLink();
@@ -34,15 +34,15 @@ public:
     /// "http://127.0.0.1:PORT" and the path as given.
     QString url(const QString& path = QStringLiteral("/")) const;
 
-    /// How long what is sent from now on is on its way, in each direction.
+    /// The latency of data sent from now on, in each direction.
     void setLatencyMs(int oneWayMs);
-    /// The probability with which each segment, and each attempt to connect, is lost: 0 up to below 1.
+    /// The probability that a segment or a connection attempt is lost: at least 0, below 1.
     void setLoss(double probability);
-    /// Takes the link away, or brings it back. Meanwhile nobody is told anything: what is sent is lost and
-    /// sent again, and attempts to connect hang in the system, which repeats them.
+    /// Takes the link down, or up again. While it is down, nobody is notified: data is lost and sent again,
+    /// and connection attempts hang in the system, which repeats them.
     void setAway(bool away);
 
-    /// Resets every connection, as a router does that starts anew.
+    /// Resets every connection, like a router that restarts.
     void cut();
 
     Counters counters() const;

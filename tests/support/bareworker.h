@@ -23,7 +23,7 @@ inline CMAbstractWorker* createWorker(const QHash<QString, QVariant>& configurat
     return static_cast<CMAbstractWorker*>(create(unused, configuration));
 }
 
-/// Settings with this API URL, and a user who is logged in.
+/// Settings with this API URL, and a logged-in user.
 inline void putValues(CMRootWorker& root, const QString& apiUrl)
 {
     PelkQobuzSettings settings;
@@ -41,8 +41,8 @@ inline void putValues(CMRootWorker& root, const QString& apiUrl)
     root.setValue(PelkQobuzUserSessionPath(), value, CMReply<QVariant>::create());
 }
 
-/// The real module's worker on the calling thread, under a root that the test brings, so that the order of
-/// what happens inside one call can be seen.
+/// The real module's worker on the calling thread, with the test's own root, so that a test can observe the
+/// order of events inside one call.
 template <typename Root = CMRootWorker>
 class BareWorker
 {

@@ -9,19 +9,19 @@
 #include <QMutex>
 #include <QTemporaryDir>
 
-/// Keeps every sample that it is given, at the pace of the clock, and can be taken away like a device.
+/// Stores every sample that it receives, in real time, and can disappear like a device.
 class KeepingOutput final : public AudioOutput
 {
 public:
     GstElement* makeSink(QString* error) override;
 
-    /// What was heard so far. Any thread.
+    /// The samples heard so far. Any thread.
     QByteArray samples() const;
     void clear();
-    /// The streams that play now fail to be heard, and new ones find nothing to play to until plug().
+    /// Current streams lose their output, and new ones find none until plug().
     void unplug();
     void plug();
-    /// How many sinks were asked for.
+    /// How many sinks were requested.
     int sinksAsked() const { return m_asked; }
     /// The last one, which its pipeline owns; null before the first.
     GstElement* sink() const { return m_sink; }
@@ -51,14 +51,14 @@ public:
 
     /// The FLAC file of a tune of this length.
     static QByteArray flac(int tune, int seconds, int rate = rateHz, int bits = 16);
-    /// Puts a FLAC file where the track `id` resolves to.
+    /// Puts a FLAC file at the address to which the track `id` resolves.
     void addFlac(const QString& id, const QByteArray& flac);
-    /// What a decoder makes of an audio file.
+    /// The decoded samples of an audio file.
     QByteArray decoded(const QByteArray& file);
 
-    /// Puts tracks into the queue, instead of what is there; gives their ids.
+    /// Replaces the queue with these tracks; returns their ids.
     QVector<int> fill(const QStringList& ids);
-    /// As fill(), and plays to the end of the queue; false when that does not come.
+    /// Like fill(), and plays to the end of the queue; false if that is not reached.
     bool playAll(const QStringList& ids);
 
     QTemporaryDir dir;

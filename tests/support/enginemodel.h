@@ -7,15 +7,15 @@
 
 #include <optional>
 
-/// What the player's contract says, in the smallest form: which entry is current, what is shown, and what is
-/// reported to the content model. Written from the contract alone; it knows nothing of the engine's insides.
-/// A test tells it each operation and event in turn, and compares.
+/// A minimal model of the player's contract: which entry is current, what is shown, and what is reported to
+/// the content model. Written from the contract alone, without knowledge of the engine's internals. A test
+/// passes it each operation and event, and compares.
 class EngineModel
 {
 public:
     using State = PelkPlayLogicState::Enum;
 
-    // What has to be the same as in the engine.
+    // Must be the same as in the engine.
     QVector<int> order;
     int current = 0;
     RepeatMode repeat = RepeatMode::Off;
@@ -26,7 +26,7 @@ public:
     QStringList reports;
     int finishes = 0; ///< how often playing has ended
 
-    // What is under way.
+    // The operations in progress.
     int track = 0;     ///< the entry whose stream is open, or is to be opened again
     int resolving = 0; ///< the entry whose address is wanted
     bool heard = false;
@@ -48,8 +48,8 @@ public:
     qint64 maxIdleMs = 0;           ///< how long an address holds; 0: for ever
     qint64 nowMs = 0;
 
-    /// What modules read as the play state: of the track whose stream is open, else whether one is looked
-    /// for.
+    /// The play state that modules read: that of the track whose stream is open, otherwise whether one is
+    /// being resolved.
     QString dataState() const;
     bool isActive() const { return track != 0 || resolving != 0 || waiting; }
     int next(bool byItself) const;
@@ -64,7 +64,7 @@ public:
     bool jump(int entry);
     void seek(qint64 to, bool canSeek, bool streamTakesIt);
     void removed(const QVector<int>& ids);
-    /// After any change of the queue: the current or the awaited entry may be another one.
+    /// Call after any change of the queue: the current or the awaited entry may have changed.
     void queueChanged();
 
     // Events.

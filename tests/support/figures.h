@@ -3,8 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-/// Prints what a test has measured or counted, in a line for people: ./test shows these lines of all tests
-/// when they have passed.
+/// Prints what a test has measured or counted, in one line: ./test shows these lines of all tests.
 [[gnu::format(printf, 1, 2)]] inline void printFigures(const char* format, ...)
 {
     std::va_list values;

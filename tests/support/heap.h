@@ -16,8 +16,8 @@
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // NOLINT(bugprone-reserved-identifier)
 #endif
 
-/// How many bytes of the heap are in use, in all threads; blocks that the allocator keeps for the next
-/// request may count as used. Sanitizers bring their own allocator, which has to be asked instead.
+/// How many bytes of the heap are in use, in all threads; blocks that the allocator keeps for reuse may count
+/// as used. Sanitizers have their own allocator, which is queried instead.
 inline std::size_t heapInUse()
 {
 #ifdef PELK_SANITIZER_ALLOCATOR

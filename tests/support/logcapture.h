@@ -7,8 +7,8 @@
 
 #include <functional>
 
-/// Collects what is written to one logger, from any thread, for as long as it lives. The logger's level is
-/// lowered to `level` meanwhile.
+/// Collects the records of one logger, from any thread, during its lifetime. Meanwhile the logger's level is
+/// lowered to `level`.
 class LogCapture
 {
 public:
@@ -34,8 +34,8 @@ public:
         return texts(level).contains(text);
     }
     void clear();
-    /// Puts a text of the test's own among the records, so that its place among them shows. May be called
-    /// from any thread, also when the capture is gone.
+    /// Adds a text of the test to the records, to mark a position among them. May be called from any thread,
+    /// also after the capture was deleted.
     std::function<void(const QString& text)> noter() const;
 
 private:

@@ -5,8 +5,8 @@
 #include <QHash>
 #include <QMutex>
 
-/// Serves files that a test hands over on loopback, with Range requests as a real media server does. All
-/// operations are thread-safe.
+/// Serves a test's files on loopback, with Range requests like a real media server. All operations are
+/// thread-safe.
 class MediaServer
 {
 public:

@@ -17,7 +17,7 @@ struct Open
 
 std::deque<Open> openRequests;
 
-/// Failures are put into words, which are part of what an answer goes through, and go nowhere.
+/// Failures are formatted, because that is part of processing a response, but not written.
 void logNowhere()
 {
     static const log4cplus::Initializer initializer;

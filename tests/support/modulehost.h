@@ -5,8 +5,8 @@
 #include "api/types/pelkqobuzusersession.h"
 #include "tests/support/patience.h"
 
-/// What a test needs of the player around the real module: a root worker with the values that the module
-/// reads, and the real libqobuz.so. Values are set before start().
+/// The parts of the player that a test of the real module needs: a root worker with the values that the
+/// module reads, and the real libqobuz.so. Set the values before start().
 class ModuleHost : public ModuleRunner
 {
 public:
@@ -16,7 +16,7 @@ public:
 
     void setSettings(const QString& apiUrl, const QString& appId, const QString& appSecret);
     void setQuality(PelkQobuzSoundQuality::Enum quality);
-    /// A user who is logged in: name "user@example.com", this token and these ids.
+    /// A logged-in user: name "user@example.com", this token and these ids.
     void setSession(const QString& token = QStringLiteral("token-1"), unsigned int userId = 77,
                     unsigned int credentialId = 88, unsigned int deviceId = 99);
     PelkQobuzUserSession session();

@@ -6,13 +6,13 @@
 #include <QCoreApplication>
 #include <QtTest>
 
-/// A process of its own for what ends a process: this test program, run again with a case to play.
+/// A separate process for code that ends the process: this test program, started again with one case.
 struct OwnProcess
 {
     bool crashed = false; ///< false: it ended by itself, or did not end in time
     QByteArray errors;    ///< what it wrote to standard error
 
-    /// The main() of such a program: runs the tests, or the case that the program was started again for.
+    /// The main() of such a program: runs the tests, or the case for which the program was started again.
     template <typename Test>
     static int main(int argc, char** argv, int (*playCase)(const QString& name))
     {

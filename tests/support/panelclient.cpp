@@ -24,7 +24,7 @@ QByteArray request(const QByteArray& method, const QByteArray& target, const Pan
     return text;
 }
 
-/// Reads a head; false as long as it has not come whole.
+/// Reads a head; false until it is complete.
 bool readHead(const QByteArray& bytes, PanelReply* reply, int* bodyAt)
 {
     const int end = bytes.indexOf("\r\n\r\n");

@@ -7,7 +7,7 @@
 #include <QObject>
 #include <QTcpSocket>
 
-/// What the panel's server has answered.
+/// A response of the panel's server.
 struct PanelReply
 {
     int status = 0;                       ///< 0: the connection ended without an answer
@@ -18,8 +18,8 @@ struct PanelReply
     QString detail() const; ///< of a problem
 };
 
-/// Speaks to the panel's server as a browser would, or as one should not. The calling thread's event loop
-/// runs while an answer is waited for, for as long as a test has patience.
+/// Sends requests to the panel's server, valid ones like a browser, or invalid ones. The calling thread's
+/// event loop runs while it waits for a response, up to a test's time limit.
 class PanelClient
 {
 public:
@@ -34,17 +34,17 @@ public:
     PanelReply get(const QByteArray& target, const Headers& headers = {}) const;
     PanelReply post(const QByteArray& target, const QByteArray& body, const Headers& headers = {}) const;
     PanelReply post(const QByteArray& target, const QJsonObject& body, const Headers& headers = {}) const;
-    /// Any method; a Host is added where `headers` has none.
+    /// Any method; a Host is added if `headers` has none.
     PanelReply send(const QByteArray& method, const QByteArray& target, const Headers& headers,
                     const QByteArray& body = QByteArray()) const;
-    /// Bytes as they are.
+    /// Sends these bytes unchanged.
     PanelReply raw(const QByteArray& bytes) const;
 
 private:
     quint16 m_port;
 };
 
-/// An answer that is waited for while others are asked for.
+/// A pending response, which does not block other requests.
 class PendingReply : public QObject
 {
     Q_OBJECT
@@ -53,10 +53,10 @@ public:
     PendingReply(quint16 port, const QByteArray& bytes);
     ~PendingReply() override { m_socket.disconnect(this); }
     bool isFinished() const { return m_finished; }
-    /// False when it did not come in time.
+    /// False if it did not arrive in time.
     bool wait(int ms);
     PanelReply reply() const;
-    /// All that has come.
+    /// All bytes received.
     QByteArray bytes() const { return m_bytes; }
     QTcpSocket& socket() { return m_socket; }
 
@@ -88,7 +88,7 @@ public:
     int status() const { return m_status; } ///< 0 as long as no answer has come
     bool hasEnded() const { return m_ended; }
     const QList<Event>& events() const { return m_events; }
-    /// The data of the last event of a name, and of a path where it has one.
+    /// The data of the last event with a name, and with a path if it has one.
     QJsonObject last(const QString& name, const QString& path = QString()) const;
     int count(const QString& name) const;
     int comments() const { return m_comments; }

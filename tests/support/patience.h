@@ -2,7 +2,7 @@
 
 #include <QtGlobal>
 
-/// How long a test waits for something that has to come. No test that passes waits so long: the limit only
-/// ends a test that would otherwise hang, on a machine that has much else to do. PELK_PATIENCE_MS changes it.
+/// How long a test waits for a required event. A passing test never waits this long: the limit only ends a
+/// test that would otherwise hang, even on a busy machine. PELK_PATIENCE_MS changes it.
 inline const int patienceMs =
     qEnvironmentVariableIsSet("PELK_PATIENCE_MS") ? qEnvironmentVariableIntValue("PELK_PATIENCE_MS") : 60000;

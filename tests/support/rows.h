@@ -5,8 +5,8 @@
 #include <tuple>
 #include <utility>
 
-/// Tables of input and expected output for data-driven tests: the types of the columns stand in the table and
-/// in the test, the names of the columns in the test alone.
+/// Tables of input and expected output for data-driven tests: the table and the test name the types of the
+/// columns, and only the test names the columns.
 ///
 ///     void aNumberIsRead_data()
 ///     {
@@ -30,7 +30,7 @@ inline QLatin1String operator""_l(const char* latin1, std::size_t size)
 /// Columns need names that live as long as the table.
 inline constexpr const char* columnNames[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8"};
 
-/// What a column takes: a text may be given as UTF-8.
+/// The type that a column accepts: a text may be UTF-8.
 struct Text : QString
 {
     Text(const char* utf8)
@@ -88,7 +88,7 @@ std::tuple<Columns...> fetchedColumns(std::index_sequence<Index...> /*all*/)
     return {*static_cast<const Columns*>(QTest::qData(columnNames[Index], qMetaTypeId<Columns>()))...};
 }
 
-/// The cells of the row that a test runs with.
+/// The cells of the current row of a test.
 template <typename... Columns>
 std::tuple<Columns...> fetched()
 {

@@ -7,41 +7,40 @@
 
 #include <optional>
 
-/// A worker "test" whose list "test:list" holds tracks that resolve as a test says, and which writes down
-/// each change of a play state as "id state error". Its rows come in short pages. Lives and is used on one
-/// thread.
+/// A worker "test" whose list "test:list" contains tracks that resolve as a test says. It records each change
+/// of a play state as "id state error". It returns rows in short pages. Lives and is used on one thread.
 class ScriptedPlayWorker final : public CMNodesWorker
 {
 public:
     ScriptedPlayWorker();
 
-    /// The list, by the tracks' ids; an id may be there twice. One that begins with "-" is a container.
-    /// One that begins with "+" is an album, which plays as a whole.
+    /// The track ids in the list; an id may occur twice. An id that begins with "-" is a container; one that
+    /// begins with "+" is an album, which plays as a whole.
     QStringList list;
     /// The tracks of each album.
     QMap<QString, QStringList> albums;
     int pageSize = 50;
-    /// When set, what each reply states as the total, whatever there is.
+    /// If set, the total in each reply, whatever the list contains.
     std::optional<int> statedTotal;
-    /// What a track resolves to; one that is not here resolves to an error that says "no track".
+    /// The addresses of tracks; other tracks resolve to the error "no track".
     QMap<QString, QString> uris;
-    /// When set, pre-play requests are kept here and not answered.
+    /// If set, pre-play requests are stored here and not answered.
     bool holdAnswers = false;
     QList<CMSetDataRequest> held;
-    /// The same for requests for rows.
+    /// The same for row requests.
     bool holdRows = false;
     QList<CMGetRowsRequest> heldRows;
 
-    /// What the streams say about how long their addresses hold; 0 is nothing.
+    /// How long the streams' addresses are valid; 0 means unspecified.
     qint64 maxIdleMs = 0;
 
     QStringList states;
-    /// Of how many streams that were asked for it was the last one that the latest state is about.
+    /// How many streams had been requested when the stream of the latest state was.
     int lastStream = 0;
     QStringList rowRequests;
-    /// The ids whose streams were asked for.
+    /// The ids whose streams were requested.
     QStringList resolved;
-    /// Where in the track each of those was going to be played from.
+    /// The start position of each of them.
     QVector<qint64> resolvedAtMs;
 
     static CMPath listPath();
@@ -50,6 +49,6 @@ public:
     void getRowsRequest(const CMGetRowsRequest& request) override;
     void setDataRequest(const CMSetDataRequest& request) override;
 
-    /// Answers a pre-play request that was kept.
+    /// Answers a stored pre-play request.
     void resolve(const CMSetDataRequest& request) const;
 };

@@ -58,7 +58,7 @@ void ScriptedStream::tell(Told told)
     m_told = told;
 }
 
-/// Nothing more comes of the stream; it says where it was until stop().
+/// The stream has ended; it reports its position until stop().
 void ScriptedStream::over()
 {
     m_atMs = positionMs();

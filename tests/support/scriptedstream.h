@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// A clock that goes when a test says so.
+/// A clock that a test advances.
 class ScriptedClock final : public PlayClock
 {
 public:
@@ -15,8 +15,8 @@ public:
     qint64 now = 0;
 };
 
-/// A stream player that keeps the contract of AbstractStreamPlayer, with a test in place of GStreamer:
-/// nothing begins, ends or breaks before the test says so. The sound goes by the clock.
+/// A stream player with the contract of AbstractStreamPlayer and a test instead of GStreamer: streams begin,
+/// end and break only when the test says so. The sound follows the clock.
 class ScriptedStream final : public AbstractStreamPlayer
 {
 public:
@@ -33,7 +33,7 @@ public:
         qint64 startMs;
         bool paused;
     };
-    /// What was opened since the test looked last; setNext() does not count.
+    /// The streams opened since the last call; setNext() does not count.
     QList<Opened> opened;
     bool seekable = true; ///< of every stream
     double gain = 1;
@@ -58,11 +58,11 @@ public:
     bool isTurned() const { return m_nextTurned; }
     bool wantsPause() const { return m_wantsPause; }
     bool isHeard() const { return m_told == Told::Playing; }
-    /// What is prepared as the next stream; empty when nothing is.
+    /// The stream prepared as the next one; empty if there is none.
     QString nextUri() const { return m_next; }
 
-    // What a test makes happen. Each returns false, and does nothing, where it cannot happen now.
-    /// What is wanted becomes so: the stream begins, is paused or goes on.
+    // Events that a test triggers. Each returns false, and does nothing, if it is impossible now.
+    /// Completes the last operation: the stream begins, is paused or continues.
     bool settle();
     bool stall();
     bool arrive();    ///< of a seek

@@ -172,8 +172,8 @@ void TestHttpServer::Private::serve(int fd, int number)
         int releasesBefore = 0;
         Handler answer;
         {
-            // Who has seen the request come knows that it has its answer, and that the next one gets the
-            // next.
+            // Once a request is recorded, its response is taken from the queue, and the next request gets the
+            // next one.
             const std::lock_guard<std::mutex> lock(mutex);
             received.append(request);
             releasesBefore = releases;

@@ -12,10 +12,10 @@
 
 /// An HTTP/1.1 server on an ephemeral loopback port, scripted by the test that owns it.
 ///
-/// It speaks through raw sockets so that it can also misbehave: stall, cut an answer short, reset the
-/// connection. Every connection has its own thread and stays open between requests. Answers come, in this
-/// order, from the queue of the path (answerOnce), the fixed answer of the path (answer), the handler;
-/// without any, 404.
+/// It uses raw sockets so that it can also misbehave: stall, truncate a response, reset the connection. Every
+/// connection has its own thread and stays open between requests. A response is taken from the first of these
+/// that exists: the queue of the path (answerOnce), the fixed response of the path (answer), the handler;
+/// otherwise it is 404.
 ///
 ///     TestHttpServer server;
 ///     server.answer("/api/album/get", TestHttpServer::json("{\"id\":\"1\"}"));
@@ -23,15 +23,15 @@
 ///     QVERIFY(server.waitForRequests(1));
 ///     QCOMPARE(server.requests().at(0).header("X-App-Id"), QByteArray("42"));
 ///
-/// All operations are thread-safe. The destructor ends every connection, held answers included, and joins the
-/// threads.
+/// All operations are thread-safe. The destructor closes every connection, including those with held
+/// responses, and joins the threads.
 class TestHttpServer
 {
 public:
     using Pair = QPair<QByteArray, QByteArray>;
     using Pairs = QList<Pair>;
 
-    /// A request as it came over the wire.
+    /// A request as it was received.
     struct Request
     {
         QByteArray method;
@@ -43,7 +43,7 @@ public:
         int connection =
             0; ///< 1 for the first connection accepted, and so on: equal numbers share a connection
 
-        /// Value of the first header of this name in any letter case; null when it was not sent.
+        /// Value of the first header with this name in any letter case; null if there is none.
         QByteArray header(const QByteArray& name) const;
         /// The query as pairs in order, percent-decoded; a plus sign stays a plus sign.
         Pairs queryItems() const;
@@ -51,7 +51,7 @@ public:
         QByteArray queryValue(const QByteArray& name) const;
     };
 
-    /// An answer and the faults to produce while it is sent. Content-Length is added unless it is chunked.
+    /// A response, and the faults to produce while it is sent. Content-Length is added unless it is chunked.
     struct Response
     {
         int status = 200;
@@ -81,14 +81,14 @@ public:
     /// "http://127.0.0.1:PORT" and the path as given; `host` replaces the address, e.g. "localhost".
     QString url(const QString& path = QStringLiteral("/"), const QString& host = QString()) const;
 
-    /// Answers every request for the path (compared without the query) so.
+    /// Sends this response to every request for the path (compared without the query).
     void answer(const QByteArray& path, const Response& response);
-    /// Answers the next request for the path so; calls add up to a queue.
+    /// Sends this response to the next request for the path; further calls are queued.
     void answerOnce(const QByteArray& path, const Response& response);
-    /// Asked for every path without an answer of its own, on the connection's thread; may be called
+    /// Called for every path without its own response, on the connection's thread; may be called
     /// concurrently.
     void setHandler(Handler handler);
-    /// Lets the answers go that are held now: those of every request recorded so far.
+    /// Releases the held responses to all requests recorded so far.
     void release();
 
     /// Everything received so far, in order of arrival (a request counts when it is complete).
@@ -98,8 +98,8 @@ public:
     /// Connections accepted so far.
     int connectionCount() const;
 
-    /// Waits until at least `count` requests have arrived; false when the time is over. Runs the event loop
-    /// of the calling thread meanwhile, so that a client on the same thread makes progress.
+    /// Waits until at least `count` requests have arrived; false after the time-out. Runs the calling
+    /// thread's event loop meanwhile, so that a client on the same thread makes progress.
     bool waitForRequests(int count, int timeoutMs = patienceMs) const;
 
     static Response json(const QByteArray& body, int status = 200);

@@ -42,7 +42,7 @@ public:
         return all;
     }
 
-    /// Reads what is left; -1 when the connection was reset.
+    /// Reads the remaining bytes; -1 if the connection was reset.
     int drain()
     {
         char byte = 0;

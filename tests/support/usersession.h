@@ -10,7 +10,7 @@
 
 #include <functional>
 
-/// What tests of the user session look at, and where they step in.
+/// Helpers for tests of the user session.
 
 /// A user session in one line: "user name|token|user id|credential id|device id".
 inline QString sessionText(const PelkQobuzUserSession& session)
@@ -20,7 +20,7 @@ inline QString sessionText(const PelkQobuzUserSession& session)
              QString::number(session.credentialId()), QString::number(session.deviceId()));
 }
 
-/// The values that a root worker was given for the user session, in order.
+/// The values of the user session that were set at a root worker, in order.
 class SessionHistory
 {
 public:
@@ -51,7 +51,7 @@ public:
     }
 };
 
-/// A store that refuses whatever it is given, and counts it.
+/// A store that refuses every value, and counts them.
 class BrokenStore : public CMValueStore
 {
 public:

@@ -6,10 +6,10 @@
 #include <QStringList>
 #include <QVariant>
 
-/// A variant, taken apart to its leaves: one line a leaf, with its place, its type and its value, in
-/// alphabetic order. Two variants have equal lines only if types are equal too, which QVariant's own
-/// comparison does not ask for; and a comparison of the lists names the first place where they differ. A
-/// record counts as the hash that it turns into: which of the two a value stands in is not said anywhere.
+/// The leaves of a variant: one line per leaf, with its place, type and value, in alphabetical order. Two
+/// variants have equal lines only if their types are equal too, which QVariant's comparison does not require;
+/// and a comparison of the lists names the first difference. A record counts as the hash to which it
+/// converts: records and hashes are not distinguished.
 inline QStringList variantLines(const QVariant& value, const QString& place = QString())
 {
     if (value.userType() == qMetaTypeId<PelkHash>())

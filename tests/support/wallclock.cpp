@@ -22,7 +22,8 @@ void WallClock::advanceWithEachReading()
     step = 1;
 }
 
-// The module takes this one, not the C library's, since the program comes first when symbols are looked up.
+// The module uses this function instead of the C library's, because symbols are looked up in the program
+// first.
 extern "C" Q_DECL_EXPORT std::time_t time(std::time_t* result) noexcept
 {
     const std::time_t seconds = secondsNow.fetch_add(step);

@@ -1,4 +1,4 @@
-// A library by the name that one of a later SDK would have.
+// A library with the name of a later SDK version.
 int libraryOfAnotherSdk();
 int libraryOfAnotherSdk()
 {

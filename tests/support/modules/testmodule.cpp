@@ -1,8 +1,8 @@
-// A module for tests of the loader and the command line. What it is made for, a macro of its target says:
-// without one it is a good module with a container of two rows, MODULE_THROWS, MODULE_THROWS_NUMBER and
-// MODULE_RETURNS_NULL fail in their ways, MODULE_WITHOUT_ENTRY has no entry function, MODULE_SDK_VERSION is
-// the version of the SDK that it says it was built for, and MODULE_HANGS_WHEN_… keeps the worker's thread for
-// ever while the worker is made, once it is asked for rows, or while it is deleted.
+// A module for tests of the loader and the command line. A macro of its target selects its behaviour: without
+// one it is a valid module with a container of two rows. MODULE_THROWS, MODULE_THROWS_NUMBER and
+// MODULE_RETURNS_NULL fail as they say, MODULE_WITHOUT_ENTRY has no entry function, MODULE_SDK_VERSION sets
+// the version of the SDK for which it claims to be built, and MODULE_HANGS_WHEN_… blocks the worker's thread
+// for ever during construction, at a row request, or during deletion.
 #include "api/core/model/cmlistrowsnode.h"
 #include "api/core/model/cmnodesworker.h"
 

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <dlfcn.h>
 
-/// The function of Qt that one of this library's stands before, by its symbol. A Qt that has none ends the
-/// program: its calls would go unseen.
+/// The function of Qt that a function of this library replaces, by its symbol. If Qt has no such function,
+/// the program ends, because calls would be missed.
 template <typename Function>
 Function next(const char* symbol)
 {

@@ -1,5 +1,5 @@
-// What goes from one thread to another through Qt's events, slots and threads, told to ThreadSanitizer. Each
-// edge has a key of its own: the event, the call, the copied argument or the thread.
+// Reports to ThreadSanitizer how Qt's events, slots and threads synchronise. Each edge has its own key: the
+// event, the call, the copied argument or the thread.
 
 #include "next.h"
 
@@ -49,7 +49,7 @@ struct Posting
         posting->blocks[posting->count++ % posting->blocks.size()] = const_cast<void*>(block);
         __tsan_release(const_cast<void*>(block));
     }
-    /// Whoever receives the event comes after all that this thread did until now.
+    /// The event's receiver is ordered after everything that this thread did so far.
     static void release()
     {
         if (const Posting* const posting = current())
@@ -75,15 +75,15 @@ const bool watching = [] {
     return QInternal::registerCallback(QInternal::EventNotifyCallback, received);
 }();
 
-/// Stands before a slot object, one for each queued call and each connection: the slot comes after whatever
-/// the thread did that made the call or the connection, and a blocking caller goes on after the slot. One run
-/// of the slot does not come after another.
+/// Wraps a slot object, one for each queued call and each connection: the slot is ordered after everything
+/// that the calling or connecting thread did before, and a blocking caller after the slot. Runs of the slot
+/// are not ordered with each other.
 class SlotAfter : public QtPrivate::QSlotObjectBase
 {
 public:
-    /// `once`: the slot is that of one call. It goes on the thread that has run it, since whoever of caller
-    /// and receiver lets go of it last is a matter of time, and a caller that comes after the run by chance
-    /// would hide what it does too late.
+    /// `once`: the slot belongs to one call. It is deleted on the thread that ran it: whether caller or
+    /// receiver releases it last depends on timing, and a caller that is ordered after the run by chance
+    /// would hide its late accesses.
     SlotAfter(QSlotObjectBase* slot, bool once)
         : QSlotObjectBase(run)
         , m_slot(slot)
@@ -92,7 +92,7 @@ public:
         __tsan_release(&m_made);
     }
 
-    /// What the thread does from now on comes after the runs so far.
+    /// Everything that the thread does from now on is ordered after the runs so far.
     void awaited() { __tsan_acquire(&m_ran); }
 
 private:
@@ -131,9 +131,9 @@ private:
     std::uint64_t m_ran = 0;
 };
 
-/// The types whose values Qt copies into events, by functions of the program that registers them. A copy is
-/// made after the event, so it is what the event's receiver has to come after; and it is destroyed after it
-/// was made.
+/// The types whose values Qt copies into events, with functions of the program that registers them. A copy is
+/// made after the event, so the receiver must be ordered after the copy; and its destruction after its
+/// creation.
 struct CopiedType
 {
     QByteArray name;
@@ -174,8 +174,8 @@ constexpr auto destructors(std::index_sequence<numbers...> /*all*/)
     return std::array<QMetaType::Destructor, mostTypes>{destroy<numbers>...};
 }
 
-/// Goes when the thread has ended, after the objects that were deleted with it: who waits for the thread
-/// comes after that.
+/// Deleted when the thread has ended, after the objects that were deleted with it. A thread that waits for it
+/// is ordered after that.
 struct ThreadsEnd
 {
     QThread* thread;

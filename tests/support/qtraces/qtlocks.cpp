@@ -1,5 +1,5 @@
-// What Qt's locks order, told to ThreadSanitizer: Qt makes them of futexes, which it does not see. Each edge
-// is that of one lock; what Qt does inside while it takes or leaves one counts for nothing.
+// Reports Qt's locks to ThreadSanitizer, which does not see the futexes inside them. Each edge belongs to one
+// lock; what Qt does internally while it locks or unlocks is ignored.
 
 #include "next.h"
 
@@ -22,14 +22,14 @@ constexpr unsigned forRead = __tsan_mutex_read_lock;
 // assertion.
 constexpr unsigned again = __tsan_mutex_write_reentrant;
 
-/// Which locks the thread holds for writing: leaving one does not say how it was taken.
+/// The locks that the thread holds for writing: unlocking does not say how a lock was taken.
 std::vector<const QReadWriteLock*>& writing()
 {
     thread_local std::vector<const QReadWriteLock*> locks;
     return locks;
 }
 
-/// The flags with which the thread holds a lock that it leaves.
+/// The flags of a lock that the thread releases.
 unsigned leave(const QReadWriteLock* lock)
 {
     const auto found = std::find(writing().rbegin(), writing().rend(), lock);
@@ -199,7 +199,7 @@ bool QWaitCondition::wait(QReadWriteLock* lock, unsigned long ms)
 QSemaphore::~QSemaphore()
 {
     static const auto real = next<void (*)(QSemaphore*)>("_ZN10QSemaphoreD1Ev");
-    // Another semaphore may come to lie here, on the stack say, and has nothing to do with this one.
+    // Another semaphore may be created at the same address, for example on the stack.
     __tsan_mutex_destroy(this, 0);
     real(this);
 }

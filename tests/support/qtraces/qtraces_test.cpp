@@ -1,6 +1,6 @@
-// What the run under ThreadSanitizer can see: each way in which this project hands things between threads,
-// once with a race that has to be reported and once in order, with nothing to say. Each is played in a
-// process of its own.
+// What a run under ThreadSanitizer detects: each way in which this project passes data between threads, once
+// with a race that must be reported and once synchronised, without a report. Each case runs in its own
+// process.
 
 #include "api/core/model/cmrequest.h"
 #include "tests/support/ownprocess.h"
@@ -19,7 +19,7 @@
 #include <memory>
 #include <thread>
 
-/// What goes along with a call, copied by Qt into the event.
+/// An argument of a call, which Qt copies into the event.
 struct Parcel
 {
     int number = 0;
@@ -223,7 +223,7 @@ void callByName(bool inOrder)
         loop.field = 1;
 }
 
-/// What is posted later, to anybody, does not make up for what was written too late.
+/// A later event to any receiver does not order a late write.
 void laterCall(bool inOrder)
 {
     std::atomic<bool> posted{false};
@@ -322,7 +322,7 @@ void endOfAThread(bool inOrder)
     thread->wait();
 }
 
-/// What is deleted with a thread, after its loop, is deleted before whoever waits goes on.
+/// Objects that are deleted with a thread, after its loop, are deleted before a waiting thread continues.
 void deletionAtTheEnd(bool inOrder)
 {
     class Last : public QObject

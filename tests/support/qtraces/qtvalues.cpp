@@ -1,5 +1,5 @@
-// What Qt reads and writes of the program's own values, told to ThreadSanitizer: most of Qt's values are
-// changed by code in its headers, which is compiled with the program and seen; these operations are not.
+// Reports to ThreadSanitizer how Qt reads and writes the program's values. Most operations are in Qt's
+// headers and compiled with the program, so they are seen; these are not.
 
 #include "next.h"
 

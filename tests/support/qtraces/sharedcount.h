@@ -1,9 +1,10 @@
 // Included before everything else in a build under ThreadSanitizer.
 #pragma once
 
-// What Qt's values share may be written in place once the count of its owners says that there is no other. Qt
-// reads that count relaxed, and no processor writes ahead of the branch; by the language's rules, which
-// ThreadSanitizer keeps to, it takes an acquiring read to come after those who were owners before.
+// Qt writes shared data in place once its reference count says that there is no other owner. Qt reads that
+// count relaxed, which is safe, because no processor writes before the branch is decided. By the rules of the
+// language, which ThreadSanitizer applies, only an acquiring read is ordered after the accesses of earlier
+// owners.
 #if __has_include(<QtCore/qrefcount.h>)
 #include <QtCore/qatomic.h>
 #define loadRelaxed loadAcquire

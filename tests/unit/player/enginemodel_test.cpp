@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int stepsOfASequence = 60;
-/// How often what is rare happened, over all sequences: what never happens proves nothing.
+/// How often rare events happened in all sequences: events that never happen prove nothing.
 QMap<QString, int> happened;
 
 const QString scheme = QStringLiteral("http://");
@@ -86,7 +86,7 @@ private:
 
     void step()
     {
-        // Half of the sequences leave the player alone most of the time, so that tracks come to their ends.
+        // Half of the sequences contain few operations, so that tracks reach their ends.
         static const int spans[] = {100, 1000, 5000, 30000, 160000};
         static const int calm[] = {20, 20, 25, 25, 30, 30, 35, 35, 36, 32, 2, 4, 5, 17, 18, 33};
         int kind = m_isCalm && !chance(6) ? calm[below(16)] : below(40);
@@ -396,7 +396,7 @@ private:
         m_engine->setMuted(m_muted);
     }
 
-    // What comes from outside.
+    // External events.
 
     void answer()
     {
@@ -506,7 +506,7 @@ private:
         m_engine->wake();
     }
 
-    // What has to be the same.
+    // Must be the same.
 
     /// The streams that were opened are the wanted ones.
     QString takeOpened()

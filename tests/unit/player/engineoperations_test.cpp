@@ -6,8 +6,8 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-/// What listeners ask of the engine beside playing: undo, a sleep timer, a limit of the volume, seeks by a
-/// distance, and a state that is saved and restored. The real engine with a scripted stream and clock.
+/// The engine's operations besides playing: undo, sleep timer, volume limit, relative seeks, and saving and
+/// restoring its state. The real engine with a scripted stream and clock.
 class EngineOperationsTest : public QObject
 {
     Q_OBJECT

@@ -18,8 +18,9 @@ QStringList list(const QString& text)
 
 } // namespace
 
-/// The seam between two tracks: what is heard, what is told, and what happens when something changes after
-/// the next track was prepared. Real FLAC through the real pipeline into an output that keeps the samples.
+/// The change from one track to the next: what is heard, what is reported, and what happens if something
+/// changes after the next track was prepared. Real FLAC through the real pipeline into an output that stores
+/// the samples.
 class GaplessTest : public QObject
 {
     Q_OBJECT
@@ -51,8 +52,8 @@ class GaplessTest : public QObject
         return places;
     }
 
-    /// What feeds the second entrance of the engine's `concat`, as soon as that is there; null when it does
-    /// not come.
+    /// The element that feeds the second input of the engine's `concat`, once it exists; null if it does not
+    /// appear.
     GstElement* waitForNextStream()
     {
         QElapsedTimer limit;
@@ -69,7 +70,7 @@ class GaplessTest : public QObject
         return nullptr;
     }
 
-    /// Until the sound of what follows "a" is on its way to the output.
+    /// Waits until the sound of the track after "a" is being sent to the output.
     void waitForSoundAfterA()
     {
         QElapsedTimer limit;
@@ -85,7 +86,7 @@ class GaplessTest : public QObject
         return finished.wait(patienceMs);
     }
 
-    /// What was heard is this, sample for sample.
+    /// Checks that exactly these samples were heard.
     QString difference(const QByteArray& expected) const
     {
         const QByteArray heard = m_host->output.samples();
@@ -163,7 +164,8 @@ private Q_SLOTS:
         });
         clock.start();
         QVERIFY(m_host->playAll(list(QStringLiteral("a, b"))));
-        // A second of sound lies between the two; it may be told late on a busy machine, but never early.
+        // There is one second of sound between them; on a busy machine it may be reported late, but never
+        // early.
         QVERIFY(times.value(QStringLiteral("start b")) - times.value(QStringLiteral("start a")) >= 1000);
     }
 
@@ -219,8 +221,8 @@ private Q_SLOTS:
     void anEditAtTheVeryEndIsRight()
     {
         const QVector<int> ids = playUntilPrepared(list(QStringLiteral("a, b, c")));
-        // When the sound of the next one is on the way already, which cannot be taken back; it is told a
-        // little later, so there is a moment for this.
+        // The sound of the next track is already being sent and cannot be withdrawn; the change is reported a
+        // little later, so there is time for this.
         waitForSoundAfterA();
         const bool isInTime = engine().status().entry == ids.at(0);
         engine().queue().remove({ids.at(1)});

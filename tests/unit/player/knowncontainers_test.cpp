@@ -42,7 +42,7 @@ PelkRoles track(const QString& icon, const QString& albumTitle)
 
 } // namespace
 
-/// What is remembered of containers, and what their tracks get of it.
+/// The stored data of containers, and what is added to their tracks.
 class KnownContainersTest : public QObject
 {
     Q_OBJECT

@@ -226,7 +226,7 @@ private Q_SLOTS:
     }
 };
 
-/// Runs itself once more, on a session bus of its own.
+/// Starts itself again, with its own session bus.
 int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("PELK_TEST_BUS")) {

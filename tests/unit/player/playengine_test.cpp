@@ -308,7 +308,7 @@ private Q_SLOTS:
         m_worker->list = QStringList{QStringLiteral("unknown")};
         m_worker->holdAnswers = true;
         playList();
-        // Who stops the player since content is gone has to see what is about to play.
+        // A caller that stops the player because content is gone must see the track that is about to play.
         const PelkPlayLogicData asked = m_engine->data();
         QCOMPARE(asked.trackRoles().path().param(QStringLiteral("id")), QStringLiteral("unknown"));
         QCOMPARE(asked.state(), PelkPlayLogicState::Opening);
@@ -464,7 +464,7 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         QVERIFY(playAll(1));
-        // The reports' time is the clock's, so the sound may not come faster than it is heard.
+        // Reports use clock time, so the sound must not be faster than real time.
         QVERIFY(timer.elapsed() >= 1000);
         QCOMPARE(m_worker->states.last(), QStringLiteral("long stopped userStop"));
         QCOMPARE(m_writer->milliseconds(), 1000);

@@ -9,7 +9,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-/// What the player keeps in its two files: whatever moment it is killed at, they are of one moment.
+/// The player's two state files: whenever the player is killed, they belong to the same moment.
 class PlayerMemoryTest : public QObject
 {
     Q_OBJECT
@@ -83,7 +83,7 @@ private Q_SLOTS:
         memory.begin();
         m_engine->jump(add(PlayQueue::Where::Replace));
         QVERIFY(m_stream->settle());
-        // As long as the queue changes, each second has a state of its own.
+        // While the queue changes, the state is saved once a second.
         QElapsedTimer passed;
         passed.start();
         while (!passed.hasExpired(3 * StateFile::intervalMs)) {

@@ -26,8 +26,7 @@ class PlayQueueTest : public QObject
         return names.join(QLatin1Char(' '));
     }
 
-    /// The order from the current entry on, as far as it goes by itself. The last one is the current one
-    /// then.
+    /// The playback order from the current entry to the end. Afterwards the last entry is current.
     static QVector<int> walk(PlayQueue& queue, int most)
     {
         QVector<int> ids;
@@ -205,7 +204,7 @@ private Q_SLOTS:
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c")), PlayQueue::Where::End);
         queue.setRepeat(RepeatMode(repeat));
         queue.setCurrent(ids.at(1));
-        // A listener who goes on always goes to another one.
+        // Next always selects another entry.
         QCOMPARE(queue.next(false), ids.at(2));
         QCOMPARE(queue.previous(), ids.at(0));
         QVector<int> expected;
@@ -256,7 +255,7 @@ private Q_SLOTS:
         QVector<int> next = queue.add(rows(QStringLiteral("x y")), PlayQueue::Where::Next);
         const QVector<int> spread = queue.add(
             QVector<PelkRoles>(100, ScriptedPlayWorker::row(QStringLiteral("z"))), PlayQueue::Where::End);
-        // What comes in pieces comes in its order.
+        // Pieces are added in their order.
         next += queue.addAfter(next.last(), rows(QStringLiteral("u v")));
         QCOMPARE(idsOf(queue).mid(1, 4), next);
         QVERIFY(idsOf(queue) != ids.mid(0, 1) + next + ids.mid(1) + spread);

@@ -10,7 +10,7 @@
 
 #include <memory>
 
-/// What of a container comes into a queue, and in which pieces it is asked for.
+/// Which rows of a container are added to a queue, and in which pages they are requested.
 class QueueLoaderTest : public QObject
 {
     Q_OBJECT

@@ -14,7 +14,7 @@ QString text(const char* utf8)
 
 } // namespace
 
-/// Who may speak to the server, which requests it reads, and which files it gives out.
+/// Who may use the server, which requests it accepts, and which files it serves.
 class ServerAccessTest : public QObject
 {
     Q_OBJECT
@@ -124,7 +124,7 @@ private Q_SLOTS:
         const PanelClient::Headers proxied{{"Host", "music.home.example"},
                                            {"Origin", "https://music.home.example"}};
         QCOMPARE(f.client().post("/api/player/pause", QByteArray("{}"), proxied).status, 204);
-        // What a proxy says about others is not looked at.
+        // A proxy's statements about clients are ignored.
         QCOMPARE(f.client()
                      .get("/api/player", {{"Host", "evil.example"},
                                           {"Forwarded", "host=music.home.example;proto=https"},

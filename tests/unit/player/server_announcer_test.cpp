@@ -195,7 +195,7 @@ private Q_SLOTS:
     }
 };
 
-/// Runs itself once more, on a bus of its own.
+/// Starts itself again, with its own bus.
 int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("PELK_TEST_BUS")) {

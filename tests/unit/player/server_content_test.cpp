@@ -23,7 +23,7 @@ QByteArray getBytes(const ServerFixture& f, const QByteArray& target)
 
 } // namespace
 
-/// The content model over HTTP: rows, what nodes tell, values.
+/// The content model over HTTP: rows, data of nodes, values.
 class ServerContentTest : public QObject
 {
     Q_OBJECT
@@ -371,7 +371,7 @@ private Q_SLOTS:
         const PanelReply reply = f.client().get("/api/rows?path=test:list&from=0&to=9");
         QCOMPARE(reply.status, 504);
         QCOMPARE(reply.detail(), text("\"test:list\" did not respond within 0 seconds."));
-        // An answer that comes later meets nobody.
+        // A later reply has no receiver.
         QCOMPARE(f.worker.kept.size(), 1);
         f.worker.silent = false;
         f.worker.getRowsRequest(f.worker.kept.takeFirst());

@@ -49,7 +49,7 @@ PelkNotificationDisplayItem notice(const char* title, const QString& message)
     return item;
 }
 
-/// Follows the event stream over a socket that holds little, and does not read.
+/// Opens the event stream over a socket with a small buffer, and does not read.
 class SleepingReader
 {
 public:
@@ -83,8 +83,8 @@ public:
             },
             waitMs);
     }
-    /// Whether the server has let it go in time. It says so by a reset when more comes from here; its end
-    /// stands behind what has not been read.
+    /// Whether the server has disconnected it in time. A disconnection causes a reset when more data is sent;
+    /// its end is after the unread data.
     bool hasBeenLetGo() const
     {
         QElapsedTimer time;
@@ -119,8 +119,8 @@ private:
     int m_socket;
 };
 
-/// Memory of this process in KiB: what is resident or, since a sanitizer takes some for itself with
-/// everything that is touched, what its allocator has given out.
+/// The memory of this process in KiB: resident memory or, because sanitizers use memory of their own, what
+/// their allocator has allocated.
 qint64 memoryKb()
 {
 #ifdef PELK_SANITIZER_ALLOCATOR
@@ -135,7 +135,7 @@ qint64 memoryKb()
 
 } // namespace
 
-/// The event stream: what is told, in which order, and to how many.
+/// The event stream: which events are sent, in which order, and to how many readers.
 class ServerEventsTest : public QObject
 {
     Q_OBJECT
@@ -216,7 +216,7 @@ private Q_SLOTS:
         QTRY_COMPARE(first->events().size(), 3);
         QVERIFY(first->last(text("value"), QString::fromLatin1(name)).value(text("value")).isNull());
         first.reset();
-        // Whoever comes later has the state of everything all the same.
+        // Later readers still get the state of everything.
         for (int i = 0; i < 5; ++i) {
             EventReader later(f.port);
             QTRY_COMPARE(later.count(text("queue")), 1);
@@ -342,7 +342,7 @@ private Q_SLOTS:
         for (int i = 0; i < 100; ++i)
             f.worker.script.list << QString::number(i);
         f.start();
-        // What everybody needs is there before it is measured.
+        // Shared data is allocated before the measurement.
         QCOMPARE(f.client().get("/api/rows?path=test:list&from=0&to=99").status, 200);
         {
             EventReader first(f.port, "?value=account:test%2Fstate");

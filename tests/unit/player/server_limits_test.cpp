@@ -81,7 +81,7 @@ struct Pair
 
 } // namespace
 
-/// What the server bounds, and which requests it does not read at all.
+/// The server's limits, and the requests that it refuses.
 class ServerLimitsTest : public QObject
 {
     Q_OBJECT
@@ -144,7 +144,7 @@ private Q_SLOTS:
         QFETCH(int, status);
         ServerFixture f;
         f.start();
-        // Another request behind it must not be read as one.
+        // The bytes after it must not be read as another request.
         PendingReply pending(f.port, bytes.replace("HOST", f.client().host()));
         QVERIFY(pending.wait(patienceMs));
         QCOMPARE(pending.reply().status, status);

@@ -118,7 +118,7 @@ public:
 
 } // namespace
 
-/// Who is let in from the network: sessions, tokens, and how often a password may be guessed.
+/// Access from the network: sessions, tokens, and the limit of password attempts.
 class ServerLoginTest : public QObject
 {
     Q_OBJECT

@@ -58,7 +58,7 @@ class ServerPlayerTest : public QObject
     {
         return f.client().post("/api/player/" + operation, body).status;
     }
-    /// A queue of the tracks 1 to `count`, which nobody plays.
+    /// A queue of the tracks 1 to `count`, not playing.
     static void fill(const ServerFixture& f, int count)
     {
         QVector<PelkRoles> rows;
@@ -515,7 +515,7 @@ private Q_SLOTS:
         QCOMPARE(now, ids);
         QTRY_COMPARE(one.last(text("queue")).value(text("revision")).toDouble(), revision + 2);
         QTRY_COMPARE(two.last(text("queue")).value(text("revision")).toDouble(), revision + 2);
-        // What one has removed the other cannot move any longer, and is told so.
+        // An entry that one client has removed cannot be moved by the other, which gets an error.
         QCOMPARE(post(f, "queue/remove", {{text("entries"), QJsonArray{ids.at(2), ids.at(3)}}}), 200);
         const PanelReply gone = f.client().post(
             "/api/player/queue/move", QJsonObject{{text("entry"), ids.at(2)}, {text("before"), ids.at(4)}});
@@ -559,7 +559,7 @@ private Q_SLOTS:
         ServerFixture f;
         f.start();
         PendingReply waiting(f.port, "GET /api/player HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n");
-        // The request may or may not have come so far: this thread, which it needs, ends the server.
+        // The request may or may not have been processed: this thread, which it needs, stops the server.
         QVERIFY(waiting.socket().waitForConnected(20000));
         QVERIFY(waiting.socket().waitForBytesWritten(20000) || waiting.isFinished());
         f.server->stop();

@@ -50,7 +50,7 @@ QByteArray content(const QString& name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// What the real curl prints, while this thread's event loop goes on.
+/// The output of the real curl; this thread's event loop runs meanwhile.
 QByteArray curl(const QStringList& arguments)
 {
     QProcess process;

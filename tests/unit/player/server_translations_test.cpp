@@ -28,7 +28,7 @@ QByteArray contents(const QString& name)
     return file.readAll();
 }
 
-/// What stands in a .ts file: the source texts of each context.
+/// The contents of a .ts file: the source texts of each context.
 std::map<QString, QSet<QString>> messages(const QString& catalogue)
 {
     std::map<QString, QSet<QString>> found;
@@ -227,7 +227,7 @@ private Q_SLOTS:
                     return true;
             return false;
         };
-        // A list and a track that nobody answers for, one without an address, one without sound.
+        // A list and a track without an answering service, a track without an address, and one without sound.
         QCOMPARE(f.client()
                      .post("/api/player/queue/add",
                            QJsonObject{{text("path"), text("none:list")}, {text("where"), text("end")}})
@@ -349,7 +349,7 @@ private Q_SLOTS:
                                        "Account node - invalid input data format"},
                             {});
         QCOMPARE(in("de", form), text("Ungültiger Wert für die Kontoverwaltung."));
-        // Place markers stand where they stood.
+        // Place markers keep their positions.
         for (const char* code : {"de", "fr"})
             for (const char* catalogue : {"pelk_", "qobuz_"})
                 for (const auto& [context, sources] : messages(text(catalogue) + text(code) + text(".ts")))

@@ -80,7 +80,7 @@ private Q_SLOTS:
         QVERIFY(!settings.load(&error));
         sentence.replace(QStringLiteral("FILE"), m_name);
         QVERIFY2(error.contains(sentence), qPrintable(error));
-        // What is wrong is left for its owner to put right.
+        // The invalid file is left unchanged for its owner to correct.
         QCOMPARE(contents(m_name), text);
     }
 
@@ -303,7 +303,7 @@ private Q_SLOTS:
         ServiceSettings settings(m_name);
         QString error;
         QVERIFY(settings.load(&error));
-        // The folder goes: nothing can be written beside the file any longer, whoever runs this.
+        // The folder is removed, so nothing can be written beside the file, not even by root.
         const QString away = m_dir.path() + QStringLiteral(".away");
         QVERIFY(QDir().rename(m_dir.path(), away));
         write(m_dir.path(), "in the way");

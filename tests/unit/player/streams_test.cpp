@@ -8,8 +8,8 @@
 
 #include <atomic>
 
-/// Streams from a server that misbehaves, addresses that no longer hold, places sought for, and an output
-/// that goes away. What is heard is compared with the file's own samples.
+/// Streams from a misbehaving server, expired addresses, seeks, and an output that disappears. The samples
+/// heard are compared with those of the file.
 class StreamsTest : public QObject
 {
     Q_OBJECT
@@ -204,7 +204,7 @@ private Q_SLOTS:
 
     void aHeardTrackThatBreaksOffIsReportedAsFailedAndThenAsEnded()
     {
-        // Two seconds more than what is gathered before it is heard, which is 2 MB.
+        // Two seconds more than the initial buffer of 2 MB.
         m_file = wav(6);
         m_breakAfter = 4500000;
         m_breaksLeft = 100;
@@ -214,7 +214,7 @@ private Q_SLOTS:
         QCOMPARE(brokeOff.size(), 1);
         QVERIFY(!brokeOff.at(0).at(1).toString().isEmpty());
         QVERIFY(!m_host->output.samples().isEmpty());
-        // What happened, and the end of the listening; the player itself shows what happened.
+        // The failure, and the end of listening; the player itself shows the failure.
         QCOMPARE(states(),
                  (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
                               QStringLiteral("1 stopped streamFailed"), QStringLiteral("1 stopped")}));
@@ -223,7 +223,7 @@ private Q_SLOTS:
 
     void aStallNoticedAfterABufferUnderrunIsReportedAtOnce()
     {
-        // What comes at first is over in two seconds, and the rest takes ten to come.
+        // The first part lasts two seconds, and the rest takes ten seconds to arrive.
         m_file = wav(4);
         m_dripBytes = 2400000;
         m_dripPauseMs = 10000;
@@ -242,7 +242,7 @@ private Q_SLOTS:
     void aPauseWhileBufferingIsReportedAndHolds()
     {
         QFETCH(bool, heard);
-        // A second of it has 1.1 MB. The rest comes when this test lets it come.
+        // One second takes 1.1 MB. The test releases the rest.
         m_file = wav(4);
         m_holdAfter = heard ? 2400000 : 200000;
         m_host->fill({QStringLiteral("1")});
@@ -253,7 +253,7 @@ private Q_SLOTS:
         QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
         QVERIFY(!engine().status().stalled);
         QCOMPARE(states().last(), QStringLiteral("1 paused"));
-        // Until more has come it cannot be heard, and that is no pause of the listener's.
+        // It is silent until more data arrives, and this is not a pause by the listener.
         engine().play();
         QTRY_VERIFY(engine().status().stalled || states().last() == QLatin1String("1 playing"));
         QCOMPARE(engine().status().state, PelkPlayLogicState::Playing);
@@ -295,7 +295,8 @@ private Q_SLOTS:
         }
         QSignalSpy finished(&engine(), &PlayEngine::finished);
         QVERIFY(finished.wait(patienceMs));
-        // What is heard last is the rest of the file from there; a buffer of the old place may come before.
+        // The last samples are the rest of the file from that position; a buffer from the old position may
+        // precede them.
         const QByteArray heard = m_host->output.samples();
         const int rest = m_decoded.size() - toMs * EngineHost::rateHz / 1000 * EngineHost::frameBytes;
         const int slackBytes = 50 * EngineHost::rateHz / 1000 * EngineHost::frameBytes;
@@ -315,7 +316,7 @@ private Q_SLOTS:
         QTRY_COMPARE(engine().status().state, PelkPlayLogicState::Paused);
         QSignalSpy seeked(&engine(), &PlayEngine::seeked);
         m_breakAfter = m_file.size() / 5;
-        // More often than a stream is resumed; after that it is resumed all the same.
+        // More seeks than a stream has resumptions; it can still be resumed afterwards.
         for (int i = 1; i <= 5; ++i) {
             m_breaksLeft = i == 5 ? 1 : 0;
             engine().seek(i * 10);
@@ -519,7 +520,7 @@ private Q_SLOTS:
         QCOMPARE(states(), (QStringList{QStringLiteral("1 opening"), QStringLiteral("1 playing"),
                                         QStringLiteral("1 paused"), QStringLiteral("1 playing"),
                                         QStringLiteral("1 stopped")}));
-        // It goes on where it was, give or take the sound that was on the way.
+        // It continues at the same position, except for the sound in the output's buffer.
         const QByteArray after = m_host->output.samples();
         QVERIFY(m_decoded.endsWith(after));
         const int lost = (m_decoded.size() - after.size() - before.size()) / EngineHost::frameBytes * 1000 /

@@ -18,7 +18,7 @@ using sandbox::Json;
 
 namespace {
 
-/// What a decoder makes of a file.
+/// The decoded samples of a file.
 struct Decoded
 {
     std::uint64_t announcedFrames = 0; ///< as the file's head says

@@ -9,7 +9,7 @@ using sandbox::Json;
 
 namespace {
 
-/// What a client reads of one answer at most.
+/// The largest response that a client reads.
 constexpr std::size_t readLimitBytes = 524288;
 
 bool hasKeys(const Json& record, std::initializer_list<const char*> keys)

@@ -20,7 +20,7 @@ std::size_t announcedBytes(const RawAnswer& answer)
 
 } // namespace
 
-/// What each fault does to an answer, seen from a plain socket or through a client.
+/// The effect of each fault on a response, observed with a plain socket or a client.
 class WireTest : public QObject
 {
     Q_OBJECT
@@ -107,7 +107,7 @@ private Q_SLOTS:
             answer.bytes += some;
         QCOMPARE(answer.body().size(), std::size_t(20));
         QVERIFY(announcedBytes(answer) > 20);
-        // What the client says next is not answered: it ends the connection.
+        // The client's next request is not answered, and ends the connection.
         client.send(genreList);
         QVERIFY(client.receive().bytes.empty());
     }

@@ -181,7 +181,7 @@ private Q_SLOTS:
         QCOMPARE(hash.record(a), middle);
         QCOMPARE(hash.record(a).record(a), inner);
         QCOMPARE(hash.text(a), QString());
-        // Whoever reads hashes finds hashes, at every depth.
+        // Hashes can be read at every depth.
         const QVariant plain = QVariantHash{{a, QVariantHash{{b, 1}}}};
         for (const QVariant& read : {hash.value(a), hash.hash().value(a), QVariant(entry.toHash())}) {
             QCOMPARE(read.userType(), int(QMetaType::QVariantHash));

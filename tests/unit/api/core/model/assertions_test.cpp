@@ -32,7 +32,7 @@ void onAnotherThread(Act act)
     act(&receiver);
 }
 
-/// What a programming error is, by name; each ends the process.
+/// Programming errors by name; each ends the process.
 const QHash<QString, Crime>& crimes()
 {
     static const QHash<QString, Crime> all = {

@@ -23,7 +23,7 @@ PelkValue value(const QString& string)
     return result;
 }
 
-/// A store that remembers what it was told, and fails when it is told to.
+/// A store that records what it receives, and fails on request.
 class ListStore : public CMValueStore
 {
 public:

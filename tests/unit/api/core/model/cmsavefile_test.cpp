@@ -10,7 +10,7 @@
 
 namespace {
 
-/// What was put on disk, in order: "file" or "folder".
+/// What was synced to disk, in order: "file" or "folder".
 QStringList& synced()
 {
     static QStringList list;
@@ -21,7 +21,7 @@ constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
 } // namespace
 
-// The libraries take these from the program, since it comes first when symbols are looked up.
+// The libraries use these functions of the program, because symbols are looked up in the program first.
 Q_DECL_EXPORT int fsync(int descriptor)
 {
     struct stat status = {};
@@ -72,7 +72,7 @@ private Q_SLOTS:
     {
         const QTemporaryDir folder;
         QString error;
-        // A folder stands where the file should be.
+        // A folder is in the file's place.
         QVERIFY(!cmSaveFile(folder.path(), "content", ownerOnly, &error));
         QVERIFY(!error.isEmpty());
         QVERIFY(QFileInfo(folder.path()).isDir());
