@@ -128,7 +128,7 @@ private Q_SLOTS:
         QCOMPARE(serve.end(), 0);
     }
 
-    void aTypedPasswordIsNotShownAndAskedForTwice()
+    void aTypedPasswordIsNotShownAndMustBeRepeated()
     {
         const Players players;
         int exitCode = -1;

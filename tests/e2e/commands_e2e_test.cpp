@@ -124,7 +124,7 @@ private Q_SLOTS:
         QCOMPARE(with.errors, without.errors);
     }
 
-    void whatTheCommandLineChangesTheRunningPlayerHasAtOnce()
+    void changesFromTheCommandLineReachTheRunningPlayerAtOnce()
     {
         m_serve = std::make_unique<Serve>(*m_players);
         QCOMPARE(pelk("status").exitCode, 4);
@@ -148,7 +148,7 @@ private Q_SLOTS:
                                                    .arg(m_serve->port)));
     }
 
-    void withoutAPlayerWhatOnlyItDoesIsExitCode5_data()
+    void commandsThatNeedAPlayerAreExitCode5WithoutOne_data()
     {
         QTest::addColumn<QString>("line");
         for (const char* line : {"pause",
@@ -173,7 +173,7 @@ private Q_SLOTS:
                                  "queue repeat one"})
             QTest::newRow(line) << text(line);
     }
-    void withoutAPlayerWhatOnlyItDoesIsExitCode5()
+    void commandsThatNeedAPlayerAreExitCode5WithoutOne()
     {
         QFETCH(QString, line);
         const Players::Outcome outcome = m_players->pelk(line.split(QLatin1Char(' ')));
@@ -190,7 +190,7 @@ private Q_SLOTS:
             text("pelk: No player can be reached at /nowhere/player.sock: No such file or directory.\n"));
     }
 
-    void aPlayerWhoseSocketFileHasGoneIsNotTakenForNone()
+    void aRunningPlayerWithoutItsSocketFileIsReportedAsUnreachable()
     {
         m_serve = std::make_unique<Serve>(*m_players);
         QVERIFY(QFile::remove(m_players->home() + text("/state/pelk/player.sock")));
@@ -249,7 +249,7 @@ private Q_SLOTS:
         QCOMPARE(pelk("volume unmute").output, text("30 %\n"));
     }
 
-    void whatIsNoTimeOrVolumeIsWrongUsage_data()
+    void anInvalidTimeOrVolumeIsWrongUsage_data()
     {
         QTest::addColumn<QString>("line");
         for (const char* line :
@@ -259,7 +259,7 @@ private Q_SLOTS:
               "play song x"})
             QTest::newRow(line) << text(line);
     }
-    void whatIsNoTimeOrVolumeIsWrongUsage()
+    void anInvalidTimeOrVolumeIsWrongUsage()
     {
         QFETCH(QString, line);
         const Players::Outcome outcome = m_players->pelk(line.split(QLatin1Char(' ')));
@@ -308,7 +308,7 @@ private Q_SLOTS:
         QCOMPARE(status().value(text("row")).toObject().value(text("path")).toString(), path);
     }
 
-    void whatCannotBePlayedIsToldWithItsExitCode()
+    void anUnplayableTrackIsReportedWithItsExitCode()
     {
         m_serve = std::make_unique<Serve>(*m_players);
         Players::Outcome outcome = pelk("play qobuz:favourites/tracks");
@@ -371,7 +371,7 @@ private Q_SLOTS:
             QVERIFY2(line.size() <= columns, qPrintable(line));
     }
 
-    void whoFollowsSeesTheLastOfAThousandChanges()
+    void aFollowerSeesTheLastOfAThousandChanges()
     {
         m_serve = std::make_unique<Serve>(*m_players);
         listen();
@@ -398,7 +398,7 @@ private Q_SLOTS:
         QCOMPARE(follower->exitCode(), noPlayer);
     }
 
-    void whoFollowsSeesEachChangeOfWhatPlaysOnce()
+    void aFollowerSeesEachChangeOnce()
     {
         m_serve = std::make_unique<Serve>(*m_players);
         listen();

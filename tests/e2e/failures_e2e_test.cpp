@@ -157,7 +157,7 @@ private Q_SLOTS:
         QCOMPARE(players.pelk({QStringLiteral("status")}).exitCode, 0);
     }
 
-    void aTakenPortIsNamedByTheSandbox()
+    void theSandboxNamesAPortInUse()
     {
         QTcpServer taken;
         QVERIFY(taken.listen(QHostAddress::LocalHost));

@@ -179,7 +179,7 @@ private Q_SLOTS:
         QVERIFY2(listened >= 1 && listened <= 4, qPrintable(QString::number(listened)));
     }
 
-    void aTrackThatIsOnlyThereAtALowerQualityIsPlayedAtThat()
+    void aTrackAvailableOnlyInLowerQualityPlaysInThatQuality()
     {
         QCOMPARE(m_players->pelk({QStringLiteral("quality"), QStringLiteral("hires192")}).exitCode, 0);
         const Players::Outcome play = m_players->pelk(

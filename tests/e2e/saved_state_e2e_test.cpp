@@ -176,7 +176,7 @@ private Q_SLOTS:
         }
     }
 
-    void aFileThatCannotBeUsedIsSetAsideWithASentence_data()
+    void anInvalidFileIsSetAsideWithASentence_data()
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("reason");
@@ -187,7 +187,7 @@ private Q_SLOTS:
             << QByteArray("{\"concern\":\"queue\",\"version\":2,\"data\":{\"rows\":[]}}")
             << text("it was written by a later version of the player");
     }
-    void aFileThatCannotBeUsedIsSetAsideWithASentence()
+    void anInvalidFileIsSetAsideWithASentence()
     {
         QFETCH(QByteArray, content);
         QFETCH(QString, reason);
@@ -201,7 +201,7 @@ private Q_SLOTS:
                  qPrintable(errors));
     }
 
-    void aVolumeThatCannotBeReadIsAQuietOne()
+    void anUnreadableVolumeBecomesQuiet()
     {
         put("player.json", "{\"concern\":\"player\",\"version\":1,\"data\":{\"volumePercent\":1e9}}");
         const Serve serve(*m_players);

@@ -50,13 +50,13 @@ class ServeE2ETest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void itSaysWhereThePanelIsAndEndsInOrder_data()
+    void itPrintsThePanelsAddressAndEndsProperly_data()
     {
         QTest::addColumn<int>("signal");
         QTest::newRow("asked to end") << SIGTERM;
         QTest::newRow("interrupted") << SIGINT;
     }
-    void itSaysWhereThePanelIsAndEndsInOrder()
+    void itPrintsThePanelsAddressAndEndsProperly()
     {
         QFETCH(int, signal);
         const Players players;
@@ -84,7 +84,7 @@ private Q_SLOTS:
         QCOMPARE(serve.client().get("/api/player").status, 200);
     }
 
-    void aSocketThatTheSystemPassesIsListenedOn_data()
+    void aSocketPassedBySystemdIsUsed_data()
     {
         QTest::addColumn<int>("type");
         QTest::addColumn<bool>("listens");
@@ -92,7 +92,7 @@ private Q_SLOTS:
         QTest::newRow("one that does not") << int(SOCK_STREAM) << false;
         QTest::newRow("one for datagrams") << int(SOCK_DGRAM) << false;
     }
-    void aSocketThatTheSystemPassesIsListenedOn()
+    void aSocketPassedBySystemdIsUsed()
     {
         QFETCH(int, type);
         QFETCH(bool, listens);
@@ -274,7 +274,7 @@ private Q_SLOTS:
         QVERIFY(QJsonDocument::fromJson(curl.readAllStandardOutput()).object().contains(text("state")));
     }
 
-    void whatCannotBeSavedNamesNoFileToBrowsers()
+    void aFailedSaveNamesNoFileToBrowsers()
     {
         const Players players;
         const Serve serve(players);
@@ -418,7 +418,7 @@ private Q_SLOTS:
         QTRY_COMPARE(serve.client().get(albums).status, 200);
     }
 
-    void whatThePlayerKeepsForItselfIsNeitherReadNorSetNorFollowed_data()
+    void privateValuesCanNeitherBeReadNorSetNorFollowed_data()
     {
         QTest::addColumn<QString>("path");
         QTest::newRow("the saved login") << text("session:qobuz");
@@ -426,7 +426,7 @@ private Q_SLOTS:
         QTest::newRow("the settings") << text("settings:qobuz");
         QTest::newRow("the device's identifier") << text("system:memberId");
     }
-    void whatThePlayerKeepsForItselfIsNeitherReadNorSetNorFollowed()
+    void privateValuesCanNeitherBeReadNorSetNorFollowed()
     {
         QFETCH(QString, path);
         const Players players;

@@ -49,7 +49,7 @@ private Q_SLOTS:
         m_players.reset();
     }
 
-    void itHearsWhenThePlayerAnswersAndWhenItEnds()
+    void itNoticesWhenThePlayerRespondsAndEnds()
     {
         const Serve serve(*m_players);
         QVERIFY(hears("READY=1"));
@@ -58,7 +58,7 @@ private Q_SLOTS:
         QVERIFY(hears("STOPPING=1"));
     }
 
-    void itsWatchdogHearsOfTheEventLoop()
+    void itsWatchdogIsFedByTheEventLoop()
     {
         qputenv("WATCHDOG_USEC", "200000");
         const Serve serve(*m_players);

@@ -109,7 +109,7 @@ private Q_SLOTS:
         end(*process);
     }
 
-    void aGroupMayUseItWhereThatIsSaid()
+    void aNamedGroupMayUseIt()
     {
         if (::geteuid() != 0)
             QSKIP("Only root may give a file to any group.");
@@ -136,7 +136,7 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(folder + text("/pelk/player.sock")));
     }
 
-    void whatACrashLeftIsReplaced()
+    void aFileLeftByACrashIsReplaced()
     {
         const Players players;
         auto process = serve(players, m_runtime.path());

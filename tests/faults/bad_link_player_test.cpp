@@ -143,7 +143,7 @@ private Q_SLOTS:
         print(QStringLiteral("3 seconds of sound"), timer.elapsed());
     }
 
-    void anOutageWhileRowsAreAskedFor()
+    void anOutageWhileRowsAreRequested()
     {
         const int outageMs = m_long ? 60000 : 3000;
         const QStringList rows{QStringLiteral("rows"), QStringLiteral("qobuz:playlists")};
@@ -235,7 +235,7 @@ private Q_SLOTS:
         QCOMPARE(m_players->pelk({QStringLiteral("rows"), QStringLiteral("qobuz:playlists")}).exitCode, 0);
     }
 
-    void aStreamThatBreaksOffIsToldAndItsEndReported()
+    void aBrokenStreamIsShownAndItsEndReported()
     {
         const std::unique_ptr<QProcess> play = playSlowly(15);
         m_players->fault(QStringLiteral("stream"), {{QStringLiteral("kind"), QStringLiteral("status")},

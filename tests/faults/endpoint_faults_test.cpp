@@ -108,7 +108,7 @@ private Q_SLOTS:
         ++m_combinations;
     }
 
-    void whatIsRedirectedToAnotherServerCarriesNoSecrets()
+    void aRedirectToAnotherServerCarriesNoSecrets()
     {
         QVERIFY(m_elsewhere.requestCount() > 0);
         const QList<TestHttpServer::Request> requests = m_elsewhere.requests();

@@ -224,13 +224,13 @@ private Q_SLOTS:
         checkWhoBrowses(sessionNow);
     }
 
-    void anAccountThatIsRemovedWhileItLogsInIsLoggedInAfterAll_data()
+    void anAccountRemovedDuringALoginIsLoggedInInTheEnd_data()
     {
         QTest::addColumn<bool>("succeeds");
         QTest::newRow("the login succeeds") << true;
         QTest::newRow("the login fails") << false;
     }
-    void anAccountThatIsRemovedWhileItLogsInIsLoggedInAfterAll()
+    void anAccountRemovedDuringALoginIsLoggedInInTheEnd()
     {
         QFETCH(bool, succeeds);
         m_service->hold("user/login", 1, succeeds ? 200 : 401);
@@ -251,13 +251,13 @@ private Q_SLOTS:
         checkWhoBrowses(now);
     }
 
-    void whatWasAskedBeforeALogOutIsAnsweredAfterIt_data()
+    void aRequestFromBeforeALogoutIsAnsweredAfterIt_data()
     {
         QTest::addColumn<bool>("logsInAgain");
         QTest::newRow("logged out") << false;
         QTest::newRow("another login under way") << true;
     }
-    void whatWasAskedBeforeALogOutIsAnsweredAfterIt()
+    void aRequestFromBeforeALogoutIsAnsweredAfterIt()
     {
         QFETCH(bool, logsInAgain);
         const char* const rowsCall = "playlist/getUserPlaylists";

@@ -86,7 +86,7 @@ class ServingHostFaultsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void aHostOfSomeoneElseNeverBecomesTheBase_data()
+    void aForeignHostNeverBecomesTheBase_data()
     {
         QTest::addColumn<QByteArrayList>("servedBy");
         const auto row = [](const char* name, const QByteArrayList& servedBy) {
@@ -146,7 +146,7 @@ private Q_SLOTS:
         row("60,000 letters", {"http://" + QByteArray(60000, 'a') + ".example/"});
         row("60,000 suffixes", {"http://evil.example/" + QByteArray(".qobuz.com").repeated(6000)});
     }
-    void aHostOfSomeoneElseNeverBecomesTheBase()
+    void aForeignHostNeverBecomesTheBase()
     {
         QFETCH(QByteArrayList, servedBy);
         ProxyStage stage;
@@ -166,7 +166,7 @@ private Q_SLOTS:
         }
     }
 
-    void aHostOfTheServiceBecomesTheBaseWithoutItsTrimmings_data()
+    void aHostOfTheServiceBecomesTheBaseWithoutPortUserAndPath_data()
     {
         QTest::addColumn<QByteArrayList>("servedBy");
         QTest::addColumn<QByteArray>("newBase");
@@ -190,7 +190,7 @@ private Q_SLOTS:
         row("a carriage return behind it", {"http://www2.qobuz.com/\rX: y"}, www);
         row("a long path", {"http://www2.qobuz.com/" + QByteArray(60000, 'a')}, www);
     }
-    void aHostOfTheServiceBecomesTheBaseWithoutItsTrimmings()
+    void aHostOfTheServiceBecomesTheBaseWithoutPortUserAndPath()
     {
         QFETCH(QByteArrayList, servedBy);
         QFETCH(QByteArray, newBase);
@@ -207,7 +207,7 @@ private Q_SLOTS:
         QCOMPARE(stage.server.requestCount(), 2);
     }
 
-    void aHostThatIsWrittenOddlyNeverGetsTheToken_data()
+    void anUnusuallyWrittenHostNeverGetsTheToken_data()
     {
         QTest::addColumn<QByteArray>("servedBy");
         const auto row = [](const char* name, const QByteArray& host) {
@@ -242,7 +242,7 @@ private Q_SLOTS:
         row("an underscore", "evil_example");
         row("a label that is too long", QByteArray(300, 'a'));
     }
-    void aHostThatIsWrittenOddlyNeverGetsTheToken()
+    void anUnusuallyWrittenHostNeverGetsTheToken()
     {
         QFETCH(QByteArray, servedBy);
         ProxyStage stage;
@@ -364,7 +364,7 @@ private Q_SLOTS:
         QCOMPARE(stage.strangersWithTheToken(), QByteArrayList());
     }
 
-    void answersThatNameEachOthersHostsAreAllAnsweredOnce()
+    void requestsWhoseResponsesNameEachOthersHostsAreAnsweredOnce()
     {
         constexpr int count = 300;
         ProxyStage stage;

@@ -30,7 +30,7 @@ private Q_SLOTS:
     }
     void cleanupTestCase() { m_stage.reset(); }
 
-    void whatIsNotAnsweredInTimeFailsThenAndTheNextRequestWorks()
+    void anUnansweredRequestTimesOutAndTheNextOneWorks()
     {
         // Each hop is quick enough, all together are not: the time is one for the whole way.
         TestHttpServer slow("127.0.0.2");

@@ -23,7 +23,7 @@ private Q_SLOTS:
     }
     void cleanup() { m_stage.reset(); }
 
-    void aTokenThatEndsWhileBrowsingIsRefusedUntilTheNextLogin()
+    void aTokenThatExpiresWhileBrowsingIsRefusedUntilTheNextLogin()
     {
         const QString session = m_stage->host().session().toString();
         QVERIFY(m_stage->expireTokens());
@@ -42,7 +42,7 @@ private Q_SLOTS:
         loginMendsIt();
     }
 
-    void aTokenThatEndsBetweenPrePlayAndTheReportsLosesTheReportsAlone()
+    void aTokenThatExpiresAfterPrePlayLosesOnlyTheReports()
     {
         const auto reports = [this] {
             QStringList found;

@@ -54,7 +54,7 @@ private Q_SLOTS:
         m_players.reset();
     }
 
-    void whatCannotBeSavedIsToldAndTheEarlierValueStays_data()
+    void aFailedSaveIsReportedAndKeepsTheEarlierValue_data()
     {
         QTest::addColumn<QString>("shell");
         QTest::addColumn<QString>("reason");
@@ -68,7 +68,7 @@ private Q_SLOTS:
                                            : QStringLiteral("exec \"$@\""))
                                    << QStringLiteral("Permission denied");
     }
-    void whatCannotBeSavedIsToldAndTheEarlierValueStays()
+    void aFailedSaveIsReportedAndKeepsTheEarlierValue()
     {
         QFETCH(QString, shell);
         QFETCH(QString, reason);

@@ -108,13 +108,13 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 0);
     }
 
-    void whatIsWrittenAndItsProcessingAreLoggedAtDebugLevel_data()
+    void writingAndProcessingAreLoggedAtDebugLevel_data()
     {
         Rows<int> row;
         for (int operation : {0, 1, 2, 7})
             row(QByteArray::number(operation).constData(), operation);
     }
-    void whatIsWrittenAndItsProcessingAreLoggedAtDebugLevel()
+    void writingAndProcessingAreLoggedAtDebugLevel()
     {
         const auto [operation] = fetched<int>();
         startWatching();
@@ -162,7 +162,7 @@ private Q_SLOTS:
         QCOMPARE(bare.root().accesses, QStringList());
     }
 
-    void aRemovalGoesStepByStep()
+    void aRemovalFollowsTheseSteps()
     {
         BareWorker<WatchingRoot> bare(server().url("/api/"_s));
         const Log log;
@@ -217,7 +217,7 @@ private Q_SLOTS:
         QCOMPARE(answer, expected);
     }
 
-    void whateverTheStateWasTheOperationSetsItsOwn_data()
+    void eachOperationSetsItsStateFromAnyState_data()
     {
         Rows<QList<int>, int> row; // 1: a login, -1: a login that is refused, 2: a removal
         row("a login after a refusal", QList<int>{-1, 1}, int(LoggedIn));
@@ -229,7 +229,7 @@ private Q_SLOTS:
         row("a removal after a removal", QList<int>{2, 2}, int(LoggedOut));
         row("a removal while nobody is logged in", QList<int>{2}, int(LoggedOut));
     }
-    void whateverTheStateWasTheOperationSetsItsOwn()
+    void eachOperationSetsItsStateFromAnyState()
     {
         const auto [operations, state] = fetched<QList<int>, int>();
         start(false);
@@ -244,7 +244,7 @@ private Q_SLOTS:
         QCOMPARE(host().rows("qobuz:"_s, 0, 9).error.isSet(), state != LoggedIn);
     }
 
-    void aKeyCountsThoughItsValueIsMissing()
+    void aKeyWithoutAValueCounts()
     {
         answerLogin("{}", 401);
         start(false);
@@ -277,7 +277,7 @@ private Q_SLOTS:
         QCOMPARE(thread->load(), host().workerThread());
     }
 
-    void theNodeSaysThatItIsMade()
+    void creatingTheNodeIsLogged()
     {
         const Log log;
         startWatching(true);

@@ -90,7 +90,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 0);
     }
 
-    void whatIsNoAccountIsRefused_data()
+    void anInvalidAccountIsRefused_data()
     {
         Rows<QVariant> row;
         PelkValue text;
@@ -103,7 +103,7 @@ private Q_SLOTS:
         row("a plain text", "login"_s);
         row("nothing", QVariant());
     }
-    void whatIsNoAccountIsRefused()
+    void anInvalidAccountIsRefused()
     {
         const auto [value] = fetched<QVariant>();
         startWatching(true);
@@ -181,7 +181,7 @@ private Q_SLOTS:
         QCOMPARE(host().session().userName(), user);
     }
 
-    void aLoginThatSucceedsGivesTheSession()
+    void aSuccessfulLoginReturnsTheSession()
     {
         startWatching();
         const ModuleHost::Data data = write(login());
@@ -193,7 +193,7 @@ private Q_SLOTS:
         QVERIFY(!host().rows("qobuz:"_s, 0, 1).error.isSet());
     }
 
-    void aLoginThatIsRefusedGivesItsError_data()
+    void aRefusedLoginReportsItsError_data()
     {
         Rows<int, QByteArray, QString, QVariantHash> row;
         const QString code = "ErrorCode"_s;
@@ -208,7 +208,7 @@ private Q_SLOTS:
         row("a message that is kept as it is", 401, R"({"message":" No\u0308\r\n %1 "})", " No\u0308\r\n %1 ",
             QVariantHash{{code, 401}, {reply, " No\u0308\r\n %1 "_s}});
     }
-    void aLoginThatIsRefusedGivesItsError()
+    void aRefusedLoginReportsItsError()
     {
         const auto [status, body, message, data] = fetched<int, QByteArray, QString, QVariantHash>();
         answerLogin(body, status);
@@ -248,7 +248,7 @@ private Q_SLOTS:
         QCOMPARE(loginState(), std::get<3>(row));
     }
 
-    void theLogAndTheReplyComeInThisOrder_data()
+    void logRecordsAndReplyHaveThisOrder_data()
     {
         Rows<QVariant, QStringList> row;
         const QString reply = "the reply"_s;
@@ -260,7 +260,7 @@ private Q_SLOTS:
         row("no account", 5, {"account value type"_s, reply});
         row("no operation", accountValue(account(0)), entry + QStringList{"No operation"_s, "Leave bool"_s});
     }
-    void theLogAndTheReplyComeInThisOrder()
+    void logRecordsAndReplyHaveThisOrder()
     {
         const auto [value, order] = fetched<QVariant, QStringList>();
         startWatching(true);
@@ -276,7 +276,7 @@ private Q_SLOTS:
                  order);
     }
 
-    void aLoginWithoutAUserIdSucceedsAllTheSame_data()
+    void aLoginWithoutAUserIdStillSucceeds_data()
     {
         Rows<QByteArray, QString> row;
         row("no user", R"({"user_auth_token":"t"})", "user@example.com|t|0|0|0");
@@ -284,7 +284,7 @@ private Q_SLOTS:
             "user@example.com|t|0|0|0");
         row("nothing", "{}", "user@example.com||0|0|0");
     }
-    void aLoginWithoutAUserIdSucceedsAllTheSame()
+    void aLoginWithoutAUserIdStillSucceeds()
     {
         const auto [body, session] = fetched<QByteArray, QString>();
         answerLogin(body);

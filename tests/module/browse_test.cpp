@@ -26,7 +26,7 @@ private Q_SLOTS:
         serve(everyList());
     }
 
-    void aRouteAsksForExactlyOnePageAndAnswersWithItsList_data()
+    void aRouteRequestsExactlyOnePageAndReturnsItsList_data()
     {
         Rows<QString, QByteArray, QString, bool> row;
         row.named("qobuz:featured/albums", "/api/catalog/getFeatured?offset=10&limit=20&type=albums", "album",
@@ -64,7 +64,7 @@ private Q_SLOTS:
         row.named("qobuz:playlist?query=x&id=7001&id=7002",
                   "/api/playlist/get?playlist_id=7001&offset=10&limit=20&extra=tracks", "track", true);
     }
-    void aRouteAsksForExactlyOnePageAndAnswersWithItsList()
+    void aRouteRequestsExactlyOnePageAndReturnsItsList()
     {
         const auto [path, target, kind, withToken] = fetched<QString, QByteArray, QString, bool>();
         const ModuleHost::Rows rows = host().rows(path, 10, 29);
@@ -82,7 +82,7 @@ private Q_SLOTS:
         QCOMPARE(rows.count, totals.value(kind));
     }
 
-    void theRestOfAPathIsReadInLowerCaseAndWithoutItsRouteAnywhere_data()
+    void theRestOfAPathIsReadInLowerCaseWithoutItsRoute_data()
     {
         Rows<QString, QByteArray> row;
         // Each word of each route, in three other letter cases.
@@ -113,7 +113,7 @@ private Q_SLOTS:
                   "/api/favorite/getUserFavorites?offset=0&limit=50&type=albums");
         row.named("qobuz:search/search/tracks?query=x", "/api/track/search?offset=0&query=x");
     }
-    void theRestOfAPathIsReadInLowerCaseAndWithoutItsRouteAnywhere()
+    void theRestOfAPathIsReadInLowerCaseWithoutItsRoute()
     {
         const auto [path, target] = fetched<QString, QByteArray>();
         const ModuleHost::Rows rows = host().rows(path, 0, 49);
@@ -159,7 +159,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 0);
     }
 
-    void aRouteThatIsABeginningCatchesWhateverFollows_data()
+    void aPrefixRouteMatchesEveryPathThatStartsWithIt_data()
     {
         Rows<QString, QByteArray> row;
         row.named("qobuz:album/tracks?id=1", "/api/album/get?album_id=1&offset=0&limit=50");
@@ -167,14 +167,14 @@ private Q_SLOTS:
         row.named("qobuz:playlists/?id=3", "/api/playlist/get?playlist_id=3&offset=0&limit=50&extra=tracks");
         row.named("qobuz:artists?id=3", "/api/artist/get?artist_id=3&offset=0&limit=50&extra=albums");
     }
-    void aRouteThatIsABeginningCatchesWhateverFollows()
+    void aPrefixRouteMatchesEveryPathThatStartsWithIt()
     {
         const auto [path, target] = fetched<QString, QByteArray>();
         QVERIFY(host().rows(path, 0, 49).finished);
         QCOMPARE(targets(), QList<QByteArray>{target});
     }
 
-    void aKindThatNoListHasIsAskedForAndNeverAnswered_data()
+    void anUnknownKindIsRequestedAndNeverAnswered_data()
     {
         Rows<QString, QByteArray> row;
         row.named("qobuz:featured/articles", "/api/catalog/getFeatured?offset=0&limit=50&type=articles");
@@ -188,7 +188,7 @@ private Q_SLOTS:
                   "/api/favorite/getUserFavorites?offset=0&limit=50&type=");
         row.named("qobuz:search/Search/albums?query=moon", "/api/?offset=0&query=moon");
     }
-    void aKindThatNoListHasIsAskedForAndNeverAnswered()
+    void anUnknownKindIsRequestedAndNeverAnswered()
     {
         const auto [path, target] = fetched<QString, QByteArray>();
         const CMGetRowsRequest open(CMPath(path), 0, 49, {PelkRoles::Title()});
@@ -208,7 +208,7 @@ private Q_SLOTS:
         QVERIFY(!open.reply().isFinished());
     }
 
-    void anAlbumIdGoesOutAsTheTextThatItIs_data()
+    void anAlbumIdIsSentAsUnchangedText_data()
     {
         Rows<QString, QByteArray> row;
         row("digits with leading zeros", "0004012", "0004012");
@@ -226,7 +226,7 @@ private Q_SLOTS:
         row("marks", "a&b=c?d#e/f", "a%26b%3Dc%3Fd%23e%2Ff");
         row("non-Latin", "\xE9\x9F\xB3", "%E9%9F%B3");
     }
-    void anAlbumIdGoesOutAsTheTextThatItIs()
+    void anAlbumIdIsSentAsUnchangedText()
     {
         const auto [id, encoded] = fetched<QString, QByteArray>();
         const QString path = pathWith("qobuz:album"_s, "id"_s, id);
@@ -331,7 +331,7 @@ private Q_SLOTS:
         QVERIFY(log.traces().filter("sendBrowseReply"_s).isEmpty());
     }
 
-    void requestsThatAreOpenTogetherAreEachAnsweredWhenTheirAnswerComes()
+    void simultaneousRequestsAreEachAnsweredWhenTheirResponseArrives()
     {
         struct Open
         {
@@ -426,7 +426,7 @@ private Q_SLOTS:
                  status == 200 ? QStringList({enter, reply, leave}) : QStringList({failed, reply}));
     }
 
-    void aRequestLivesUntilItsAnswerHasCome()
+    void aRequestLivesUntilItsResponseArrives()
     {
         Response held = json(everyList());
         held.hold = true;
@@ -450,7 +450,7 @@ private Q_SLOTS:
         QCOMPARE(answer.rowsVersion(), 11);
     }
 
-    void theServiceIsAskedAgainForTheSamePage()
+    void theSamePageIsRequestedAgain()
     {
         serve("{\"albums\":" + list(2, albums(2)) + "}");
         const QString path = "qobuz:favourites/albums"_s;

@@ -34,14 +34,14 @@ private Q_SLOTS:
     void init() { open(); }
     void cleanup() { close(); }
 
-    void aGenreIsAskedForByItsId_data()
+    void aGenreIsRequestedByItsId_data()
     {
         Call row;
         row("an id", "genre/get?genre_id=64", CALL(genreGet(64)));
         row("zero", "genre/get?genre_id=0", CALL(genreGet(0)));
         row("a negative id is sent", "genre/get?genre_id=-5", CALL(genreGet(-5)));
     }
-    void aGenreIsAskedForByItsId() { compareRequest(false); }
+    void aGenreIsRequestedByItsId() { compareRequest(false); }
 
     void genresAreListed_data()
     {
@@ -56,7 +56,7 @@ private Q_SLOTS:
     }
     void genresAreListed() { compareRequest(false); }
 
-    void anAlbumIsAskedForByItsText_data()
+    void anAlbumIsRequestedByItsText_data()
     {
         Call row;
         row("whole", "album/get?album_id=0060254788359", CALL(albumGet("0060254788359"_s, -1, -1)));
@@ -67,7 +67,7 @@ private Q_SLOTS:
             "album/get?album_id=a%2Bb%26c%3Dd%3F%23%25%2F%20%C3%A9&limit=1",
             CALL(albumGet("a+b&c=d?#%/ \u00e9"_s, -1, 1)));
     }
-    void anAlbumIsAskedForByItsText() { compareRequest(true); }
+    void anAlbumIsRequestedByItsText() { compareRequest(true); }
 
     void featuredAlbumsAreListed_data()
     {
@@ -100,7 +100,7 @@ private Q_SLOTS:
     }
     void featuredAlbumsAreListed() { compareRequest(false); }
 
-    void anArtistIsAskedForByItsId_data()
+    void anArtistIsRequestedByItsId_data()
     {
         Call row;
         row("with albums", "artist/get?artist_id=9&offset=0&limit=10&extra=albums",
@@ -108,9 +108,9 @@ private Q_SLOTS:
         row("a negative id", "artist/get?artist_id=-9", CALL(artistGet(-9, -1, -1, false)));
         row("alone", "artist/get?artist_id=9", CALL(artistGet(9, -1, -1, false)));
     }
-    void anArtistIsAskedForByItsId() { compareRequest(true); }
+    void anArtistIsRequestedByItsId() { compareRequest(true); }
 
-    void aPlaylistIsAskedForByItsId_data()
+    void aPlaylistIsRequestedByItsId_data()
     {
         Call row;
         row("with tracks", "playlist/get?playlist_id=9&offset=0&limit=10&extra=tracks",
@@ -119,7 +119,7 @@ private Q_SLOTS:
         row("id 0", "playlist/get?playlist_id=0", CALL(playlistGet(0, -1, -1, false)));
         row("alone", "playlist/get?playlist_id=9", CALL(playlistGet(9, -1, -1, false)));
     }
-    void aPlaylistIsAskedForByItsId() { compareRequest(true); }
+    void aPlaylistIsRequestedByItsId() { compareRequest(true); }
 
     void theUsersPlaylistsAreListedWithAtMostOneFilter_data()
     {
@@ -133,13 +133,13 @@ private Q_SLOTS:
     }
     void theUsersPlaylistsAreListedWithAtMostOneFilter() { compareRequest(true); }
 
-    void anArticleIsAskedForByItsId_data()
+    void anArticleIsRequestedByItsId_data()
     {
         Call row;
         row("a negative id", "article/get?article_id=-3", CALL(articleGet(-3)));
         row("an id", "article/get?article_id=3", CALL(articleGet(3)));
     }
-    void anArticleIsAskedForByItsId() { compareRequest(false); }
+    void anArticleIsRequestedByItsId() { compareRequest(false); }
 
     void favouritesAreListedByKind_data()
     {
@@ -226,13 +226,13 @@ private Q_SLOTS:
     }
     void onlyTheSearchForArtistsSendsALimit() { compareRequest(true); }
 
-    void theUserIsAskedForByTheIdOfTheSavedLogin_data()
+    void theUserIsRequestedByTheIdOfTheSavedLogin_data()
     {
         Rows<unsigned int> row;
         row("one", 1u);
         row("the largest", 4294967295u);
     }
-    void theUserIsAskedForByTheIdOfTheSavedLogin()
+    void theUserIsRequestedByTheIdOfTheSavedLogin()
     {
         const auto [id] = fetched<unsigned int>();
         host().setSession("t"_s, id);
@@ -241,7 +241,7 @@ private Q_SLOTS:
         QCOMPARE(server().requests().at(0).header("X-User-Auth-Token"), QByteArray("t"));
     }
 
-    void whatMakesNoSenseIsTheServicesToRefuse_data()
+    void invalidArgumentsAreSentToTheService_data()
     {
         Rows<QString, int, int, QByteArray> row;
         row("a negative artist", "qobuz:artist?id=-1", 0, 9,
@@ -259,7 +259,7 @@ private Q_SLOTS:
         row("rows far behind the end", "qobuz:playlists", 2147483646, 2147483647,
             "playlist/getUserPlaylists?offset=2147483646&limit=2");
     }
-    void whatMakesNoSenseIsTheServicesToRefuse()
+    void invalidArgumentsAreSentToTheService()
     {
         const auto [path, first, last, url] = fetched<QString, int, int, QByteArray>();
         serve("{\"message\":\"Bad argument\"}", 400);

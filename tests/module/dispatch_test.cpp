@@ -21,14 +21,14 @@ private Q_SLOTS:
     }
     void cleanup() { close(); }
 
-    void aRequestIsLoggedWhereItComesInAndWhereItIsDealtWith_data()
+    void aRequestIsLoggedOnArrivalAndWhenItIsProcessed_data()
     {
         Rows<bool, QString> row;
         row("a row request", true,
             "(const CMGetRowsRequest&): path: qobuz:favourites/?a=b, from: 2, to: 5, roles: title, path");
         row("a set-data request", false, "(const CMSetDataRequest&): \"x\"");
     }
-    void aRequestIsLoggedWhereItComesInAndWhereItIsDealtWith()
+    void aRequestIsLoggedOnArrivalAndWhenItIsProcessed()
     {
         const auto [rows, arguments] = fetched<bool, QString>();
         start();
@@ -113,7 +113,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 0);
     }
 
-    void withoutAUserABadRangeIsNotLookedAt()
+    void withoutAUserARangeIsNotChecked()
     {
         start(false);
         QCOMPARE(host().rows("qobuz:"_s, -1, -1).error.message().source(),
@@ -133,7 +133,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 0);
     }
 
-    void withAUserTheBrowserComesBeforeTheNodes()
+    void withAUserTheBrowserHandlesRequestsBeforeTheNodes()
     {
         server().answer("/api/catalog/getFeatured", json(R"({"albums":{"total":0,"items":[]}})"));
         start();
@@ -141,7 +141,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 1);
     }
 
-    void whatIsNoPrePlayIsLeftToTheNodes_data()
+    void otherRequestsAreLeftToTheNodes_data()
     {
         Rows<QString, QString> row;
         row("the value role on the pre-play path", "qobuz:preplay?id=1", QString(PelkRoles::Value()));
@@ -150,7 +150,7 @@ private Q_SLOTS:
         row("the pre-play role on a track", "qobuz:track?id=1", QString(PelkRoles::PrePlay()));
         row("the pre-play role on the root", "qobuz:", QString(PelkRoles::PrePlay()));
     }
-    void whatIsNoPrePlayIsLeftToTheNodes()
+    void otherRequestsAreLeftToTheNodes()
     {
         const auto [path, role] = fetched<QString, QString>();
         start();
@@ -180,13 +180,13 @@ private Q_SLOTS:
         QVERIFY(process.crashed);
     }
 
-    void whatIsQueuedIsCalledByItsName_data()
+    void queuedFunctionsAreCalledByName_data()
     {
         Rows<bool> row;
         row("a row request", true);
         row("a set-data request", false);
     }
-    void whatIsQueuedIsCalledByItsName()
+    void queuedFunctionsAreCalledByName()
     {
         const auto [rows] = fetched<bool>();
         start();
@@ -243,7 +243,7 @@ private Q_SLOTS:
         QVERIFY(wait(rows ? CMVoidReply(rowRequest.reply()) : CMVoidReply(dataRequest.reply())));
     }
 
-    void aStateChangeIsWhatStartsWithItsPath_data()
+    void aPathThatStartsWithTheStateChangePathIsAStateChange_data()
     {
         Rows<QString, bool> row;
         row("the path itself", "qobuz:stateChange", true);
@@ -256,7 +256,7 @@ private Q_SLOTS:
         row("without the prefix", "stateChange", false);
         row("with another prefix", "account:stateChange", false);
     }
-    void aStateChangeIsWhatStartsWithItsPath()
+    void aPathThatStartsWithTheStateChangePathIsAStateChange()
     {
         const auto [path, taken] = fetched<QString, bool>();
         start();
@@ -268,7 +268,7 @@ private Q_SLOTS:
         QVERIFY(!request.reply().value().isValid());
     }
 
-    void withoutAUserAStateChangeIsAcknowledgedAllTheSame()
+    void withoutAUserAStateChangeIsStillAcknowledged()
     {
         start(false);
         const ModuleHost::Data data =
@@ -298,7 +298,7 @@ private Q_SLOTS:
         QCOMPARE(thread->load(), host().workerThread());
     }
 
-    void aRequestThatNobodyHoldsAnyMoreIsDealtWithAllTheSame()
+    void aReleasedRequestIsStillProcessed()
     {
         start();
         const Log log(log4cplus::DEBUG_LOG_LEVEL);

@@ -46,7 +46,7 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(moduleFile()).fileName(), "libqobuz.so"_s);
     }
 
-    void theEntryIsAllThatItShows()
+    void theEntryIsTheOnlyExportedSymbol()
     {
         const QStringList symbols = linesOf(QStringLiteral(PELK_NM), {"-D"_s, "--defined-only"_s});
         QCOMPARE(symbols.size(), 1);
@@ -54,7 +54,7 @@ private Q_SLOTS:
                  qPrintable(symbols.at(0)));
     }
 
-    void itAsksForTheSdkAndNothingElse()
+    void itDependsOnlyOnTheSdk()
     {
         // By name without the version; the C library's parts vary with the machine.
         static const QSet<QString> allowed{"libpelk_api"_s,
@@ -92,7 +92,7 @@ private Q_SLOTS:
         QCOMPARE(process.errors, QByteArray("before 0, after 1\n"));
     }
 
-    void everySymbolThatItUsesIsThere()
+    void everyUsedSymbolIsDefined()
     {
         QLibrary library(moduleFile());
         library.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);

@@ -97,7 +97,7 @@ private Q_SLOTS:
         QCOMPARE(targets(), QList<QByteArray>({oneBefore, wellBefore}));
     }
 
-    void aNegativeRangeIsRefusedWithoutAskingTheService_data()
+    void aNegativeRangeIsRefusedWithoutARequest_data()
     {
         Rows<QString, int, int> row;
         const QString albums = "qobuz:featured/albums"_s;
@@ -113,7 +113,7 @@ private Q_SLOTS:
         row("on the root", "qobuz:"_s, 0, -1);
         row("on a path of nothing", "qobuz:nowhere"_s, -1, -1);
     }
-    void aNegativeRangeIsRefusedWithoutAskingTheService()
+    void aNegativeRangeIsRefusedWithoutARequest()
     {
         const auto [path, first, last] = fetched<QString, int, int>();
         serve(everyList());
@@ -129,7 +129,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 0);
     }
 
-    void theRowsVersionComesBackAndNeverBelowZero_data()
+    void theRowsVersionIsReturnedAndNeverNegative_data()
     {
         Rows<int, int> row;
         row("0", 0, 0);
@@ -138,7 +138,7 @@ private Q_SLOTS:
         row("-1", -1, 0);
         row("the least", intMin, 0);
     }
-    void theRowsVersionComesBackAndNeverBelowZero()
+    void theRowsVersionIsReturnedAndNeverNegative()
     {
         const auto [asked, answered] = fetched<int, int>();
         serve(everyList());
@@ -148,7 +148,7 @@ private Q_SLOTS:
         QCOMPARE(answer.version, answered);
     }
 
-    void aRowCarriesTheRolesInTheOrderAsked_data()
+    void aRowHasTheRolesInTheRequestedOrder_data()
     {
         Rows<QStringList, QVariantList> row;
         const QVariant title = "First playlist"_s;
@@ -166,7 +166,7 @@ private Q_SLOTS:
             QVariantList({QVariant(), QVariant(), QVariant(), QVariant()}));
         row("none", QStringList(), QVariantList());
     }
-    void aRowCarriesTheRolesInTheOrderAsked()
+    void aRowHasTheRolesInTheRequestedOrder()
     {
         const auto [roles, row] = fetched<QStringList, QVariantList>();
         serve(everyList());
@@ -222,7 +222,7 @@ private Q_SLOTS:
         QCOMPARE(log.traces().filter("browse request"_s), lines);
     }
 
-    void anAnswerIsWrittenToTheLogOnEntryAndExit()
+    void buildingAReplyIsLoggedOnEntryAndExit()
     {
         serve("{\"albums\":" + list(1200, albums(5)) + "}");
         const Log log;

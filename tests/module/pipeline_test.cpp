@@ -127,8 +127,8 @@ private Q_SLOTS:
         QCOMPARE(hash.toHash(), expected);
     }
 
-    void aFailureBecomesAnErrorAndARecordOfTheLog_data() { addCalls(allApiCalls()); }
-    void aFailureBecomesAnErrorAndARecordOfTheLog()
+    void aFailureBecomesAnErrorAndALogRecord_data() { addCalls(allApiCalls()); }
+    void aFailureBecomesAnErrorAndALogRecord()
     {
         const auto [call] = fetched<ApiCall>();
         const TrString unknown = translatable(call.signature(errorName).toLatin1(), "Unknown error");
@@ -180,7 +180,7 @@ private Q_SLOTS:
         QCOMPARE(log.lines(), expected);
     }
 
-    void theLogAndTheReplyComeInThisOrder_data()
+    void logRecordsAndReplyHaveThisOrder_data()
     {
         Rows<Response, QStringList> row;
         row("a success", json("{}"), {"httpCallback"_s, "{}"_s, "the reply"_s});
@@ -188,7 +188,7 @@ private Q_SLOTS:
         row("a refusal", json("{}", 404), {"httpCallback"_s, "HTTP call"_s, "the reply"_s});
         row("a refusal that is no JSON", json("<", 404), {"httpCallback"_s, "HTTP call"_s, "the reply"_s});
     }
-    void theLogAndTheReplyComeInThisOrder()
+    void logRecordsAndReplyHaveThisOrder()
     {
         const auto [response, order] = fetched<Response, QStringList>();
         serve(response);
@@ -211,11 +211,11 @@ private Q_SLOTS:
                  apiCalls().at(0).signature(completionName));
     }
 
-    void aSuccessThatHoldsNothingIsAnEmptyAnswer_data()
+    void aSuccessWithoutContentIsAnEmptyRecord_data()
     {
         addTexts({"{}", " {} ", "[]", "[{\"id\":3}]", "\"text\"", "5", "true", "null"});
     }
-    void aSuccessThatHoldsNothingIsAnEmptyAnswer()
+    void aSuccessWithoutContentIsAnEmptyRecord()
     {
         const auto [body] = fetched<QString>();
         serve(body.toUtf8());
@@ -236,12 +236,12 @@ private Q_SLOTS:
         QCOMPARE(reply.error().message().source(), QByteArray("Invalid data returned."));
     }
 
-    void aRefusalThatHoldsNoMessageIsReadAsAnEmptyOne_data()
+    void aRefusalWithoutAMessageHasAnEmptyMessage_data()
     {
         addTexts({"{}", "[]", "\"text\"", "5", "true", "null", "{\"message\":\"\"}", "{\"message\":null}",
                   "{\"Message\":\"in another case\"}", "{\"error\":{\"message\":\"wrapped\"}}"});
     }
-    void aRefusalThatHoldsNoMessageIsReadAsAnEmptyOne()
+    void aRefusalWithoutAMessageHasAnEmptyMessage()
     {
         const auto [body] = fetched<QString>();
         compareUnknown(json(body.toUtf8(), 502), errorData(502, QString()), "(502): "_s);
@@ -271,7 +271,7 @@ private Q_SLOTS:
         compareUnknown(json("", code), errorData(code), "(%1)"_s.arg(code));
     }
 
-    void whatIsNoWholeAnswerIsAFailureWithCode0_data()
+    void anIncompleteResponseIsAFailureWithCode0_data()
     {
         Rows<Response> row;
         row("cut short", withFault([](Response& r) { r.truncateAfter = 5; }));
@@ -283,17 +283,17 @@ private Q_SLOTS:
         row("connection reset", withFault([](Response& r) { r.reset = true; }));
         row("a byte more than 512 KiB", json("{}" + QByteArray(524287, ' ')));
     }
-    void whatIsNoWholeAnswerIsAFailureWithCode0()
+    void anIncompleteResponseIsAFailureWithCode0()
     {
         const auto [response] = fetched<Response>();
         compareUnknown(response, errorData(0), "(0)"_s);
     }
 
-    void aServiceThatIsNotThereIsAFailureWithCode0_data()
+    void anUnreachableServiceIsAFailureWithCode0_data()
     {
         addTexts({"nothing listens", "it redirects to itself"});
     }
-    void aServiceThatIsNotThereIsAFailureWithCode0()
+    void anUnreachableServiceIsAFailureWithCode0()
     {
         const auto [name] = fetched<QString>();
         if (name == "nothing listens"_l)
@@ -350,7 +350,7 @@ private Q_SLOTS:
         QVERIFY(atTheEnd.at(0).contains("me"_l));
     }
 
-    void aReplyThatNobodyKeepsIsStillHandled()
+    void aReleasedReplyIsStillProcessed()
     {
         server().answer("/api/user/get", json("{\"id\":1}"));
         const Log log;

@@ -113,7 +113,7 @@ private Q_SLOTS:
         QCOMPARE(reportsSent(), expected);
     }
 
-    void anotherSoundQualityDoesNotTouchTheTrackThatPlays_data()
+    void anotherSoundQualityDoesNotAffectThePlayingTrack_data()
     {
         Rows<QString, int, QStringList> row;
         row("which stops", "id=1&format=6", Stopped, {"start 1 6 0"_s, "end 1 6 4"_s});
@@ -122,7 +122,7 @@ private Q_SLOTS:
             {"start 1 6 0"_s, "end 1 6 4"_s, "start 2 27 0"_s});
         row("and another without a format follows", "id=2", Opening, {"start 1 6 0"_s, "end 1 6 4"_s});
     }
-    void anotherSoundQualityDoesNotTouchTheTrackThatPlays()
+    void anotherSoundQualityDoesNotAffectThePlayingTrack()
     {
         const auto [parameters, state, reports] = fetched<QString, int, QStringList>();
         change({"id=1&format=6", Playing, {}, 4100});
@@ -134,7 +134,7 @@ private Q_SLOTS:
         QCOMPARE(reportsSent(), reports);
     }
 
-    void aReportSaysWhoListensAndIsNeverAPurchaseOrLocal()
+    void aReportNamesTheUserAndIsNeverAPurchaseOrLocal()
     {
         change({"id=1&format=6", Playing, {}, 3100});
         QVERIFY(server().waitForRequests(1));
@@ -181,7 +181,7 @@ private Q_SLOTS:
         QCOMPARE(reportsSent(), (QStringList{"start 1 6 0"_s, "end 1 6 5"_s}));
     }
 
-    void aValueThatIsNoRecordIsOnlyAcknowledged()
+    void aValueThatIsNotARecordIsOnlyAcknowledged()
     {
         const ModuleHost::Data data =
             host().setData("qobuz:stateChange?id=1"_s, PelkRoles::Value(), "playing"_s);
@@ -212,7 +212,7 @@ private Q_SLOTS:
                  (QStringList{"Format 27"_s, "Format 5"_s}));
     }
 
-    void aRestrictedTrackIsToldOnce()
+    void aRestrictedTrackIsReportedOnce()
     {
         const Step playing{"id=1&format=6&TrackRestrictedByRightHolders=1", Playing};
         change(playing);
@@ -223,7 +223,7 @@ private Q_SLOTS:
         QCOMPARE(reportsSent(), QStringList{"start 1 6 0"_s});
     }
 
-    void aRestrictedTrackIsToldAgainWhenItComesBack()
+    void aRestrictedTrackIsReportedAgainWhenItReturns()
     {
         change({"id=1&TrackRestrictedByRightHolders=1", Opening,
                 "resolveFailed"_s}); // an error changes nothing here
@@ -235,7 +235,7 @@ private Q_SLOTS:
         QCOMPARE(m_log->warnings().size(), 3);
     }
 
-    void theTrackBeforeEndsBeforeARestrictedOneIsTold()
+    void thePreviousTrackEndsBeforeARestrictedOneIsReported()
     {
         change({"id=1&format=6", Playing});
         m_log->clear();
@@ -251,7 +251,7 @@ private Q_SLOTS:
                  (QStringList{"end"_s, "Track restricted by Right Holders"_s, "Format 6"_s, "start"_s}));
     }
 
-    void aReportThatFailsIsNotRepeatedAndHoldsNothingUp()
+    void aFailedReportIsNotRepeatedAndDelaysNothing()
     {
         server().setHandler([](const Request&) { return plain("no", 500); });
         QVERIFY(change({"id=1&format=6", Playing, {}, 4100}).finished);
@@ -270,7 +270,7 @@ private Q_SLOTS:
         server().release();
     }
 
-    void whenTheUserIsGoneNothingIsSent()
+    void withoutAUserNoReportIsSent()
     {
         QVERIFY(write(account(PelkQobuzAccountOperation::Remove)).finished);
         const ModuleHost::Data data = change({"id=1&format=6", Playing});
@@ -323,7 +323,7 @@ private Q_SLOTS:
         QVERIFY(shown.message() == message);
     }
 
-    void whereNoticesCannotBeShownARestrictedTrackIsReportedAllTheSame()
+    void withoutADisplayForNoticesARestrictedTrackIsStillReported()
     {
         host().root().registerOperation(PelkNotificationDisplayOpenPath(), {});
         change({"id=1&format=6&TrackRestrictedByRightHolders=1", Playing});

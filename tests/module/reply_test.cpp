@@ -189,7 +189,7 @@ private Q_SLOTS:
             QVERIFY(deadline.isForever());
     }
 
-    void aWaitWithATimeHasThatTime()
+    void aWaitWithATimeoutLastsThatLong()
     {
         const CMReply<int> reply = CMReply<int>::create();
         waits.clear();
@@ -217,7 +217,7 @@ private Q_SLOTS:
         QCOMPARE(released, 2);
     }
 
-    void theErrorIsKeptAsItWasGiven()
+    void theErrorIsStoredUnchanged()
     {
         CMError error(TrString(TrCharData{"A context", "A text", "a comment", 3}, {1, "b"_s}),
                       QVariantHash{{"code"_s, 5}});

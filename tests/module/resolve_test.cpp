@@ -67,12 +67,12 @@ private Q_SLOTS:
     }
     void cleanup() { close(); }
 
-    void prePlayIsFoundAnywhereInThePath_data()
+    void aPrePlayPathIsRecognisedByAnyPart_data()
     {
         addTexts({"qobuz:preplay?id=123", "qobuz:some/preplay/deep?id=123", "qobuz:track?via=preplay&id=123",
                   "qobuz:stateChange/preplay?id=123", "qobuz:preplayed?id=123", "preplay?id=123"});
     }
-    void prePlayIsFoundAnywhereInThePath()
+    void aPrePlayPathIsRecognisedByAnyPart()
     {
         const auto [path] = fetched<QString>();
         start();
@@ -234,7 +234,7 @@ private Q_SLOTS:
                               "/unheardOf/a: QVariantList of 2"_s}));
     }
 
-    void anAnswerWithoutAUrlIsStillARow()
+    void aResponseWithoutAUrlIsStillARow()
     {
         answerStream("{}");
         start();
@@ -368,7 +368,7 @@ private Q_SLOTS:
                      "/title: TrString \"A title\" of \"A context\", read as \"A title\""_s}));
     }
 
-    void aValueThatIsNoRowGetsItsMediaDataAllTheSame_data()
+    void aValueThatIsNotARowStillGetsItsMediaData_data()
     {
         Rows<QVariant> row;
         row("nothing", QVariant());
@@ -376,7 +376,7 @@ private Q_SLOTS:
         row("a list", QVariant(QVariantList{1}));
         row("media data of another shape", QVariant(QVariantHash{{PelkRoles::MediaData(), "x"_s}}));
     }
-    void aValueThatIsNoRowGetsItsMediaDataAllTheSame()
+    void aValueThatIsNotARowStillGetsItsMediaData()
     {
         const auto [value] = fetched<QVariant>();
         start();

@@ -281,7 +281,7 @@ private Q_SLOTS:
         QCOMPARE(variantLines(rowOf(item, list, path)), variantLines(row));
     }
 
-    void theTracksOfAnAlbumTakeWhatTheyLackFromIt()
+    void theTracksOfAnAlbumAreCompletedFromIt()
     {
         const QByteArray album = R"({"id":"0004012","title":"Harbour","artist":{"name":"The Quills"},
             "genre":{"name":"Jazz"},"image":{"small":"img/230"},"released_at":-86400,

@@ -42,7 +42,7 @@ private Q_SLOTS:
         qputenv("no_proxy", "*");
     }
 
-    void anotherHostOfTheServiceIsTheBaseOfWhatFollows_data()
+    void anotherHostOfTheServiceBecomesTheBase_data()
     {
         Rows<Response, QByteArray> row;
         const QByteArray old = first.toLatin1();
@@ -56,7 +56,7 @@ private Q_SLOTS:
             old);
         row("no header", json("{}"), old);
     }
-    void anotherHostOfTheServiceIsTheBaseOfWhatFollows()
+    void anotherHostOfTheServiceBecomesTheBase()
     {
         const auto [response, newBase] = fetched<Response, QByteArray>();
         serve(response);
@@ -133,7 +133,7 @@ private Q_SLOTS:
         QCOMPARE(base(), first);
     }
 
-    void theUserOfTheBaseGoesAlong()
+    void theUserOfTheBaseIsKept()
     {
         setBase("http://u:p@h.example/"_s);
         get("a"_s);

@@ -69,7 +69,7 @@ private Q_SLOTS:
         compareWhoIsSent("token-1", "77", "88", "99");
     }
 
-    void aLoginSendsWhoAndTheDigestOfThePasswordAndNoHeaders_data()
+    void aLoginSendsTheUserAndTheDigestOfThePasswordAndNoHeaders_data()
     {
         Rows<QString, QString, QByteArray> row;
         const QByteArray tail = "&device_manufacturer_id=member-id";
@@ -81,7 +81,7 @@ private Q_SLOTS:
         row("nothing", QString(), QString(),
             "app_id=app-id&username=&password=d41d8cd98f00b204e9800998ecf8427e" + tail);
     }
-    void aLoginSendsWhoAndTheDigestOfThePasswordAndNoHeaders()
+    void aLoginSendsTheUserAndTheDigestOfThePasswordAndNoHeaders()
     {
         const auto [username, password, query] = fetched<QString, QString, QByteArray>();
         host().setSession(); // a user who is there already changes nothing
@@ -115,7 +115,7 @@ private Q_SLOTS:
                             "&password=33e1b232a4e6fa0028a6670753749a17&device_manufacturer_id=device%202"));
     }
 
-    void theUserBeforeIsForgottenBeforeTheLoginGoesOut()
+    void thePreviousUserIsForgottenBeforeTheLoginIsSent()
     {
         start();
         const SessionHistory history(host().root());
@@ -134,7 +134,7 @@ private Q_SLOTS:
         QTRY_COMPARE(history.texts, (QStringList{nobody, newUser}));
     }
 
-    void theUserBeforeIsForgottenBeforeTheTransportIsAsked()
+    void thePreviousUserIsForgottenBeforeTheTransportIsCalled()
     {
         SessionProbeRoot root; // the root from here on
         root.setValue(PelkQobuzSettingsPath(), host().root().getValue(PelkQobuzSettingsPath()),
@@ -154,7 +154,7 @@ private Q_SLOTS:
         host().stop();
     }
 
-    void aLoginThatSucceedsIsInForceWithTheNameThatWasTyped()
+    void aSuccessfulLoginUsesTheTypedName()
     {
         start(false);
         QVERIFY(!write(login("typed"_s)).error.isSet());
@@ -170,7 +170,7 @@ private Q_SLOTS:
         compareWhoIsSent("token-2", "4711", "12", "13");
     }
 
-    void whatTheAnswerOfALoginLacksIsEmpty_data()
+    void missingFieldsOfALoginAreEmpty_data()
     {
         Rows<QByteArray, QString, bool> row;
 
@@ -193,7 +193,7 @@ private Q_SLOTS:
             R"("device":{"id":4294967293}}})",
             "user@example.com|t|4294967295|4294967294|4294967293", true);
     }
-    void whatTheAnswerOfALoginLacksIsEmpty()
+    void missingFieldsOfALoginAreEmpty()
     {
         const auto [body, session, loggedIn] = fetched<QByteArray, QString, bool>();
         server().answer("/api/user/login", json(body));
@@ -205,7 +205,7 @@ private Q_SLOTS:
         QTRY_COMPARE(history.texts, (QStringList{nobody, session}));
     }
 
-    void aLogoutForgetsTheUserAndTellsTheHostButNotTheService()
+    void aLogoutForgetsTheUserAndNotifiesTheHostButNotTheService()
     {
         start();
         QCOMPARE(sessionText(host().session()), savedUser);
@@ -237,7 +237,7 @@ private Q_SLOTS:
         QCOMPARE(sessionText(host().session()), newUser);
     }
 
-    void aHostThatCannotKeepTheLoginIsNoHindrance()
+    void aHostThatCannotStoreTheLoginDoesNotPreventIt()
     {
         start(false);
         const auto store = std::make_shared<BrokenStore>();

@@ -23,7 +23,7 @@ private Q_SLOTS:
     }
 
     // The digests are those of the md5sum program.
-    void aStreamIsAskedForWithItsFormatTheTimeAndASignature_data()
+    void aStreamRequestHasItsFormatTheTimeAndASignature_data()
     {
         Rows<int, QByteArray> row;
         const QByteArray mp3 = "5&request_ts=1700000000&request_sig=111b92edbdb055e4c4bb5e20533e2048";
@@ -35,7 +35,7 @@ private Q_SLOTS:
         row("quality -1", -1, mp3);
         row("quality 27", 27, mp3);
     }
-    void aStreamIsAskedForWithItsFormatTheTimeAndASignature()
+    void aStreamRequestHasItsFormatTheTimeAndASignature()
     {
         const auto [quality, tail] = fetched<int, QByteArray>();
         host().setQuality(static_cast<PelkQobuzSoundQuality::Enum>(quality));
@@ -45,7 +45,7 @@ private Q_SLOTS:
         QCOMPARE(server().requests().at(0).header("X-User-Auth-Token"), QByteArray("token-1"));
     }
 
-    void theTimeThatIsSentIsTheOneThatIsSigned_data()
+    void theSentTimeIsTheSignedOne_data()
     {
         Rows<qlonglong> row;
         row("today", 1700000000);
@@ -55,7 +55,7 @@ private Q_SLOTS:
         row("the year 9999", 253402300799);
         row("before 1970", -86400);
     }
-    void theTimeThatIsSentIsTheOneThatIsSigned()
+    void theSentTimeIsTheSignedOne()
     {
         const qlonglong seconds = std::get<0>(fetched<qlonglong>());
         const auto at = [](qlonglong time) {
@@ -105,13 +105,13 @@ private Q_SLOTS:
             QVERIFY2(!record.text.contains(secret), qPrintable(record.text));
     }
 
-    void aRefusedSignatureIsNotMadeAgain_data()
+    void aRefusedSignatureIsNotRenewed_data()
     {
         Rows<QString> row;
         row("a wrong signature", "Invalid Request Signature parameter"_s);
         row("a time that is over", "Request signature expired"_s);
     }
-    void aRefusedSignatureIsNotMadeAgain()
+    void aRefusedSignatureIsNotRenewed()
     {
         const auto [message] = fetched<QString>();
         server().answer("/api/track/getFileUrl", json("{\"message\":\"" + message.toUtf8() + "\"}", 400));

@@ -144,7 +144,7 @@ private Q_SLOTS:
                  qPrintable(calls.at(0)));
     }
 
-    void aCallThatIsCancelledOrGetsNoAnswerFailsWithTheCode_data()
+    void aCancelledOrUnansweredCallFailsWithTheCode_data()
     {
         Rows<int, int> row;
         using Result = HttpClientResult;
@@ -158,7 +158,7 @@ private Q_SLOTS:
         row("a redirect refused", int(Result::RedirectRefused), 0);
         row("no URL", int(Result::InvalidUrl), 0);
     }
-    void aCallThatIsCancelledOrGetsNoAnswerFailsWithTheCode()
+    void aCancelledOrUnansweredCallFailsWithTheCode()
     {
         const auto [status, code] = fetched<int, int>();
         Log log;
@@ -182,7 +182,7 @@ private Q_SLOTS:
         QCOMPARE(reply.value().id(), 9);
     }
 
-    void anAnswerAfterACancellationGoesThroughTheWholePipeline()
+    void aResponseAfterACancellationPassesThePipeline()
     {
         const auto reply = api().userGet();
         int finished = 0;
@@ -323,7 +323,7 @@ private Q_SLOTS:
         QCOMPARE(got, (QStringList{"0 200 x v"_s, "1 0  "_s, "2 0  "_s}));
     }
 
-    void aCallbackThatHoldsNothingFailsAsAnEmptyFunctionDoes()
+    void anEmptyCallbackThrowsAsAnEmptyFunctionDoes()
     {
         http().get(PelkUrl("a"_s), {}, nullptr);
         const HttpClientResult result{PelkUrl(), HttpClientResult::Complete, 200, {}, {}};

@@ -58,7 +58,7 @@ private Q_SLOTS:
         close();
     }
 
-    void aUrlIsJoinedToTheBase_data()
+    void aUrlIsAppendedToTheBase_data()
     {
         Rows<QString, QString, QString> row;
         row("a path and a query", "http://h/api/", "user/login?a=b", "http://h/api/user/login?a=b");
@@ -81,7 +81,7 @@ private Q_SLOTS:
             "http://WWW.H.example/Api/A");
         row("the order of the query stays", "http://h/", "a?z=1&a=2&z=3", "http://h/a?z=1&a=2&z=3");
     }
-    void aUrlIsJoinedToTheBase()
+    void aUrlIsAppendedToTheBase()
     {
         const auto [base, relative, composed] = fetched<QString, QString, QString>();
         host().setSettings(base, QString(), QString());
@@ -238,7 +238,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 2);
     }
 
-    void anAnswerThatMayBeKeptIsNotAskedForAgain()
+    void aCacheableResponseIsNotRequestedAgain()
     {
         start();
         server().answer("/api/playlist/getUserPlaylists", cachedFor("max-age=600"));
@@ -249,7 +249,7 @@ private Q_SLOTS:
         QCOMPARE(server().requestCount(), 2);
     }
 
-    void anotherUserIsNotGivenTheAnswerThatIsKept()
+    void aCachedResponseIsNotUsedForAnotherUser()
     {
         start();
         server().answer("/api/playlist/getUserPlaylists", cachedFor("max-age=600"));

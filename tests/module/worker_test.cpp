@@ -289,7 +289,7 @@ private Q_SLOTS:
                                        "QobuzHttpInterface.cpp"_s, "QobuzBrowser.cpp"_s}));
     }
 
-    void theEntryGivesAWorkerWithTheConfigurationItGot()
+    void theEntryReturnsAWorkerWithItsConfiguration()
     {
         dropHost();
         ThrowingRoot root;
@@ -317,7 +317,7 @@ private Q_SLOTS:
         QCOMPARE(root.subscriptions, paths("settings:qobuz/soundQuality"));
     }
 
-    void whatTheHostThrowsLeavesTheEntry_data()
+    void exceptionsOfTheHostLeaveTheEntry_data()
     {
         Rows<int, QString> row;
         row("while the transport is made", 1, "no value for settings:qobuz");
@@ -325,7 +325,7 @@ private Q_SLOTS:
         row("while the account node is made", 3, "no value for session:qobuz");
         row("while the sound-quality item is made", 4, "no value for settings:qobuz/soundQuality");
     }
-    void whatTheHostThrowsLeavesTheEntry()
+    void exceptionsOfTheHostLeaveTheEntry()
     {
         const auto [read, text] = fetched<int, QString>();
         dropHost();
@@ -354,8 +354,8 @@ private Q_SLOTS:
         QVERIFY(log.records().isEmpty());
     }
 
-    void aConstructionThatThrowsGivesAllMemoryBack_data() { whatTheHostThrowsLeavesTheEntry_data(); }
-    void aConstructionThatThrowsGivesAllMemoryBack()
+    void aFailedConstructionFreesAllMemory_data() { exceptionsOfTheHostLeaveTheEntry_data(); }
+    void aFailedConstructionFreesAllMemory()
     {
         const int read = std::get<0>(fetched<int, QString>());
         dropHost();
@@ -383,7 +383,7 @@ private Q_SLOTS:
         QVERIFY2(more < 3000 * 8, qPrintable("%1 bytes more"_s.arg(more)));
     }
 
-    void itsClassesStandInTheirOrder()
+    void itsClassesHaveThisOrder()
     {
         start();
         QByteArrayList classes;
@@ -393,7 +393,7 @@ private Q_SLOTS:
                  (QByteArrayList{"QobuzWorker", "CMNodesWorker", "CMWorker", "CMAbstractWorker", "QObject"}));
     }
 
-    void whatIsCalledByNameIsThere_data()
+    void functionsCalledByNameExist_data()
     {
         Rows<QByteArray> row;
         for (const char* method :
@@ -401,7 +401,7 @@ private Q_SLOTS:
               "on_qualityItem_changed(PelkValue)"})
             row(method, QByteArray(method));
     }
-    void whatIsCalledByNameIsThere()
+    void functionsCalledByNameExist()
     {
         const auto [method] = fetched<QByteArray>();
         start();
@@ -427,7 +427,7 @@ private Q_SLOTS:
         QCOMPARE(treeLines(host()), made);
     }
 
-    void anAnswerThatIsUnderWayWhenTheWorkerGoesStillBecomesRows()
+    void aResponsePendingWhenTheWorkerIsDeletedStillBecomesRows()
     {
         Response held = json(R"({"albums":{"total":1,"items":[{"id":"1","title":"An album"}]}})");
         held.hold = true;
@@ -467,7 +467,7 @@ private Q_SLOTS:
         QCOMPARE(record.text, "creating Qobuz Account node"_s);
     }
 
-    void itHandsOutWhatItMade()
+    void itReturnsTheObjectsThatItCreated()
     {
         QVERIFY(worker().httpInterface());
         QVERIFY(worker().qobuzApi());
@@ -521,7 +521,7 @@ private Q_SLOTS:
         QCOMPARE(request.queryValue("format_id"), QByteArray("0"));
     }
 
-    void anEndThatIsReportedKeepsTheTrack()
+    void aReportedEndKeepsTheTrack()
     {
         worker().on_setData_invoke(CMSetDataRequest(CMPath("qobuz:stateChange?id=5&format=6"_s),
                                                     PelkRoles::Value(),

@@ -91,7 +91,7 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() >= 200, qPrintable(QString::number(timer.elapsed())));
     }
 
-    void whatIsLostArrivesLaterAndInOrder()
+    void lostDataArrivesLaterAndInOrder()
     {
         QVERIFY(connectThrough());
         m_link->setLoss(0.1);
@@ -122,7 +122,7 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() >= 1000, qPrintable(QString::number(timer.elapsed())));
     }
 
-    void onALinkThatIsAwayEverythingHangsAndNothingIsRefused()
+    void onALostLinkEverythingHangsAndNothingIsRefused()
     {
         QVERIFY(connectThrough());
         QVERIFY(passes(m_client, *m_served, "before"));

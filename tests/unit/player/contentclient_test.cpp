@@ -49,7 +49,7 @@ private Q_SLOTS:
             QCOMPARE(page.rows.last(), ScriptedPlayWorker::row(QString::number(from + rows - 1)));
     }
 
-    void aTotalThatCannotBeIsBounded_data()
+    void anImpossibleTotalIsLimited_data()
     {
         QTest::addColumn<int>("stated");
         QTest::addColumn<int>("total");
@@ -58,7 +58,7 @@ private Q_SLOTS:
         QTest::newRow("fewer than came") << 1 << 3;
         QTest::newRow("the largest number") << std::numeric_limits<int>::max() << RowPaging::mostRows;
     }
-    void aTotalThatCannotBeIsBounded()
+    void anImpossibleTotalIsLimited()
     {
         QFETCH(int, stated);
         QFETCH(int, total);

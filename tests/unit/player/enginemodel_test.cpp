@@ -621,7 +621,7 @@ class EngineModelTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theEngineDoesWhatTheModelSays()
+    void theEngineBehavesAsTheModel()
     {
         const bool one = qEnvironmentVariableIsSet("PELK_TEST_SEED");
         const bool isLong = qEnvironmentVariableIsSet("PELK_TEST_LONG");

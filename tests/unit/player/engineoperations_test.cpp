@@ -114,7 +114,7 @@ private Q_SLOTS:
                                                 QStringLiteral("b opening"), QStringLiteral("b playing")}));
     }
 
-    void whatPlaysGoesOnWhenARemovalIsUndone()
+    void undoingARemovalDoesNotInterruptPlayback()
     {
         const QVector<int> ids = fill(QStringLiteral("a b c"));
         playFrom(ids.at(1));
@@ -178,14 +178,14 @@ private Q_SLOTS:
         QCOMPARE(status().positionMs, ScriptedStream::lengthMs);
     }
 
-    void aPauseThatComesTooLateForATrackIsForTheNextOne_data()
+    void aPauseAfterTheEndOfATrackAppliesToTheNext_data()
     {
         QTest::addColumn<int>("end");
         QTest::newRow("after its end") << 0;
         QTest::newRow("after a break") << 1;
         QTest::newRow("while its address is asked for, in vain") << 2;
     }
-    void aPauseThatComesTooLateForATrackIsForTheNextOne()
+    void aPauseAfterTheEndOfATrackAppliesToTheNext()
     {
         QFETCH(int, end);
         const QVector<int> ids = fill(QStringLiteral("a b"));

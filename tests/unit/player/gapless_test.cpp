@@ -252,7 +252,7 @@ private Q_SLOTS:
                                      "b opening, b playing, b stopped")));
     }
 
-    void aQualityThatIsChosenAfterTheNextOneIsPreparedIsInForceForIt()
+    void aQualityChosenAfterTheNextTrackIsPreparedAppliesToIt()
     {
         QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
         PelkValue value;
@@ -420,7 +420,7 @@ private Q_SLOTS:
                                                       "b opening, b playing, b stopped")));
     }
 
-    void aPauseThatOvertakesTheChangeIsOneOfTheNextTrack()
+    void aPauseDuringAChangeOfTracksAppliesToTheNextTrack()
     {
         QVERIFY(!playUntilPrepared(list(QStringLiteral("a, b"))).isEmpty());
         waitForSoundAfterA();

@@ -52,7 +52,7 @@ private Q_SLOTS:
         QVERIFY(next.items().at(0).timeMs <= QDateTime::currentMSecsSinceEpoch());
     }
 
-    void theOldestGoesWhenThereAreTooMany()
+    void theOldestIsRemovedWhenThereAreTooMany()
     {
         History history(name());
         for (int i = 0; i < History::mostItems + 5; ++i)
@@ -96,7 +96,7 @@ private Q_SLOTS:
         QVERIFY(!file.readAll().contains("S3CRET"));
     }
 
-    void whatIsClearedIsGoneFromTheDiskToo()
+    void clearedHistoryIsAlsoDeletedFromTheDisk()
     {
         History history(name());
         history.add(track(QStringLiteral("1")));
@@ -125,7 +125,7 @@ private Q_SLOTS:
         QCOMPARE(ids(history), QStringList(QStringLiteral("3")));
     }
 
-    void aFileThatCannotBeUsedIsASentence()
+    void anInvalidFileIsReportedInASentence()
     {
         QFile file(name());
         QVERIFY(file.open(QIODevice::WriteOnly));

@@ -17,7 +17,7 @@ class LogMaskTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void secretsAreTakenOut_data()
+    void secretsAreMasked_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("masked");
@@ -42,7 +42,7 @@ private Q_SLOTS:
         row("JSON password", "{\"password\": \"a\\\"b\", \"id\":1}", "{\"password\": ***, \"id\":1}");
         row("application secret", "{appId: \"1\", appSecret: \"s\"}", "{appId: \"1\", appSecret: \"***\"}");
     }
-    void secretsAreTakenOut()
+    void secretsAreMasked()
     {
         QFETCH(QString, line);
         QFETCH(QString, masked);
@@ -103,7 +103,7 @@ private Q_SLOTS:
         QVERIFY2(!masked.contains(QStringLiteral("s3cret")), qPrintable(masked));
     }
 
-    void personsAreTakenOut_data()
+    void personalDataIsMasked_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("masked");
@@ -132,7 +132,7 @@ private Q_SLOTS:
         row("number in a record", "{userId: 77, kind: 3}", "{userId: ***, kind: 3}");
         row("name in a record", "{userName: \"a\"b\"}", "{userName: \"***\"}");
     }
-    void personsAreTakenOut()
+    void personalDataIsMasked()
     {
         QFETCH(QString, line);
         QFETCH(QString, masked);
@@ -179,7 +179,7 @@ private Q_SLOTS:
         QVERIFY2(masked.size() < 100, qPrintable(masked.left(200)));
     }
 
-    void aRecordIsOneLineThatMovesNoCursor()
+    void aRecordIsOneLineWithoutControlCharacters()
     {
         std::ostringstream captured;
         std::streambuf* const before = std::cerr.rdbuf(captured.rdbuf());

@@ -152,7 +152,7 @@ private Q_SLOTS:
         QVERIFY(qAbs(ctl("position").toDouble() - 7.5) <= 0.05);
     }
 
-    void itSaysWhatPlaysWithItsCoverAndNotWhereTheStreamIs()
+    void itShowsTheTrackAndItsCoverButNotItsAddress()
     {
         play();
         QCOMPARE(ctl("metadata xesam:title"), QStringLiteral("Track a"));

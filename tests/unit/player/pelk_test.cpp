@@ -93,7 +93,7 @@ private Q_SLOTS:
         QVERIFY2(result.error.contains(sentence), qPrintable(result.error));
     }
 
-    void whatIsNotSetUpIsExitCode3()
+    void missingSetupIsExitCode3()
     {
         Result result =
             run({QStringLiteral("--modules"), QStringLiteral("/nowhere"), QStringLiteral("rows")});
@@ -105,7 +105,7 @@ private Q_SLOTS:
         QVERIFY(result.error.startsWith(QStringLiteral("pelk: There is no settings file /nowhere.")));
     }
 
-    void failuresAreExitCode4WhileNobodyIsLoggedIn()
+    void failuresWithoutALoginAreExitCode4()
     {
         for (const char* command : {"rows", "play"}) {
             const Result result =
@@ -117,7 +117,7 @@ private Q_SLOTS:
         QCOMPARE(run(withModules({QStringLiteral("status")})).code, 4);
     }
 
-    void aPathThatNoLoginMakesBetterIsExitCode1()
+    void aPathThatFailsRegardlessOfLoginIsExitCode1()
     {
         for (const char* command : {"rows", "play"}) {
             const Result result = run(withModules({QString::fromLatin1(command), QStringLiteral("none:x")}));
@@ -127,7 +127,7 @@ private Q_SLOTS:
         }
     }
 
-    void anEndOfInputAtTheQuestionForThePasswordIsNoPassword()
+    void anEndOfInputAtThePasswordPromptIsNotAPassword()
     {
         QProcess terminal;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -195,7 +195,7 @@ private Q_SLOTS:
         QCOMPARE(run({QStringLiteral("--modules"), folder.path(), QStringLiteral("rows")}).code, 0);
     }
 
-    void aLoginFileThatIsBrokenIsSetAside()
+    void anInvalidLoginFileIsSetAside()
     {
         QFile file(m_home.filePath(QStringLiteral("pelk/session.json")));
         QVERIFY(file.open(QIODevice::WriteOnly));

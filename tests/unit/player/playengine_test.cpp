@@ -261,7 +261,7 @@ private Q_SLOTS:
         QCOMPARE(m_engine->status().entry, second);
     }
 
-    void theCurrentEntryThatIsRemovedGivesWayToTheNext()
+    void removingTheCurrentEntryMakesTheNextOneCurrent()
     {
         m_worker->list = QStringList{QStringLiteral("long"), QStringLiteral("1")};
         playList();
@@ -502,7 +502,7 @@ private Q_SLOTS:
         m_engine->stop();
     }
 
-    void theTracksOfAContainerStandInOneFileInTheFormOfTheFirst()
+    void theTracksOfAContainerAreWrittenToOneFileInTheFormatOfTheFirst()
     {
         // Long enough that each is prepared in time: it has to be brought into form within one pipeline.
         m_worker->uris.insert(QStringLiteral("second"), sound(1000));

@@ -113,7 +113,7 @@ private Q_SLOTS:
         QCOMPARE(generation("player.json"), before + 1);
     }
 
-    void ofTwoMomentsThatOfTheQueueCounts_data()
+    void theStateSavedWithTheQueueTakesPrecedence_data()
     {
         QTest::addColumn<QByteArray>("player");
         QTest::addColumn<qint64>("positionMs");
@@ -130,7 +130,7 @@ private Q_SLOTS:
         row("of an absurd generation", rest + ",'generation':1e300}", true);
         QTest::newRow("that cannot be read: never louder") << QByteArray("{") << 5000LL << 30 << 1;
     }
-    void ofTwoMomentsThatOfTheQueueCounts()
+    void theStateSavedWithTheQueueTakesPrecedence()
     {
         QFETCH(QByteArray, player);
         QFETCH(qint64, positionMs);

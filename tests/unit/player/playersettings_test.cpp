@@ -78,7 +78,7 @@ private Q_SLOTS:
         QVERIFY2(!error.contains(m_name), qPrintable(error));
     }
 
-    void aValueIsWrittenBesideWhatIsThere()
+    void aValueIsWrittenWithoutChangingOthers()
     {
         write("[qobuz]\nappId=1\n");
         PlayerSettings settings(m_name);

@@ -49,7 +49,7 @@ class PlayQueueTest : public QObject
     }
 
 private Q_SLOTS:
-    void rowsGoWhereTheyAreWanted()
+    void rowsAreAddedWhereRequested()
     {
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c")), PlayQueue::Where::End);
@@ -140,7 +140,7 @@ private Q_SLOTS:
         QCOMPARE(queue.revision(), revision + (order.isEmpty() ? 0 : 1));
     }
 
-    void anEntryKnowsWhereItWasTakenFrom()
+    void anEntryKnowsItsContainer()
     {
         const CMPath album(QStringLiteral("test:album?id=1"));
         const CMPath list(QStringLiteral("test:list"));
@@ -160,7 +160,7 @@ private Q_SLOTS:
         QCOMPARE(sources, (QVector<CMPath>{album, album, list, CMPath()}));
     }
 
-    void twoClientsThatMoveTheSameQueueLoseNothing()
+    void twoClientsReorderingTheSameQueueLoseNothing()
     {
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d")), PlayQueue::Where::End);
@@ -213,7 +213,7 @@ private Q_SLOTS:
         QCOMPARE(walk(queue, 4), expected);
     }
 
-    void shuffledTheEntriesStandInTheOrderInWhichTheyAreHeardTheCurrentOneFirst()
+    void shuffledEntriesAreInPlaybackOrderWithTheCurrentOneFirst()
     {
         PlayQueue queue;
         QVector<PelkRoles> many;
@@ -264,7 +264,7 @@ private Q_SLOTS:
             QCOMPARE(idsOf(queue).count(id), 1);
     }
 
-    void whatFollowsARemovedEntryTakesItsPlace()
+    void theSuccessorOfARemovedEntryTakesItsPlace()
     {
         PlayQueue queue;
         const QVector<int> ids = queue.add(rows(QStringLiteral("a b c d")), PlayQueue::Where::End);
@@ -312,13 +312,13 @@ private Q_SLOTS:
         QVERIFY(!queue.undo());
     }
 
-    void anythingElseThatChangesTheQueueEndsTheOffer_data()
+    void anyOtherChangeOfTheQueueDiscardsTheUndo_data()
     {
         QTest::addColumn<QString>("change");
         for (const char* change : {"add", "next", "move", "shuffle", "replace what is empty"})
             QTest::newRow(change) << QString::fromLatin1(change);
     }
-    void anythingElseThatChangesTheQueueEndsTheOffer()
+    void anyOtherChangeOfTheQueueDiscardsTheUndo()
     {
         QFETCH(QString, change);
         PlayQueue queue;
@@ -352,7 +352,7 @@ private Q_SLOTS:
         QVERIFY(queue.turns().isOvertaken(turn));
     }
 
-    void whatWasSavedIsPutBack_data()
+    void savedStateIsRestored_data()
     {
         QTest::addColumn<QVector<int>>("unshuffled");
         QTest::addColumn<bool>("shuffled");
@@ -363,7 +363,7 @@ private Q_SLOTS:
         QTest::newRow("a place out of range") << QVector<int>{1, 3, 0} << false;
         QTest::newRow("a negative place") << QVector<int>{1, -1, 0} << false;
     }
-    void whatWasSavedIsPutBack()
+    void savedStateIsRestored()
     {
         QFETCH(QVector<int>, unshuffled);
         QFETCH(bool, shuffled);

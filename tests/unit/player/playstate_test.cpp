@@ -62,7 +62,7 @@ class PlayStateTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void eachEventLeadsFromEachStateToTheOneOfTheTable_data()
+    void eachEventChangesEachStateAsTheTableSays_data()
     {
         QTest::addColumn<int>("event");
         QTest::addColumn<QString>("after");
@@ -81,7 +81,7 @@ private Q_SLOTS:
         QTest::newRow("Halt") << 11 << "IIIIIIIIII";
         QTest::newRow("Park") << 12 << "LLLLLLLLLL";
     }
-    void eachEventLeadsFromEachStateToTheOneOfTheTable()
+    void eachEventChangesEachStateAsTheTableSays()
     {
         QFETCH(int, event);
         QFETCH(QString, after);
@@ -109,7 +109,7 @@ private Q_SLOTS:
         }
     }
 
-    void aPauseThatTheListenerWantsLastsUntilTheListenerWantsAnother()
+    void aPauseLastsUntilTheListenerResumes()
     {
         const Event others[] = {Opened{resolved(8)},
                                 Sounds{},
@@ -161,7 +161,7 @@ private Q_SLOTS:
         QVERIFY(!silentSinceMs(after(made(QLatin1Char('U'), false), Sounds{})));
     }
 
-    void aTrackThatIsOpenedAgainKeepsItsPlaceUntilItIsHeard()
+    void aReopenedTrackKeepsItsPositionUntilItIsHeard()
     {
         const State stalled = after(made(QLatin1Char('S'), false), Reopen{placeMs});
         QVERIFY(isStalled(stalled));

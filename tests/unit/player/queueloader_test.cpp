@@ -127,14 +127,14 @@ private Q_SLOTS:
         QCOMPARE(m_queue->entries().at(2).id, added.at(2));
     }
 
-    void aContainerThatPlaysStandsForItsTracksInTheirPlace_data()
+    void aPlayableContainerIsReplacedByItsTracks_data()
     {
         QTest::addColumn<int>("where");
         QTest::addColumn<QString>("expected");
         QTest::newRow("end") << int(PlayQueue::Where::End) << QStringLiteral("a b 1 A1 A2 A3 2 C1");
         QTest::newRow("replace") << int(PlayQueue::Where::Replace) << QStringLiteral("1 A1 A2 A3 2 C1");
     }
-    void aContainerThatPlaysStandsForItsTracksInTheirPlace()
+    void aPlayableContainerIsReplacedByItsTracks()
     {
         QFETCH(int, where);
         QFETCH(QString, expected);
@@ -182,7 +182,7 @@ private Q_SLOTS:
         QCOMPARE(m_queue->entries().last().row.icon(), QStringLiteral("http://covers/+A"));
     }
 
-    void rowsThatCannotBeHadAreASentence()
+    void failedRowsAreReportedInASentence()
     {
         const QString sentence = load(PlayQueue::Where::End, 0, -1, CMPath(QStringLiteral("test:nothing")));
         QVERIFY2(sentence.endsWith(QLatin1Char('.')), qPrintable(sentence));
@@ -270,7 +270,7 @@ private Q_SLOTS:
         QVERIFY(!m_queue->turns().isGrowing());
     }
 
-    void tenThousandTracksFitAndAQueueThatIsFullSaysSo()
+    void tenThousandTracksFitAndAFullQueueIsReported()
     {
         QVector<PelkRoles> rows(PlayQueue::mostEntries - 10000, ScriptedPlayWorker::row(QStringLiteral("x")));
         m_queue->add(rows, PlayQueue::Where::End);

@@ -66,7 +66,7 @@ private Q_SLOTS:
         QCOMPARE(TextWidth::cut(text, limit), cut);
     }
 
-    void whatWouldChangeTheTerminalIsTakenOut()
+    void controlCharactersAreRemoved()
     {
         QCOMPARE(printableText(QStringLiteral("a\033[31mb\r\nc\u202Ed\u009Be")),
                  QStringLiteral("a [31mb  c d e"));
@@ -103,7 +103,7 @@ private Q_SLOTS:
                  (QStringList{QStringLiteral("空のソ  album  t:a"), QStringLiteral("abcdef  album  t:b")}));
     }
 
-    void aPathThatLeavesNoRoomStandsBelowItsTitle()
+    void aLongPathIsPrintedBelowItsTitle()
     {
         const QString path = QStringLiteral("t:") + QString(70, QLatin1Char('p'));
         const QStringList table = lines(rowTable(QJsonArray{row(QString(30, QLatin1Char('x')), path)}, 80));

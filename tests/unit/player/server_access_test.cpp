@@ -61,7 +61,7 @@ private Q_SLOTS:
         QCOMPARE(AccessRules(address, 8080).isOwnHost(host), own);
     }
 
-    void aProxyIsKnownByTheOriginThatWasSet_data()
+    void aProxyIsRecognisedByItsOrigin_data()
     {
         QTest::addColumn<QString>("set");
         QTest::addColumn<QString>("host");
@@ -91,7 +91,7 @@ private Q_SLOTS:
         row("the player itself", https, "127.0.0.1:8080", "http://127.0.0.1:8080", true);
         row("nothing set", "", "music.home.example", https, false);
     }
-    void aProxyIsKnownByTheOriginThatWasSet()
+    void aProxyIsRecognisedByItsOrigin()
     {
         QFETCH(QString, set);
         QFETCH(QString, host);
@@ -385,7 +385,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/").status, 200);
     }
 
-    void requestsThatComeTogetherAreEachAnswered()
+    void simultaneousRequestsAreEachAnswered()
     {
         ServerFixture f;
         f.start();
@@ -474,7 +474,7 @@ private Q_SLOTS:
                  encoding.isEmpty() ? 304 : 200);
     }
 
-    void nothingOutsideTheFolderIsGivenOut_data()
+    void nothingOutsideTheFolderIsServed_data()
     {
         QTest::addColumn<QByteArray>("target");
         for (const char* target : {"/../secret.txt", "/assets/../../secret.txt", "/%2e%2e/secret.txt",
@@ -482,7 +482,7 @@ private Q_SLOTS:
                                    "/.", "/assets", "/assets/", "/x%00/../../secret.txt", "/..\\secret.txt"})
             QTest::newRow(target) << QByteArray(target);
     }
-    void nothingOutsideTheFolderIsGivenOut()
+    void nothingOutsideTheFolderIsServed()
     {
         QFETCH(QByteArray, target);
         ServerFixture f;

@@ -141,13 +141,13 @@ private Q_SLOTS:
         QTRY_COMPARE(m_group->committed, QStringLiteral("Bath"));
     }
 
-    void aNameThatIsTakenBecomesOneLikeIt_data()
+    void aNameInUseIsReplacedByASimilarOne_data()
     {
         QTest::addColumn<bool>("isSeenLater");
         QTest::newRow("when it is added") << false;
         QTest::newRow("when others answer") << true;
     }
-    void aNameThatIsTakenBecomesOneLikeIt()
+    void aNameInUseIsReplacedByASimilarOne()
     {
         QFETCH(bool, isSeenLater);
         startAvahi();
@@ -163,7 +163,7 @@ private Q_SLOTS:
         QTRY_COMPARE(announcer.announcedName(), QStringLiteral("Kitchen #2"));
     }
 
-    void anAvahiThatComesLaterOrAgainIsToldToo()
+    void anAvahiThatStartsLaterOrRestartsIsInformed()
     {
         Announcer announcer(m_player, {8080, false});
         announcer.setName(QStringLiteral("Kitchen"));
@@ -176,7 +176,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_group->committed, QStringLiteral("Kitchen"));
     }
 
-    void theAnnouncementIsTakenBack()
+    void theAnnouncementIsWithdrawn()
     {
         startAvahi();
         {

@@ -44,14 +44,14 @@ private Q_SLOTS:
         QCOMPARE(row.value(text("playable")).toBool(true), false);
     }
 
-    void aTotalThatCannotBeIsBounded_data()
+    void anImpossibleTotalIsLimited_data()
     {
         QTest::addColumn<int>("stated");
         QTest::addColumn<int>("count");
         QTest::newRow("negative") << std::numeric_limits<int>::min() << 2;
         QTest::newRow("absurd") << std::numeric_limits<int>::max() << 1000000;
     }
-    void aTotalThatCannotBeIsBounded()
+    void anImpossibleTotalIsLimited()
     {
         QFETCH(int, stated);
         QFETCH(int, count);
@@ -242,14 +242,14 @@ private Q_SLOTS:
         QVERIFY2(!get.body.contains("TOKEN-1") && !get.body.contains("oken"), get.body.constData());
     }
 
-    void whatIsSecretIsLeftOutOfAValueAtAnyDepth_data()
+    void secretsAreRemovedFromAValueAtAnyDepth_data()
     {
         QTest::addColumn<QString>("field");
         for (const char* field : {"userAuthToken", "password", "appSecret", "credentialId", "resources",
                                   "uri", "prePlayPath", "contentStateChangePath"})
             QTest::newRow(field) << text(field);
     }
-    void whatIsSecretIsLeftOutOfAValueAtAnyDepth()
+    void secretsAreRemovedFromAValueAtAnyDepth()
     {
         QFETCH(QString, field);
         ServerFixture f;
@@ -378,7 +378,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/rows?path=test:list&from=0&to=9").status, 200);
     }
 
-    void manyThatWaitHoldUpNeitherThePlayerNorThePage()
+    void manyWaitingRequestsDelayNeitherThePlayerNorThePage()
     {
         ServerFixture f;
         f.worker.silent = true;
@@ -421,7 +421,7 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/player").status, 200);
     }
 
-    void formsWithoutAnAnswerHoldUpNobodyWhoReads()
+    void unansweredFormsDelayNoReader()
     {
         ServerFixture f;
         f.worker.deaf = true;
@@ -461,7 +461,7 @@ private Q_SLOTS:
         QCOMPARE(f.worker.kept.last().path(), f.worker.menu->path());
     }
 
-    void aPeerOfTheNetworkHasSoManyThatWait()
+    void waitingRequestsOfARemotePeerAreLimited()
     {
         struct Sink : public ResponseSink
         {

@@ -201,13 +201,13 @@ private Q_SLOTS:
         QTRY_COMPARE(stateIn(second), int(PelkQobuzLoginStates::Failed));
     }
 
-    void aValueThatIsCalledLikeAnEventTakesNothingFromOthers_data()
+    void aValueNamedLikeAnEventDoesNotAffectOthers_data()
     {
         QTest::addColumn<QByteArray>("name");
         QTest::newRow("player") << QByteArray("player");
         QTest::newRow("queue") << QByteArray("queue");
     }
-    void aValueThatIsCalledLikeAnEventTakesNothingFromOthers()
+    void aValueNamedLikeAnEventDoesNotAffectOthers()
     {
         QFETCH(QByteArray, name);
         ServerFixture f;
@@ -275,7 +275,7 @@ private Q_SLOTS:
         QTRY_COMPARE(quick.count(text("notification")), 4);
     }
 
-    void aNoticeReachesEverybodyWhoListens()
+    void aNoticeReachesAllListeners()
     {
         ServerFixture f;
         f.start();

@@ -103,7 +103,7 @@ private Q_SLOTS:
         QCOMPARE(limits.waitingPerPeer, 16);
     }
 
-    void whatIsNotStrictHttpIsRefused_data()
+    void nonStrictHttpIsRefused_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<int>("status");
@@ -138,7 +138,7 @@ private Q_SLOTS:
         row("a target that is no path", "GET api/player HTTP/1.1\r\nHost: HOST\r\n\r\n", 400);
         row("no host", get + "\r\n", 400);
     }
-    void whatIsNotStrictHttpIsRefused()
+    void nonStrictHttpIsRefused()
     {
         QFETCH(QByteArray, bytes);
         QFETCH(int, status);
@@ -237,7 +237,7 @@ private Q_SLOTS:
         QVERIFY(lines.back()->isOpen());
     }
 
-    void aRequestThatWaitsDoesNotMakeRoom()
+    void aConnectionWithAWaitingRequestIsNotClosedForANewOne()
     {
         ServerFixture f;
         f.worker.silent = true;

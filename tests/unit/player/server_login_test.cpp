@@ -224,14 +224,14 @@ private Q_SLOTS:
         QCOMPARE(f.client().get("/api/access").json().value(text("level")).toString(), text("local"));
     }
 
-    void whatAProxyForwardsIsNotThisMachines_data()
+    void forwardedRequestsAreNotLocal_data()
     {
         QTest::addColumn<QByteArray>("name");
         for (const char* name :
              {"Forwarded", "Via", "X-Forwarded-For", "X-Forwarded-Host", "X-Forwarded-Proto", "X-Real-IP"})
             QTest::newRow(name) << QByteArray(name);
     }
-    void whatAProxyForwardsIsNotThisMachines()
+    void forwardedRequestsAreNotLocal()
     {
         QFETCH(QByteArray, name);
         ServerFixture f; // nothing is said of a proxy
@@ -296,7 +296,7 @@ private Q_SLOTS:
         QVERIFY(f.logIn(password).headers.value("set-cookie").contains("; Secure"));
     }
 
-    void aWrongPasswordAMissingOneAndNoneSetAreOne()
+    void wrongMissingAndUnsetPasswordsGetTheSameResponse()
     {
         LockedFixture f;
         f.start();
@@ -399,7 +399,7 @@ private Q_SLOTS:
         QCOMPARE(attempts.waitSeconds("198.51.100.1"), 0);
     }
 
-    void aWholeNetOfIPv6IsOneAddress()
+    void anIPv6NetworkCountsAsOneAddress()
     {
         qint64 nowMs = 0;
         Attempts attempts(Limits(), [&nowMs] { return nowMs; });
@@ -559,7 +559,7 @@ private Q_SLOTS:
         QVERIFY(Secrets::isPassword(password, Credentials(f.options.stateFolder).passwordHash()));
     }
 
-    void aFileThatCannotBeReadLetsNobodyIn_data()
+    void anUnreadableFileGrantsNoAccess_data()
     {
         QTest::addColumn<QByteArray>("name");
         QTest::addColumn<QByteArray>("content");
@@ -569,7 +569,7 @@ private Q_SLOTS:
                                         R"({"concern":"password","version":9,"data":{"hash":""}})"})
                 QTest::addRow("%s: %s", name, content) << QByteArray(name) << QByteArray(content);
     }
-    void aFileThatCannotBeReadLetsNobodyIn()
+    void anUnreadableFileGrantsNoAccess()
     {
         QFETCH(QByteArray, name);
         QFETCH(QByteArray, content);
@@ -593,7 +593,7 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(f.file(name + ".bad")));
     }
 
-    void aTruncatedSessionFileLetsNobodyIn()
+    void aTruncatedSessionFileGrantsNoAccess()
     {
         LockedFixture f;
         f.start();

@@ -176,7 +176,7 @@ private Q_SLOTS:
         QCOMPARE(player(f).value(text("repeat")).toString(), text("off"));
     }
 
-    void whatALastChangeTookCanBeBroughtBackOnce()
+    void theLastRemovalCanBeUndoneOnce()
     {
         ServerFixture f;
         f.start();
@@ -213,7 +213,7 @@ private Q_SLOTS:
         QTRY_COMPARE(reader.last(text("queue")).value(text("revision")).toInt(), revision + 1);
     }
 
-    void thePlaceOfWhatPlaysAndWhereItWasTakenFromAreTold()
+    void thePositionAndTheContainerOfTheCurrentEntryAreReported()
     {
         ServerFixture f;
         for (int i = 1; i <= 3; ++i)
@@ -229,7 +229,7 @@ private Q_SLOTS:
         QVERIFY(list.last().toObject().value(text("source")).isNull());
     }
 
-    void whatWasPlayedLatelyIsToldAndForgotten()
+    void recentlyPlayedTracksAreReportedAndCanBeCleared()
     {
         ServerFixture f;
         f.addTrack(text("1"), 20000);
@@ -260,7 +260,7 @@ private Q_SLOTS:
         QVERIFY(!f.client().get("/api/history").json().value(text("kept")).toBool());
     }
 
-    void theSleepTimerIsSetToldAndCancelled()
+    void theSleepTimerIsSetReportedAndCancelled()
     {
         ServerFixture f;
         f.addTrack(text("1"), 20000);
@@ -291,7 +291,7 @@ private Q_SLOTS:
         QCOMPARE(player(f).value(text("volumeLimitPercent")).toInt(), 40);
     }
 
-    void whatIsOfTheWrongTypeIsRefusedAndChangesNothing_data()
+    void aWrongTypeIsRefusedAndChangesNothing_data()
     {
         QTest::addColumn<QByteArray>("operation");
         QTest::addColumn<QByteArray>("body");
@@ -339,7 +339,7 @@ private Q_SLOTS:
         row("queue/remove", R"({"entries": [1, "2"]})");
         row("queue/remove", R"({"entries": [1, [2]]})");
     }
-    void whatIsOfTheWrongTypeIsRefusedAndChangesNothing()
+    void aWrongTypeIsRefusedAndChangesNothing()
     {
         QFETCH(QByteArray, operation);
         QFETCH(QByteArray, body);
@@ -401,14 +401,14 @@ private Q_SLOTS:
             reader.last(text("notification")).value(text("message")).toString().contains(text("no track")));
     }
 
-    void whatIsPausedOrStoppedWhileItsListIsOnItsWayIsNotHeard_data()
+    void aPauseOrStopWhileItsListLoadsKeepsItSilent_data()
     {
         QTest::addColumn<QByteArray>("operation");
         QTest::addColumn<QString>("outcome");
         QTest::newRow("pause") << QByteArray("pause") << text("paused");
         QTest::newRow("stop") << QByteArray("stop") << text("stopped");
     }
-    void whatIsPausedOrStoppedWhileItsListIsOnItsWayIsNotHeard()
+    void aPauseOrStopWhileItsListLoadsKeepsItSilent()
     {
         QFETCH(QByteArray, operation);
         QFETCH(QString, outcome);
@@ -531,7 +531,7 @@ private Q_SLOTS:
         QTRY_COMPARE(two.last(text("queue")).value(text("count")).toInt(-1), 0);
     }
 
-    void aPositionIsThatOfNowForWhoComesLater()
+    void aLateReaderGetsThePresentPosition()
     {
         ServerFixture f;
         f.addTrack(text("1"), 20000);

@@ -145,7 +145,7 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(file + text(".bad")));
     }
 
-    void whatCannotBeUsedIsToldInASentence_data()
+    void invalidCertificatesAreReportedInASentence_data()
     {
         QTest::addColumn<QString>("certificate");
         QTest::addColumn<QString>("key");
@@ -160,7 +160,7 @@ private Q_SLOTS:
         QTest::newRow("a key that is none")
             << text("a.pem") << text("text.pem") << text("its key cannot be read");
     }
-    void whatCannotBeUsedIsToldInASentence()
+    void invalidCertificatesAreReportedInASentence()
     {
         QFETCH(QString, certificate);
         QFETCH(QString, key);
@@ -296,7 +296,7 @@ private Q_SLOTS:
         QVERIFY(curl({text("-k"), f.server->url()}).contains("the panel"));
     }
 
-    void aCertificateThatCannotBeUsedKeepsThePlayerFromStarting()
+    void anInvalidCertificatePreventsTheStart()
     {
         ServerFixture f;
         f.options.certificateFile = f.folder.filePath(text("none.pem"));

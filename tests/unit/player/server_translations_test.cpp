@@ -335,7 +335,7 @@ private Q_SLOTS:
             QVERIFY2(possible.contains(context), qPrintable(context));
     }
 
-    void theCataloguesSayWhatTheyAreMeantTo()
+    void theCataloguesContainTheExpectedTranslations()
     {
         const Translations translations(folders);
         const auto in = [&](const char* code, const TrString& wanted) {

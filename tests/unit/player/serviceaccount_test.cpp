@@ -104,7 +104,7 @@ private Q_SLOTS:
         QVERIFY(contents(name).contains("t0ken"));
     }
 
-    void aStreamThatIsLowerThanWhatWasAskedForIsKnown_data()
+    void aStreamBelowTheRequestedQualityIsDetected_data()
     {
         QTest::addColumn<QString>("quality");
         QTest::addColumn<QString>("mimeType");
@@ -126,7 +126,7 @@ private Q_SLOTS:
         QTest::newRow("hires192, got cd") << QStringLiteral("hires192") << flac << 16 << 44100 << true;
         QTest::newRow("not said") << QStringLiteral("hires192") << QString() << 0 << 0 << false;
     }
-    void aStreamThatIsLowerThanWhatWasAskedForIsKnown()
+    void aStreamBelowTheRequestedQualityIsDetected()
     {
         QFETCH(QString, quality);
         QFETCH(QString, mimeType);

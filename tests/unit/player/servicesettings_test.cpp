@@ -39,7 +39,7 @@ private Q_SLOTS:
         QFile::remove(m_name);
     }
 
-    void badInputIsRefusedWithAWordAboutWhatToSet_data()
+    void invalidInputIsRefusedWithTheSettingToCorrect_data()
     {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QString>("sentence");
@@ -70,7 +70,7 @@ private Q_SLOTS:
         row("not UTF-8", "[qobuz]\nappId=\xff\n", "FILE is not UTF-8 text");
         row("too large", QByteArray(2 << 20, '#'), "FILE cannot be read: it is larger than 1 MiB.");
     }
-    void badInputIsRefusedWithAWordAboutWhatToSet()
+    void invalidInputIsRefusedWithTheSettingToCorrect()
     {
         QFETCH(QByteArray, text);
         QFETCH(QString, sentence);
@@ -135,14 +135,14 @@ private Q_SLOTS:
                  "# mine\n" + good + "future=yes\nsoundQuality=mp3\n[system]\nmemberId=m\n[other]\nx=1\n");
     }
 
-    void aFileThatWasMadeUnusableWhileThePlayerRunsIsLeftAlone_data()
+    void aFileThatBecameInvalidWhileThePlayerRunsIsNotChanged_data()
     {
         QTest::addColumn<QByteArray>("text");
         QTest::newRow("not settings") << QByteArray("hello\n");
         QTest::newRow("without an address") << QByteArray("[qobuz]\nappId=1\nappSecret=2\n");
         QTest::newRow("half a line") << good + "soundQua";
     }
-    void aFileThatWasMadeUnusableWhileThePlayerRunsIsLeftAlone()
+    void aFileThatBecameInvalidWhileThePlayerRunsIsNotChanged()
     {
         QFETCH(QByteArray, text);
         write(m_name, good + "[system]\nmemberId=m\n");
@@ -202,7 +202,7 @@ private Q_SLOTS:
         QVERIFY(settings.read(CMPath(QStringLiteral("settings:other"))).isEmpty());
     }
 
-    void theQualityIsThatOfACdUnlessItIsSaid()
+    void theDefaultQualityIsCd()
     {
         write(m_name, good);
         ServiceSettings settings(m_name);
@@ -227,7 +227,7 @@ private Q_SLOTS:
                        "apiUrl=https://h/\nappSecret=2\nsoundQuality=mp3\n\n[system]\nmemberId=m\nlast=1\n"));
     }
 
-    void whatTheNextStartWouldRefuseIsNotWritten_data()
+    void settingsThatTheNextStartWouldRefuseAreNotWritten_data()
     {
         QTest::addColumn<QString>("apiUrl");
         QTest::addColumn<QString>("appSecret");
@@ -243,7 +243,7 @@ private Q_SLOTS:
         QTest::newRow("no address") << QStringLiteral("h") << QStringLiteral("a")
                                     << QStringLiteral("must begin with https://");
     }
-    void whatTheNextStartWouldRefuseIsNotWritten()
+    void settingsThatTheNextStartWouldRefuseAreNotWritten()
     {
         QFETCH(QString, apiUrl);
         QFETCH(QString, appSecret);
@@ -265,7 +265,7 @@ private Q_SLOTS:
         QCOMPARE(settings.read(PelkQobuzSettingsPath()).qobuzSettings().appId(), QStringLiteral("1"));
     }
 
-    void aQualityThatThereIsNotIsNotAccepted_data()
+    void anUnknownQualityIsRefused_data()
     {
         QTest::addColumn<QVariantHash>("value");
         QTest::addColumn<bool>("accepted");
@@ -275,7 +275,7 @@ private Q_SLOTS:
         QTest::newRow("negative") << QVariantHash{{key, -1}} << false;
         QTest::newRow("not said") << QVariantHash() << false;
     }
-    void aQualityThatThereIsNotIsNotAccepted()
+    void anUnknownQualityIsRefused()
     {
         QFETCH(QVariantHash, value);
         QFETCH(bool, accepted);
@@ -297,7 +297,7 @@ private Q_SLOTS:
         QVERIFY(!(QFile::permissions(m_name) & others));
     }
 
-    void whatCannotBeSavedLeavesFileAndValueAlone()
+    void aFailedSaveChangesNeitherFileNorValue()
     {
         write(m_name, good + "[system]\nmemberId=m\n");
         ServiceSettings settings(m_name);

@@ -57,7 +57,7 @@ class StateFileTest : public QObject
 private Q_SLOTS:
     void init() { m_folder = std::make_unique<QTemporaryDir>(); }
 
-    void whatIsSavedIsThereAfterARestart()
+    void savedStateSurvivesARestart()
     {
         {
             const auto first = file();
@@ -115,7 +115,7 @@ private Q_SLOTS:
         QVERIFY(thread && thread != QThread::currentThread());
     }
 
-    void whatWaitsIsWrittenAtTheEnd()
+    void pendingValuesAreWrittenAtTheEnd()
     {
         const auto target = file();
         target->save(number(1));
@@ -125,7 +125,7 @@ private Q_SLOTS:
         QCOMPARE(numberIn(file()->read()), 2);
     }
 
-    void aFileThatCannotBeUsedIsSetAside_data()
+    void anInvalidFileIsSetAside_data()
     {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QString>("reason");
@@ -143,7 +143,7 @@ private Q_SLOTS:
             << QByteArray("{\"concern\":\"queue\",\"version\":3,\"data\":{\"number\":1}}")
             << QStringLiteral("it was written by a later version of the player");
     }
-    void aFileThatCannotBeUsedIsSetAside()
+    void anInvalidFileIsSetAside()
     {
         QFETCH(QByteArray, text);
         QFETCH(QString, reason);
@@ -209,7 +209,7 @@ private Q_SLOTS:
         QCOMPARE(numberIn(file()->read()), 3);
     }
 
-    void whatIsRemovedStaysAway()
+    void aRemovedFileStaysRemoved()
     {
         const auto target = file();
         target->save(number(1));

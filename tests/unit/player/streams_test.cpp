@@ -159,7 +159,7 @@ private Q_SLOTS:
         QCOMPARE(states().last(), QStringLiteral("1 stopped"));
     }
 
-    void aStreamThatBreaksForTheFourthTimeIsGivenUp()
+    void aStreamThatBreaksForTheFourthTimeIsAbandoned()
     {
         m_breakAfter = m_file.size() / 8;
         m_breaksLeft = 100;
@@ -332,7 +332,7 @@ private Q_SLOTS:
         QVERIFY(m_decoded.endsWith(m_host->output.samples()));
     }
 
-    void aSeekTellsWhereItLeadsUntilItHasArrived()
+    void aSeekReportsItsTargetUntilItCompletes()
     {
         m_file = wav(6);
         startAndHear();
@@ -355,13 +355,13 @@ private Q_SLOTS:
         QTRY_COMPARE(places, QList<qint64>{1000});
     }
 
-    void aPauseIsToldWhileASeekGetsNothing_data()
+    void aPauseIsReportedWhileASeekReceivesNoData_data()
     {
         QTest::addColumn<bool>("stallsFirst");
         QTest::newRow("at once") << false;
         QTest::newRow("after a stall") << true;
     }
-    void aPauseIsToldWhileASeekGetsNothing()
+    void aPauseIsReportedWhileASeekReceivesNoData()
     {
         QFETCH(bool, stallsFirst);
         m_file = wav(6);
@@ -584,7 +584,7 @@ private Q_SLOTS:
         QVERIFY(m_host->output.samples() == m_decoded);
     }
 
-    void whatIsNeitherFlacNorMp3IsASentence_data()
+    void otherFormatsAreReportedInASentence_data()
     {
         QTest::addColumn<QByteArray>("file");
         QTest::newRow("text") << QByteArray(20000, 'x');
@@ -594,7 +594,7 @@ private Q_SLOTS:
             "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg="
             "=");
     }
-    void whatIsNeitherFlacNorMp3IsASentence()
+    void otherFormatsAreReportedInASentence()
     {
         QFETCH(QByteArray, file);
         m_file = file;

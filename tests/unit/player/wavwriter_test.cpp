@@ -53,7 +53,7 @@ private Q_SLOTS:
         QFile::remove(m_name);
     }
 
-    void theHeaderTellsFormAndSize()
+    void theHeaderContainsFormatAndSize()
     {
         WavWriter writer(m_name);
         QVERIFY(writer.open(&m_error));
@@ -95,7 +95,7 @@ private Q_SLOTS:
         QCOMPARE(contents(m_name).size(), 44 + 4 * 44100);
     }
 
-    void withoutSoundWhatWasThereStays()
+    void withoutSoundTheOldFileStays()
     {
         QFile file(m_name);
         QVERIFY(file.open(QIODevice::WriteOnly));

@@ -14,16 +14,16 @@ private Q_SLOTS:
 
     void testsThatExistAreCounted()
     {
-        run(page({QStringLiteral("| a name with a row | `%1: aFaultIsSaidInASentence:no such row`, `%1: "
+        run(page({QStringLiteral("| a name with a row | `%1: aFaultIsReportedInASentence:no such row`, `%1: "
                                  "testsThatExistAreCounted` |"),
-                  QStringLiteral("| a name with \\| in it | `%1: aFaultIsSaidInASentence:a \\| b` |"),
+                  QStringLiteral("| a name with \\| in it | `%1: aFaultIsReportedInASentence:a \\| b` |"),
                   QStringLiteral("| the same test again | `%1: testsThatExistAreCounted` |")}));
         QCOMPARE(m_error, QString());
         QCOMPARE(m_out, QStringLiteral("14 behaviours of 12 subjects are proved by 3 tests.\n"));
         QCOMPARE(m_code, 0);
     }
 
-    void aFaultIsSaidInASentence_data()
+    void aFaultIsReportedInASentence_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("sentence");
@@ -33,8 +33,8 @@ private Q_SLOTS:
         row("no such program", "| b | `no_such_test: f` |", "line 7 (worker): no_such_test is not built in ");
         row("no such function", "| b | `%1: noSuchFunction` |",
             "line 7 (worker): %1 has no function noSuchFunction.");
-        row("no such row", "| b | `%1: aFaultIsSaidInASentence:gone` |",
-            "line 7 (worker): %1: aFaultIsSaidInASentence has no row with the tag \"gone\".");
+        row("no such row", "| b | `%1: aFaultIsReportedInASentence:gone` |",
+            "line 7 (worker): %1: aFaultIsReportedInASentence has no row with the tag \"gone\".");
         row("row of a function without rows", "| b | `%1: testsThatExistAreCounted:no such row` |",
             "line 7 (worker): %1: testsThatExistAreCounted has no row with the tag \"no such row\".");
         row("second of two wrong", "| b | `%1: testsThatExistAreCounted`, `%1: noSuchFunction` |",
@@ -47,11 +47,11 @@ private Q_SLOTS:
             "line 7 (worker): a proof without a behaviour.");
         row("three columns", "| b | `%1: testsThatExistAreCounted` | c |",
             "line 7: a row has two columns, behaviour and proved by; this one has 3.");
-        row("a | b", "| b | `%1: aFaultIsSaidInASentence:a \\| c` |",
-            "line 7 (worker): %1: aFaultIsSaidInASentence has no row with the tag \"a | c\".");
+        row("a | b", "| b | `%1: aFaultIsReportedInASentence:a \\| c` |",
+            "line 7 (worker): %1: aFaultIsReportedInASentence has no row with the tag \"a | c\".");
     }
 
-    void aFaultIsSaidInASentence()
+    void aFaultIsReportedInASentence()
     {
         QFETCH(QString, line);
         QFETCH(QString, sentence);
@@ -63,14 +63,14 @@ private Q_SLOTS:
         QCOMPARE(m_code, 1);
     }
 
-    void aBehaviourStandsOnce()
+    void aBehaviourIsListedOnce()
     {
         run(page({proof(), proof()}));
         QCOMPARE(m_error, QStringLiteral("page.md: line 8 (worker): \"b\" stands in line 7 already.\n"));
         QCOMPARE(m_code, 1);
     }
 
-    void aProgramThatIsNotBuiltIsToldOnce()
+    void aMissingProgramIsReportedOnce()
     {
         run(page(
             {QStringLiteral("| one | `no_such_test: f` |"), QStringLiteral("| two | `no_such_test: g` |")}));

@@ -411,7 +411,7 @@ private Q_SLOTS:
         QCOMPARE(f.client.inFlight(), 0);
     }
 
-    void idleIsToldOnceWhenACallbackAsksForWhatFailsAtOnce()
+    void idleIsReportedOnceIfACallbackStartsAFailingRequest()
     {
         ClientFixture f;
         QSignalSpy idle(&f.client, &HttpClient::idle);

@@ -29,7 +29,7 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), 2);
     }
 
-    void aFreshAnswerIsNotAskedForAgain()
+    void aFreshResponseIsNotRequestedAgain()
     {
         TestHttpServer server;
         server.answer("/", withHeader(cached("body", "max-age=60"), "X-A", "1"));
@@ -143,7 +143,7 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), 2 * once);
     }
 
-    void aPostIsNotCachedAndDropsWhatWasReadThere()
+    void aPostIsNotCachedAndInvalidatesItsAddress()
     {
         TestHttpServer server;
         server.answer("/", cached("x", "max-age=60"));
@@ -173,7 +173,7 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), 2);
     }
 
-    void aClearedCacheAsksAgain()
+    void aClearedCacheRequestsAgain()
     {
         TestHttpServer server;
         server.answer("/", cached("x", "max-age=60"));

@@ -99,7 +99,7 @@ private Q_SLOTS:
         QCOMPARE(PelkUrl(result.headers().value(effectiveUrl)).host(), QStringLiteral("LocalHost"));
     }
 
-    void aRedirectToWhatIsNoHttpUrlIsRefused_data()
+    void aRedirectToANonHttpUrlIsRefused_data()
     {
         QTest::addColumn<QString>("location");
         for (const char* location : {"file:///etc/passwd", "ftp://127.0.0.1/x", "javascript:alert(1)",
@@ -107,7 +107,7 @@ private Q_SLOTS:
             QTest::newRow(location) << QString::fromUtf8(location);
     }
 
-    void aRedirectToWhatIsNoHttpUrlIsRefused()
+    void aRedirectToANonHttpUrlIsRefused()
     {
         QFETCH(QString, location);
         TestHttpServer server;

@@ -164,7 +164,7 @@ private Q_SLOTS:
         QCOMPARE(PelkUrl(base.toString()).path(), QStringLiteral("/api//a"));
     }
 
-    void whatCannotStandInAPlaceIsEncodedOnWriting_data()
+    void invalidCharactersAreEncodedOnWriting_data()
     {
         QTest::addColumn<QString>("host");
         QTest::addColumn<QString>("path");
@@ -184,7 +184,7 @@ private Q_SLOTS:
         row("hö", "", "", "http://h%C3%B6");
     }
 
-    void whatCannotStandInAPlaceIsEncodedOnWriting()
+    void invalidCharactersAreEncodedOnWriting()
     {
         QFETCH(QString, host);
         QFETCH(QString, path);

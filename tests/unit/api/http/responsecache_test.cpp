@@ -109,7 +109,7 @@ private Q_SLOTS:
         QVERIFY(ResponseCache::key("http://h/", headersOf(header)).isNull());
     }
 
-    void theEntryUsedLongestAgoGoesFirst()
+    void theLeastRecentlyUsedEntryIsRemovedFirst()
     {
         ResponseCache cache;
         cache.setCapacity(4000);

@@ -28,7 +28,7 @@ class PlayLogicInterfaceTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void withoutAPlayerThereIsOneThatNeverPlays()
+    void withoutAPlayerThereIsASilentOne()
     {
         PlayLogicInterface* const silent = PlayLogicInterface::playerInstance();
         QVERIFY(silent);
@@ -51,7 +51,7 @@ private Q_SLOTS:
         QCOMPARE(int(PlayLogicInterface::playerInstance()->data().state()), int(PelkPlayLogicState::Stopped));
     }
 
-    void anEarlierPlayerThatGoesLeavesTheLaterOne()
+    void anEarlierPlayerThatEndsLeavesTheLaterOneAlone()
     {
         auto first = std::make_unique<Player>();
         Player second;

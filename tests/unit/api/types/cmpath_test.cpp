@@ -61,7 +61,7 @@ private Q_SLOTS:
         QCOMPARE(CMPath(path.toString()), path);
     }
 
-    void whatIsNoPathIsToldInASentence_data()
+    void anInvalidPathIsReportedInASentence_data()
     {
         QTest::addColumn<QString>("input");
         QTest::addColumn<QString>("sentence");
@@ -86,7 +86,7 @@ private Q_SLOTS:
                     "service belongs.");
     }
 
-    void whatIsNoPathIsToldInASentence()
+    void anInvalidPathIsReportedInASentence()
     {
         QFETCH(QString, input);
         CMPath path(text("before:"));
@@ -96,7 +96,7 @@ private Q_SLOTS:
         QCOMPARE(path, CMPath(text("before:")));
     }
 
-    void whatIsAPathIsParsed()
+    void aPathIsParsed()
     {
         CMPath path;
         QString error;
@@ -140,7 +140,7 @@ private Q_SLOTS:
         QCOMPARE(read, path);
     }
 
-    void aBaseIsEncodedWhereItWouldReadAsSomethingElse_data()
+    void anAmbiguousBaseIsEncoded_data()
     {
         QTest::addColumn<QString>("prefix");
         QTest::addColumn<QString>("base");
@@ -159,7 +159,7 @@ private Q_SLOTS:
         row("p:", "/", "p:/");
     }
 
-    void aBaseIsEncodedWhereItWouldReadAsSomethingElse()
+    void anAmbiguousBaseIsEncoded()
     {
         QFETCH(QString, base);
         QFETCH(QString, prefix);
@@ -212,7 +212,7 @@ private Q_SLOTS:
         QCOMPARE(path.param(text("absent")), QString());
     }
 
-    void theStartIsLookedForInTheWholeText_data()
+    void aStartIsComparedWithTheWholeText_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("start");
@@ -232,7 +232,7 @@ private Q_SLOTS:
         row("qobuz:é b", "qobuz:é", true, "%20b");
     }
 
-    void theStartIsLookedForInTheWholeText()
+    void aStartIsComparedWithTheWholeText()
     {
         QFETCH(QString, path);
         QFETCH(QString, start);
@@ -243,7 +243,7 @@ private Q_SLOTS:
         QCOMPARE(CMPath(path).startsWith(CMPath(start)), starts);
     }
 
-    void aTextIsLookedForInTheWholeText()
+    void aSearchMatchesAnywhereInTheText()
     {
         const CMPath path(text("qobuz:preplay?id=7&q=a%20b"));
         for (const char* part : {"preplay", "qobuz:", "id=7", "qobuz:preplay?", "a%20b", ""})

@@ -41,13 +41,13 @@ private Q_SLOTS:
         QCOMPARE(hash, PelkHash(QVariantHash()));
     }
 
-    void whatIsWrittenIsRead_data()
+    void writtenValuesCanBeRead_data()
     {
         QTest::addColumn<int>("size");
         for (const int size : {1, 8, 15, 16, 17, 18, 32, 33, 100})
             QTest::addRow("%d keys", size) << size;
     }
-    void whatIsWrittenIsRead()
+    void writtenValuesCanBeRead()
     {
         QFETCH(int, size);
         PelkHash hash;
@@ -155,14 +155,14 @@ private Q_SLOTS:
         QVERIFY(over.record(a).isEmpty());
     }
 
-    void aRecordThatWasPutInIsHandedOnAsItself_data()
+    void aStoredRecordIsPassedOnAsItself_data()
     {
         QTest::addColumn<int>("before");
         QTest::newRow("first") << 0;
         QTest::newRow("among others") << 5;
         QTest::newRow("after many") << 40;
     }
-    void aRecordThatWasPutInIsHandedOnAsItself()
+    void aStoredRecordIsPassedOnAsItself()
     {
         QFETCH(int, before);
         PelkHash inner;

@@ -42,7 +42,7 @@ class QobuzPathsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void eachPathHasItsTextAndHitsItsRoute_data()
+    void eachPathHasItsTextAndMatchesItsRoute_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("text");
@@ -78,7 +78,7 @@ private Q_SLOTS:
         row(PelkQobuzStateChange(), "stateChange", "");
     }
 
-    void eachPathHasItsTextAndHitsItsRoute()
+    void eachPathHasItsTextAndMatchesItsRoute()
     {
         QFETCH(QString, path);
         QTEST(path, "text");
@@ -94,7 +94,7 @@ private Q_SLOTS:
         QCOMPARE(routeOf(PelkQobuzBrowsePath().base()), QString());
     }
 
-    void anAbsolutePathHitsNoRouteAndIsNoPrePlayPath_data()
+    void anAbsolutePathMatchesNoRouteAndIsNotAPrePlayPath_data()
     {
         QTest::addColumn<CMPath>("path");
         QTest::newRow("quality") << PelkQobuzSoundQualityPath();
@@ -106,7 +106,7 @@ private Q_SLOTS:
         QTest::newRow("notifications") << PelkNotificationDisplayOpenPath();
     }
 
-    void anAbsolutePathHitsNoRouteAndIsNoPrePlayPath()
+    void anAbsolutePathMatchesNoRouteAndIsNotAPrePlayPath()
     {
         QFETCH(CMPath, path);
         QVERIFY(!path.contains(QStringLiteral("preplay")));

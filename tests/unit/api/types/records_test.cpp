@@ -80,7 +80,7 @@ class RecordsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void whatIsAbsentOrNullReadsAsTheDefault_data()
+    void absentAndNullValuesReadAsTheDefault_data()
     {
         QTest::addColumn<PelkHash>("hash");
         PelkHash absent;
@@ -96,7 +96,7 @@ private Q_SLOTS:
         QTest::newRow("null") << null;
     }
 
-    void whatIsAbsentOrNullReadsAsTheDefault()
+    void absentAndNullValuesReadAsTheDefault()
     {
         QFETCH(PelkHash, hash);
         const PelkQobuzAlbum album(hash);
@@ -145,7 +145,7 @@ private Q_SLOTS:
         QCOMPARE(data.date(), -largest);
     }
 
-    void whatIsOfAnotherShapeReadsAsEmpty()
+    void unexpectedTypesReadAsEmpty()
     {
         QVERIFY(of<PelkQobuzAlbum>("artist", text("name")).artist().isEmpty());
         QVERIFY(of<PelkQobuzAlbum>("articles", text("x")).articles().isEmpty());

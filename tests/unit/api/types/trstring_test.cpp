@@ -50,7 +50,7 @@ private Q_SLOTS:
         QCOMPARE(albums.toString(), text("Albums"));
     }
 
-    void aCommentTellsEqualTextsApart()
+    void aCommentDistinguishesEqualTexts()
     {
         Catalogue catalogue;
         catalogue.add("Lists|Open|verb", "Öffnen");

@@ -104,7 +104,7 @@ private Q_SLOTS:
         QCOMPARE(variantLines(whole(result)), variantLines(value));
     }
 
-    void anObjectIsARecordThatReadsAsItIsAsked()
+    void anObjectIsARecordThatIsReadOnDemand()
     {
         PelkError error;
         PelkHash inner;
@@ -135,14 +135,14 @@ private Q_SLOTS:
         QCOMPARE(inner, PelkHash({{string("c"), 2LL}, {string("é"), string("ü")}}));
     }
 
-    void aTextIsWhatTheVariantSays_data()
+    void aTextIsThatOfTheVariant_data()
     {
         QTest::addColumn<QByteArray>("json");
         for (const char* json : {"\"x\"", "\"\"", "\"\u0000y\"", "5", "-1", "18446744073709551615", "1.5",
                                  "1e300", "true", "false", "null", "[]", "[1]", "{}", "{\"a\":1}"})
             QTest::newRow(json) << QByteArray(json);
     }
-    void aTextIsWhatTheVariantSays()
+    void aTextIsThatOfTheVariant()
     {
         QFETCH(QByteArray, json);
         PelkError error;
@@ -216,14 +216,14 @@ private Q_SLOTS:
         QCOMPARE(variantLines(whole(second.value(0))), variantLines(whole(first)));
     }
 
-    void whatIsWrongInANumberOrAnEscapeIsNotRead_data()
+    void invalidNumbersAndEscapesAreRefused_data()
     {
         QTest::addColumn<QByteArray>("json");
         for (const char* json : {"[1.]", "[.5]", "[+1]", "[-]", "[01]", "[1e]", "[1e+]", "[1e400]", "[0x1]",
                                  "[NaN]", "[\"\\u12\"]", "[\"\\u 12f\"]", "[\"\\", "[\"\\u00"})
             QTest::newRow(json) << QByteArray(json);
     }
-    void whatIsWrongInANumberOrAnEscapeIsNotRead()
+    void invalidNumbersAndEscapesAreRefused()
     {
         QFETCH(QByteArray, json);
         PelkError error;
@@ -231,7 +231,7 @@ private Q_SLOTS:
         QVERIFY(!error.isEmpty());
     }
 
-    void aTextThatIsWrongLeavesNoMemoryBehind_data()
+    void anInvalidTextLeaksNoMemory_data()
     {
         QTest::addColumn<QByteArray>("behind");
         QTest::newRow("equal keys") << QByteArray("],\"b\":[2]}} x");
@@ -240,7 +240,7 @@ private Q_SLOTS:
         QTest::newRow("too deep") << QByteArray(",") + QByteArray(1000, '[');
         QTest::newRow("bad text") << QByteArray(",\"\xff");
     }
-    void aTextThatIsWrongLeavesNoMemoryBehind()
+    void anInvalidTextLeaksNoMemory()
     {
         QFETCH(QByteArray, behind);
         const QByteArray json = "{\"a\":{\"b\":[1,{\"c\":\"" + QByteArray(5000, 'x') + "\"}" + behind;

@@ -28,7 +28,7 @@ private Q_SLOTS:
         }
     }
 
-    void noTextIsMadeThatNobodyReads()
+    void disabledLevelsCreateNoText()
     {
         log4cplus::Logger::getInstance("DbglogTest").setLogLevel(log4cplus::INFO_LOG_LEVEL);
         QCOMPARE(dbglog_scopedFunction("void f()", "DbglogTest"), std::string());

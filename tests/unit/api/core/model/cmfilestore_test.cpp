@@ -29,7 +29,7 @@ class CMFileStoreTest : public QObject
 private Q_SLOTS:
     void init() { m_folder.reset(new QTemporaryDir); }
 
-    void aFileThatIsNotThereHoldsNothing()
+    void aMissingFileIsEmpty()
     {
         const CMFileStore store(file(), ownerOnly);
         QCOMPARE(store.notice(), QString());
@@ -37,7 +37,7 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(file()));
     }
 
-    void whatIsWrittenIsReadByTheNextStore()
+    void theNextStoreReadsWrittenValues()
     {
         QString error;
         CMFileStore store(file(), ownerOnly);
@@ -75,7 +75,7 @@ private Q_SLOTS:
         QVERIFY(QFileInfo::exists(m_folder->filePath(QStringLiteral("a/b/store.json"))));
     }
 
-    void whatCannotBeUsedIsSetAside_data()
+    void invalidFilesAreSetAside_data()
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("reason");
@@ -85,7 +85,7 @@ private Q_SLOTS:
                                   << QStringLiteral("it is larger than 1 MiB");
     }
 
-    void whatCannotBeUsedIsSetAside()
+    void invalidFilesAreSetAside()
     {
         QFETCH(QByteArray, content);
         QFETCH(QString, reason);
@@ -135,7 +135,7 @@ private Q_SLOTS:
         QCOMPARE(CMFileStore(file(), ownerOnly).notice(), QString());
     }
 
-    void whatCannotBeOpenedIsSetAside()
+    void unopenableFilesAreSetAside()
     {
         // A folder, which nobody can open as a file.
         QVERIFY(QDir().mkpath(file() + QStringLiteral("/inside")));
@@ -151,7 +151,7 @@ private Q_SLOTS:
         QCOMPARE(CMFileStore(file(), ownerOnly).notice(), QString());
     }
 
-    void aValueThatIsNoHashReadsAsEmpty()
+    void aValueThatIsNotAHashReadsAsEmpty()
     {
         QVERIFY(put("{\"session:qobuz\": 7}"));
         QCOMPARE(CMFileStore(file(), ownerOnly).read(sessionPath), PelkValue());

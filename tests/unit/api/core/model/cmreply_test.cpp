@@ -57,7 +57,7 @@ private Q_SLOTS:
         QCOMPARE(QMetaType::type("PelkQobuzUser"), qMetaTypeId<PelkQobuzUser>());
     }
 
-    void aVariantWithTheExactTypeIsTakenOut()
+    void aVariantOfTheExactTypeIsUsedDirectly()
     {
         const CMVoidReply reply = CMReply<PelkQobuzUser>::create();
         int finished = 0;
@@ -77,7 +77,7 @@ private Q_SLOTS:
         QCOMPARE(CMReply<int>::from(number).value(), 12);
     }
 
-    void aVariantThatDoesNotConvertGivesTheDefault()
+    void anInconvertibleVariantGivesTheDefault()
     {
         const CMVoidReply reply = CMReply<PelkQobuzUser>::create();
         reply.setValue(QVariant(QStringLiteral("nobody")));
@@ -139,14 +139,14 @@ private Q_SLOTS:
         QCOMPARE(read.id(), fails ? 0U : 3U);
     }
 
-    void waitingEndsWhenTheTimeIsOver_data()
+    void waitingEndsAtItsTimeout_data()
     {
         QTest::addColumn<quint64>("ms");
         QTest::newRow("not at all") << quint64(0);
         QTest::newRow("some time") << quint64(30);
     }
 
-    void waitingEndsWhenTheTimeIsOver()
+    void waitingEndsAtItsTimeout()
     {
         QFETCH(quint64, ms);
         const auto reply = CMReply<QVariant>::create();
@@ -156,7 +156,7 @@ private Q_SLOTS:
         QVERIFY(timer.elapsed() >= qint64(ms));
     }
 
-    void aHugeTimeDoesNotCountAsOver()
+    void aHugeTimeoutNeverExpires()
     {
         for (const unsigned long ms : {ULONG_MAX, ULONG_MAX - 1, ULONG_MAX / 2}) {
             const auto reply = CMReply<QVariant>::create();
@@ -192,7 +192,7 @@ private Q_SLOTS:
         QCOMPARE(sum.load(), 40);
     }
 
-    void theDataGoesWithTheLastHandle()
+    void theDataIsDeletedWithTheLastHandle()
     {
         const int before = Counted::alive();
         {

@@ -49,7 +49,7 @@ private Q_SLOTS:
         QCOMPARE(order, (QList<int>{0, 1, 2, 3, 4}));
     }
 
-    void aWatcherIsGivenTheReply()
+    void aWatcherReceivesTheReply()
     {
         const auto reply = CMReply<int>::create();
         int value = 0;
@@ -196,7 +196,7 @@ private Q_SLOTS:
         QCOMPARE(thread, QThread::currentThread());
     }
 
-    void aWatcherWhoseThreadIsGoneIsDropped()
+    void aWatcherOfAnEndedThreadIsDropped()
     {
         const auto reply = CMReply<int>::create();
         const auto held = std::make_shared<int>(0);
@@ -211,7 +211,7 @@ private Q_SLOTS:
         QVERIFY(reply.isFinished());
     }
 
-    void whatIsQueuedToAThreadThatEndsIsDroppedWithItsReply()
+    void callsQueuedToAnEndingThreadAreDroppedWithTheirReplies()
     {
         const auto held = std::make_shared<int>(0);
         std::atomic<int> calls{0};

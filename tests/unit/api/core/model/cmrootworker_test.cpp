@@ -114,7 +114,7 @@ private Q_SLOTS:
             set.reply().error().message().toString().contains(QLatin1String("has no value that can be set")));
     }
 
-    void aPathThatNobodyAnswersIsToldInASentence()
+    void anUnansweredPathIsReportedInASentence()
     {
         CMNodesWorker notAdded(QVariantHash(), text("qobuz"));
         const CMGetRowsRequest rows(CMPath(text("qobuz:x?a=1")), 0, 1, {});
@@ -231,7 +231,7 @@ private Q_SLOTS:
         m_root->subscribe(path)->remove(this);
     }
 
-    void theReplyComesAfterTheStoreHasWritten()
+    void theReplyFinishesAfterTheStoreHasWritten()
     {
         const CMPath path(text("session:x"));
         const auto store = std::make_shared<ListStore>();
@@ -261,7 +261,7 @@ private Q_SLOTS:
         QCOMPARE(m_root->getValue(path), value(text("a")));
     }
 
-    void theLastValueThatIsVisibleIsTheLastThatIsKept()
+    void theLastVisibleValueIsTheLastStoredOne()
     {
         const CMPath path(text("session:x"));
         const auto store = std::make_shared<ListStore>();
@@ -335,7 +335,7 @@ private Q_SLOTS:
         QCOMPARE(m_root->getValue(path).string_(), text("loud"));
     }
 
-    void whatIsNoValueOfItsKindIsNotSet_data()
+    void aValueOfTheWrongKindIsRefused_data()
     {
         QTest::addColumn<QString>("role");
         QTest::addColumn<QVariant>("wanted");
@@ -355,7 +355,7 @@ private Q_SLOTS:
         QTest::newRow("one that the store does not accept")
             << text("value") << value(text("odd")).variant() << text("That is odd.");
     }
-    void whatIsNoValueOfItsKindIsNotSet()
+    void aValueOfTheWrongKindIsRefused()
     {
         QFETCH(QString, role);
         QFETCH(QVariant, wanted);
@@ -371,7 +371,7 @@ private Q_SLOTS:
         QCOMPARE(m_root->getValue(path).string_(), text("kept tone"));
     }
 
-    void aKeptValueThatCannotBeWrittenIsAnErrorOfTheRequest()
+    void aStoredValueThatCannotBeWrittenFailsTheRequest()
     {
         const auto store = std::make_shared<ListStore>();
         store->fails = true;
@@ -405,7 +405,7 @@ private Q_SLOTS:
         QCOMPARE(m_root->getValue(CMPath(path)), value(text("a")));
     }
 
-    void aNodeThatIsGoneHasNoValue()
+    void aDeletedNodeHasNoValue()
     {
         CMNodesWorker one(QVariantHash(), text("one"));
         const CMPath path(text("account:state"));
@@ -437,7 +437,7 @@ private Q_SLOTS:
         QCOMPARE(reply.value(), QVariant(text("done")));
     }
 
-    void anUnknownOperationIsToldInASentence()
+    void anUnknownOperationIsReportedInASentence()
     {
         const auto reply = CMReply<QVariant>::create();
         m_root->invoke(CMPath(text("n:open")), PelkHash(), reply);

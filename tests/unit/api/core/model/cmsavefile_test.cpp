@@ -55,7 +55,7 @@ private Q_SLOTS:
         QCOMPARE(file.permissions() & ~(QFileDevice::ReadUser | QFileDevice::WriteUser), ownerOnly);
     }
 
-    void aFileThatIsReplacedGetsThePermissionsAskedFor()
+    void aReplacedFileGetsTheRequestedPermissions()
     {
         const QTemporaryDir folder;
         const QString name = folder.filePath(QStringLiteral("file"));
@@ -68,7 +68,7 @@ private Q_SLOTS:
         QVERIFY(!(QFile::permissions(name) & QFileDevice::ReadOther));
     }
 
-    void whatCannotBeWrittenGivesItsReason()
+    void aFailedWriteReportsItsReason()
     {
         const QTemporaryDir folder;
         QString error;

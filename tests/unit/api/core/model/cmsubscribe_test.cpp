@@ -26,7 +26,7 @@ class CMSubscribeTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void aChangeIsQueuedToWhoSubscribed()
+    void aChangeIsQueuedToItsSubscribers()
     {
         CMSubscribe subscribe;
         QStringList heard;
@@ -41,14 +41,14 @@ private Q_SLOTS:
         subscribe.remove(this);
     }
 
-    void nothingIsToldOnceASubscriptionHasEnded_data()
+    void nothingIsReportedAfterASubscriptionEnds_data()
     {
         QTest::addColumn<bool>("deleted");
         QTest::newRow("its context is gone") << true;
         QTest::newRow("it was removed") << false;
     }
 
-    void nothingIsToldOnceASubscriptionHasEnded()
+    void nothingIsReportedAfterASubscriptionEnds()
     {
         QFETCH(bool, deleted);
         CMSubscribe subscribe;
@@ -65,7 +65,7 @@ private Q_SLOTS:
         QCOMPARE(calls, 0);
     }
 
-    void aSubscriptionThatAnotherThreadEndsTellsNothingThatIsOnItsWay()
+    void aSubscriptionEndedByAnotherThreadDropsPendingNotifications()
     {
         CMSubscribe subscribe;
         QThread thread;
@@ -101,7 +101,7 @@ private Q_SLOTS:
         }
     }
 
-    void theFirstAndTheLastSubscriberOfAPathAreTold()
+    void theFirstAndTheLastSubscriberOfAPathAreReported()
     {
         CMSubscribe subscribe;
         QStringList told;
@@ -126,7 +126,7 @@ private Q_SLOTS:
         QCOMPARE(told.last(), QStringLiteral("last 2 p:here"));
     }
 
-    void theFirstSubscriberIsToldAcrossThreads()
+    void theFirstSubscriberIsReportedAcrossThreads()
     {
         CMSubscribe subscribe;
         QString told;
@@ -139,7 +139,7 @@ private Q_SLOTS:
         QTRY_COMPARE(told, QStringLiteral("p:here"));
     }
 
-    void whatSeveralThreadsPublishArrivesInOneOrderForAll()
+    void valuesPublishedBySeveralThreadsArriveInOneOrderForAll()
     {
         CMSubscribe subscribe;
         QStringList first;
@@ -160,7 +160,7 @@ private Q_SLOTS:
         subscribe.remove(this);
     }
 
-    void subscribersComeAndGoOnTheirThreadsWhileOthersPublish()
+    void subscribersMayBeAddedAndRemovedWhileOthersPublish()
     {
         CMSubscribe subscribe;
         std::atomic<bool> done{false};

@@ -71,14 +71,14 @@ private Q_SLOTS:
         QVERIFY(own->mutex());
     }
 
-    void anItemHearsTheChangesQueuedAndInOrder_data()
+    void anItemReceivesChangesQueuedAndInOrder_data()
     {
         QTest::addColumn<QString>("path");
         QTest::newRow("path with a prefix of its own") << statePath.toString();
         QTest::newRow("path with the worker's prefix") << QStringLiteral("qobuz:state");
     }
 
-    void anItemHearsTheChangesQueuedAndInOrder()
+    void anItemReceivesChangesQueuedAndInOrder()
     {
         QFETCH(QString, path);
         auto* node = CMValueNode::create(m_worker->nodes(), CMPath(path), nullptr);
@@ -98,7 +98,7 @@ private Q_SLOTS:
         QCOMPARE(heard, (QStringList{QStringLiteral("a"), QStringLiteral("b")}));
     }
 
-    void anItemThatWasThereBeforeItsWorkerHearsTheChangesToo()
+    void anItemCreatedBeforeItsWorkerReceivesChangesToo()
     {
         CMValueItem item(nullptr, CMPath(QStringLiteral("late:state")));
         CMNodesWorker late(QVariantHash(), QStringLiteral("late"));
@@ -111,7 +111,7 @@ private Q_SLOTS:
         QCOMPARE(item.value(), value("a"));
     }
 
-    void anItemThatIsGoneHearsNothing()
+    void aDeletedItemReceivesNothing()
     {
         auto* node = CMValueNode::create(m_worker->nodes(), statePath, nullptr);
         int calls = 0;
@@ -159,7 +159,7 @@ private Q_SLOTS:
         }
     }
 
-    void theFirstAndTheLastSubscriberAreToldToTheNode()
+    void theNodeLearnsOfItsFirstAndLastSubscriber()
     {
         class Watched : public CMNode
         {

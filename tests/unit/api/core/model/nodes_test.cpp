@@ -55,7 +55,7 @@ private Q_SLOTS:
             QCOMPARE(slots_.at(i), 12 + i);
     }
 
-    void theRowsInTheRangeAreGiven_data()
+    void theRowsInTheRangeAreReturned_data()
     {
         QTest::addColumn<int>("from");
         QTest::addColumn<int>("to");
@@ -79,7 +79,7 @@ private Q_SLOTS:
         row(1, 0, {});
     }
 
-    void theRowsInTheRangeAreGiven()
+    void theRowsInTheRangeAreReturned()
     {
         QFETCH(int, from);
         QFETCH(int, to);
@@ -158,7 +158,7 @@ private Q_SLOTS:
         QCOMPARE(data.reply().value().toList(), QVariantList{text("Second")});
     }
 
-    void aRowCarriesTheRolesAskedForInTheirOrder()
+    void aRowHasTheRequestedRolesInTheirOrder()
     {
         auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
         auto* child = CMListRowsNode::create(m_worker->nodes(), path("qobuz:child"));
@@ -207,7 +207,7 @@ private Q_SLOTS:
         QCOMPARE(query->roles().queryPath(), path("qobuz:results"));
     }
 
-    void aContainerIsAFolderThatDoesNotPlayUnlessItIsSaid()
+    void aContainerIsAnUnplayableFolderByDefault()
     {
         auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
         QCOMPARE(list->roles().containerPlayable(), false);
@@ -230,7 +230,7 @@ private Q_SLOTS:
                  (QVariantList{text("Later"), text("qobuz:later")}));
     }
 
-    void theParametersOfTheRequestAreCopiedOntoTheRowsIfItIsSaid_data()
+    void requestParametersAreCopiedToTheRowsOnDemand_data()
     {
         QTest::addColumn<bool>("copy");
         QTest::addColumn<QString>("rowPath");
@@ -238,7 +238,7 @@ private Q_SLOTS:
         QTest::newRow("not copied") << false << text("qobuz:row?own=1");
     }
 
-    void theParametersOfTheRequestAreCopiedOntoTheRowsIfItIsSaid()
+    void requestParametersAreCopiedToTheRowsOnDemand()
     {
         QFETCH(bool, copy);
         auto* list = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list/"));
@@ -259,7 +259,7 @@ private Q_SLOTS:
         QVERIFY(!query->matchRowRequest(request));
     }
 
-    void aQueryRowTellsItsParameterAndItsResults()
+    void aQueryRowHasItsParameterAndItsResultPath()
     {
         auto* query = CMQueryNode::create(m_worker->nodes(), path("qobuz:searchNode"));
         query->setTitle(TrString(text("Search")));
@@ -294,7 +294,7 @@ private Q_SLOTS:
         QCOMPARE(request.reply().value().toList(), (QVariantList{text("qobuz:search/?query=a%20b"), false}));
     }
 
-    void whatCannotBeSetIsAnError()
+    void settingAReadOnlyNodeIsAnError()
     {
         auto* query = CMQueryNode::create(m_worker->nodes(), path("qobuz:searchNode"));
         const CMSetDataRequest request(query->path(), PelkRoles::Title(), text("x"));
@@ -303,7 +303,7 @@ private Q_SLOTS:
                  text("\"qobuz:searchNode\" has no value that can be set as \"title\"."));
     }
 
-    void whatIsNotThereOrDoesNotAnswerIsToldInASentence()
+    void aMissingNodeOrUnsupportedRequestIsReportedInASentence()
     {
         const CMGetDataRequest nothing(path("qobuz:nowhere?id=1"), {});
         m_root->getDataRequest(nothing);
@@ -336,7 +336,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->nodes()->node(path("qobuz:list")), nullptr);
     }
 
-    void aNodeGoesWhenAnotherTakesItsPath()
+    void aNodeIsRemovedWhenAnotherTakesItsPath()
     {
         const QPointer<CMNode> first = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
         auto* second = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
@@ -344,7 +344,7 @@ private Q_SLOTS:
         QCOMPARE(m_worker->nodes()->node(path("qobuz:list")), second);
     }
 
-    void aNodeThatIsDeletedLaterIsFoundNoMore()
+    void aNodeToBeDeletedIsNotFound()
     {
         const QPointer<CMNode> node = CMListRowsNode::create(m_worker->nodes(), path("other:list"));
         node->deleteLater();
