@@ -20,7 +20,7 @@ async function enter(word: string): Promise<void> {
 }
 
 describe("a phone in the network", { timeout: testLimitMs }, () => {
-  test("is asked for the password, and learns nothing before it has said it", async () => {
+  test("must enter the password, and learns nothing before", async () => {
     await page.getByRole("heading", { name: "Enter the player’s password" }).waitFor();
     await page.getByText("This connection isn’t encrypted.").waitFor();
     const statuses = await page.evaluate(async () => {
@@ -30,12 +30,12 @@ describe("a phone in the network", { timeout: testLimitMs }, () => {
     expect(statuses).toEqual([401, 401, 401, 401]);
   });
 
-  test("is told that a password is wrong", async () => {
+  test("sees that a password is wrong", async () => {
     await enter("wrong horse");
     expect(await page.getByRole("alert").textContent({ timeout: patienceMs })).toBe("Wrong password.");
   });
 
-  test("works once the password is right, and is asked only once", async () => {
+  test("works after the right password, and is asked only once", async () => {
     await enter(password);
     await page.getByRole("heading", { name: "Discover" }).waitFor();
     await page.reload();
@@ -43,7 +43,7 @@ describe("a phone in the network", { timeout: testLimitMs }, () => {
     expect(await page.evaluate(() => document.cookie), "scripts do not see the cookie").toBe("");
   });
 
-  test("is listed with its device, and logs out", async () => {
+  test("is listed with its device, and can log out", async () => {
     await page.getByRole("link", { name: "Account" }).first().click();
     await page.getByRole("heading", { name: "Logged-in devices" }).waitFor();
     await page.getByText("This device", { exact: true }).waitFor();
@@ -51,7 +51,7 @@ describe("a phone in the network", { timeout: testLimitMs }, () => {
     await page.getByRole("heading", { name: "Enter the player’s password" }).waitFor();
   });
 
-  test("another device ends its session, and it is asked again at once", async () => {
+  test("is asked again at once when another device ends its session", async () => {
     await enter(password);
     await page.getByRole("heading", { name: "Account" }).waitFor();
     const other = await stage.page({ locale: "de" });

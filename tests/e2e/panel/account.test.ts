@@ -17,14 +17,14 @@ async function logIn(password: string): Promise<void> {
 }
 
 describe("the account", { timeout: testLimitMs }, () => {
-  test("is asked for at the first start, whatever the address", async () => {
+  test("must be entered at the first start, whatever the address", async () => {
     await page.getByRole("heading", { name: "Welcome" }).waitFor();
     expect(await page.getByText("You are not logged in.").isVisible()).toBe(true);
     await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
     await page.getByRole("heading", { name: "Welcome" }).waitFor();
   });
 
-  test("says what the service says to a wrong password", async () => {
+  test("shows the service's message about a wrong password", async () => {
     await page.goto(stage.url);
     await logIn("wrong");
     const said = page.getByRole("alert");
@@ -34,7 +34,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     await page.getByText("The login failed.").waitFor();
   });
 
-  test("opens the music once the password is right, in every browser at once", async () => {
+  test("opens the music after the right password, in every browser at once", async () => {
     const other = await stage.page();
     await other.getByRole("heading", { name: "Welcome" }).waitFor();
     const asked = await stage.page({}, `/search?q=${encodeURIComponent("δρα")}`);
@@ -49,13 +49,13 @@ describe("the account", { timeout: testLimitMs }, () => {
     await leave(asked);
   });
 
-  test("tells who is logged in", async () => {
+  test("shows who is logged in", async () => {
     await page.getByRole("link", { name: "Account" }).first().click();
     await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
     expect(await page.title()).toBe("Account · Pelk");
   });
 
-  test("chooses the sound quality in words, and the choice is kept", async () => {
+  test("offers the sound qualities in words, and keeps the choice", async () => {
     const finest = page.getByRole("radio", { name: /Hi-Res \(maximum\)/ });
     await finest.check();
     await expect.poll(() => stage.command(["quality"]).trim(), { timeout: patienceMs }).toBe("hires192");
@@ -85,7 +85,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("no answer that the page gets carries the password or a token", async () => {
+  test("never receives the password or a token", async () => {
     await page.goto(`${stage.url}/account`);
     await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
     const heard: string[] = [];
@@ -108,7 +108,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     ).not.toMatch(/password|"demo"|token/i);
   });
 
-  test("leaves the music when it logs out", async () => {
+  test("closes the music when it logs out", async () => {
     await page.getByRole("button", { name: "Log out" }).click();
     await page.getByText("You are not logged in.").waitFor();
     await page.getByRole("link", { name: "Home", exact: true }).click();

@@ -20,7 +20,7 @@ const crumbs = async (on = page): Promise<string[]> =>
   on.getByRole("navigation", { name: "Breadcrumbs" }).getByRole("listitem").allTextContents();
 
 describe("browsing", { timeout: testLimitMs }, () => {
-  test("begins with the branches of the menu, and what each begins with", async () => {
+  test("starts with the branches of the menu, and the first rows of each", async () => {
     for (const name of ["Discover", "My Playlists", "Favourites", "Purchases"])
       await page.getByRole("heading", { name, level: 2 }).waitFor();
     await page.getByRole("list", { name: "Albums" }).first().getByRole("listitem").first().waitFor();
@@ -47,7 +47,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     expect(await page.title()).toBe(`${title} · Pelk`);
   });
 
-  test("asks for each range once", async () => {
+  test("requests each range once", async () => {
     await page.goto(`${stage.url}/account`);
     await page.getByText(/logged in as/).waitFor();
     await stage.sandboxAnswers("requests", "DELETE");
@@ -87,7 +87,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("names the way to an artist in full, also where a part of it was not known when it was left", async () => {
+  test("shows complete breadcrumbs for an artist, even if a part was still loading when the page was left", async () => {
     const other = await stage.page({}, "/account");
     let name = (): void => undefined;
     const named = new Promise<void>((done) => (name = done));
@@ -108,7 +108,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("comes back to where a list was left", async () => {
+  test("returns to the position at which a list was left", async () => {
     await browse("qobuz:featured/albums");
     await firstTile().waitFor();
     await page.evaluate(() => scrollTo(0, 20_000));
@@ -134,7 +134,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.locator(".tile-title", { hasText: title }).first().waitFor();
   });
 
-  test("comes back to a start page as it was left: how far, which lists, how far along", async () => {
+  test("restores a start page: its position, its lists, and their positions", async () => {
     await page.setViewportSize({ width: 390, height: 844 });
     await page.goto(stage.url);
     const discover = page.locator(".section").first();
@@ -165,7 +165,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.setViewportSize({ width: 1440, height: 900 });
   });
 
-  test("scrolls through a list of 12,000 albums to its end, and holds only what is near", async () => {
+  test("scrolls through a list of 12,000 albums to its end, and keeps only nearby rows", async () => {
     const path = "qobuz:featured/albums";
     const { count } = await stage.ask<RowsAnswer>(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=0`);
     expect(count).toBe(12_000);
@@ -189,7 +189,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     expect(asked).toBeLessThan(20);
   });
 
-  test("shows what is held together by number of rows, every row in its place", async () => {
+  test("shows a list whose ranges arrive in any order, every row in its place", async () => {
     await browse("qobuz:favourites/tracks");
     await page.locator(".track-title").first().waitFor();
     for (const at of [300, 777, 1_299]) {
@@ -206,7 +206,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     }
   });
 
-  test("offers to try again where a range could not be had, and keeps what is there", async () => {
+  test("offers a retry for a range that failed, and keeps the loaded rows", async () => {
     await browse("qobuz:purchases/tracks");
     await page.locator(".track-title").first().waitFor();
     await stage.fault({
@@ -226,7 +226,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.locator('[aria-posinset="1"] .track-title').waitFor();
   });
 
-  test("says why a list could not be had, and tries again", async () => {
+  test("says why a list could not be loaded, and retries", async () => {
     await stage.fault({
       endpoint: "favorite/getUserFavorites",
       kind: "status",
@@ -242,7 +242,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await firstTile().waitFor();
   });
 
-  test("does not freeze while the service is slow, and shows what comes", async () => {
+  test("does not freeze while the service is slow, and shows rows as they arrive", async () => {
     await stage.fault({ endpoint: "*", kind: "delay", ms: 1500, count: -1 });
     await page.goto(stage.url);
     await page.locator(".skeleton").first().waitFor();
@@ -253,7 +253,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await stage.noFaults();
   });
 
-  test("shows a stand-in where a cover is not to be had", async () => {
+  test("shows a placeholder for a missing cover", async () => {
     await stage.fault({ endpoint: "cover", kind: "status", status: 404, count: -1 });
     const other = await stage.page({}, "/browse?path=qobuz%3Apurchases%2Falbums");
     await other.locator(".tile:not(.skeleton) .cover > .icon").first().waitFor();
@@ -263,7 +263,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("keeps what was loaded while the service is away, and goes on when it is back", async () => {
+  test("keeps the loaded rows while the service is unavailable, and continues when it is back", async () => {
     await browse("qobuz:favourites/albums");
     await firstTile().waitFor();
     await stage.stopService();
@@ -286,7 +286,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
       .toBeGreaterThan(0);
   });
 
-  test("says that the player is away, and comes back by itself", async () => {
+  test("says that the player is not responding, and reconnects by itself", async () => {
     await browse("qobuz:featured/albums");
     await firstTile().waitFor();
     await stage.stopPlayer();
@@ -298,7 +298,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await page.locator(".track-title").first().waitFor();
   });
 
-  test("an album is one too for a player that has not seen it before", async () => {
+  test("shows an album as one even if its row has not been loaded before", async () => {
     const path = "qobuz:featured/albums";
     const { rows } = await stage.ask<RowsAnswer>(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=0`);
     const album = rows[0]!;
@@ -312,7 +312,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("says so where there is nothing", async () => {
+  test("says so if a list is empty", async () => {
     await page.goto(`${stage.url}/nowhere`);
     await page.getByText("Page not found").waitFor();
     await page.getByRole("link", { name: "Go to Home" }).click();

@@ -46,7 +46,7 @@ describe("a key", { timeout: testLimitMs }, () => {
     await until(position).toBe(0);
   });
 
-  test("sets the volume: arrows with Shift, and alone where the page does not scroll", async () => {
+  test("sets the volume: arrows with Shift, and arrows alone if the page does not scroll", async () => {
     await stage.operate("volume", { percent: 50 });
     const shown = page.getByRole("slider", { name: "Volume" });
     await until(() => shown.inputValue()).toBe("50");
@@ -91,7 +91,7 @@ describe("a key", { timeout: testLimitMs }, () => {
     await until(async () => (await player()).state).toBe("paused");
   });
 
-  test("goes to the next track and back: N and P", async () => {
+  test("goes to the next and the previous track: N and P", async () => {
     const { entry } = await player();
     await page.keyboard.press("n");
     await until(async () => (await player()).entry).not.toBe(entry);
@@ -101,7 +101,7 @@ describe("a key", { timeout: testLimitMs }, () => {
     await until(async () => (await player()).state).toBe("paused");
   });
 
-  test("opens the queue, the search and the list of the keys: Q, / and ?", async () => {
+  test("opens the queue, the search and the list of shortcuts: Q, / and ?", async () => {
     await page.keyboard.press("q");
     await page.getByRole("heading", { name: "Queue", level: 1 }).waitFor();
     await page.keyboard.press("/");
@@ -123,7 +123,7 @@ describe("a key", { timeout: testLimitMs }, () => {
     await list.waitFor({ state: "detached" });
   });
 
-  test("leads from the start of the page to the player with one press of Tab", async () => {
+  test("moves the focus from the start of the page to the player with one press of Tab", async () => {
     const skipToPlayer = async (): Promise<void> => {
       await page.keyboard.press("Tab");
       await page.keyboard.press("Enter");
@@ -142,7 +142,7 @@ describe("a key", { timeout: testLimitMs }, () => {
     await page.unrouteAll({ behavior: "ignoreErrors" });
   });
 
-  test("goes through a menu: the arrows, Home and End", async () => {
+  test("moves through a menu: the arrows, Home and End", async () => {
     await page.goto(`${stage.url}/browse?path=qobuz%3Afavourites%2Ftracks`);
     await page.locator(".track .more").first().click();
     const focused = (): Promise<string> => page.evaluate(() => document.activeElement?.textContent ?? "");

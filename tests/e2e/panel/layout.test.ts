@@ -121,7 +121,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     },
   );
 
-  test("is told once by a search, and no text lies over another", async () => {
+  test("is reported once by a search, and no texts overlap", async () => {
     const page = await stage.page({ viewport: { width: 2560, height: 1440 } }, "/search");
     await page.getByRole("searchbox").waitFor();
     await stage.fault(outage);
@@ -144,7 +144,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     await leave(page);
   });
 
-  test("shows the code of an error where there is one", async () => {
+  test("shows the error code if there is one", async () => {
     const page = await stage.page({}, "/account");
     await page.route("**/api/rows?*featured*", (request) =>
       request.fulfill({
@@ -158,7 +158,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
     await leave(page);
   });
 
-  test("of the player itself stays in view wherever the page is scrolled to", async () => {
+  test("of the player itself stays in view while the page scrolls", async () => {
     const page = await stage.page({ viewport: phone }, "/browse?path=qobuz%3Afeatured%2Falbums");
     await page.locator(".tile:not(.skeleton)").first().waitFor();
     await page.evaluate(() => scrollTo(0, 3_000));
@@ -174,7 +174,7 @@ describe("an outage of the service", { timeout: testLimitMs }, () => {
 });
 
 describe("a very wide screen", { timeout: testLimitMs }, () => {
-  test("has its width used: more covers, menus by their titles, a search in three columns", async () => {
+  test("uses its width: more covers, menus with titles, a search in three columns", async () => {
     const page = await stage.page(
       { viewport: { width: 2560, height: 1440 } },
       "/browse?path=qobuz%3Afeatured%2Falbums",
@@ -204,7 +204,7 @@ describe("a very wide screen", { timeout: testLimitMs }, () => {
 });
 
 describe("a shelf", { timeout: testLimitMs }, () => {
-  test("has arrows for a mouse, does not scroll up and down, and stands still while a menu opens", async () => {
+  test("has arrows for a mouse, does not scroll vertically, and does not move while a menu opens", async () => {
     const page = await stage.page();
     const shelf = page.locator(".shelf").first();
     await shelf.locator(".tile:not(.skeleton)").nth(8).waitFor();
@@ -289,7 +289,7 @@ describe("a page that loads", { timeout: testLimitMs }, () => {
     ["/queue", ".queue-row"],
     ["/playing", ".now-cover img"],
     ["/account", ".quality"],
-  ])("does not shift what can be seen: %s", async (path, ready) => {
+  ])("does not move visible content: %s", async (path, ready) => {
     for (const viewport of [phone, desktop]) {
       const page = await stage.page({ viewport }, "/account");
       await page.addInitScript(() => {

@@ -49,7 +49,7 @@ const heard = async (state: "playing" | "paused", place = 2): Promise<void> => {
 const rowAt = (place: number, on = page) => main(on).locator(`.track[aria-posinset="${place + 1}"]`);
 
 describe("an album", { timeout: testLimitMs }, () => {
-  test("tells its artist, date, genre and copyright, and per line only what differs", async () => {
+  test("shows its artist, date, genre and copyright, and per line only what differs", async () => {
     const meta = album.rows[0]!.metaData!;
     const facts = main().locator(".head-count");
     await facts.getByRole("link", { name: meta.artist! }).waitFor();
@@ -64,7 +64,7 @@ describe("an album", { timeout: testLimitMs }, () => {
         expect(await main().locator(".copyright").textContent()).toContain(metaData.copyright);
   });
 
-  test("of which a track is heard has Pause in place of Play, on its page and on its cover", async () => {
+  test("that is playing has Pause instead of Play, on its page and on its cover", async () => {
     await main().getByRole("button", { name: "Play", exact: true }).click();
     await until(async () => (await player()).state).toBe("playing");
     const pause = main().getByRole("button", { name: "Pause", exact: true });
@@ -86,7 +86,7 @@ describe("an album", { timeout: testLimitMs }, () => {
     expect((await player()).entry).toBe(entry);
   });
 
-  test("a press on the track that is heard pauses it, and leaves the queue as it is", async () => {
+  test("pauses when its playing track is pressed, and the queue does not change", async () => {
     await page.goto(stage.url + albumUrl());
     await rowAt(2).locator(".track-main").click();
     await until(async () => (await player()).row?.title).toBe(titleAt(2));
@@ -107,10 +107,10 @@ describe("an album", { timeout: testLimitMs }, () => {
   });
 });
 
-describe("from the track that is heard", { timeout: testLimitMs }, () => {
+describe("from the playing track", { timeout: testLimitMs }, () => {
   beforeAll(() => heard("paused"), testLimitMs);
 
-  test("one press leads to its album, from the bar, the full page and the menu", async () => {
+  test("one press opens its album, from the bar, the full page and the menu", async () => {
     await page.goto(stage.url);
     await bar().getByRole("link", { name: album.title, exact: true }).click();
     await page.getByRole("heading", { name: album.title, level: 1 }).waitFor();
@@ -122,7 +122,7 @@ describe("from the track that is heard", { timeout: testLimitMs }, () => {
     await page.waitForURL(/\/(search\?q|browse\?path=qobuz%3Aartist)/);
   });
 
-  test("where only a name is known, a search for it opens", async () => {
+  test("if only a name is known, a search for it opens", async () => {
     const other = await stage.page({}, "/account");
     await other.evaluate(() => sessionStorage.clear());
     await other.goto(stage.url);
@@ -140,7 +140,7 @@ describe("from the track that is heard", { timeout: testLimitMs }, () => {
 describe("the bar", { timeout: testLimitMs }, () => {
   beforeAll(() => heard("paused"), testLimitMs);
 
-  test("names the track in the browser's tab, wherever the listener is", async () => {
+  test("names the track in the browser's tab on every page", async () => {
     await page.goto(stage.url + albumUrl());
     await until(() => page.title()).toBe(`${album.title} · Pelk`);
     await rowAt(1).locator(".track-main").click();
@@ -151,7 +151,7 @@ describe("the bar", { timeout: testLimitMs }, () => {
     await until(() => page.title()).toBe("Account · Pelk");
   });
 
-  test("shows the time that is left at a press", async () => {
+  test("shows the remaining time after a press", async () => {
     await heard("paused");
     await bar()
       .getByRole("button", { name: /^Duration/ })
@@ -165,7 +165,7 @@ describe("the bar", { timeout: testLimitMs }, () => {
       .click();
   });
 
-  test("says what each pictogram does when the pointer rests on it", async () => {
+  test("explains each icon when the pointer rests on it", async () => {
     for (const name of ["Shuffle", "Next track", "Mute"]) {
       await bar().getByRole("button", { name, exact: true }).hover();
       expect(await bar().getByRole("button", { name, exact: true }).getAttribute("title")).toBe(name);

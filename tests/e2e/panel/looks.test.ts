@@ -89,7 +89,7 @@ beforeAll(async () => {
 afterAll(() => stage?.close(), testLimitMs);
 
 describe.each(everywhere)("on a %s screen", { timeout: testLimitMs }, (name, options) => {
-  test("every view is there, and nothing keeps anybody from using it", async () => {
+  test("every view is complete and accessible", async () => {
     const page = await stage.page(options);
     const wrong: Record<string, string[]> = {};
     for (const [view, url, ready] of views) {
@@ -151,7 +151,7 @@ const plain = (texts: Texts): string[] =>
   Object.values(texts).filter((text): text is string => typeof text === "string");
 
 describe.each(languages)("in the language %s", { timeout: testLimitMs }, (locale, own, others, words) => {
-  test("every text is in it, and fits a phone", async () => {
+  test("every text is translated, and fits a phone", async () => {
     const page = await stage.page({ ...devices[0]![1], locale });
     const foreign = new Set([...others.flatMap(plain), ...words]);
     for (const text of plain(own)) foreign.delete(text);
@@ -186,7 +186,7 @@ async function tileMenu(page: Page): Promise<void> {
 }
 
 describe("without a pointer", { timeout: testLimitMs }, () => {
-  test("an album is found and played by keys alone", async () => {
+  test("an album is found and played with the keyboard only", async () => {
     const page = await stage.page();
     await page.locator(".tile:not(.skeleton)").first().waitFor();
     const focused = (): Promise<string> =>

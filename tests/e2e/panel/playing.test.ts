@@ -64,13 +64,13 @@ describe("playing", { timeout: testLimitMs }, () => {
     await until(async () => (await player()).state).toBe("playing");
   });
 
-  test("marks the track that plays in its album, and tells the format", async () => {
+  test("marks the playing track in its album, and shows the format", async () => {
     await page.locator(".track.current .track-title", { hasText: album.tracks[0]! }).waitFor();
     await bar().locator(".format").waitFor();
     expect(await bar().locator(".format").textContent()).toMatch(/FLAC|MP3/);
   });
 
-  test("pauses and goes on", async () => {
+  test("pauses and resumes", async () => {
     await button("Pause").click();
     await state().toBe("paused");
     const at = (await player()).positionMs;
@@ -79,7 +79,7 @@ describe("playing", { timeout: testLimitMs }, () => {
     expect((await player()).positionMs).toBeGreaterThanOrEqual(at);
   });
 
-  test("shows the album's cover and title with its tracks, which say neither themselves", async () => {
+  test("shows the album's cover and title once, not with each track", async () => {
     const { row } = await player();
     expect(row?.metaData?.album).toBe(album.title);
     expect(row?.icon).toMatch(/^http/);
@@ -90,7 +90,7 @@ describe("playing", { timeout: testLimitMs }, () => {
     expect(told.data.title).toBe(album.title);
   });
 
-  test("counts the position on", async () => {
+  test("advances the position", async () => {
     const time = bar().locator(".time").first();
     const first = await time.textContent();
     await until(() => time.textContent()).not.toBe(first);
@@ -116,7 +116,7 @@ describe("playing", { timeout: testLimitMs }, () => {
     await state().toBe("playing");
   });
 
-  test("goes to the next track and to the one before", async () => {
+  test("goes to the next and to the previous track", async () => {
     await button("Next track").click();
     await bar().getByText(album.tracks[1]!, { exact: true }).waitFor();
     await button("Next track").click();
@@ -125,7 +125,7 @@ describe("playing", { timeout: testLimitMs }, () => {
     await bar().getByText(album.tracks[1]!, { exact: true }).waitFor();
   });
 
-  test("sets the volume, and nothing is heard while muted", async () => {
+  test("sets the volume, and is silent while muted", async () => {
     const volume = bar().getByRole("slider", { name: "Volume" });
     await volume.fill("40");
     await until(async () => (await player()).volumePercent).toBe(40);
@@ -135,7 +135,7 @@ describe("playing", { timeout: testLimitMs }, () => {
     await until(async () => (await player()).muted).toBe(false);
   });
 
-  test("repeats and shuffles as it is told", async () => {
+  test("sets repeat and shuffle", async () => {
     await button("Repeat: off").click();
     await until(async () => (await player()).repeat).toBe("all");
     await button("Repeat: the queue").click();
@@ -149,13 +149,13 @@ describe("playing", { timeout: testLimitMs }, () => {
     await until(async () => (await player()).shuffle).toBe(false);
   });
 
-  test("jumps to the track that is pressed in its album", async () => {
+  test("jumps to the track that is pressed on its album's page", async () => {
     await page.locator(".track-main", { hasText: album.tracks[3]! }).click();
     await bar().getByText(album.tracks[3]!, { exact: true }).waitFor();
     await until(queued).toEqual(album.tracks);
   });
 
-  test("shows what plays in full, with the queue beside it", async () => {
+  test("shows the playing track on a full page, with the queue beside it", async () => {
     await bar()
       .getByRole("link", { name: /^Open now playing/ })
       .click();
@@ -186,14 +186,14 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await page.goto(stage.url);
   }, testLimitMs);
 
-  test("shows what follows, the current track marked", async () => {
+  test("shows what plays next, and marks the current track", async () => {
     await page.getByRole("link", { name: "Queue" }).first().click();
     await page.getByRole("heading", { name: "Queue", level: 1 }).waitFor();
     await until(titles).toEqual(album.tracks);
     expect(await page.locator(".queue-row.current .track-title").textContent()).toBe(album.tracks[3]);
   });
 
-  test("is put into another order by dragging", async () => {
+  test("is reordered by dragging", async () => {
     const grip = (title: string) => page.getByRole("button", { name: `Move ${title}`, exact: true });
     const from = (await grip(order[0]!).boundingBox())!;
     const to = (await grip(order[2]!).boundingBox())!;
@@ -207,7 +207,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(titles).toEqual(order);
   });
 
-  test("is put into another order by the arrow keys, which keep the focus and tell the place", async () => {
+  test("is reordered by the arrow keys, which keep the focus and announce the position", async () => {
     const grip = page.getByRole("button", { name: `Move ${order[4]!}`, exact: true });
     await grip.focus();
     await page.keyboard.press("ArrowUp");
@@ -221,7 +221,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(queued).toEqual(order);
   });
 
-  test("is put into another order by a finger, and the page stands still meanwhile", async () => {
+  test("is reordered by a finger while the page stays still", async () => {
     const phone = await stage.page(
       { viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true },
       "/queue",
@@ -249,14 +249,14 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(() => titles()).toEqual(order);
   });
 
-  test("loses the entry that is removed", async () => {
+  test("loses a removed entry", async () => {
     const gone = order.pop()!;
     await page.getByRole("button", { name: `Remove ${gone}`, exact: true }).click();
     await until(titles).toEqual(order);
     await until(queued).toEqual(order);
   });
 
-  test("is the same in two browsers that move it at once", async () => {
+  test("is the same in two browsers that reorder it at the same time", async () => {
     const other = await stage.page({}, "/queue");
     await until(() => titles(other)).toEqual(order);
     const grip = (on: Page, title: string) => on.getByRole("button", { name: `Move ${title}`, exact: true });
@@ -285,7 +285,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("takes what is to play next, and what is to play at its end", async () => {
+  test("accepts entries after the current track and at its end", async () => {
     await page.goto(`${stage.url}/browse?path=qobuz%3Afavourites%2Ftracks`);
     await page.locator(".track-title").first().waitFor();
     const [first, second] = await page.locator(".track-title").allTextContents();
@@ -303,7 +303,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(queued).toEqual(order);
   });
 
-  test("takes a whole container from its cover", async () => {
+  test("accepts a whole container from its cover", async () => {
     await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
     await page
       .getByRole("button", { name: `More options for ${album.title}`, exact: true })
@@ -314,7 +314,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(queued).toEqual(order);
   });
 
-  test("holds more than 10,000 entries: its end is seen, put into another order and removed", async () => {
+  test("can have more than 10,000 entries: its end is shown, reordered and removed", async () => {
     const path = "qobuz:favourites/tracks";
     let playable = 0;
     for (let from = 0, count = 1; from < count; from += 100) {
@@ -367,7 +367,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(() => entry(1)).toBe((await ids(0, 0))[0]);
   });
 
-  test("is emptied, and says so", async () => {
+  test("is cleared, and says so", async () => {
     await page.evaluate(() => scrollTo(0, 0));
     await page.getByRole("button", { name: "Clear", exact: true }).click();
     await page.getByText("The queue is empty").waitFor();
@@ -378,7 +378,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
 describe("an artist", { timeout: testLimitMs }, () => {
   beforeAll(clearQueue, testLimitMs);
 
-  test("plays as all the tracks of the albums", async () => {
+  test("plays all tracks of its albums", async () => {
     const { rows } = await stage.ask<RowsAnswer>("/api/rows?path=qobuz%3Afeatured%2Fartists&from=0&to=19");
     const ask = async (path: string): Promise<RowsAnswer> =>
       stage.ask(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=49`);
@@ -411,7 +411,7 @@ describe("an artist", { timeout: testLimitMs }, () => {
 describe("playing and the service", { timeout: testLimitMs }, () => {
   beforeAll(clearQueue, testLimitMs);
 
-  test("reports one start and one end for each track that was heard", async () => {
+  test("reports one start and one end for each track that was played", async () => {
     const reported = async (): Promise<string[]> =>
       (await stage.reports()).map(
         ({ endpoint, items }) => `${endpoint.split("/")[1]!} ${ids.indexOf(items["track_id"]!)}`,
@@ -437,7 +437,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     ]);
   });
 
-  test("plays in the quality that was chosen last, from the next track on", async () => {
+  test("plays in the last chosen quality from the next track on", async () => {
     await page.getByRole("link", { name: "Account" }).first().click();
     await page.getByRole("radio", { name: /Data saver/ }).check();
     await until(() => stage.command(["quality"]).trim()).toBe("mp3");
@@ -446,7 +446,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     await until(() => bar().locator(".format").textContent()).toMatch(/MP3/);
   });
 
-  test("says when a track is not to be had as finely as it was asked for", async () => {
+  test("says if a track is not available in the chosen quality", async () => {
     await page.getByRole("link", { name: "Account" }).first().click();
     await page.getByRole("radio", { name: /Hi-Res \(maximum\)/ }).check();
     await until(() => stage.command(["quality"]).trim()).toBe("hires192");
@@ -461,7 +461,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     await until(() => bar().locator(".format").textContent()).toMatch(/FLAC.*16.*below your setting/);
   });
 
-  test("goes on playing what it has while the service is away, and plays again when it is back", async () => {
+  test("plays its buffer while the service is unavailable, and plays again when it is back", async () => {
     await stage.stopService();
     await page.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
     await page.getByRole("alert").waitFor();
@@ -476,7 +476,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     await state().toBe("playing");
   });
 
-  test("tells what the rights holder's notice says", async () => {
+  test("shows the rights holder's notice", async () => {
     const { "restricted-sample": samples } = await stage.sandboxAnswers<
       Record<string, { id: number; album_id: string }[]>
     >("tracks?kind=restricted-sample");

@@ -49,7 +49,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     ["phone-light", { viewport: { width: 390, height: 844 }, colorScheme: "light" }],
     ["desktop-dark", { viewport: { width: 1440, height: 900 }, colorScheme: "dark" }],
   ] as const)(
-    "opens at the playing track on a %s screen, and what was played is dimmed",
+    "opens at the playing track on a %s screen, with played tracks dimmed",
     async (name, options) => {
       const other = await stage.page(options, "/");
       await other.getByRole("link", { name: "Queue" }).first().click();
@@ -68,7 +68,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     },
   );
 
-  test("opens at the playing track beside it, with the way back in view", async () => {
+  test("opens at the playing track, with the rows before it within reach", async () => {
     const other = await stage.page({}, "/playing");
     const current = other.locator(".queue-row.current");
     await until(async () => (await current.boundingBox())?.y ?? -1).toBeGreaterThan(0);
@@ -79,7 +79,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await leave(other);
   });
 
-  test("has a menu on each row, which moves it behind the playing track", async () => {
+  test("has a menu on each row, which moves it after the playing track", async () => {
     await until(() => page.locator(".queue-row.current").count()).toBe(1);
     const before = await ids();
     const { entry } = await player();
@@ -92,7 +92,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(ids).toEqual(after);
   });
 
-  test("takes several rows at once: Shift selects up to a row, Ctrl one more, and all of them move or go", async () => {
+  test("lets several rows be selected, moved and removed: Shift selects a range, Ctrl one more row", async () => {
     const before = await ids();
     const place = before.indexOf((await player()).entry!);
     const [a, b, c, d] = [place + 5, place + 6, place + 7, place + 9].map((index) => before[index]!);
@@ -123,7 +123,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     expect((await player()).state).toBe("paused");
   });
 
-  test("gives the selection up at Escape", async () => {
+  test("clears the selection at Escape", async () => {
     await page
       .locator(".queue-row .track-main")
       .first()
@@ -153,7 +153,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await page.keyboard.press("Escape");
   });
 
-  test("loses a row that a finger swipes away, and selects one that a finger rests on", async () => {
+  test("removes a row that is swiped away, and selects one after a long press", async () => {
     const phone = await stage.page(
       { viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true },
       "/queue",
@@ -194,7 +194,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
 });
 
 describe("a finger", { timeout: testLimitMs }, () => {
-  test("swipes the bar for the next track, the playing track's page down, and opens a menu where it rests", async () => {
+  test("swipes the bar for the next track, swipes the playing track's page down, and opens a menu with a long press", async () => {
     await fill(5);
     const phone = await stage.page({ viewport: { width: 390, height: 844 }, isMobile: true, hasTouch: true });
     const tile = phone.locator(".tile:not(.skeleton)").first();
@@ -236,7 +236,7 @@ describe("a finger", { timeout: testLimitMs }, () => {
 });
 
 describe("a cover", { timeout: testLimitMs }, () => {
-  test("stays when the cover of the track before it comes late", async () => {
+  test("stays when the cover of the previous track arrives late", async () => {
     await fill(5);
     const other = await stage.page({}, "/account");
     const cover = other.locator(".player-bar .cover img");

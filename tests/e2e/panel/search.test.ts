@@ -15,14 +15,14 @@ const sections = (): Promise<string[]> =>
   page.getByRole("heading", { level: 2 }).evaluateAll((all) => all.map((each) => each.textContent ?? ""));
 
 describe("searching", { timeout: testLimitMs }, () => {
-  test("begins with an empty box that has the focus", async () => {
+  test("starts with an empty, focused box", async () => {
     await page.getByText("What would you like to hear?").waitFor();
     await expect
       .poll(() => box().evaluate((input) => document.activeElement === input), { timeout: patienceMs })
       .toBe(true);
   });
 
-  test("finds artists, albums, tracks and playlists as one types", async () => {
+  test("finds artists, albums, tracks and playlists as you type", async () => {
     await stage.sandboxAnswers("requests", "DELETE");
     await box().pressSequentially("sun");
     await page.getByRole("list", { name: "Tracks" }).getByRole("listitem").first().waitFor();
@@ -64,7 +64,7 @@ describe("searching", { timeout: testLimitMs }, () => {
     },
   );
 
-  test("shows nothing of a search whose answer comes too late", async () => {
+  test("ignores the results of a search that arrive too late", async () => {
     await stage.fault({ endpoint: "track/search", kind: "delay", ms: 3000, count: 1 });
     await box().fill("amber");
     await expect
@@ -85,12 +85,12 @@ describe("searching", { timeout: testLimitMs }, () => {
     await stage.noFaults();
   });
 
-  test("says when nothing was found", async () => {
+  test("says if nothing was found", async () => {
     await box().fill("qqqqqqqqqq");
     await page.getByText("No results for “qqqqqqqqqq”").waitFor();
   });
 
-  test("leads to what was found, and back to the search", async () => {
+  test("opens a result, and returns to the search", async () => {
     await box().fill("summer");
     const found = page.getByRole("list", { name: "Albums" }).locator(".tile-link").first();
     await found.waitFor();
@@ -104,7 +104,7 @@ describe("searching", { timeout: testLimitMs }, () => {
     expect(await box().inputValue()).toBe("summer");
   });
 
-  test("comes back to where the results were left", async () => {
+  test("returns to the position at which the results were left", async () => {
     await page.setViewportSize({ width: 390, height: 600 });
     await page.locator(".results .tile-link").first().waitFor();
     await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
@@ -119,7 +119,7 @@ describe("searching", { timeout: testLimitMs }, () => {
     await page.setViewportSize({ width: 1440, height: 900 });
   });
 
-  test("shows the whole of a kind", async () => {
+  test("shows all results of a kind", async () => {
     await page.getByRole("link", { name: "See all: Tracks" }).click();
     await page.getByRole("heading", { name: "Tracks", exact: true, level: 1 }).waitFor();
     await page.locator(".track-title").first().waitFor();

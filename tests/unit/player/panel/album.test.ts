@@ -9,18 +9,18 @@ const track = (n: number, meta: MetaData = {}): Row => ({
   metaData: { album: "A", artist: "The Band", performer: "The Band", originalTrackNumber: n, ...meta },
 });
 
-describe("an album's tracks tell", () => {
+describe("an album's tracks show", () => {
   test("its artist, date, genre, and a composer that all of them share", () => {
     const common = { date: 1_243_555_200, genre: "Disco", composer: "C" };
     const facts = albumFacts([track(1, common), track(2, common)]);
     expect(facts).toMatchObject({ artist: "The Band", date: 1_243_555_200, genre: "Disco", composer: "C" });
     expect(facts.differing(track(1, common))).toBe("");
   });
-  test("a performer only where it is not the album's artist", () => {
+  test("a performer only if it is not the album's artist", () => {
     const rows = [track(1), track(2, { performer: "A Guest" })];
     expect(rows.map(albumFacts(rows).differing)).toEqual(["", "A Guest"]);
   });
-  test("composers line by line where they differ, and never the performer twice", () => {
+  test("composers per line if they differ, and never the performer twice", () => {
     const rows = [
       track(1, { composer: "X" }),
       track(2, { composer: "Y" }),
@@ -38,13 +38,13 @@ describe("an album's tracks tell", () => {
     ];
     expect(albumFacts(rows).copyrights).toEqual(["℗ 1", "℗ 2"]);
   });
-  test("nothing where there are none", () => {
+  test("nothing if there are none", () => {
     expect(albumFacts([])).toMatchObject({ artist: "", date: 0, genre: "", composer: "", copyrights: [] });
   });
 });
 
-describe("where a track and a name lead", () => {
-  test("a track to the album that it was seen on", () => {
+describe("links of a track and a name", () => {
+  test("a track links to the album on which it was shown", () => {
     const origins = new Origins(undefined);
     origins.note("m:album?id=1", [track(1), track(2)], undefined);
     expect(origins.albumOf(track(2))).toBe("m:album?id=1");
@@ -58,7 +58,7 @@ describe("where a track and a name lead", () => {
     origins.note(path, [track(1), track(2)], kind);
     expect(origins.albumOf(track(1))).toBeUndefined();
   });
-  test("a name to the artist whose row was seen", () => {
+  test("a name links to the artist whose row was shown", () => {
     const origins = new Origins(undefined);
     const artist: Row = { type: "container", containerType: "artist", title: "X", path: "m:artist?id=1" };
     origins.note(

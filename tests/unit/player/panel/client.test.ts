@@ -13,24 +13,24 @@ function client(answer: () => Response | Promise<Response>) {
 }
 
 describe("a request to the player", () => {
-  test("asks in the panel's language, with the path as one parameter", async () => {
+  test("uses the panel's language, with the path as one parameter", async () => {
     const { made, sent } = client(() => Response.json({ rows: [] }));
     await made.rows("m:a?b=c&d", 0, 49);
     expect(sent[0]!.url).toBe("/api/rows?path=m%3Aa%3Fb%3Dc%26d&from=0&to=49&lang=de");
   });
-  test("writes JSON and takes an answer without a body", async () => {
+  test("sends JSON and accepts a response without a body", async () => {
     const { made, sent } = client(() => new Response(null, { status: 204 }));
     await made.seek(1234.5);
     expect(sent[0]!.url).toBe("/api/player/seek?lang=de");
     expect(sent[0]!.request?.body).toBe('{"positionMs":1235}');
     expect(new Headers(sent[0]!.request?.headers).get("Content-Type")).toBe("application/json");
   });
-  test("leaves it to the player to add up what is sought by a distance", async () => {
+  test("lets the player add up relative seeks", async () => {
     const { made, sent } = client(() => new Response(null, { status: 204 }));
     await made.seekBy(-10_000);
     expect(sent[0]!.request?.body).toBe('{"byMs":-10000}');
   });
-  test("fails with the sentence for the person, as it came", async () => {
+  test("fails with the player's sentence, unchanged", async () => {
     const { made } = client(() =>
       Response.json({ title: "Error", status: 502, detail: "Ungültig.", name: "X" }, { status: 502 }),
     );
@@ -38,15 +38,15 @@ describe("a request to the player", () => {
     expect(fault).toBeInstanceOf(Problem);
     expect(fault).toMatchObject({ message: "Ungültig.", status: 502, errorName: "X", away: false });
   });
-  test("fails with the status where the answer says nothing", async () => {
+  test("fails with the status if the response has no sentence", async () => {
     const { made } = client(() => new Response("<html>", { status: 503, statusText: "Away" }));
     await expect(made.player()).rejects.toMatchObject({ message: "503 Away" });
   });
-  test("fails as one of a player that is away", async () => {
+  test("reports a player that is unreachable", async () => {
     const { made } = client(() => Promise.reject(new TypeError("network")));
     await expect(made.player()).rejects.toMatchObject({ away: true });
   });
-  test("that is no longer wanted is no problem of the player", async () => {
+  test("that was abandoned is not reported as a failure of the player", async () => {
     const { made } = client(() => Promise.reject(new DOMException("", "AbortError")));
     const abort = new AbortController();
     abort.abort();
@@ -96,14 +96,14 @@ describe("the event stream", () => {
   afterEach(() => vi.useRealTimers());
   const open = (url: string): Source => new FakeSource(url);
 
-  test("gives each event to its hearer, and leaves out what is no JSON", () => {
+  test("passes each event to its handler, and ignores invalid JSON", () => {
     const heard = hearers();
     listen("/e", heard, open);
     for (const name of names) FakeSource.all[0]!.say(name, `{"n":"${name}"}`);
     FakeSource.all[0]!.say("player", "{");
     expect(heard.said).toEqual(names.map((name) => [name, { n: name }]));
   });
-  test("comes back by itself, in longer and longer steps, and at once again after it was there", () => {
+  test("reconnects with growing delays, and at once after a successful connection", () => {
     const heard = hearers();
     listen("/e", heard, open);
     const pauses: number[] = [];
@@ -122,14 +122,14 @@ describe("the event stream", () => {
     expect(heard.said.slice(-2)).toEqual(["connected", "lost"]);
     expect(FakeSource.all.slice(0, -1).every((source) => source.closed)).toBe(true);
   });
-  test("does not hear a stream that it has given up", () => {
+  test("ignores a stream that it has closed", () => {
     const heard = hearers();
     listen("/e", heard, open);
     FakeSource.all[0]!.onerror!(event);
     FakeSource.all[0]!.say("queue", "{}");
     expect(heard.said).toEqual(["lost"]);
   });
-  test("ends for good", () => {
+  test("does not reconnect after it was ended", () => {
     const heard = hearers();
     const end = listen("/e", heard, open);
     FakeSource.all[0]!.onerror!(event);
@@ -140,7 +140,7 @@ describe("the event stream", () => {
 });
 
 describe("the service's values", () => {
-  test("tell how far the login is", () => {
+  test("give the progress of the login", () => {
     const path = service.values[0]!;
     const state = (value: unknown) =>
       service.loginState({ [path]: { type: 139, qobuzLoginState: { state: value } } });
@@ -155,7 +155,7 @@ describe("the service's values", () => {
     expect(service.loginState({})).toBe("unknown");
     expect(service.loginState({ [path]: null })).toBe("unknown");
   });
-  test("give back the quality that was chosen", () => {
+  test("give the chosen quality", () => {
     const value = service.qualityValue("hires96");
     expect(service.quality({ [service.qualityPath]: value })).toBe("hires96");
     expect(service.quality({})).toBeUndefined();

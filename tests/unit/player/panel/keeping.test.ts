@@ -14,21 +14,21 @@ function store(kept: Record<string, string> = {}) {
   };
 }
 
-describe("what is known of paths", () => {
-  test("outlives the page, by language", () => {
+describe("knowledge about paths", () => {
+  test("outlives the page, for each language", () => {
     const storage = store();
     new KnownPaths(storage, "en").add("m:a", { title: "A", icon: "http://x/" });
     vi.runAllTimers();
     expect(new KnownPaths(storage, "en").get("m:a")).toEqual({ title: "A", icon: "http://x/" });
     expect(new KnownPaths(storage, "de").get("m:a")).toBeUndefined();
   });
-  test("is bounded, the oldest goes first", () => {
+  test("is limited, and the oldest is dropped first", () => {
     const known = new KnownPaths(undefined, "en");
     for (let i = 0; i < 1_000; ++i) known.add(`m:${i}`, { title: String(i) });
     expect(known.get("m:0")).toBeUndefined();
     expect(known.get("m:999")).toEqual({ title: "999" });
   });
-  test("survives a store that holds nonsense or takes nothing", () => {
+  test("survives a storage that is invalid or full", () => {
     expect(new KnownPaths(store({ "pelk.known.en": "{" }), "en").get("x")).toBeUndefined();
     const full = {
       getItem: () => null,
@@ -43,13 +43,13 @@ describe("what is known of paths", () => {
   });
 });
 
-describe("the lists that were looked at", () => {
+describe("recently viewed lists", () => {
   const lists = () => new Lists<string>((path) => async (from) => ({ from, count: 1, items: [path] }), 2);
-  test("are the same when one comes back", () => {
+  test("are the same when the listener returns", () => {
     const kept = lists();
     expect(kept.of("a")).toBe(kept.of("a"));
   });
-  test("are few, the one that was used longest ago goes", () => {
+  test("are limited, and the least recently used one is dropped", () => {
     const kept = lists();
     const [a, b] = [kept.of("a"), kept.of("b")];
     kept.of("a");
@@ -57,7 +57,7 @@ describe("the lists that were looked at", () => {
     expect(kept.of("a")).toBe(a);
     expect(kept.of("b")).not.toBe(b);
   });
-  test("are others for another listener", () => {
+  test("are separate for another listener", () => {
     const kept = lists();
     const a = kept.of("a");
     kept.forget();
@@ -66,14 +66,14 @@ describe("the lists that were looked at", () => {
 });
 
 describe("notices", () => {
-  test("go after a while", () => {
+  test("disappear after a while", () => {
     const notices = new Notices();
     notices.add("A");
     expect(notices.list.value.map((n) => n.message)).toEqual(["A"]);
     vi.runAllTimers();
     expect(notices.list.value).toEqual([]);
   });
-  test("say the same sentence once, and are never many", () => {
+  test("show each sentence once, and are limited", () => {
     const notices = new Notices();
     for (let i = 0; i < 3; ++i) notices.error("B");
     expect(notices.list.value).toHaveLength(1);

@@ -11,7 +11,7 @@ import {
 } from "../../../../src/player/panel/model/paths";
 import { browseUrl, parseRoute, searchUrl } from "../../../../src/player/panel/model/routes";
 
-describe("the way to a path", () => {
+describe("the breadcrumbs of a path", () => {
   test.each([
     ["music:", []],
     ["music:featured/", ["music:"]],
@@ -40,7 +40,7 @@ describe("how a list is shown", () => {
     ["a search entry", row({ type: "query" }), "menu"],
     ["nothing", undefined, "tracks"],
   ])("%s", (_, first, expected) => expect(layoutOf(first)).toBe(expected));
-  test("a row with a picture is no branch", () => expect(isMenu(row({ icon: "http://x/" }))).toBe(false));
+  test("a row with a picture is not a branch", () => expect(isMenu(row({ icon: "http://x/" }))).toBe(false));
 });
 
 describe("tracks of one album", () => {
@@ -99,7 +99,7 @@ describe("a row that is moved", () => {
     );
     expect(after[to]?.id).toBe(ids[from]);
   });
-  test("stays where its new neighbour is not there", () => {
+  test("stays if its new neighbour does not exist", () => {
     const list = [{ id: 1 }, { id: 2 }];
     expect(moved(list, 1, 9)).toBe(list);
     expect(moved(list, 9, 1)).toBe(list);

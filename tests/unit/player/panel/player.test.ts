@@ -38,20 +38,20 @@ describe("the position", () => {
   ])("%s", (_, change, now, expected) => {
     expect(positionMs(heard(change), now)).toBe(expected);
   });
-  test("is 0 of no player", () => expect(positionMs(noPlayer, 1_000)).toBe(0));
+  test("is 0 without a player", () => expect(positionMs(noPlayer, 1_000)).toBe(0));
   test("is the listener's own after a seek", () => {
     const player = reduce(heard(), { kind: "seek", positionMs: 7_000, at: 1_000 });
     expect(positionMs(player, 1_500)).toBe(7_500);
   });
 });
 
-describe("what is known of the queue", () => {
+describe("the state of the queue", () => {
   test("follows its events", () => {
     const player = reduce(heard(), { kind: "queue", queue: { revision: 6, count: 4 } });
     expect(player.status?.queue).toEqual({ revision: 6, count: 4 });
     expect(player.status?.positionMs).toBe(1_000);
   });
-  test("is not what an older event says", () => {
+  test("ignores an older event", () => {
     const player = reduce(heard(), { kind: "queue", queue: { revision: 4, count: 9 } });
     expect(player.status?.queue).toEqual({ revision: 5, count: 3 });
     const later = reduce(player, {

@@ -32,7 +32,7 @@ function list(size = 50, kept = 12) {
 }
 
 describe("a list in ranges", () => {
-  test("asks for whole ranges around what is visible, once", () => {
+  test("requests whole ranges around the visible rows, once", () => {
     const { ranges, asked } = list();
     ranges.show(60, 110);
     ranges.show(61, 111);
@@ -43,14 +43,14 @@ describe("a list in ranges", () => {
     expect(ranges.count).toBeUndefined();
   });
 
-  test("asks for nothing behind its end", async () => {
+  test("requests nothing beyond its end", async () => {
     const { ranges, asked, show } = list();
     await show(0, 9, 70);
     ranges.show(60, 500);
     expect(asked.map(({ from }) => from)).toEqual([0, 50]);
   });
 
-  test("gives the rows that are here and says what the others wait for", async () => {
+  test("returns the loaded rows, and the state of the others", async () => {
     const { ranges, asked, answer } = list();
     ranges.show(0, 120);
     await answer(asked[0]!, 1000);
@@ -64,7 +64,7 @@ describe("a list in ranges", () => {
     expect(ranges.fault).toBeUndefined();
   });
 
-  test("says why not even its first range is here", async () => {
+  test("reports the failure of its first range", async () => {
     const { ranges, asked } = list();
     ranges.show(0, 9);
     asked[0]!.fail("no");
@@ -72,7 +72,7 @@ describe("a list in ranges", () => {
     expect(ranges.fault).toBe("no");
   });
 
-  test("asks for a failed range only when it is tried again", async () => {
+  test("requests a failed range only at a retry", async () => {
     const { ranges, asked, answer } = list();
     ranges.show(0, 9);
     asked[0]!.fail("no");
@@ -84,7 +84,7 @@ describe("a list in ranges", () => {
     expect(ranges.at(7)).toBe(7);
   });
 
-  test("keeps no more ranges than it is told, the visible ones and the head of the list among them", async () => {
+  test("keeps at most the given number of ranges, including the visible ones and the first", async () => {
     const { ranges, show } = list(50, 3);
     for (let first = 0; first < 100_000; first += 50) await show(first, first + 49, 100_000);
     expect(ranges.held).toBeLessThanOrEqual(5);
@@ -93,7 +93,7 @@ describe("a list in ranges", () => {
     expect(ranges.at(50_000)).toBeUndefined();
   });
 
-  test("does not wait for a range that passed by", async () => {
+  test("abandons a range that has been scrolled past", async () => {
     const { ranges, asked, answer } = list();
     ranges.show(500, 510);
     ranges.show(5_000, 5_010);
@@ -104,7 +104,7 @@ describe("a list in ranges", () => {
     expect(ranges.at(5_000)).toBe(5_000);
   });
 
-  test("shows what it has until a stale range is here anew", async () => {
+  test("shows stale rows until they have been loaded again", async () => {
     const { ranges, asked, answer, show } = list();
     await show(0, 9, 10);
     ranges.stale();
@@ -117,7 +117,7 @@ describe("a list in ranges", () => {
     expect(ranges.place(3)).toEqual({ state: "missing" });
   });
 
-  test("drops the answer to a request from before it became stale", async () => {
+  test("drops the response to a request that became stale", async () => {
     const { ranges, asked, answer } = list();
     ranges.show(0, 9);
     ranges.stale();
@@ -125,14 +125,14 @@ describe("a list in ranges", () => {
     expect(ranges.count).toBeUndefined();
   });
 
-  test("moves a row across the seam of two ranges before an answer confirms it", async () => {
+  test("moves a row across two ranges before a response confirms it", async () => {
     const { ranges, show } = list(4);
     await show(0, 7, 8);
     ranges.edit((items) => [...items.slice(1), items[0]!]);
     expect([3, 4, 7].map((i) => ranges.at(i))).toEqual([4, 5, 0]);
   });
 
-  test("lets go what is under way when nobody looks any more", () => {
+  test("abandons its requests when nothing is visible any more", () => {
     const { ranges, asked } = list();
     ranges.show(0, 9);
     ranges.rest();

@@ -6,7 +6,7 @@ const order = [1, 2, 3, 4, 5];
 const ids = (selection: { ids: ReadonlySet<number> }): number[] => [...selection.ids];
 
 describe("a selection of rows", () => {
-  test("gets a row, and loses it at a second press", () => {
+  test("gains a row, and loses it at a second press", () => {
     const one = toggled(noSelection, 3);
     expect(ids(one)).toEqual([3]);
     expect(toggled(one, 3)).toEqual(noSelection);
@@ -18,15 +18,15 @@ describe("a selection of rows", () => {
   ])("goes from row %i to row %i", (from, to, expected) => {
     expect(ids(extended(toggled(noSelection, from), to, order))).toEqual(expected);
   });
-  test("goes on from the same row when it is extended once more", () => {
+  test("continues from the same row when it is extended again", () => {
     const wide = extended(toggled(noSelection, 2), 5, order);
     expect(ids(extended(wide, 3, order))).toEqual([2, 3]);
   });
-  test("begins with the row where none was selected, or where the first one is gone", () => {
+  test("starts with the row if none was selected, or if the first one was removed", () => {
     expect(ids(extended(noSelection, 3, order))).toEqual([3]);
     expect(ids(extended(toggled(noSelection, 9), 3, order))).toEqual([3]);
   });
-  test("loses the rows that are gone", () => {
+  test("loses rows that were removed", () => {
     const all = extended(toggled(noSelection, 1), 5, order);
     expect(ids(remaining(all, [2, 5, 6]))).toEqual([2, 5]);
     expect(remaining(all, [9])).toEqual(noSelection);

@@ -27,13 +27,13 @@ describe.each(Object.entries(catalogues))("the texts in %s", (_, texts) => {
     expect(text).not.toBe("");
     expect(text).not.toContain("undefined");
   });
-  test("tell one from many", () => {
+  test("distinguish singular and plural", () => {
     expect(texts.albums(1)).not.toContain("2");
     expect(texts.albums(1).replace("1", "")).not.toBe(texts.albums(2).replace("2", ""));
   });
 });
 
-test("large numbers are written as each language does", () => {
+test("large numbers are written in the style of each language", () => {
   expect(catalogues.en.tracks(12_000)).toBe("12,000 tracks");
   expect(catalogues.de.tracks(12_000)).toBe("12.000 Titel");
   expect(catalogues.fr.tracks(0)).toBe("0 titre");
@@ -49,7 +49,7 @@ test("every text is used", () => {
   expect(unused).toEqual([]);
 });
 
-test("French has a no-break space before its double signs and inside its quotation marks", () => {
+test("French has a no-break space before ; : ! ? and inside quotation marks", () => {
   for (const text of Object.values(catalogues.fr)) {
     const said = typeof text === "string" ? text : (text as (...args: unknown[]) => string)("1", "2");
     expect(said).not.toMatch(/ [:;?!»]|« /);

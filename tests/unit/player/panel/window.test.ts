@@ -1,7 +1,7 @@
 import { describe, expect, test } from "vitest";
 import { columnsOf, windowOf } from "../../../../src/player/panel/model/window";
 
-describe("the part of a long list that is drawn", () => {
+describe("the visible part of a long list", () => {
   const tracks = { count: 100_000, columns: 1, lineHeight: 60 };
   test.each([
     ["at the top", tracks, 0, 800, { first: 0, last: 16, top: 0, height: 6_000_000 }],
