@@ -7,9 +7,9 @@
 
 namespace sandbox {
 
-/// The stand-in for the music service: a server on loopback with a made-up catalogue. Its web API is found
-/// below /api.json/0.2/ and below / alike, audio below /streams/, pictures below /covers/, and the paths for
-/// tests below /control/.
+/// The sandbox of the music service: a server on loopback with a made-up catalogue. Its web API is below
+/// /api.json/0.2/ and also below /, audio below /streams/, pictures below /covers/, and the paths for tests
+/// below /control/.
 class Sandbox
 {
 public:

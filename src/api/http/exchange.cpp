@@ -61,7 +61,7 @@ Exchange::Exchange(long httpVersion, bool keepConnections)
     Q_ASSERT(m_handle);
     const auto set = [this](CURLoption option, auto value) { curl_easy_setopt(m_handle, option, value); };
     set(CURLOPT_NOSIGNAL, 1L);
-    // A name that does not resolve in time must not hold up the event loop when its request is dropped.
+    // A host name that is still being resolved must not block the event loop when its request is dropped.
     set(CURLOPT_QUICK_EXIT, 1L);
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_HTTP_VERSION, httpVersion);
@@ -104,7 +104,7 @@ void Exchange::prepare(const Request& request)
 
     curl_slist* lines = nullptr;
     for (const auto& item : request.headers.items()) {
-        // "Name:" would tell libcurl to leave a header out; a semicolon sends it with an empty value.
+        // "Name:" would make libcurl omit the header; with a semicolon it is sent with an empty value.
         const QByteArray name = item.first.toUtf8();
         const QByteArray line =
             item.second.trimmed().isEmpty() ? name + ';' : name + ": " + item.second.toUtf8();

@@ -21,7 +21,8 @@ public:
         int readSizeLimit = 0; ///< 0 or less: no bound
     };
 
-    /// As in HttpClientResult; the redirect is the absolute URL that a redirecting answer names, else empty.
+    /// As in HttpClientResult; `redirect` is the absolute URL named by a redirecting response, otherwise
+    /// empty.
     struct Answer
     {
         HttpClientResult::Status status = HttpClientResult::Complete;

@@ -154,7 +154,7 @@ void HttpClientPrivate::admit(Request request)
         request.cacheKey = ResponseCache::key(request.wire.url, request.wire.headers);
         auto entry = request.cacheKey.isNull() ? nullptr : cache.find(request.cacheKey);
         const int limit = request.wire.readSizeLimit;
-        // An answer that the limit forbids is asked for anew, and fails as it would without a cache.
+        // A cached response above the limit is requested again, and fails as it would without a cache.
         if (entry && (limit <= 0 || entry->body.size() <= limit)) {
             if (ResponseCache::isFresh(*entry, request.started)) {
                 finish(std::move(request.callback),
@@ -212,7 +212,7 @@ void HttpClientPrivate::onAnswer(Request request, Exchange::Answer answer)
         fail(request, answer.status, answer.errorText);
         return;
     }
-    // What was read from there before may have changed (RFC 9111, section 4.4).
+    // Cached responses of this URL may be outdated now (RFC 9111, section 4.4).
     if (request.wire.isPost && answer.code < 400)
         cache.removeUrl(request.url.toEncoded());
     if (!answer.redirect.isEmpty()) {
@@ -302,7 +302,7 @@ void HttpClientPrivate::deliver()
     if (finished.empty())
         return;
     const QPointer<HttpClient> alive(q);
-    // What callbacks finish in turn, from the cache say, waits for the next round of the event loop.
+    // Requests that callbacks finish, for example from the cache, wait for the next round of the event loop.
     for (size_t count = finished.size(); count > 0 && !finished.empty(); --count) {
         const Finished next = std::move(finished.front());
         finished.pop_front();

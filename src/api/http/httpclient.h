@@ -41,11 +41,11 @@ public:
     ~HttpClient() override;
 
     void get(const PelkUrl& url, const HttpClientOptions& options, Callback callback);
-    /// The body goes as application/x-www-form-urlencoded unless the options carry a Content-Type.
+    /// The body is sent as application/x-www-form-urlencoded unless the options contain a Content-Type.
     void post(const PelkUrl& url, const QByteArray& body, const HttpClientOptions& options,
               Callback callback);
 
-    /// Memory for the response cache of GET requests (RFC 9111, private); 0, the default, is no cache.
+    /// Memory for the response cache of GET requests (RFC 9111, private); 0, the default, turns it off.
     void setCacheSize(unsigned long bytes);
     void clearCache();
 

@@ -6,15 +6,15 @@
 #include <QPair>
 #include <QString>
 
-/// HTTP header fields in the order of insertion, names compared without regard to case (RFC 9110,
-/// section 5.1). A plain value, re-entrant. Texts stand for UTF-8 on the wire.
+/// HTTP header fields in the order of insertion; names are compared case-insensitively (RFC 9110, section
+/// 5.1). A plain value, re-entrant. Texts are UTF-8 on the wire.
 class PELK_HTTP_EXPORT HttpClientHeaders
 {
 public:
     using Items = QList<QPair<QString, QString>>;
 
-    /// Sets a header, in place of one of the same name. Carriage returns, line feeds and null characters are
-    /// removed from the value, so that no value can add a header; a name that is no token (RFC 9110,
+    /// Sets a header, replacing one with the same name. Carriage returns, line feeds and null characters are
+    /// removed from the value, so that no value can add a header; a name that is not a token (RFC 9110,
     /// section 5.6.2) is ignored.
     void insert(const QString& name, const QString& value);
 

@@ -46,9 +46,9 @@ public:
     int code() const { return m_code; }
     /// The body, decompressed.
     const QByteArray& body() const { return m_body; }
-    /// The header fields of the answer, values of repeated names joined with ", ". When redirects led to
-    /// another URL, that URL stands in "X-PelkEfectiveUrl" (spelled so) and replaces a header that the server
-    /// may have sent.
+    /// The header fields of the response; values of repeated names are joined with ", ". After redirects to
+    /// another URL, "X-PelkEfectiveUrl" (this spelling) contains that URL and replaces such a header from the
+    /// server.
     const HttpClientHeaders& headers() const { return m_headers; }
     const QString& errorText() const { return m_errorText; }
 

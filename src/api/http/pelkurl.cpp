@@ -94,7 +94,7 @@ QString decoded(const QByteArray& text)
     return textOfUtf8(bytes);
 }
 
-/// Encodes what may not stand in this part, and leaves the percent sequences that the text already has.
+/// Encodes characters that are invalid in this part, and keeps existing percent sequences.
 void appendMended(QByteArray& out, const QString& text, std::string_view extra)
 {
     const QByteArray bytes = text.toUtf8();

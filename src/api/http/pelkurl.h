@@ -11,10 +11,10 @@
 
 /// A URL or relative reference (RFC 3986) in parts: a plain value, re-entrant.
 ///
-/// Scheme and query items are kept decoded; the scheme in lower case, since its case means nothing. User
-/// info, host, path and fragment are kept exactly as written, with the percent sequences they carry: a host
-/// in another letter case is another host here, and no slash or dot segment of a path is folded. Setters take
-/// any text; what could not stand in its place is encoded when the URL is written out.
+/// Scheme and query items are stored decoded, the scheme in lower case. User info, host, path and fragment
+/// are stored exactly as written, with their percent sequences: a host in another letter case is a different
+/// host, and slashes and dot segments of a path are not merged. Setters accept any text; invalid characters
+/// are encoded when the URL is written.
 ///
 /// Reading percent-decodes query keys and values as UTF-8. A plus sign is a plus sign: the services spoken to
 /// encode a space as %20. Writing encodes all but the unreserved characters in them, and always writes
@@ -28,10 +28,9 @@ public:
     PelkUrl() = default;
     /// As fromEncoded with the text's UTF-8.
     explicit PelkUrl(const QString& url);
-    /// Reads a URL. One with control characters, a port that is no number below 65536, a host with characters
-    /// that no host can have, or brackets around anything but an IPv6 address (RFC 3986; no zone, which is
-    /// any text), does not parse and gives an empty PelkUrl. Other odd text is a relative path and has no
-    /// host.
+    /// Parses a URL. The result is empty for control characters, a port that is not a number below 65536,
+    /// invalid characters in the host, or brackets around anything except an IPv6 address (RFC 3986, without
+    /// a zone). Other unusual text is a relative path without a host.
     static PelkUrl fromEncoded(const QByteArray& url);
 
     /// True when every part is empty, as from an empty text or from one that does not parse.
@@ -41,7 +40,7 @@ public:
     void setScheme(const QString& scheme) { m_scheme = scheme.toLower(); }
     QString userInfo() const { return m_userInfo; }
     void setUserInfo(const QString& userInfo) { m_userInfo = userInfo; }
-    /// An IPv6 address comes without its brackets.
+    /// An IPv6 address is returned without its brackets.
     QString host() const { return m_host; }
     void setHost(const QString& host) { m_host = host; }
     /// -1 when none is written.

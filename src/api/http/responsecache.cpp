@@ -10,7 +10,7 @@ namespace {
 
 using std::chrono::seconds;
 
-/// What containers and bookkeeping take for each entry, roughly.
+/// The approximate memory overhead of each entry.
 constexpr qint64 entryOverhead = 256;
 
 struct CacheControl
@@ -20,7 +20,8 @@ struct CacheControl
     std::optional<seconds> maxAge;
 };
 
-/// Reads delta-seconds; what is no number counts as zero, so that it is stale (RFC 9111, section 4.2.1).
+/// Reads delta-seconds; anything else counts as zero, so that the response is stale (RFC 9111, section
+/// 4.2.1).
 seconds deltaSeconds(const QString& text)
 {
     bool isNumber = false;

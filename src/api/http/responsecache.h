@@ -38,14 +38,14 @@ public:
     /// The key of a request; null when its headers take it past the cache (a range, conditions or cache
     /// control).
     static QByteArray key(const QByteArray& encodedUrl, const HttpClientHeaders& requestHeaders);
-    /// The entry of the key, fresh or not, which counts as a use; null when there is none.
+    /// The entry of the key, fresh or stale; counts as a use. Null if there is none.
     EntryPointer find(const QByteArray& key);
     static bool isFresh(const Entry& entry, Clock::time_point now);
     /// The conditional headers that revalidate the entry.
     static HttpClientHeaders conditions(const Entry& entry);
 
-    /// Takes in a complete answer with code 200 instead of an older one, as of the time it was asked for;
-    /// drops the older one if it may not stay.
+    /// Stores a complete response with code 200, dated at the time of its request, and replaces an older one.
+    /// If the response must not be cached, only drops the older one.
     void store(const QByteArray& key, const HttpClientHeaders& headers, const QByteArray& body,
                Clock::time_point requested);
     /// Takes in a 304 for the entry, and returns the headers that the entry has by now.

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-/// Names of the errors with which a track ends. The first two are no failures.
+/// Names of the errors with which a track ends. The first two are not failures.
 class PELK_PLAY_EXPORT PelkPlaylogicErrorName
 {
 public:

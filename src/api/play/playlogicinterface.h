@@ -15,7 +15,7 @@ class PELK_PLAY_EXPORT PlayLogicInterface : public QObject
     Q_OBJECT
 
 public:
-    /// Makes the object playerInstance(), until it goes.
+    /// Makes this object the playerInstance() until it is deleted.
     explicit PlayLogicInterface(QObject* parent = nullptr);
     ~PlayLogicInterface() override;
 

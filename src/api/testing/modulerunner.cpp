@@ -69,8 +69,8 @@ void ModuleRunner::stop()
     m_worker->deleteLater();
     m_thread->quit();
     m_thread->wait();
-    // What libraries keep for the thread, OpenSSL's error state say, goes only after QThread calls it
-    // finished. A program that ends in between would leave it behind, and its leak check would say so.
+    // Libraries free their data of a thread, such as OpenSSL's error state, only after QThread reports the
+    // thread as finished. If the program ended before that, a leak checker would report this data.
     const QByteArray task = "/proc/self/task/" + QByteArray::number(qlonglong(m_threadId));
     while (access(task.constData(), F_OK) == 0)
         std::this_thread::yield();

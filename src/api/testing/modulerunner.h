@@ -7,11 +7,11 @@
 
 #include <memory>
 
-/// Runs one module in a test as the player does: a root worker, and the module's library, loaded once a
-/// process, with its worker on a thread of its own.
+/// Runs one module in a test as the player does: with a root worker, the module's library, loaded once per
+/// process, and its worker on a separate thread.
 ///
-/// The root lives on the test's thread, whose event loop has to run for saving and notifications; the
-/// requests here run it while they wait. Values that the module reads are set before start().
+/// The root worker lives on the test's thread, whose event loop must run for saving and notifications; the
+/// requests here run it while they wait. Set the values that the module reads before start().
 class ModuleRunner
 {
 public:
@@ -34,7 +34,7 @@ public:
 
     /// For the module in this file.
     explicit ModuleRunner(const QString& moduleFile);
-    /// As stop().
+    /// Calls stop().
     virtual ~ModuleRunner();
     ModuleRunner(const ModuleRunner&) = delete;
     ModuleRunner& operator=(const ModuleRunner&) = delete;
@@ -43,17 +43,17 @@ public:
     /// Sets a value of the root and waits until it is kept.
     void setValue(const CMPath& path, const PelkValue& value);
 
-    /// Creates the worker in its thread and makes it known to the root. Throws std::runtime_error when the
-    /// file is no module.
+    /// Creates the worker on its thread and registers it with the root worker. Throws std::runtime_error if
+    /// the file is not a module.
     void start();
     /// Ends the thread and deletes the worker on it.
     void stop();
     CMWorker* worker() const { return m_worker; }
     QThread* workerThread() const { return m_thread.get(); }
-    /// Returns once the worker's thread has dealt with what was queued to it before.
+    /// Returns when the worker's thread has processed all calls that were queued before.
     void settle();
 
-    /// Requests through the root; each waits for its answer while it runs the event loop.
+    /// Requests through the root worker; each runs the event loop while it waits for the reply.
     Rows rows(const QString& path, int from, int to, const QStringList& roles = {PelkRoles::Title()},
               int version = 0, int waitMs = 60000);
     Data getData(const QString& path, const QStringList& roles, int waitMs = 60000);

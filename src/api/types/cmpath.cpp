@@ -16,7 +16,7 @@ bool isPrefixChar(QChar c, bool first)
     return letter || (!first && ((u >= '0' && u <= '9') || u == '+' || u == '-' || u == '.'));
 }
 
-/// Length of the prefix at the start of a text, without its colon; -1 where there is none.
+/// Length of the prefix at the start of a text, without its colon; -1 if there is none.
 int prefixLength(const QString& text)
 {
     for (int i = 0; i < text.size(); ++i) {
@@ -28,7 +28,7 @@ int prefixLength(const QString& text)
     return -1;
 }
 
-/// What RFC 3986 leaves as it is everywhere.
+/// The unreserved characters of RFC 3986.
 bool isUnreserved(QChar c)
 {
     const ushort u = c.unicode();
@@ -81,8 +81,8 @@ QString encodedParam(const QString& text)
     return QString::fromLatin1(text.toUtf8().toPercentEncoding());
 }
 
-/// Only what would read as something else is encoded, each character by itself, so that a path whose base
-/// begins with another's begins with it in the text form too.
+/// Only ambiguous characters are encoded, each by itself. So if the base of a path begins with that of
+/// another path, the same is true of their text forms.
 QString encodedBase(const QString& base, bool withPrefix)
 {
     const auto readsAsSomethingElse = [withPrefix](QChar c) {

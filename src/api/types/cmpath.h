@@ -17,11 +17,11 @@ class PELK_TYPES_EXPORT CMPath
 {
 public:
     CMPath() = default;
-    /// Reads the text form. What is not well formed is read as far as it goes; parse() tells.
+    /// Reads the text form. Malformed text is read as far as possible; use parse() to detect it.
     explicit CMPath(const QString& text);
 
-    /// Reads the text form and refuses what is not well formed: then it returns false and puts a sentence
-    /// that says what is wrong into `error`. `path` is set only on success.
+    /// Reads the text form. For malformed text, returns false and sets `error` to a sentence that says what
+    /// is wrong. `path` is set only on success.
     static bool parse(const QString& text, CMPath* path, QString* error);
 
     QString prefix() const { return m_prefix; }
@@ -43,8 +43,8 @@ public:
 
     /// True if the text occurs in the path's text form.
     bool contains(const QString& text) const;
-    /// True if the path's text form begins with that of `start`; what follows goes to `rest` where it is not
-    /// null.
+    /// True if the path's text form begins with that of `start`; then `rest`, if not null, is set to the
+    /// remainder.
     bool startsWith(const CMPath& start, QString* rest = nullptr) const;
 
     /// The text form.

@@ -13,9 +13,9 @@ class QDebug;
 
 /// A string-to-variant hash: what every record of the content model and of a service is made of.
 ///
-/// A value with implicit sharing; like every such value it may be read by several threads at once and is
-/// changed by one. A key that is absent or null reads as an invalid variant. A record may read from a text
-/// that nobody has made a hash of yet: it reads the same, and costs what is read of it.
+/// An implicitly shared value: several threads may read it at once, and one may change it. A key that is
+/// absent or null reads as an invalid variant. A record may read directly from a parsed text, with the same
+/// results; then only the keys that are read cost time.
 class PELK_TYPES_EXPORT PelkHash
 {
 public:
@@ -26,19 +26,19 @@ public:
         : m_data(data)
     {
     }
-    /// The record inside a variant, be it a hash or a record; empty where there is none.
+    /// The record inside a variant, which may contain a hash or a record; otherwise empty.
     static PelkHash fromVariant(const QVariant& value);
 
     bool isEmpty() const { return !m_data || m_data->isEmpty(); }
     bool contains(const QString& key) const { return entry(key, nullptr); }
     QVariant value(const QString& key) const;
-    /// False where the key is absent; else its value goes to `value`, if that is given.
+    /// False if the key is absent; otherwise `value`, if given, is set.
     bool read(const QString& key, QVariant* value) const;
-    /// The same, but a record that was put in may come as a PelkHash, which costs no hash of it.
+    /// The same, but a stored record may be returned as a PelkHash, which saves creating a hash.
     bool entry(const QString& key, QVariant* value) const { return m_data && m_data->read(key, value); }
     /// The value of a key as QVariant::toString() gives it.
     QString text(const QString& key) const;
-    /// The record at a key; empty where there is none. Unlike value() it makes no hash of it.
+    /// The record at a key; empty if there is none. Unlike value(), does not create a hash.
     PelkHash record(const QString& key) const;
     /// The list at a key, with an empty record for each item that is none.
     QList<PelkHash> records(const QString& key) const;
@@ -48,7 +48,7 @@ public:
 
     /// The wrapped hash: a QVariantHash at every depth. Made anew with each call.
     QHash<QString, QVariant> hash() const { return m_data ? m_data->hash() : QHash<QString, QVariant>(); }
-    /// The wrapped hash as one variant, the way a record stands inside another one.
+    /// The wrapped hash as one variant, as a record is stored inside another one.
     QVariant variant() const { return hash(); }
     /// A text for logs: the keys in alphabetic order with their values, nested records included. Nothing is
     /// masked.

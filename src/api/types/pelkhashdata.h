@@ -10,12 +10,12 @@
 
 class PelkHash;
 
-/// Where a PelkHash reads from: entries that were written one by one, a QHash, or a text that is read only as
-/// far as it is asked for. Any number of threads may read it at once, so it keeps nothing that it found out.
+/// The source of a PelkHash: entries that were written one by one, a QHash, or a text whose keys are read on
+/// demand. Any number of threads may read it at once, so it caches nothing.
 class PELK_TYPES_EXPORT PelkHashData : public QSharedData
 {
 public:
-    /// What a record writes into, and what it only reads.
+    /// The data that a record writes, and the data that it only reads.
     enum Kind
     {
         Read,
@@ -27,12 +27,12 @@ public:
     PelkHashData& operator=(const PelkHashData&) = delete;
 
     virtual bool isEmpty() const = 0;
-    /// False where the key is absent; else its value goes to `value`, if that is given: a record as a
-    /// PelkHash if it was put in as one, else as a QVariantHash.
+    /// False if the key is absent; otherwise `value`, if given, is set: a record that was stored as a
+    /// PelkHash stays one, any other becomes a QVariantHash.
     virtual bool read(const QString& key, QVariant* value) const = 0;
     /// The value as QVariant::toString() gives it.
     virtual QString text(const QString& key) const;
-    /// The record at a key; empty where there is none.
+    /// The record at a key; empty if there is none.
     virtual PelkHash record(const QString& key) const = 0;
     /// The list at a key, with an empty record for each item that is none.
     virtual QList<PelkHash> records(const QString& key) const = 0;

@@ -6,7 +6,7 @@
 
 #include <type_traits>
 
-/// A list of records of one type. Inside a record it stands as a list of hashes.
+/// A list of records of one type. Inside a record it is stored as a list of hashes.
 template <typename T>
 class PelkList : public QList<T>
 {
@@ -27,7 +27,7 @@ public:
         return list;
     }
 
-    /// The list as it stands inside a record.
+    /// The list as it is stored inside a record.
     QVariant variant() const
     {
         QVariantList items;

@@ -156,7 +156,7 @@ QByteArray trExtractContext(const char* signature)
     if (!mayBeSpelledAnotherWay(signature))
         return signature;
     QString text = QString::fromUtf8(signature);
-    // What follows is Clang's spelling turned into GCC's; a text that GCC made passes through unchanged.
+    // The following converts Clang's spelling to GCC's; GCC's own text is not changed.
     text.replace(QLatin1String("(anonymous namespace)"), QLatin1String("{anonymous}"));
     static const QRegularExpression beforeName(QStringLiteral(" ([*&]+)(?=[A-Za-z_{])"));
     text.replace(beforeName, QStringLiteral("\\1 "));

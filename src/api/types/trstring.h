@@ -10,9 +10,9 @@
 
 #include <functional>
 
-/// What a translation is looked up by: context, English source text, a disambiguation comment (or none) and a
-/// count for plural forms (-1: none). The context is the enclosing function's signature, see
-/// trExtractContext(), or a name.
+/// The key of a translation: context, English source text, a disambiguation comment (or none) and a count for
+/// plural forms (-1: none). The context is the enclosing function's signature, see trExtractContext(), or a
+/// name.
 struct TrCharData
 {
     QByteArray context;
@@ -53,10 +53,10 @@ public:
     /// inside an argument stays what it is.
     QString toString() const;
 
-    /// Looks a text up in one language; a null text where it has no translation.
+    /// Looks up a text in one language; null if it has no translation.
     using Resolver = std::function<QString(const TrString& text)>;
-    /// As toString(), in the language of the resolver and without the program's own translators: for a
-    /// program that speaks to several people at once. The source text where there is no translation.
+    /// Like toString(), but in the language of the resolver, without the program's own translators: for
+    /// programs that use several languages at the same time. Without a translation, returns the source text.
     QString resolved(const Resolver& resolver) const;
 
     bool isTranslatable() const { return !m_source.isNull(); }
@@ -66,7 +66,7 @@ public:
     int count() const { return m_count; }
     const QList<TrArg>& arguments() const { return m_arguments; }
 
-    /// The text as it stands in a record: a plain one as a string, a translatable one as itself (which
+    /// The text as it is stored in a record: a plain one as a string, a translatable one as itself (which
     /// QVariant::toString() resolves).
     operator QVariant() const; // NOLINT: records hold variants
     static TrString fromVariant(const QVariant& value);

@@ -14,7 +14,7 @@ QList<PelkHash> recordsIn(const QVariant& value)
     return records;
 }
 
-/// A number that tells most texts from each other.
+/// A number that distinguishes most texts.
 ushort markOf(const QString& key)
 {
     const int size = key.size();

@@ -22,11 +22,11 @@ struct WrittenEntry
 };
 Q_DECLARE_TYPEINFO(WrittenEntry, Q_MOVABLE_TYPE);
 
-/// What was written, over what it was written into.
+/// Written values on top of the data into which they were written.
 ///
-/// Records have a handful of keys, nearly always texts of the program, which compare by their address. So the
-/// first ones stand side by side and are looked through, which takes a piece of memory where a QHash takes
-/// one for each of them; what comes after them goes into a QHash.
+/// Records have few keys, nearly always constants of the program, which compare by address. So the first keys
+/// are stored in one block of memory and searched one by one, whereas a QHash allocates memory for each;
+/// further keys are stored in a QHash.
 class WrittenHash final : public PelkHashData
 {
 public:
@@ -41,7 +41,7 @@ public:
     {
     }
 
-    /// Only where nobody else reads it.
+    /// Only if nobody else reads it.
     void write(const QString& key, QVariant&& value);
 
     bool isEmpty() const override
@@ -57,11 +57,11 @@ public:
 private:
     static constexpr int mostInLine = 16;
 
-    /// Where the key stands in m_first; its size if nowhere.
+    /// The index of the key in m_first; its size if it is absent.
     int placeOf(const QString& key, ushort mark) const;
     const QVariant* find(const QString& key) const;
 
-    // Of the keys of m_first, which nearly all tells them apart without a look at them.
+    // The hash values of the keys in m_first, which distinguish nearly all keys without comparing them.
     std::array<ushort, mostInLine> m_marks{};
     QVarLengthArray<WrittenEntry, mostInLine> m_first;
     QVariantHash m_rest; // has no key of m_first, and no PelkHash

@@ -124,7 +124,7 @@ bool QobuzAccountNode::processSetDataRequest(PelkQobuzAccount account, CMSetData
         m_worker->qobuzApi()->logout();
         LOG4CPLUS_INFO(logger, "Account removed");
         PlayLogicInterface* const player = PlayLogicInterface::playerInstance();
-        // A paused or stopped track of this service stops the player all the same, on purpose.
+        // A paused or stopped track of this service stops the player too, on purpose.
         if (player->data().trackRoles().mediaData().metaData().serviceID() == PelkService_Qobuz_Id()) {
             LOG4CPLUS_INFO(logger, "We were playing qobuz when logged out - stopping player");
             player->stop(PelkPlayLogicStopReason::ContentGone);

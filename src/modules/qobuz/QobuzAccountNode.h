@@ -17,7 +17,7 @@ public:
 
     /// The user session for the value role, invalid values for all others.
     bool getDataRequest(const CMGetDataRequest& request) override;
-    /// Checks role and type of what is written; an account goes to processSetDataRequest().
+    /// Checks role and type of the new value; passes an account to processSetDataRequest().
     bool setDataRequest(const CMSetDataRequest& request) override;
 
 private:

@@ -17,7 +17,7 @@ namespace {
 
 const log4cplus::Logger logger = log4cplus::Logger::getInstance("Qobuz");
 
-/// Passes an error of the API on. False where there is none.
+/// Passes on an error of the API. False if there is none.
 bool passError(const CMVoidReply& reply, const CMGetRowsRequest& request)
 {
     const CMError error = reply.error();
@@ -34,7 +34,7 @@ T record(const CMVoidReply& reply)
     return CMReply<T>::from(reply).value();
 }
 
-/// What follows a route's text in a path, in lower case.
+/// The text after a route in a path, in lower case.
 QString remainder(QString base, const QString& route)
 {
     return base.remove(route).toLower();

@@ -14,8 +14,8 @@
 class CMSubscribe;
 class QobuzApi;
 
-/// Answers row requests whose rows come from the service: asks the API for the one page that a request wants
-/// and turns its records into rows. Keeps nothing about a request. Used on the worker's thread.
+/// Answers row requests with rows of the service: requests one page from the API per request and converts its
+/// records to rows. Stores nothing about a request. Used on the worker's thread.
 class QobuzBrowser : public QObject
 {
     Q_OBJECT

@@ -91,7 +91,7 @@ PelkUrl QobuzHttpInterface::composeUrl(const PelkUrl& url)
     return composed;
 }
 
-// The request is a copy, so that its callback may end what holds the completion.
+// The request is a copy, because its callback may delete the owner of the completion.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void QobuzHttpInterface::httpCallback(HttpRequest request, const HttpClientResult& result)
 {

@@ -30,8 +30,8 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance("Qobuz");
 
 constexpr int streamMaxIdleTimeMs = 1800000; // a stream address is good for half an hour
 
-/// Whole hertz of a rate that the service counts in kHz. It may send any number; one that an int cannot hold
-/// would be undefined, and different on every processor.
+/// Converts a rate in kHz to whole hertz. The service may send any number; converting one that does not fit
+/// into an int would be undefined.
 int hertz(double kilohertz)
 {
     using Limits = std::numeric_limits<int>;

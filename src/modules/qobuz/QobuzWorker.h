@@ -15,8 +15,8 @@ class QobuzApi;
 class QobuzBrowser;
 class QobuzHttpInterface;
 
-/// The module's worker: builds the content tree, moves the host's requests onto its own thread and routes
-/// them, resolves tracks into streams and reports what is played.
+/// The module's worker: builds the content tree, queues the host's requests to its own thread and routes
+/// them, resolves tracks to streams, and reports played tracks.
 ///
 /// Lives on the thread that calls worker_create. Only getRowsRequest() and setDataRequest() are called from
 /// other threads.
@@ -83,6 +83,6 @@ private:
     CMValueItem* m_qualityItem = nullptr;
 };
 
-/// The module's one entry. The first argument is not used. Returns the worker, as a pointer to its
-/// CMAbstractWorker; it is the caller's. What construction throws leaves it.
+/// The module's only entry point. The first argument is not used. Returns the worker as a pointer to its
+/// CMAbstractWorker; the caller owns it. Exceptions of the construction are passed on.
 extern "C" Q_DECL_EXPORT void* worker_create(void* unused, const QHash<QString, QVariant>& configuration);

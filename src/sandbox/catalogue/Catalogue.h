@@ -27,7 +27,7 @@ constexpr Quality qualities[] = {
     {"24-176.4", 24, 176400, true}, {"24-192", 24, 192000, true},
 };
 
-/// What the rights holders allow of a track.
+/// The uses of a track that its rights holders allow.
 enum class Restriction
 {
     None,

@@ -31,7 +31,7 @@ std::string title(Draw& draw, Script script);
 std::string label(Draw& draw);
 /// Plain English-looking prose of that many sentences.
 std::string prose(Draw& draw, int sentences);
-/// The name as it stands in a web address: ASCII letters, digits and hyphens, possibly empty.
+/// The name in the form for web addresses: ASCII letters, digits and hyphens, possibly empty.
 std::string slug(const std::string& name);
 /// Letters in lower case, for comparing without case; other bytes stay. Malformed UTF-8 is kept as it is.
 std::string folded(const std::string& text);

@@ -5,7 +5,7 @@
 
 namespace sandbox {
 
-/// What a Range header asks of a body.
+/// The part of a body that a Range header requests.
 struct ByteRange
 {
     enum class Kind

@@ -36,8 +36,8 @@ public:
     /// Owns neither descriptor.
     Connection(int socket, int stopFd);
 
-    /// Waits for the head of the next request; false when the client is gone or silent for `idleMs`, or at
-    /// the stop.
+    /// Waits for the head of the next request; false if the client disconnects or is silent for `idleMs`, or
+    /// at shutdown.
     bool awaitRequest(int idleMs);
     /// The request line and header fields of the request being answered, up to the empty line.
     std::string_view head() const { return m_head; }

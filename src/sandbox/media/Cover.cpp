@@ -151,7 +151,7 @@ std::string coverPng(std::uint64_t seed, const std::string& name, int pixels)
     header.height = header.width;
     header.format = PNG_FORMAT_RGB;
     header.flags = PNG_IMAGE_FLAG_FAST;
-    // The bound is asked from the library with the flag set, since quick compression may come out larger.
+    // The library is asked for the maximum size with this flag set, because fast compression may be larger.
     std::string file(PNG_IMAGE_PNG_SIZE_MAX(header), '\0');
     png_alloc_size_t size = file.size();
     if (!png_image_write_to_memory(&header, file.data(), &size, 0, image.data(), 0, nullptr))

@@ -10,7 +10,7 @@
 namespace sandbox {
 namespace {
 
-/// A file in memory, which the encoder goes back in to complete its header.
+/// A file in memory, in which the encoder can seek back to complete its header.
 struct MemoryFile
 {
     std::string bytes;

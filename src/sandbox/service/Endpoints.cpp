@@ -14,7 +14,7 @@ namespace {
 
 constexpr int featuredArtistCount = 600;
 
-/// A whole decimal number; none when the text is anything else.
+/// A whole decimal number; nothing for any other text.
 std::optional<std::int64_t> number(const std::string& text)
 {
     std::int64_t value = 0;
@@ -213,7 +213,7 @@ Answer Endpoints::albumGet(const Call& call) const
 
 std::vector<int> Endpoints::featuredAlbums(const Call& call) const
 {
-    // Every type has an order of its own, and so has every combination of types.
+    // Every type, and every combination of types, has its own order.
     const int start = static_cast<int>(std::hash<std::string>()(call.value("type")) % 9973);
     std::vector<int> found;
     for (int position = 0; position < m_featuredAlbums; ++position) {

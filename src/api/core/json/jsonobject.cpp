@@ -28,7 +28,7 @@ QVariantHash hashOf(const simdjson::dom::object& object, KeyTable& keys)
     return hash;
 }
 
-/// Fills the variant where it stands, in the container that holds it.
+/// Sets the variant in place, inside its container.
 void fill(QVariant& target, const element& whole, KeyTable& keys)
 {
     switch (whole.type()) {

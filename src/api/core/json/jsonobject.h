@@ -14,8 +14,8 @@ struct JsonDocument : QSharedData
 };
 using JsonDocumentPointer = QExplicitlySharedDataPointer<const JsonDocument>;
 
-/// An object of a parsed text. Reading a key looks through the object's keys and makes a variant of the one
-/// value, so that what nobody asks for costs nothing.
+/// An object of a parsed text. Reading a key searches the object's keys and creates a variant of that value
+/// only, so unread values cost nothing.
 class JsonObject final : public PelkHashData
 {
 public:

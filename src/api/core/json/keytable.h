@@ -7,8 +7,8 @@
 #include <array>
 #include <string_view>
 
-/// Makes equal object keys share one QString, since the same few dozen keys come thousands of times. Bounded:
-/// a key takes the place of another one that hashes to the same place, and long keys are not kept. Not
+/// Makes equal object keys share one QString, because the same few dozen keys occur thousands of times. Its
+/// size is limited: a key replaces another one with the same hash slot, and long keys are not stored. Not
 /// thread-safe.
 class KeyTable
 {

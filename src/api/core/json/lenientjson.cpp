@@ -214,7 +214,7 @@ bool LenientJson::readNumber(QVariant* value)
             *value = text.toULongLong(&fits);
     }
     if (!fits) {
-        // What is closer to nought than any number counts as nought.
+        // Numbers too small to be represented become 0.
         const double number = text.toDouble(&fits);
         fits = fits || number == 0.0;
         *value = number;

@@ -4,9 +4,8 @@
 #include <QString>
 #include <QVariant>
 
-/// Reads what the fast parser refuses: texts that only slips of their encoders keep from being JSON, and
-/// those that are wrong, to tell where. PelkJson's header says what is let pass. A member of one reading,
-/// used once.
+/// Reads texts that the fast parser refuses: those with common errors of encoders, which PelkJson's header
+/// lists, and invalid ones, to find the position of the error. Use each object once.
 class LenientJson
 {
 public:
@@ -15,7 +14,7 @@ public:
     {
     }
 
-    /// The value; an invalid variant, and a reason(), where there is none.
+    /// The value; after an error an invalid variant, and reason() says why.
     QVariant read();
     /// Why the text could not be read; empty if it could.
     const QString& reason() const { return m_reason; }

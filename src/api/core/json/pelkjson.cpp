@@ -12,8 +12,8 @@ namespace {
 
 constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
 
-/// What a thread keeps between calls: the parser's memory, a padded copy of the text, and the last parsed
-/// text, whose place the next one takes when nobody reads it any more.
+/// The data that a thread keeps between calls: the parser's memory, a padded copy of the text, and the last
+/// parsed text, whose memory the next one reuses if nobody reads it any more.
 struct Workspace
 {
     /// Memory that a large text needed is given back after it.

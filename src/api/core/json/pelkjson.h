@@ -17,10 +17,10 @@ public:
     /// Reads one JSON value, of any kind, from UTF-8.
     ///
     /// Objects become PelkHash and arrays QVariantList; of equal keys the last one counts. A PelkHash keeps
-    /// the text's parts and reads them as it is asked, so that a key nobody asks for costs nothing;
-    /// QVariant::toHash() makes a QVariantHash of it, at every depth.
-    /// Integers become qlonglong, those above its range qulonglong, and larger ones, like fractions, double.
-    /// null becomes an invalid QVariant, so that it reads like an absent key.
+    /// the parsed text and reads keys on demand, so unread keys cost nothing; QVariant::toHash() converts it
+    /// to a QVariantHash, at every depth. Integers become qlonglong, those above its range qulonglong, and
+    /// larger ones, like fractions, double. null becomes an invalid QVariant, so that it reads like an absent
+    /// key.
     ///
     /// Four things that no standard allows but encoders send are read too: a byte order mark in front, a
     /// lone half of a surrogate pair, a raw control character in a string, an escaped character that needs
@@ -31,8 +31,8 @@ public:
     /// `offset` becomes 0.
     static QVariant parse(const QByteArray& body, PelkError& error, unsigned int* offset = nullptr);
 
-    /// Writes compact JSON in UTF-8, keys in the order of their characters, so that equal values give equal
-    /// bytes. Integers keep their 64 bits; what is not finite becomes null; a type that JSON has no word for
-    /// is written as the text it converts to, or null.
+    /// Writes compact JSON in UTF-8, with sorted keys, so that equal values give equal bytes. Integers keep
+    /// their 64 bits; numbers that are not finite become null; other types are written as the text to which
+    /// they convert, or as null.
     static QByteArray serialize(const QVariant& value);
 };

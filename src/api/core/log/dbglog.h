@@ -8,9 +8,9 @@
 #include <ostream>
 #include <string>
 
-/// The text under which a traced function writes its entry and exit: its signature, as Q_FUNC_INFO gives it,
-/// in GCC's spelling whatever the compiler. Empty where the named logger writes neither trace nor debug
-/// records, so that no text is made that nobody reads. Any thread.
+/// The text with which a traced function logs its entry and exit: its signature from Q_FUNC_INFO, in GCC's
+/// spelling with every compiler. Empty if the logger writes neither trace nor debug records, to save time.
+/// Any thread.
 PELK_API_EXPORT std::string dbglog_scopedFunction(const std::string& signature,
                                                   const std::string& loggerName);
 

@@ -11,8 +11,7 @@
 PELK_API_EXPORT bool verifyConnectionSignalParameters(const QObject* sender, const QMetaMethod& signal,
                                                       const QObject* receiver, Qt::ConnectionType type);
 
-/// A connection that has to succeed: one that cannot be made is a programming error, told by an assertion
-/// instead of a line in a log.
+/// A connection that must succeed: a failure is a programming error and triggers an assertion.
 template <typename Sender, typename Signal, typename Receiver, typename Slot>
 void cmConnect(const Sender* sender, Signal signalFunction, const Receiver* receiver, Slot slot,
                Qt::ConnectionType type = Qt::AutoConnection)

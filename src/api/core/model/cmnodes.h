@@ -29,8 +29,8 @@ public:
         return m_nodes.value(path.params().isEmpty() ? path : path.withoutParams());
     }
 
-    /// Called by CMNode::setNodes(). A node whose path lies outside the worker's prefix is made known to the
-    /// root worker, which then routes requests for it here.
+    /// Called by CMNode::setNodes(). A node whose path is outside the worker's prefix is registered with the
+    /// root worker, which then routes its requests here.
     void add(CMNode* node);
     /// Removes a node; the caller owns it again.
     void release(CMNode* node);

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// An object that lives on the calling thread and receives what is queued to it; one for all watchers of the
+/// An object that lives on the calling thread and receives its queued calls; one for all watchers of the
 /// thread.
 std::shared_ptr<QObject> threadReceiver()
 {
@@ -63,7 +63,7 @@ void CMReplyAbstractData::complete(const std::function<void()>& store)
     const QList<Watcher> watchers = m_watchers;
     m_condition.wakeAll();
     locker.unlock();
-    // Data that nobody holds yet would go with this handle; it has no watchers either.
+    // Data without another handle would be deleted with this one; it has no watchers either.
     if (watchers.isEmpty())
         return;
     const CMVoidReply reply(this);

@@ -79,10 +79,10 @@ public:
     /// The error; an empty record while there is none.
     CMError error() const;
 
-    /// Calls `watcher` when the reply finishes. Automatic: on the thread that adds it, directly when the
-    /// reply finishes there and else queued to that thread's event loop; a thread without an event dispatcher
-    /// has no queue, so there it is called directly by whoever finishes. Direct: always by whoever finishes.
-    /// Queued: always through the queue. A watcher added to a finished reply runs at once, here.
+    /// Calls `watcher` when the reply finishes. Automatic: on the thread that adds it, directly if the reply
+    /// finishes there, otherwise queued to that thread's event loop; if that thread has no event dispatcher,
+    /// the finishing thread calls it directly. Direct: always on the finishing thread. Queued: always through
+    /// the queue. A watcher added to a finished reply runs at once, on the calling thread.
     void addWatcher(std::function<void(const CMVoidReply&)> watcher,
                     Qt::ConnectionType type = Qt::AutoConnection) const;
 

@@ -16,7 +16,7 @@
 
 class CMNodesWorker;
 
-/// The root of the content model: routes requests to the workers, holds the values that modules and player
+/// The root of the content model: routes requests to the workers, keeps the values that modules and player
 /// share, and calls operations. The player makes one, on its main thread, before it loads a module; every
 /// operation may be called from any thread.
 ///

@@ -10,8 +10,8 @@
 
 namespace {
 
-/// A file that replaces another survives a power cut once its folder is on disk too. Not every file system
-/// can be asked; one that cannot is no failure.
+/// A file that replaces another survives a power cut only after its folder has been synced too. Some file
+/// systems do not support this, which is not an error.
 void keepName(const QString& folder)
 {
     const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -29,9 +29,9 @@ bool cmSaveFile(const QString& fileName, const QByteArray& content, QFileDevice:
     const QString folder = QFileInfo(fileName).absolutePath();
     QDir().mkpath(folder);
     QSaveFile file(fileName);
-    // The permissions are set before anything is in the file, since it may hold a secret. Flushed before the
-    // commit, which does not look at what comes of its own flush: on a full disk it would put an empty file
-    // in the place of the old one.
+    // The permissions are set before anything is written, because the file may contain a secret. It is
+    // flushed before the commit, which ignores errors of its own flush: on a full disk it would replace the
+    // old file with an empty one.
     if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(permissions) ||
         file.write(content) != content.size() || !file.flush() || !file.commit()) {
         *error = file.errorString();

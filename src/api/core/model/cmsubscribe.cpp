@@ -4,7 +4,7 @@
 
 namespace {
 
-// What the signals carry to receivers on other threads is found by its type's name.
+// Arguments of signals to receivers on other threads are found by their type names.
 const bool argumentsRegistered =
     qRegisterMetaType<CMSubscribe::Kind>("CMSubscribe::Kind") && qRegisterMetaType<CMPath>();
 
@@ -12,7 +12,8 @@ const bool argumentsRegistered =
 
 CMSubscribe::~CMSubscribe()
 {
-    // Connections to contexts that live on end with this object; the lock waits for a removal under way.
+    // Connections to contexts that still exist end with this object; the lock waits for a removal in
+    // progress.
     const QMutexLocker locker(&m_mutex);
     m_subscribers.clear();
 }
@@ -55,7 +56,7 @@ void CMSubscribe::remove(QObject* context)
 
 void CMSubscribe::publish(Kind kind, const CMPath& path, const PelkValue& value)
 {
-    // Calls are queued under the lock, so that two publishers cannot tell their values in different orders.
+    // Calls are queued under the lock, so that subscribers receive the values of two publishers in one order.
     const QMutexLocker locker(&m_mutex);
     for (const Subscriber& subscriber : qAsConst(m_subscribers)) {
         if (subscriber.kind != kind || subscriber.path != path)

@@ -50,7 +50,8 @@ private:
         Kind kind;
         CMPath path;
         QObject* context;
-        // Lives on the context's thread and goes with it; what is queued to it goes too.
+        // Lives on the context's thread and is deleted with the context, together with the calls queued to
+        // it.
         std::shared_ptr<QObject> receiver;
         Callback callback;
     };

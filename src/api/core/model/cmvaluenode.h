@@ -5,15 +5,15 @@
 
 #include <memory>
 
-/// A node that holds one value, which any thread may read through the root worker while the node's worker
-/// changes it.
+/// A node with one value, which any thread may read through the root worker while the node's worker changes
+/// it.
 class PELK_API_EXPORT CMValueNode : public CMNode
 {
     Q_OBJECT
 
 public:
-    /// Makes a node and registers it. Owned by the registry. `mutex` guards the value where it has to change
-    /// together with something else; null: the node brings its own. Not owned.
+    /// Makes a node and registers it. Owned by the registry. `mutex` protects the value if it must change
+    /// together with other data; null: the node uses its own. Not owned.
     static CMValueNode* create(CMNodes* nodes, const CMPath& path, QMutex* mutex);
 
     /// Stores the value and publishes it to the subscribers of the node's path; their calls are queued. Any
