@@ -24,7 +24,7 @@ class ContentClient
 {
 public:
     static constexpr int timeoutMs = 35000;
-    /// The most rows that are asked for at once.
+    /// The maximum number of rows per request.
     static constexpr int pageSize = RowPaging::pageSize;
 
     /// The roles that a row can carry; every row request here asks for all of them.

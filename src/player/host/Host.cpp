@@ -50,7 +50,7 @@ bool Host::end()
     m_loader.refuseRequests();
     HttpClient::waitForIdle(httpLimitMs);
     const bool ended = m_loader.stop(workerLimitMs);
-    // Saves of values are queued to this thread; the workers are gone and can queue no more.
+    // Saves of values are queued to this thread; the workers have been deleted and cannot queue more.
     QCoreApplication::sendPostedEvents();
     m_ended = ended;
     return ended;

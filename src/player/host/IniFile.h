@@ -23,7 +23,7 @@ public:
 
     QString fileName() const { return m_fileName; }
     bool exists() const { return m_exists; }
-    /// The value of the first such key; a null text where there is none.
+    /// The value of the first such key; null if there is none.
     QString value(const QString& section, const QString& key) const;
     /// Sets or adds a value. False, with no change and a sentence in `error`, if the value has a line break,
     /// a null character, or white space at an end: it would not read back unchanged.

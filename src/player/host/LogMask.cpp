@@ -47,15 +47,13 @@ QString maskSecrets(const QString& line)
         rule(R"((https?://[^\s"<>?#]*)\?[^\s"<>]*)", R"(\1?***)"),
         // The value of a header lasts to the end of its line.
         rule(R"re(\b(X-[\w-]*[tT]oken[\w-]*: )[^\r\n]*)re", R"(\1***)"),
-        // A JSON string may hold escaped quotes. Possessive, since a long one would exhaust the matcher's
-        // stack,
-        // and what does not match is not masked.
+        // A JSON string may contain escaped quotes. The match is possessive, because a long string would
+        // otherwise exhaust the matcher's stack, and would then not be masked.
         rule(
             R"re(("(?:password|request_sig|appSecret|app_secret|\w*[tT]oken\w*)"\s*:\s*)"(?:[^"\\]++|\\.)*+")re",
             R"(\1***)"),
-        // A record as text escapes nothing, so a secret may look like the end of its field. It lasts until
-        // the
-        // field that follows it in the records of an account and of a login, or else until the last quote.
+        // A record as text escapes nothing, so a secret may look like the end of its field. It extends to the
+        // next field in the records of an account and of a login, otherwise to the last quote.
         rule(R"re(\b(password|\w*[tT]oken\w*): ".*(?=", (?:username|userId): ))re", R"(\1: "***)"),
         rule(R"re(\b(password|\w*[tT]oken\w*|appSecret|app_secret|request_sig): "(?!\*\*\*").*")re",
              R"(\1: "***")"),
@@ -81,7 +79,7 @@ QString maskPersons(const QString& line)
         // A record as text escapes nothing: a name lasts to the last quote.
         personRule(R"re((\b%1: ")(?!\*\*\*").*")re", R"(\1***")"),
         personRule(R"re((\b%1: )[0-9][^\s,}\]]*+)re", R"(\1***)"),
-        // A mail address, wherever it stands; in an address its sign is encoded.
+        // A mail address anywhere in the text; in a URL its @ is encoded.
         rule(R"((?<![\w.+-])[\w.+-]++(?:@|%40)[\w-]++(?:\.[\w-]++)+)", "***"),
     };
     return replaced(line, rules);

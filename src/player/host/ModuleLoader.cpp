@@ -24,7 +24,7 @@ constexpr int stopLimitMs = 5000;
 /// The SDK that this player brings: modules fit it if they were built for the same major and minor version.
 const QString sdkVersion = QStringLiteral(PELK_SDK_VERSION);
 
-/// The first library of the SDK that is loaded in another version than this player's; empty if there is none.
+/// The first SDK library that is loaded in another version than the player's; empty if there is none.
 QString foreignSdkLibrary()
 {
     QString found;
@@ -67,7 +67,7 @@ QString whyItDoesNotFit(QLibrary* library)
         .arg(built, sdkVersion);
 }
 
-/// What came of calling a module's entry function.
+/// The outcome of calling a module's entry function.
 struct Outcome
 {
     CMWorker* worker = nullptr;

@@ -13,10 +13,9 @@ class QThread;
 
 /// Loads modules and runs their workers, each on a thread of its own. Used on the root worker's thread.
 ///
-/// A module is a shared library with the C function
-/// `void* worker_create(void* ignored, const QHash<QString, QVariant>& configuration)`, which returns a new
-/// CMWorker that is the loader's from then on. A module is never unloaded, since its code may still be called
-/// after its worker has gone.
+/// A module is a shared library with the C function `void* worker_create(void* ignored, const QHash<QString,
+/// QVariant>& configuration)`, which returns a new CMWorker, owned by the loader from then on. A module is
+/// never unloaded, because its code may still be called after its worker was deleted.
 ///
 /// It may also export `const char pelk_sdk_version[]`, the version of the SDK that it was built for; one that
 /// does not fit the player's is refused.

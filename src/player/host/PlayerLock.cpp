@@ -47,7 +47,7 @@ PlayerLock::Holder read(int file)
     return {lines.value(0).toLongLong(), lines.value(1), lines.value(2)};
 }
 
-/// What the holder of the lock has written, once it has.
+/// The data that the holder of the lock has published, if any.
 std::optional<PlayerLock::Holder> holderOf(int file)
 {
     for (int waited = 0; isHeld(file); waited += pauseMs) {

@@ -4,13 +4,12 @@
 
 #include <optional>
 
-/// Makes this process the only player of a state folder for as long as the object lives, and tells other
-/// processes where it listens. The kernel releases the lock when the process ends, however it ends. Any
-/// thread, one at a time.
+/// Makes this process the only player of a state folder during the object's lifetime, and publishes where it
+/// listens. The kernel releases the lock when the process ends for any reason. Any thread, one at a time.
 class PlayerLock
 {
 public:
-    /// The player of a state folder. What it has not published yet is empty.
+    /// The player of a state folder. Fields that it has not published yet are empty.
     struct Holder
     {
         qint64 processId = 0;

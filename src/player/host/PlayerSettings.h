@@ -31,9 +31,9 @@ public:
     /// Writes the value into the file as it stands now.
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
 
-    /// What a value at volumeLimitPath() means.
+    /// The meaning of a value at volumeLimitPath().
     static int volumeLimitPercent(const PelkValue& value);
-    /// What a value at historyPath() means.
+    /// The meaning of a value at historyPath().
     static bool keepsHistory(const PelkValue& value);
 
 private:

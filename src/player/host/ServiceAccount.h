@@ -19,7 +19,7 @@ bool isLoggedIn();
 bool isServicePath(const CMPath& path);
 /// Whether this path needs a login and nobody is logged in.
 bool lacksLogin(const CMPath& path);
-/// The user name of the saved login; empty when there is none.
+/// The user name of the saved login; empty if there is none.
 QString userName();
 
 /// The supported sound qualities, as written in the settings.
@@ -32,11 +32,11 @@ CMSetDataRequest qualityRequest(const QString& quality);
 /// other services, and where the stream does not say what it is.
 bool isLowerThan(const QString& quality, const PelkRoles& row);
 
-/// Where the player asks for the stream of a single track that it knows by its path alone; an empty path if
-/// `path` is no track's.
+/// The pre-play path of a single track of which only the path is known; empty if `path` is not that of a
+/// track.
 CMPath prePlayPath(const CMPath& path);
-/// What can be played of such a track: it has no row that could be asked for. An empty row if `path` is no
-/// track's.
+/// A row with which such a track can be played, because its own row cannot be requested. Empty if `path` is
+/// not that of a track.
 PelkRoles trackRow(const CMPath& path);
 
 /// Saves the login in a file that only its owner can read.

@@ -23,8 +23,8 @@ public:
     {
     }
 
-    /// Reads and checks the file, and makes the device's identifier where it has none yet. False when
-    /// something is missing or wrong: `error` then says which key of which file to set.
+    /// Reads and checks the file, and creates the device's identifier if it is missing. False if something is
+    /// missing or invalid: `error` then says which key of which file to set.
     bool load(QString* error);
 
     QString fileName() const { return m_file.fileName(); }

@@ -40,7 +40,8 @@ public:
     void save(const Copier& copier);
     /// Whether something waits to be written, or is being written.
     bool isBusy() const { return m_isWriting || m_waiting; }
-    /// Writes what waits, and returns when it is on the disk; settled() or failed() has come by then.
+    /// Writes pending data and returns when it is on the disk; settled() or failed() has been emitted by
+    /// then.
     void flush();
     /// Forgets what waits.
     void drop();
@@ -53,7 +54,7 @@ public:
 Q_SIGNALS:
     /// The file cannot be written; `sentence` says why. Emitted once until a write succeeds again.
     void failed(const QString& sentence);
-    /// Nothing is to be written any longer: the last data is on the disk, or failed() has come.
+    /// Nothing is left to write: the last data is on the disk, or failed() was emitted.
     void settled();
 
 private:

@@ -64,7 +64,7 @@ bool MprisService::start()
     return true;
 }
 
-/// What has changed since the last time.
+/// The properties that have changed since the last call.
 QVariantMap MprisService::takeChanges()
 {
     QVariantMap changed;

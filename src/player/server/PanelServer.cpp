@@ -19,7 +19,7 @@
 
 namespace {
 
-/// What this machine is called by others and by itself, its own name first.
+/// The names of this machine, its own name first.
 QStringList machineNames(const QString& address)
 {
     const QString machine = QSysInfo::machineHostName().toLower();

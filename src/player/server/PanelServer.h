@@ -21,7 +21,7 @@ class PanelServer
 public:
     struct Options
     {
-        /// One of a socket file that listens already; who connects there may do everything. -1: none.
+        /// A listening socket of a socket file, whose clients have all rights; -1 if there is none.
         int localSocket = -1;
         QString address = QStringLiteral("127.0.0.1");
         quint16 port = 8080;     ///< 0: any free one
@@ -40,7 +40,7 @@ public:
         Limits limits;
         std::function<qint64()> wallClock;   ///< of sessions, for tests; null: the system's
         std::function<qint64()> steadyClock; ///< of failed logins
-        /// Called with what people who run the player have to know, a sentence; may be empty.
+        /// Called with a sentence for the operator of the player; may be empty.
         std::function<void(const QString&)> tell;
     };
 
@@ -57,7 +57,7 @@ public:
     /// Refuses new requests, fails waiting ones, and closes every connection.
     void stop();
 
-    /// What it listens on.
+    /// The address on which it listens.
     QString address() const;
     /// Where browsers of this machine find it: "http://127.0.0.1:8080/".
     QString url() const;

@@ -31,14 +31,14 @@ private:
 class Translations
 {
 public:
-    /// Reads every catalogue `NAME_<language>.qm` of the folders; folders that are not there hold none.
+    /// Reads every catalogue `NAME_<language>.qm` in the folders; missing folders are ignored.
     explicit Translations(const QStringList& folders);
     ~Translations();
 
     QStringList codes() const;
-    /// The language of a tag such as "de" or "de-AT"; null where there is none.
+    /// The language of a tag such as "de" or "de-AT"; null if there is none.
     const Language* find(const QString& tag) const;
-    /// The language that a browser's Accept-Language prefers among these; English where it names none.
+    /// The supported language that Accept-Language prefers; English if it names none.
     const Language& accepted(const QString& acceptLanguage) const;
 
     /// The folders where an installed player has catalogues: its own, and the one of its modules.

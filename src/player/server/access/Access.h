@@ -6,7 +6,7 @@
 #include "player/server/access/Sessions.h"
 #include "player/server/http/HttpMessage.h"
 
-/// What a request may do, and by which right.
+/// The rights of a request, and their source.
 struct Grant
 {
     enum class Level
@@ -57,7 +57,7 @@ public:
     };
     void logIn(const HttpRequest& request, const QString& password, bool isSecure,
                const std::function<void(const Login&)>& done);
-    /// Ends a session; false if there is none of that name.
+    /// Ends a session; false if there is none with that name.
     bool end(const QByteArray& session);
     QVector<Sessions::Session> sessions() { return m_sessions.list(m_credentials.passwordMark()); }
     /// Sets the password and ends every session. `done` receives a sentence if it failed.

@@ -23,7 +23,7 @@ const QString nameKey = QStringLiteral("name");
 const QString digestKey = QStringLiteral("digest");
 const QString readOnlyKey = QStringLiteral("readOnly");
 
-/// What changes when a file is replaced or written.
+/// The properties of a file that change when it is replaced or written.
 QByteArray stateOf(const QString& fileName)
 {
     struct stat status = {};

@@ -22,7 +22,7 @@ bool isPassword(const QString& password, const QByteArray& hash);
 
 /// A new secret for a cookie or a token: 256 random bits as text.
 QByteArray random();
-/// A random name that is no secret.
+/// A random name that is not secret.
 QByteArray randomName();
 /// The digest of such a secret, which is saved instead of it.
 QByteArray digest(const QByteArray& secret);

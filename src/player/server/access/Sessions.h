@@ -37,7 +37,7 @@ public:
     bool isValid(const QByteArray& name, const QByteArray& passwordMark) const;
     /// The valid sessions, last used first.
     QVector<Session> list(const QByteArray& passwordMark) const;
-    /// False if there is none of that name.
+    /// False if there is none with that name.
     bool remove(const QByteArray& name);
     void flush() { m_file.flush(); }
     /// A sentence about a file that could not be read; usually empty.

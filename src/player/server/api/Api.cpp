@@ -89,7 +89,7 @@ Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* 
                      "/api/about",
                      {},
                      [tell = parts.about](const auto& request, const auto& responder) {
-                         // Names of files and of the user: nobody else's business.
+                         // File names and the user's name are private.
                          if (!request.http.peer.isLocal || !tell)
                              throw Problem(
                                  403, serverText(QT_TRANSLATE_NOOP(
@@ -172,7 +172,7 @@ void Api::checkOrigin(const HttpRequest& request) const
                                                         "Other sites are not allowed to use this player.")));
 }
 
-/// Whoever is not let in does not learn what there is.
+/// Callers without access do not learn which routes exist.
 void Api::checkGrant(const HttpRequest& request) const
 {
     if (!request.path.startsWith(apiPrefix))

@@ -25,8 +25,8 @@ public:
         Limits limits;
         History* history = nullptr; ///< not owned; null: none
     };
-    /// None of these is owned; all outlive it. Without an engine there are no routes of the player; without
-    /// an access every request is this process's own.
+    /// None of these is owned; all must outlive it. Without an engine there are no player routes; without
+    /// access control every request has all rights.
     Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* access);
 
     /// Where the server listens; until then every request is refused.

@@ -13,7 +13,7 @@ namespace ApiJson {
 QJsonObject row(const PelkRoles& row, const Language& language);
 /// Whether a role can be requested.
 bool isPublicRole(const QString& role);
-/// A role's value as row() has it; null where it is not set.
+/// A role's value in the form of row(); null if it is not set.
 QJsonValue role(const PelkRoles& row, const QString& role, const Language& language);
 /// Any value, without the fields that are secret at any depth.
 QJsonValue value(const QVariant& value, const Language& language);

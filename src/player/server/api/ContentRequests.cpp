@@ -182,7 +182,7 @@ void ContentRequests::begin(const std::shared_ptr<PeerLimiter>& limiter, const A
 
 void ContentRequests::wait(const AskPointer& ask, const CMVoidReply& reply, const Step& next)
 {
-    // The reply holds its watchers, so a watcher must not hold what holds the reply.
+    // The reply owns its watchers, so a watcher must not own the owner of the reply.
     ask->next = std::make_shared<Step>(next);
     reply.addWatcher([weak = std::weak_ptr<Step>(ask->next)](const CMVoidReply& finished) {
         if (const auto step = weak.lock())

@@ -5,5 +5,5 @@
 
 class ContentRequests;
 
-/// The routes of the content model: its rows, what its nodes tell, and values that are set.
+/// The routes of the content model: reading rows, reading data of nodes, and setting values.
 QVector<Route> contentRoutes(ContentRequests* contentRequests, const Limits& limits);

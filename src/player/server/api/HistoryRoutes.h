@@ -4,5 +4,5 @@
 
 class History;
 
-/// What was played lately, and forgetting it. The history is not owned; without one there is nothing.
+/// The routes for reading and clearing the history. The history is not owned; without one the list is empty.
 QVector<Route> historyRoutes(History* history);

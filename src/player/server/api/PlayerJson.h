@@ -6,7 +6,7 @@
 
 #include <QJsonObject>
 
-/// What the player is doing, in the form that browsers get.
+/// The state of the player in the form of the JSON interface.
 namespace PlayerJson {
 
 /// `position`: where the track is now, which status.positionMs need not be any longer.
@@ -19,7 +19,7 @@ QJsonObject entries(const QVector<QueueEntry>& entries, quint64 revision, int fr
 
 /// The words of a repeat mode.
 QString word(RepeatMode mode);
-/// False where it is no such word.
+/// False if it is not such a word.
 bool read(const QString& word, RepeatMode* mode);
 
 } // namespace PlayerJson

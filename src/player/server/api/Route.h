@@ -17,12 +17,12 @@ struct ApiRequest
     Grant grant;              ///< at least what the route needs
     PelkHash body{};          ///< of a POST; as its route's schema says
 
-    /// The first parameter of a name; empty where there is none.
+    /// The first parameter with a name; empty if there is none.
     QString param(const QString& name) const;
     QStringList all(const QString& name) const;
-    /// A parameter that is a whole number from `least` to `most`. Throws a Problem where it is not.
+    /// A parameter that is a whole number from `least` to `most`. Throws a Problem if it is not.
     int number(const QString& name, int least, int most) const;
-    /// A field of the body; where it is not given, `otherwise`.
+    /// A field of the body, or `otherwise` if it is missing.
     qint64 whole(const char* name, qint64 otherwise = 0) const;
     QString text(const char* name) const;
     bool flag(const char* name) const;
@@ -32,7 +32,7 @@ struct ApiRequest
 /// A response with what every response carries: what browsers may do with it.
 HttpResponse withCommonHeaders(HttpResponse response);
 
-/// Takes the response to a request. May be kept; what comes after the first one is ignored.
+/// Receives the response to a request. May be stored; only the first response counts.
 class ApiResponder
 {
 public:
@@ -46,7 +46,7 @@ public:
     /// 204.
     void done() const;
     void fail(const Problem& problem) const;
-    /// A response that is no JSON.
+    /// A response that is not JSON.
     void sendRaw(HttpResponse response) const;
     bool isOpen() const { return m_responder->isOpen(); }
     void onGone(const std::function<void()>& gone) const { m_responder->onGone(gone); }
@@ -88,6 +88,6 @@ struct Route
     {
         return needs.value_or(method == "GET" ? Grant::Level::Read : Grant::Level::Control);
     }
-    /// Reads the body of a request. Throws a Problem where it is not what the schema says.
+    /// Reads the body of a request. Throws a Problem if it does not match the schema.
     PelkHash read(const QByteArray& json) const;
 };

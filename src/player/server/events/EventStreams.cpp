@@ -30,7 +30,7 @@ EventStreams::Describe describeValue(const CMPath& path, const PelkValue& value)
     };
 }
 
-/// What an event is written as for each of its readers' languages; made once.
+/// The text of an event in each of its readers' languages, created once.
 class Written
 {
 public:

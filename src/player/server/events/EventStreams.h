@@ -22,7 +22,7 @@ class EventStreams : public QObject
     Q_OBJECT
 
 public:
-    /// What an event says, in a reader's language.
+    /// The data of an event, in a reader's language.
     using Describe = std::function<QJsonObject(const Language& language)>;
 
     explicit EventStreams(const Limits& limits);

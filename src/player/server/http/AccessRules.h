@@ -10,7 +10,8 @@ class AccessRules
 {
 public:
     /// For a server that listens on this address (an IP address or a host name) and port. `origin`: the
-    /// origin of a proxy in front of it, from originOf(); may be empty. `hasTls`: of its own.
+    /// origin of a proxy in front of it, from originOf(); may be empty. `hasTls`: whether the server itself
+    /// uses TLS.
     AccessRules(const QString& address, quint16 port, const QString& origin = QString(), bool hasTls = false);
 
     /// Whether a Host header names this server.
@@ -23,7 +24,7 @@ public:
     static QString originOf(const QString& text);
     /// Whether only this machine can reach an address.
     static bool isLoopback(const QString& address);
-    /// Whether it stands for all addresses of this machine.
+    /// Whether it means all addresses of this machine.
     static bool isEveryAddress(const QString& address);
 
 private:

@@ -40,8 +40,8 @@ public:
     static int most(const Limits& limits);
     /// Adds a connection and ends another one if there are too many. False if there is no room.
     bool add(int socket, const Peer& peer);
-    /// Ends the oldest connection that may have to make room, of a peer where one is given; false where there
-    /// is none.
+    /// Ends the oldest connection that may have to make room, of `peer` if it is given; false if there is
+    /// none.
     bool makeRoom(const Peer* peer);
     /// Call it before the socket is closed.
     void remove(int socket);

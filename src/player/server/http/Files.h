@@ -6,8 +6,8 @@
 
 #include <optional>
 
-/// The panel's built files: what a folder holds, and nothing outside it. Beside a file there may be the same
-/// file compressed, with ".br" or ".gz" after its name.
+/// The panel's built files: the contents of one folder, and nothing outside it. A compressed form of a file
+/// may be next to it, with ".br" or ".gz" appended to its name.
 class Files
 {
 public:
@@ -27,8 +27,8 @@ public:
 
     QString folder() const { return m_folder; }
     /// The file at a path below the folder, such as "/index.html", in the smallest of the encodings that an
-    /// Accept-Encoding header accepts. Nothing where there is no plain file, or where the way to it leads out
-    /// of the folder, through a link say.
+    /// Accept-Encoding header accepts. Nothing if there is no regular file, or if its path leads out of the
+    /// folder, for example through a link.
     std::optional<File> file(const QString& path, const QByteArray& acceptEncoding);
 
 private:

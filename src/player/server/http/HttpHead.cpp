@@ -7,7 +7,7 @@
 
 namespace {
 
-/// What stands between two parts of a head: the library writes two zeros over CRLF, and leaves everything
+/// The bytes between two parts of a head: the library overwrites CRLF with two zeros, and leaves everything
 /// where it was received unless it joins lines.
 constexpr std::ptrdiff_t lineEndBytes = 2;
 

@@ -17,7 +17,7 @@ struct Peer
     bool isEncrypted = false;
 };
 
-/// A request whose head was read; with its body once that has come, too.
+/// A request whose head was read, and later its body.
 struct HttpRequest
 {
     QByteArray method;
@@ -29,7 +29,7 @@ struct HttpRequest
     QByteArray body;
     Peer peer;
 
-    /// The first header of a name in lower case; null where there is none.
+    /// The first header with a name in lower case; null if there is none.
     QByteArray header(const char* name) const;
     int headerCount(const char* name) const;
     /// Whether its method only reads: GET or HEAD.

@@ -25,8 +25,8 @@ public:
     /// As stop().
     ~HttpServer() override;
 
-    /// False if the library cannot be started. `hasTls`: connections of encrypted peers are shown the
-    /// process's Certificate; else there must be none.
+    /// False if the library cannot be started. `hasTls`: encrypted peers get the process's Certificate;
+    /// without it there must be no encrypted peers.
     bool start(bool hasTls);
     /// Adds an accepted connection and takes ownership of its socket.
     void add(int socket, const Peer& peer);

@@ -162,7 +162,7 @@ void Listener::close()
 /// Accepts one connection with the descriptor in reserve, once there is one.
 void Listener::acceptOnReserve()
 {
-    // Without a descriptor the kernel does not say that nobody is waiting.
+    // Without a free descriptor, the kernel does not report that no connection is waiting.
     pollfd waiting{m_socket, POLLIN, 0};
     if (::poll(&waiting, 1, 0) <= 0)
         return;

@@ -10,8 +10,8 @@
 
 class QSocketNotifier;
 
-/// Accepts connections at an address. It keeps a descriptor in reserve: when the process has no other left,
-/// the next connection gets that one, and idle ones have to make room before there is another reserve.
+/// Accepts connections at an address. It keeps one file descriptor in reserve: if the process has no other
+/// left, the next connection uses it, and idle connections are closed to restore the reserve.
 class Listener : public QObject
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ public:
     bool adopt(int socket, QString* address);
     /// Takes over a socket that listens at a file.
     void adoptFile(int socket);
-    /// The socket that systemd has passed to this process; -1 where there is none.
+    /// The socket that systemd has passed to this process; -1 if there is none.
     static int passedSocket();
     void close();
     quint16 port() const { return m_port; }

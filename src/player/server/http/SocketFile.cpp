@@ -46,7 +46,7 @@ private:
     bool m_fits = false;
 };
 
-/// The number of a group; -1 where there is none of that name.
+/// The id of a group; -1 if there is none with that name.
 int groupId(const QString& name)
 {
     const group* const found = ::getgrnam(name.toUtf8().constData());

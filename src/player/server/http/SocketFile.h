@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// A file that programs of this machine connect to, in place of an address and port. Its owner alone may use
+/// A file to which programs of this machine connect, instead of an address and port. Only its owner can use
 /// it, or also the members of one group.
 class SocketFile
 {
@@ -13,24 +13,24 @@ public:
     SocketFile(const SocketFile&) = delete;
     SocketFile& operator=(const SocketFile&) = delete;
 
-    /// Makes the file, and its folder where that alone is missing. What a player left that ended without
-    /// removing it is replaced; a file of another user, of another kind, or where somebody listens is not.
-    /// False, with a sentence, when there is no such file afterwards.
+    /// Creates the file, and its folder if only that is missing. Replaces a socket left by a crashed player,
+    /// but no file of another user, no other kind of file, and no socket that is in use. False, with a
+    /// sentence, after a failure.
     bool open(const QString& fileName, const QString& group, QString* error);
     /// Listens. Belongs to the caller from then on.
     int takeSocket();
 
-    /// A connection to the one who listens at a file; -1, with errno, where nobody does. Blocks as connect()
-    /// does.
+    /// Connects to the player that listens at a file; -1, with errno, if there is none. Blocks like
+    /// connect().
     static int connect(const QString& fileName);
-    /// The folder of a file; -1, with errno, where it cannot be opened.
+    /// The folder of a file; -1, with errno, if it cannot be opened.
     static int openFolder(const QString& fileName);
-    /// A name of a file that fits into an address of the kernel, if need be through the folder's descriptor.
+    /// A name of a file that fits into a kernel address, if necessary through the folder's descriptor.
     static QByteArray shortName(const QString& fileName, int folder);
-    /// Where a player has its file: $XDG_RUNTIME_DIR/pelk/player.sock, or in the state folder where the
-    /// session has no such folder.
+    /// The default file of a player: $XDG_RUNTIME_DIR/pelk/player.sock, or a file in the state folder if
+    /// XDG_RUNTIME_DIR is not set.
     static QString defaultFile(const QString& stateFolder);
-    /// Where a player has its file that is a service of the system.
+    /// The file of a system-wide player.
     static QString systemFile();
 
 private:
