@@ -11,8 +11,8 @@
 <context>
     <name>CMListRowsNode</name>
     <message>
-        <source>The rows %1 to %2 cannot be asked for; rows are counted from 0.</source>
-        <translation>Die Zeilen %1 bis %2 gibt es nicht; gezählt wird ab 0.</translation>
+        <source>Invalid range %1 to %2: rows are counted from 0.</source>
+        <translation>Ungültiger Bereich %1 bis %2: Zeilen werden ab 0 gezählt.</translation>
     </message>
 </context>
 <context>
@@ -40,19 +40,19 @@
         <translation>Unter „%1“ antwortet kein Dienst.</translation>
     </message>
     <message>
-        <source>Rows are counted from 0; the range asked for is not.</source>
-        <translation>Zeilen werden ab 0 gezählt; der angeforderte Bereich nicht.</translation>
+        <source>Invalid range: rows are counted from 0.</source>
+        <translation>Ungültiger Bereich: Zeilen werden ab 0 gezählt.</translation>
     </message>
     <message>
-        <source>The value at "%1" is of another kind.</source>
-        <translation>Der Wert unter „%1“ ist von anderer Art.</translation>
+        <source>The value at "%1" has another type.</source>
+        <translation>Der Wert unter „%1“ hat einen anderen Typ.</translation>
     </message>
     <message>
-        <source>The value at "%1" is set by its own service.</source>
-        <translation>Den Wert unter „%1“ setzt sein eigener Dienst.</translation>
+        <source>The value at "%1" can only be set by its own service.</source>
+        <translation>Den Wert unter „%1“ kann nur sein eigener Dienst setzen.</translation>
     </message>
     <message>
-        <source>The value at "%1" is set by its role "value" alone.</source>
+        <source>The value at "%1" can only be set with the role "value".</source>
         <translation>Der Wert unter „%1“ lässt sich nur über die Rolle „value“ setzen.</translation>
     </message>
     <message>
@@ -134,7 +134,7 @@
         <translation>GET- und HEAD-Anfragen dürfen keinen Inhalt haben.</translation>
     </message>
     <message>
-        <source>Password needed</source>
+        <source>Password required</source>
         <translation>Passwort erforderlich</translation>
     </message>
     <message>
@@ -154,8 +154,8 @@
         <translation>Der Player kann seine Datei nicht schreiben. Seine Konsolenausgabe nennt Datei und Grund.</translation>
     </message>
     <message>
-        <source>This needs more rights than you have here.</source>
-        <translation>Dazu reichen Ihre Rechte hier nicht aus.</translation>
+        <source>You do not have permission to do this.</source>
+        <translation>Sie haben dafür keine Berechtigung.</translation>
     </message>
     <message>
         <source>Too many attempts. Try again in %1 seconds.</source>
@@ -182,7 +182,7 @@
         <translation>Inzwischen geändert</translation>
     </message>
     <message>
-        <source>No answer</source>
+        <source>No response</source>
         <translation>Keine Antwort</translation>
     </message>
     <message>
@@ -206,8 +206,8 @@
         <translation>Andere Listen werden noch in die Warteschlange geladen; bitte noch einmal versuchen.</translation>
     </message>
     <message>
-        <source>Only programs that use the player's socket file are told this.</source>
-        <translation>Das erfahren nur Programme, die die Socket-Datei des Players verwenden.</translation>
+        <source>This is only available through the player's socket file.</source>
+        <translation>Das ist nur über die Socket-Datei des Players verfügbar.</translation>
     </message>
     <message>
         <source>Other sites are not allowed to use this player.</source>
@@ -262,12 +262,12 @@
         <translation>Die Anmeldung konnte nicht gespeichert werden</translation>
     </message>
     <message>
-        <source>The panel is not installed. The player's own messages name the folder.</source>
-        <translation>Die Bedienoberfläche ist nicht installiert. Den Ordner nennen die Meldungen des Players selbst.</translation>
+        <source>The panel is not installed. The player's console output names the folder.</source>
+        <translation>Die Bedienoberfläche ist nicht installiert. Die Konsolenausgabe des Players nennt den Ordner.</translation>
     </message>
     <message>
-        <source>What was played lately is still in the player's file. Its own messages name the file and the reason.</source>
-        <translation>Was zuletzt gespielt wurde, steht noch in der Datei des Players. Seine eigenen Meldungen nennen Datei und Grund.</translation>
+        <source>The history could not be deleted from the player's file. The player's console output names the file and the reason.</source>
+        <translation>Der Verlauf konnte nicht aus der Datei des Players gelöscht werden. Die Konsolenausgabe des Players nennt Datei und Grund.</translation>
     </message>
     <message>
         <source>The path is too long.</source>
@@ -368,8 +368,8 @@
 <context>
     <name>QueueLoader</name>
     <message>
-        <source>The list is too long: only its first %1 rows were looked at.</source>
-        <translation>Die Liste ist zu lang: Nur ihre ersten %1 Zeilen wurden angesehen.</translation>
+        <source>The list is too long: only its first %1 rows were checked.</source>
+        <translation>Die Liste ist zu lang: Nur ihre ersten %1 Zeilen wurden geprüft.</translation>
     </message>
     <message>
         <source>The queue is full: it holds %1 tracks.</source>

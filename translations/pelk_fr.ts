@@ -11,8 +11,8 @@
 <context>
     <name>CMListRowsNode</name>
     <message>
-        <source>The rows %1 to %2 cannot be asked for; rows are counted from 0.</source>
-        <translation>Les lignes %1 à %2 n’existent pas ; on compte à partir de 0.</translation>
+        <source>Invalid range %1 to %2: rows are counted from 0.</source>
+        <translation>Plage %1 à %2 non valide : les lignes sont comptées à partir de 0.</translation>
     </message>
 </context>
 <context>
@@ -40,20 +40,20 @@
         <translation>Aucun service ne répond à l’adresse « %1 ».</translation>
     </message>
     <message>
-        <source>Rows are counted from 0; the range asked for is not.</source>
-        <translation>Les lignes se comptent à partir de 0, contrairement à la partie demandée.</translation>
+        <source>Invalid range: rows are counted from 0.</source>
+        <translation>Plage non valide : les lignes sont comptées à partir de 0.</translation>
     </message>
     <message>
-        <source>The value at "%1" is of another kind.</source>
+        <source>The value at "%1" has another type.</source>
         <translation>La valeur à l’adresse « %1 » est d’un autre type.</translation>
     </message>
     <message>
-        <source>The value at "%1" is set by its own service.</source>
-        <translation>La valeur à l’adresse « %1 » est gérée par son propre service.</translation>
+        <source>The value at "%1" can only be set by its own service.</source>
+        <translation>La valeur à l’adresse « %1 » ne peut être modifiée que par son propre service.</translation>
     </message>
     <message>
-        <source>The value at "%1" is set by its role "value" alone.</source>
-        <translation>La valeur à l’adresse « %1 » ne se modifie que par le rôle « value ».</translation>
+        <source>The value at "%1" can only be set with the role "value".</source>
+        <translation>La valeur à l’adresse « %1 » ne peut être modifiée qu’avec le rôle « value ».</translation>
     </message>
     <message>
         <source>There is no operation at "%1".</source>
@@ -91,7 +91,7 @@
     </message>
     <message>
         <source>"%1" is only accessible to the player itself.</source>
-        <translation>« %1 » n’est accessible qu’au lecteur lui-même.</translation>
+        <translation>« %1 » n’est accessible qu’au lecteur lui-même.</translation>
     </message>
     <message>
         <source>"entries" must be a list of entry numbers.</source>
@@ -134,7 +134,7 @@
         <translation>Les requêtes GET et HEAD ne doivent pas avoir de contenu.</translation>
     </message>
     <message>
-        <source>Password needed</source>
+        <source>Password required</source>
         <translation>Mot de passe requis</translation>
     </message>
     <message>
@@ -154,8 +154,8 @@
         <translation>Le lecteur ne peut pas écrire son fichier. Sa sortie console en indique le nom et la raison.</translation>
     </message>
     <message>
-        <source>This needs more rights than you have here.</source>
-        <translation>Vos droits ne suffisent pas pour cette action.</translation>
+        <source>You do not have permission to do this.</source>
+        <translation>Vous n’avez pas l’autorisation nécessaire.</translation>
     </message>
     <message>
         <source>Too many attempts. Try again in %1 seconds.</source>
@@ -182,7 +182,7 @@
         <translation>Modifié entre-temps</translation>
     </message>
     <message>
-        <source>No answer</source>
+        <source>No response</source>
         <translation>Pas de réponse</translation>
     </message>
     <message>
@@ -206,8 +206,8 @@
         <translation>D’autres listes sont encore en cours d’ajout à la file d’attente ; veuillez réessayer.</translation>
     </message>
     <message>
-        <source>Only programs that use the player's socket file are told this.</source>
-        <translation>Seuls les programmes qui utilisent le fichier de socket du lecteur y ont accès.</translation>
+        <source>This is only available through the player's socket file.</source>
+        <translation>Ceci n’est accessible que par le fichier de socket du lecteur.</translation>
     </message>
     <message>
         <source>Other sites are not allowed to use this player.</source>
@@ -215,7 +215,7 @@
     </message>
     <message>
         <source>Pages of "%1" are not allowed to use this player.</source>
-        <translation>Les pages de « %1 » ne sont pas autorisées à utiliser ce lecteur.</translation>
+        <translation>Les pages de « %1 » ne sont pas autorisées à utiliser ce lecteur.</translation>
     </message>
     <message>
         <source>That entry is no longer in the queue.</source>
@@ -239,15 +239,15 @@
     </message>
     <message>
         <source>Too many requests are waiting. Try again.</source>
-        <translation>Trop de requêtes sont en attente ; réessayez.</translation>
+        <translation>Trop de requêtes sont en attente ; réessayez.</translation>
     </message>
     <message>
         <source>The header is too large; the limit is 16 KiB.</source>
-        <translation>L’en-tête de la requête est trop volumineux ; 16 Kio au plus sont acceptés.</translation>
+        <translation>L’en-tête de la requête est trop volumineux ; 16 Kio au plus sont acceptés.</translation>
     </message>
     <message>
         <source>&quot;to&quot; must not be before &quot;from&quot;.</source>
-        <translation>« to » ne doit pas précéder « from ».</translation>
+        <translation>« to » ne doit pas précéder « from ».</translation>
     </message>
     <message>
         <source>The body is too large; the limit is 64 KiB.</source>
@@ -262,12 +262,12 @@
         <translation>Impossible d’enregistrer la session</translation>
     </message>
     <message>
-        <source>The panel is not installed. The player's own messages name the folder.</source>
-        <translation>L’interface n’est pas installée. Les messages du lecteur indiquent le dossier.</translation>
+        <source>The panel is not installed. The player's console output names the folder.</source>
+        <translation>L’interface n’est pas installée. La sortie console du lecteur indique le dossier.</translation>
     </message>
     <message>
-        <source>What was played lately is still in the player's file. Its own messages name the file and the reason.</source>
-        <translation>L’historique est encore dans le fichier du lecteur. Ses propres messages indiquent le fichier et la raison.</translation>
+        <source>The history could not be deleted from the player's file. The player's console output names the file and the reason.</source>
+        <translation>L’historique n’a pas pu être effacé du fichier du lecteur. La sortie console du lecteur en indique le nom et la raison.</translation>
     </message>
     <message>
         <source>The path is too long.</source>
@@ -307,11 +307,11 @@
     </message>
     <message>
         <source>Either "positionMs" or "byMs" is required.</source>
-        <translation>Il faut indiquer soit « positionMs », soit « byMs ».</translation>
+        <translation>Il faut indiquer soit « positionMs », soit « byMs ».</translation>
     </message>
     <message>
         <source>Either "entry" or "entries" is required.</source>
-        <translation>Il faut indiquer soit « entry », soit « entries ».</translation>
+        <translation>Il faut indiquer soit « entry », soit « entries ».</translation>
     </message>
     <message>
         <source>There is nothing to undo.</source>
@@ -319,11 +319,11 @@
     </message>
     <message>
         <source>Either "minutes" or "at" is required.</source>
-        <translation>Il faut indiquer soit « minutes », soit « at ».</translation>
+        <translation>Il faut indiquer soit « minutes », soit « at ».</translation>
     </message>
     <message>
         <source>"at" must be off, track or queue.</source>
-        <translation>« at » doit être off, track ou queue.</translation>
+        <translation>« at » doit être off, track ou queue.</translation>
     </message>
     <message>
         <source>Seeking is not possible now.</source>
@@ -331,7 +331,7 @@
     </message>
     <message>
         <source>"%1" is not a host name of this player.</source>
-        <translation>« %1 » n’est pas un nom d’hôte de ce lecteur.</translation>
+        <translation>« %1 » n’est pas un nom d’hôte de ce lecteur.</translation>
     </message>
     <message>
         <source>Method not allowed</source>
@@ -350,11 +350,11 @@
     <name>PlayEngine</name>
     <message>
         <source>Playback of %1 was interrupted</source>
-        <translation>Lecture interrompue : %1</translation>
+        <translation>Lecture interrompue : %1</translation>
     </message>
     <message>
         <source>%1 cannot be played</source>
-        <translation>Lecture impossible : %1</translation>
+        <translation>Lecture impossible : %1</translation>
     </message>
     <message>
         <source>Playback resumes here when the audio output is available again. (%1)</source>
@@ -368,8 +368,8 @@
 <context>
     <name>QueueLoader</name>
     <message>
-        <source>The list is too long: only its first %1 rows were looked at.</source>
-        <translation>La liste est trop longue : seules ses %1 premières lignes ont été lues.</translation>
+        <source>The list is too long: only its first %1 rows were checked.</source>
+        <translation>La liste est trop longue : seules ses %1 premières lignes ont été examinées.</translation>
     </message>
     <message>
         <source>The queue is full: it holds %1 tracks.</source>
@@ -396,11 +396,11 @@
     </message>
     <message>
         <source>This stream is not playable: its address must begin with http:// or https://.</source>
-        <translation>Le flux ne peut pas être lu : son adresse doit commencer par http:// ou https://.</translation>
+        <translation>Le flux ne peut pas être lu : son adresse doit commencer par http:// ou https://.</translation>
     </message>
     <message>
         <source>This stream is not playable: its server redirects to an address that does not begin with http:// or https://.</source>
-        <translation>Le flux ne peut pas être lu : son serveur redirige vers une adresse qui ne commence ni par http:// ni par https://.</translation>
+        <translation>Le flux ne peut pas être lu : son serveur redirige vers une adresse qui ne commence ni par http:// ni par https://.</translation>
     </message>
 </context>
 <context>

@@ -14,7 +14,7 @@ constexpr int mostLevels = 2;
 constexpr int mostRows = 2 * PlayQueue::mostEntries;
 
 constexpr const char* listIsTooLong =
-    QT_TRANSLATE_NOOP("QueueLoader", "The list is too long: only its first %1 rows were looked at.");
+    QT_TRANSLATE_NOOP("QueueLoader", "The list is too long: only its first %1 rows were checked.");
 constexpr const char* queueIsFull =
     QT_TRANSLATE_NOOP("QueueLoader", "The queue is full: it holds %1 tracks.");
 

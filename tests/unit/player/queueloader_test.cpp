@@ -73,7 +73,7 @@ private Q_SLOTS:
             m_worker->list << QStringLiteral("-a");
         m_worker->list[10] = QStringLiteral("1");
         QCOMPARE(load(PlayQueue::Where::End),
-                 QStringLiteral("The list is too long: only its first 40000 rows were looked at."));
+                 QStringLiteral("The list is too long: only its first 40000 rows were checked."));
         QCOMPARE(ids(), words(QStringLiteral("1")));
         QVERIFY(!m_queue->turns().isGrowing());
     }

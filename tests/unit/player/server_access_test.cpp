@@ -504,7 +504,7 @@ private Q_SLOTS:
         const PanelReply reply = f.client().get("/");
         QCOMPARE(reply.status, 404);
         QCOMPARE(reply.detail(),
-                 text("The panel is not installed. The player's own messages name the folder."));
+                 text("The panel is not installed. The player's console output names the folder."));
         QVERIFY(!reply.body.contains("nowhere"));
     }
 

@@ -13,9 +13,9 @@ CMListRowsNode* CMListRowsNode::create(CMNodes* nodes, const CMPath& path)
 bool CMListRowsNode::getRowsRequest(const CMGetRowsRequest& request)
 {
     if (request.from() < 0 || request.to() < 0) {
-        request.reply().setError(CMError(TrString(
-            TrCharData{"CMListRowsNode", "The rows %1 to %2 cannot be asked for; rows are counted from 0."},
-            {request.from(), request.to()})));
+        request.reply().setError(
+            CMError(TrString(TrCharData{"CMListRowsNode", "Invalid range %1 to %2: rows are counted from 0."},
+                             {request.from(), request.to()})));
         return true;
     }
     QVariantList rows;

@@ -192,7 +192,7 @@ void CMRootWorker::setDataRequest(const CMSetDataRequest& request)
             this, [this, request] { setKept(request); }, Qt::QueuedConnection);
     else
         request.reply().setError(
-            errorAt("The value at \"%1\" is set by its role \"value\" alone.", request.path()));
+            errorAt("The value at \"%1\" can only be set with the role \"value\".", request.path()));
 }
 
 bool CMRootWorker::isKept(const CMPath& path) const
@@ -213,7 +213,7 @@ void CMRootWorker::setKept(const CMSetDataRequest& request)
     }
     QString error;
     if (value.type() == 0 || (type != 0 && value.type() != type)) {
-        request.reply().setError(errorAt("The value at \"%1\" is of another kind.", request.path()));
+        request.reply().setError(errorAt("The value at \"%1\" has another type.", request.path()));
     } else if (!store->accepts(request.path(), value, &error)) {
         request.reply().setError(CMError(TrString(error)));
     } else {
@@ -233,8 +233,7 @@ void CMRootWorker::setKept(const CMSetDataRequest& request)
 void CMRootWorker::answerOwnRows(const CMGetRowsRequest& request)
 {
     if (request.from() < 0 || request.to() < 0) {
-        request.reply().setError(
-            errorAt("Rows are counted from 0; the range asked for is not.", request.path()));
+        request.reply().setError(errorAt("Invalid range: rows are counted from 0.", request.path()));
         return;
     }
     QList<CMPath> paths;
@@ -297,7 +296,7 @@ void CMRootWorker::setValue(const CMPath& path, const PelkValue& value, const CM
         this,
         [this, path, value, reply, ofANode] {
             if (ofANode)
-                reply.setError(errorAt("The value at \"%1\" is set by its own service.", path));
+                reply.setError(errorAt("The value at \"%1\" can only be set by its own service.", path));
             else
                 save(path, value, reply);
         },

@@ -85,19 +85,19 @@ Api::Api(const Parts& parts, PlayEngine* engine, EventStreams* streams, Access* 
         const bool isOfNetwork = grantOf(request).level != Grant::Level::Local;
         return isOfNetwork && !request.peer.isEncrypted && !m_way.isProxiedHttps(request);
     };
-    m_routes.append({"GET",
-                     "/api/about",
-                     {},
-                     [tell = parts.about](const auto& request, const auto& responder) {
-                         // File names and the user's name are private.
-                         if (!request.http.peer.isLocal || !tell)
-                             throw Problem(
-                                 403, serverText(QT_TRANSLATE_NOOP(
-                                          "PanelServer",
-                                          "Only programs that use the player's socket file are told this.")));
-                         responder.send(200, tell());
-                     },
-                     Grant::Level::Local});
+    m_routes.append(
+        {"GET",
+         "/api/about",
+         {},
+         [tell = parts.about](const auto& request, const auto& responder) {
+             // File names and the user's name are private.
+             if (!request.http.peer.isLocal || !tell)
+                 throw Problem(
+                     403, serverText(QT_TRANSLATE_NOOP(
+                              "PanelServer", "This is only available through the player's socket file.")));
+             responder.send(200, tell());
+         },
+         Grant::Level::Local});
     m_routes.append({"GET", "/api/events", {}, [this](const auto& request, const auto& responder) {
                          openEvents(request, responder);
                      }});
@@ -185,8 +185,8 @@ void Api::checkGrant(const HttpRequest& request) const
     if (level >= needed)
         return;
     if (level > Grant::Level::None)
-        throw Problem(
-            403, serverText(QT_TRANSLATE_NOOP("PanelServer", "This needs more rights than you have here.")));
+        throw Problem(403,
+                      serverText(QT_TRANSLATE_NOOP("PanelServer", "You do not have permission to do this.")));
     Problem problem(401, serverText(QT_TRANSLATE_NOOP("PanelServer", "Log in with the player's password.")));
     problem.headers = {{"WWW-Authenticate", "Bearer"}};
     throw problem;
@@ -280,9 +280,9 @@ HttpResponse Api::file(const HttpRequest& request)
     if (!file && !request.path.startsWith(assetsPrefix))
         file = m_files.file(QStringLiteral("/index.html"), accepted);
     if (!file && m_files.folder().isEmpty())
-        throw Problem(
-            404, serverText(QT_TRANSLATE_NOOP("PanelServer", "The panel is not installed. The player's own "
-                                                             "messages name the folder.")));
+        throw Problem(404, serverText(QT_TRANSLATE_NOOP(
+                               "PanelServer",
+                               "The panel is not installed. The player's console output names the folder.")));
     if (!file)
         throw nothingAt(request.path);
     HttpResponse response;

@@ -25,8 +25,8 @@ void clear(History* history, const ApiResponder& responder)
     if (history && !history->clear(&error)) {
         Q_EMIT history->failed(error);
         throw Problem(500, serverText(QT_TRANSLATE_NOOP(
-                               "PanelServer", "What was played lately is still in the player's file. Its own "
-                                              "messages name the file and the reason.")));
+                               "PanelServer", "The history could not be deleted from the player's file. The "
+                                              "player's console output names the file and the reason.")));
     }
     responder.done();
 }

@@ -14,7 +14,7 @@ TrString titleOf(int status)
 {
     static constexpr std::array<std::pair<int, const char*>, 13> titles{{
         {400, QT_TRANSLATE_NOOP("PanelServer", "Invalid request")},
-        {401, QT_TRANSLATE_NOOP("PanelServer", "Password needed")},
+        {401, QT_TRANSLATE_NOOP("PanelServer", "Password required")},
         {403, QT_TRANSLATE_NOOP("PanelServer", "Not allowed")},
         {404, QT_TRANSLATE_NOOP("PanelServer", "Not found")},
         {405, QT_TRANSLATE_NOOP("PanelServer", "Method not allowed")},
@@ -25,7 +25,7 @@ TrString titleOf(int status)
         {429, QT_TRANSLATE_NOOP("PanelServer", "Busy")},
         {431, QT_TRANSLATE_NOOP("PanelServer", "The request is too large")},
         {503, QT_TRANSLATE_NOOP("PanelServer", "Busy")},
-        {504, QT_TRANSLATE_NOOP("PanelServer", "No answer")},
+        {504, QT_TRANSLATE_NOOP("PanelServer", "No response")},
     }};
     for (const auto& [known, title] : titles)
         if (known == status)

@@ -343,15 +343,15 @@ private Q_SLOTS:
         PelkValue other;
         other.setQobuzSoundQuality(PelkQobuzSoundQuality::Cd);
         QTest::newRow("of another kind")
-            << text("value") << other.variant() << text("The value at \"settings:tone\" is of another kind.");
+            << text("value") << other.variant() << text("The value at \"settings:tone\" has another type.");
         QTest::newRow("without a kind")
             << text("value") << QVariant(QVariantHash{{text("string"), text("x")}})
-            << text("The value at \"settings:tone\" is of another kind.");
+            << text("The value at \"settings:tone\" has another type.");
         QTest::newRow("no record") << text("value") << QVariant(7)
-                                   << text("The value at \"settings:tone\" is of another kind.");
+                                   << text("The value at \"settings:tone\" has another type.");
         QTest::newRow("another role")
             << text("title") << value(text("x")).variant()
-            << text("The value at \"settings:tone\" is set by its role \"value\" alone.");
+            << text("The value at \"settings:tone\" can only be set with the role \"value\".");
         QTest::newRow("one that the store does not accept")
             << text("value") << value(text("odd")).variant() << text("That is odd.");
     }
@@ -401,7 +401,7 @@ private Q_SLOTS:
         m_root->setValue(CMPath(path), value(text("b")), reply);
         QTRY_VERIFY(reply.isFinished());
         QCOMPARE(reply.error().message().toString(),
-                 QStringLiteral("The value at \"%1\" is set by its own service.").arg(path));
+                 QStringLiteral("The value at \"%1\" can only be set by its own service.").arg(path));
         QCOMPARE(m_root->getValue(CMPath(path)), value(text("a")));
     }
 

@@ -118,9 +118,7 @@ private Q_SLOTS:
         const CMGetRowsRequest request(list->path(), from, to, {});
         m_root->getRowsRequest(request);
         QCOMPARE(request.reply().error().message().toString(),
-                 QStringLiteral("The rows %1 to %2 cannot be asked for; rows are counted from 0.")
-                     .arg(from)
-                     .arg(to));
+                 QStringLiteral("Invalid range %1 to %2: rows are counted from 0.").arg(from).arg(to));
     }
 
     void aVersionBelowZeroIsAnsweredWithZero()
