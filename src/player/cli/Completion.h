@@ -12,6 +12,6 @@ struct Completion
     QString meaning;
 };
 
-/// The words that can stand in place of the last one, which is being typed; the others are what was typed
-/// before it, behind the program's name. Made from the command table; paths are asked of the player.
+/// The completions of the last word, which is being typed; the other words are those before it, without the
+/// program's name. They come from the command table; paths come from the player.
 QVector<Completion> completionsOf(const QStringList& words, PlayerConnection& player);

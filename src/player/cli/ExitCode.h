@@ -12,7 +12,7 @@ constexpr int usage = 2;
 constexpr int notSetUp = 3;
 /// Nobody is logged in.
 constexpr int notLoggedIn = 4;
-/// What only a running player does, and none runs.
+/// A running player is required, and none is running.
 constexpr int noPlayer = 5;
 /// Added to the number of the signal that ended a command.
 constexpr int signalBase = 128;

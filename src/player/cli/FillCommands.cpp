@@ -13,10 +13,10 @@ namespace {
 
 /// The player gives a service 35 seconds, and a stream half a minute.
 constexpr qint64 limitMs = 80000;
-/// How long after a notice something better may come.
+/// How long to wait after a notice for a better outcome.
 constexpr qint64 noticeMs = 3000;
 
-/// Sends what fills the queue and waits for what comes of it, which the player tells by events.
+/// Sends a request that fills the queue and waits for the outcome, which the player reports by events.
 class Filling
 {
 public:
@@ -54,7 +54,7 @@ private:
     static bool isTrack(const Target& target) { return target.text.startsWith(QLatin1String("track ")); }
     bool isPlay() const { return m_where == QLatin1String("replace"); }
 
-    /// Whether more is to come.
+    /// Whether more events are expected.
     bool take(const QString& event, const QJsonObject& data)
     {
         if (!m_isSent)

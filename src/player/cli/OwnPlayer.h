@@ -8,7 +8,7 @@
 class OwnPlayer final : public PlayerConnection
 {
 public:
-    /// What GET /api/about says.
+    /// The response of GET /api/about.
     explicit OwnPlayer(const std::function<QJsonObject()>& about);
     ~OwnPlayer() override;
 

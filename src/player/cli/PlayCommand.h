@@ -13,10 +13,10 @@ class PlayCommand : public QObject
     Q_OBJECT
 
 public:
-    /// `path` is what is played.
+    /// `path` is played.
     PlayCommand(const CommandLine& line, const QString& path);
 
-    /// `signalWatch` stops the playing, as a listener would; what is told about it still goes out.
+    /// `signalWatch` stops playback as a listener would; the stop is still reported to the service.
     int run(SignalWatch* signalWatch);
 
 private:

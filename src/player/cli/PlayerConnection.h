@@ -26,8 +26,8 @@ struct PlayerAnswer
     bool isOk() const { return error.isEmpty(); }
 };
 
-/// The player's interface, as the commands use it. What stands behind it is either the player that runs or
-/// one in this process; commands cannot tell them apart. Main thread; every operation blocks.
+/// The player's interface, as the commands use it: that of the running player or of one in this process.
+/// Commands cannot distinguish them. Main thread; every operation blocks.
 class PlayerConnection
 {
 public:
@@ -36,8 +36,8 @@ public:
     /// Asks all at once, and returns the answers in the order of the requests.
     virtual QVector<PlayerAnswer> ask(const QVector<PlayerRequest>& requests) = 0;
 
-    /// An event of the player's stream. Returns whether more are wanted. A null name is a moment without an
-    /// event: they come every second.
+    /// An event of the player's stream. Returns false to end the stream. Called with a null name once a
+    /// second without an event.
     using Watcher = std::function<bool(const QString& event, const QJsonObject& data)>;
     /// Follows what changes until `watcher` has enough. False, with a sentence, when the stream ended before.
     /// The watcher may ask meanwhile.
@@ -45,7 +45,7 @@ public:
 
     PlayerAnswer get(const QString& path, const QVector<QPair<QString, QString>>& params = {});
     PlayerAnswer post(const QString& path, const QJsonObject& body = {});
-    /// What GET /api/about says now.
+    /// The present response of GET /api/about.
     QJsonObject about();
 
 protected:

@@ -49,7 +49,7 @@ void PlayerMemory::restore(const PelkHash& queue, const PelkHash& rest)
 {
     m_generation = qMax(SavedPlayerText::generation(queue), SavedPlayerText::generation(rest));
     SavedPlayer saved = SavedPlayerText::read(queue, rest);
-    // What the queue's file says may be much older than what could not be read.
+    // The data in the queue's file may be much older than the unreadable data.
     if (!m_restFile.notice().isEmpty())
         saved.volumePercent = qMin(saved.volumePercent, SavedPlayerText::cautiousVolumePercent);
     m_engine->restore(saved);

@@ -26,7 +26,7 @@ Texts textsOf(const QJsonObject& row)
             printableText(metaData.value(QStringLiteral("album")).toString())};
 }
 
-/// Half of what is left to each column but the last, and no more than it needs.
+/// Each column except the last gets at most half of the remaining width, and no more than it needs.
 void fit(std::array<int, columnCount>* widths, int room)
 {
     room -= (columnCount - 1) * gapColumns;
@@ -34,7 +34,7 @@ void fit(std::array<int, columnCount>* widths, int room)
         int behind = 0;
         for (size_t k = i + 1; k < columnCount; ++k)
             behind += (*widths)[k];
-        // What those behind do not need is there, too.
+        // It also gets the width that the following columns do not need.
         const int share = i + 1 < columnCount ? qMax(room / 2, room - behind) : room;
         (*widths)[i] = qBound(1, (*widths)[i], qMax(1, share));
         room -= (*widths)[i];

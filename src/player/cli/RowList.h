@@ -4,7 +4,7 @@
 
 #include <QJsonArray>
 
-/// Rows of a container, as many as were asked for and are there, in the form of the player's interface.
+/// The requested rows of a container, as far as they exist, in the form of the player's interface.
 struct RowList
 {
     QJsonArray rows;
@@ -16,11 +16,11 @@ struct RowList
     QByteArray toJson(const QString& path) const;
 };
 
-/// The rows `from` to `to`, both included, asked for in pages. The answer is the last one: of a failure, the
-/// one that failed.
+/// Requests the rows `from` to `to`, inclusive, in pages. Returns the last response; after a failure, the
+/// failed one.
 PlayerAnswer readRows(PlayerConnection& player, const QString& path, int from, int to, RowList* list);
 
-/// What modules found for a text: one section per kind of what there is.
+/// The search results of all modules: one section per kind.
 struct SearchSection
 {
     QString title;

@@ -18,7 +18,7 @@ void appendQueue(QByteArray* text, const SavedPlayer& saved, qint64 generation);
 /// Appends all but the rows and their order; `row` is the current entry's. Any thread.
 void appendRest(QByteArray* text, const SavedPlayer& saved, const PelkRoles& row, qint64 generation);
 
-/// The generation of either file's data; 0 when there is none.
+/// The generation of the data of either file; 0 if there is none.
 qint64 generation(const PelkHash& data);
 /// Combines both; either may be empty. The current entry is found by its path, first at its index, then
 /// anywhere. Values out of range are dropped.

@@ -3,7 +3,7 @@
 #include "player/host/ServiceAccount.h"
 #include "player/play/PlayProfile.h"
 
-/// What playback has to know of the service.
+/// What playback must know about the service.
 inline PlayProfile serviceProfile()
 {
     return {&ServiceAccount::quality, &ServiceAccount::isLowerThan};

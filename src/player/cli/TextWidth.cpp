@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Widths come from the C library's tables, whatever language the user's environment names.
+/// Widths are taken from the C library's tables, in every language of the environment.
 locale_t widthLocale()
 {
     static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);

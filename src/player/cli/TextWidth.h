@@ -7,10 +7,10 @@ namespace TextWidth {
 
 /// The columns that a printable text takes.
 int columns(const QString& text);
-/// The text, if it takes at most `limit` columns, or else its beginning with "…" behind it. Never cut within
-/// what a reader sees as one character.
+/// The text, cut to at most `limit` columns; a cut text ends in "…". Never cuts within a character as readers
+/// see it.
 QString cut(const QString& text, int limit);
-/// The text with blanks behind it up to this many columns.
+/// The text, padded with spaces to this many columns.
 QString padded(const QString& text, int width);
 
 } // namespace TextWidth

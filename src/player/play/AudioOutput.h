@@ -6,7 +6,7 @@
 
 using GstElement = struct _GstElement; // NOLINT(bugprone-reserved-identifier): GStreamer's own name
 
-/// Where sound goes. Outlives the streams that play into it.
+/// The destination of the sound. Must outlive the streams that use it.
 class AudioOutput
 {
 public:
@@ -24,7 +24,7 @@ public:
     virtual QString failure() const { return QString(); }
 };
 
-/// The sound device, or silence where there is none.
+/// The sound device, or silence if there is none.
 class DeviceOutput : public AudioOutput
 {
 public:

@@ -17,7 +17,7 @@ public:
     int entry() const;
     /// Whether this entry is being resolved.
     bool isResolving(int entry) const { return m_resolver.entry() == entry && entry != 0; }
-    /// The resolved track; empty when there is none.
+    /// The resolved track; empty if there is none.
     ResolvedTrack track() const;
 
     /// Resolves an entry; see TrackResolver::resolve() for the callback. After a failure, the entry is not

@@ -74,7 +74,7 @@ void PlayStateReporter::tell(PelkPlayLogicState::Enum state, const QString& erro
 void PlayStateReporter::send(const PelkPlayLogicData& told)
 {
     const CMPath path = told.trackRoles().mediaData().metaData().contentStateChangePath();
-    // Not every service is told.
+    // Some services get no reports.
     if (path.isEmpty())
         return;
     const CMSetDataRequest request(path, PelkRoles::Value(), told.variant());

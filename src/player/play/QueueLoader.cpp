@@ -40,7 +40,7 @@ void QueueLoader::start()
 {
     m_loading = true;
     m_turn = m_queue->turns().begin(m_where == PlayQueue::Where::Replace);
-    // Queued, because the loader that settles it may be in the middle of its own page.
+    // Queued, because the loader that triggers it may be processing a page.
     connect(
         &m_queue->turns(), &QueueTurns::settled, this,
         [this] {

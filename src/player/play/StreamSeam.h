@@ -7,8 +7,8 @@
 #include <optional>
 #include <variant>
 
-/// The next stream before the concat, and how far the change to it has come. Times are the pipeline's
-/// running time. One thread.
+/// The next stream before the concat, and the progress of the change to it. Times are the pipeline's running
+/// time. One thread.
 ///
 ///     state    | event and what it leads to
 ///     ---------+---------------------------------------------------------------------
@@ -26,12 +26,12 @@ public:
     bool drop();
     void clear() { m_state = Nothing{}; }
 
-    /// Null when there is none.
+    /// Null if there is none.
     StreamSource* next() const;
-    /// Whether the concat has switched to the next stream; the end of the current one is still on its way to
-    /// the output.
+    /// Whether the concat has switched to the next stream, while the output still plays the end of the
+    /// current one.
     bool isChanging() const { return changeAtNs().has_value(); }
-    /// Whether data of the next stream is on its way to the output.
+    /// Whether data of the next stream has passed the concat.
     bool isComing() const { return std::holds_alternative<Coming>(m_state); }
     /// The position in the current stream during the change; its whole length afterwards.
     qint64 positionMs(qint64 nowNs) const;
@@ -50,7 +50,7 @@ public:
         Next,  ///< the current stream was heard, and take() is the next one
         End    ///< the current stream was heard, and the next one has not come: to wait would lose its start
     };
-    /// What is due. Call it only while isChanging().
+    /// The step that is due. Call only while isChanging().
     Due due(qint64 nowNs) const;
     int waitMs(qint64 nowNs) const;
 

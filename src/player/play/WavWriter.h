@@ -24,7 +24,7 @@ public:
 
     /// Creates the file; false with a sentence if that fails.
     bool open(QString* error);
-    /// Takes no more than this many seconds of sound; 0 is no limit.
+    /// Accepts at most this many seconds of sound; 0 means no limit.
     void setLimit(int seconds);
     /// The format of the first sound, which all later sound must have; not set before.
     PcmFormat format() const;
