@@ -12,7 +12,7 @@ struct Endpoint
         Login,       ///< a set-data request to the account node
         Rows,        ///< a row request
         Resolve,     ///< a pre-play request
-        ReportStart, ///< a state change; what becomes of the call is seen in the log alone
+        ReportStart, ///< a state change; the outcome of the call appears only in the log
         ReportEnd,   ///< as ReportStart
     };
     /// What the rows are made of.
@@ -29,7 +29,7 @@ struct Endpoint
     const char* call; ///< of the web API
     Kind kind;
     const char* path = "";     ///< of the row request, without the id that the catalogue gives
-    const char* listName = ""; ///< the list of the answer that the rows come from
+    const char* listName = ""; ///< the list in the response that contains the rows
     Item item = None;
 
     bool isReport() const { return kind == ReportStart || kind == ReportEnd; }

@@ -10,12 +10,12 @@ struct Expected
         Right,     ///< the answer that it gets without the fault
         Records,   ///< a success with these records
         AnyValue,  ///< a success, whatever its value
-        NotParsed, ///< the error for an answer with status 200 that is no JSON
-        Failed,    ///< the error for any other answer, and for none
+        NotParsed, ///< the error for a response with status 200 that is not JSON
+        Failed,    ///< the error for any other response, and for a missing one
     };
     Kind kind = Right;
     int code = 0;         ///< HTTP status of a failure; 0 where there was no answer
-    QString message = {}; ///< what the service said; where it is empty, the module has its own text
+    QString message = {}; ///< the service's message; if empty, the module uses its own text
     bool bodyParses = {}; ///< the body of a failure was JSON
     Json records = Json::array();
     int count = 0;

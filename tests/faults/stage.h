@@ -31,7 +31,7 @@ struct Outcome
     Json records = Json::array(); ///< the rows; or the resolved row; or the user session; empty for a report
     int count = 0;                ///< of all rows
     int loginState = -1;          ///< after a login
-    QStringList errorLines;       ///< what the module wrote to its log at error level meanwhile
+    QStringList errorLines;       ///< the module's log records at error level meanwhile
 };
 
 /// The module, logged in to a sandbox whose answers can be made wrong.

@@ -61,8 +61,7 @@ struct ApiCall
     QByteArray record;
     Headers headers = None;
     Make make;
-    QString entry =
-        QString(); ///< what the method writes on entry beside the pipeline's own lines, if anything
+    QString entry = QString(); ///< what the method logs on entry besides the pipeline's lines, if anything
 
     QByteArray headerLines() const
     {

@@ -37,15 +37,15 @@ public:
     bool renewing = false;        ///< ... once it has a new address
     bool mustOpen = false;        ///< ... now
     bool outputLost = false;      ///< ... once there is an output ...
-    qint64 retryAtMs = 0;         ///< ... which is asked for then
+    qint64 retryAtMs = 0;         ///< ... which is resolved then
     bool outputGone = false;      ///< the output was lost, and nothing has been heard since
     std::optional<qint64> silentSinceMs;
     bool outputWorked = false;
     int failures = 0;
 
     QMap<int, QString> names;       ///< of the entries
-    QMap<int, qint64> resolvedAtMs; ///< when an entry's address was given
-    qint64 maxIdleMs = 0;           ///< how long an address holds; 0: for ever
+    QMap<int, qint64> resolvedAtMs; ///< when an entry was resolved
+    qint64 maxIdleMs = 0;           ///< how long an address is valid; 0: for ever
     qint64 nowMs = 0;
 
     /// The play state that modules read: that of the track whose stream is open, otherwise whether one is

@@ -10,7 +10,7 @@
 struct OwnProcess
 {
     bool crashed = false; ///< false: it ended by itself, or did not end in time
-    QByteArray errors;    ///< what it wrote to standard error
+    QByteArray errors;    ///< its standard error
 
     /// The main() of such a program: runs the tests, or the case for which the program was started again.
     template <typename Test>

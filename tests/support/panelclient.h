@@ -85,7 +85,7 @@ public:
                 const PanelClient::Headers& headers = {});
     ~EventReader() override { m_socket.disconnect(this); }
 
-    int status() const { return m_status; } ///< 0 as long as no answer has come
+    int status() const { return m_status; } ///< 0 until a response arrives
     bool hasEnded() const { return m_ended; }
     const QList<Event>& events() const { return m_events; }
     /// The data of the last event with a name, and with a path if it has one.

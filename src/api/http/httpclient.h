@@ -30,7 +30,7 @@ class PELK_HTTP_EXPORT HttpClient : public QObject
 public:
     enum HttpVersion
     {
-        BestVersion = 0, ///< HTTP/2 over TLS where the server offers it, else HTTP/1.1
+        BestVersion = 0, ///< HTTP/2 over TLS if the server offers it, otherwise HTTP/1.1
         Http11 = 1,
     };
 

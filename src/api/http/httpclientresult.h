@@ -22,7 +22,7 @@ public:
         TooLarge = 2,    ///< the body passed the read-size limit
         Unreachable = 3, ///< the name did not resolve, or the connection was refused
         TlsFailed = 4,   ///< no secure connection, or a certificate that does not verify
-        Interrupted = 5, ///< the connection broke, or what came was no whole HTTP answer
+        Interrupted = 5, ///< the connection broke, or the response was incomplete or not HTTP
         RedirectRefused = 6,
         InvalidUrl = 7, ///< not an absolute http or https URL
     };

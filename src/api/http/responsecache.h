@@ -26,7 +26,7 @@ public:
         HttpClientHeaders headers;
         QByteArray body;
         std::chrono::seconds lifetime{0}; ///< zero: ask the server before each use
-        Clock::time_point born;           ///< when the answer was made: asked for, less its Age
+        Clock::time_point born; ///< when the response was created: the time of the request minus its Age
     };
     using EntryPointer = std::shared_ptr<const Entry>;
 

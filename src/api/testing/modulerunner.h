@@ -19,8 +19,8 @@ public:
     struct Rows
     {
         CMError error;
-        bool finished = false; ///< false: no answer within the time
-        QVariantList rows;     ///< each the list of the values of the roles asked for
+        bool finished = false; ///< false: no reply in time
+        QVariantList rows;     ///< each a list of the values of the requested roles
         int count = 0;
         int version = 0;
     };

@@ -18,7 +18,7 @@ inline QVariant withHash(const QVariant& value)
 struct WrittenEntry
 {
     QString key;
-    QVariant value; ///< a record stands in it as a PelkHash
+    QVariant value; ///< a record is stored as a PelkHash
 };
 Q_DECLARE_TYPEINFO(WrittenEntry, Q_MOVABLE_TYPE);
 

@@ -2,7 +2,7 @@ import { computed, signal } from "@preact/signals";
 import type { Access } from "./api/types";
 import { client } from "./state";
 
-/** What this browser may do with the player; undefined until the player has said so. */
+/** This browser's rights; undefined until the player has reported them. */
 export const access = signal<Access | undefined>(undefined);
 /** The player wants its password first. */
 export const locked = computed(() => access.value?.level === "none");

@@ -10,7 +10,7 @@ export function seekTo(position: number): void {
   hear({ kind: "seek", positionMs: position, at: performance.now() });
   void attempt(client.seek(position));
 }
-/** The player adds up: what the page knows of the position may be older than the last press. */
+/** The player adds up the distances, because the page's position may be older than the last press. */
 export function seekBy(seconds: number): void {
   const now = status.value;
   if (!now?.canSeek || now.state === "stopped" || now.durationMs <= 0) return;

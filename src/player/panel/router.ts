@@ -18,7 +18,7 @@ const kept = (): Kept => (history.state as Kept | null) ?? {};
 export const route = signal<Route>(parseRoute(location));
 /** How the listener reached the current page. */
 export const trail = signal<Step[] | undefined>(kept().trail);
-/** Grows with each page that is shown; a page that was come back to also says where it was left. */
+/** Increases with each page shown; a page returned to also has the position at which it was left. */
 export const arrival = signal({ number: 0, scroll: kept().scroll ?? 0 });
 
 function keepScroll(): void {
@@ -45,7 +45,7 @@ export function navigate(url: string, steps?: Step[]): void {
   arrive(0);
 }
 
-/** The same page under another address, such as a search that goes on. */
+/** The same page at another address, such as a continued search. */
 export function replace(url: string): void {
   history.replaceState(kept(), "", url);
   route.value = parseRoute(location);

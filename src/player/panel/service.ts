@@ -23,7 +23,7 @@ export const service = {
   name: "Qobuz",
   accountPath,
   qualityPath,
-  /** What the panel follows on the event stream. */
+  /** The values that the panel follows on the event stream. */
   values: [loginStatePath, qualityPath],
 
   loginValue: (username: string, password: string): Value => ({
@@ -36,7 +36,7 @@ export const service = {
     qobuzSoundQuality: qualities.indexOf(quality),
   }),
 
-  /** The name of the account, from what its path tells. */
+  /** The name of the account, from the data of its path. */
   userName(value: unknown): string {
     const session = value && typeof value === "object" ? (value as Value)["qobuzUserSession"] : undefined;
     const name = session && typeof session === "object" ? (session as { userName?: unknown }).userName : "";

@@ -1,4 +1,4 @@
-/** A button or link that shows a pictogram alone says what it does when the pointer rests on it, in the words that screen readers get. */
+/** Shows the accessible name of a button or link with only an icon while the pointer rests on it. */
 export function startTooltips(): void {
   document.addEventListener("pointerover", (event) => {
     const named = (event.target as Element | null)?.closest?.<HTMLElement>(

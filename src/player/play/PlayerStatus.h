@@ -10,14 +10,14 @@
 struct PlayerStatus
 {
     PelkPlayLogicState::Enum state = PelkPlayLogicState::Stopped;
-    bool stalled = false; ///< it plays, but is silent until more of the stream has come
-    int entry = 0;        ///< of the queue; 0 is none. Stays when the player is stopped
+    bool stalled = false; ///< playing, but silent until more of the stream arrives
+    int entry = 0;        ///< of the queue; 0 if there is none. Stays when the player is stopped
     PelkRoles row;        ///< with the stream's address once it is resolved, which is never to be shown
     qint64 positionMs = 0;
     qint64 durationMs = 0; ///< 0 when it is not known
     AudioFormat format;
     QString mimeType;
-    bool lowerThanAsked = false; ///< the service has it in a lower quality than was asked for
+    bool lowerThanAsked = false; ///< the service has only a lower quality than requested
     int volumePercent = 100;
     bool muted = false;
     RepeatMode repeat = RepeatMode::Off;
@@ -26,7 +26,7 @@ struct PlayerStatus
     quint64 queueRevision = 0;
     bool canSeek = false;
     bool canPause = false;
-    int queuePlace = -1;          ///< of the entry in the queue; -1 when there is none
+    int queuePlace = -1;          ///< of the entry in the queue; -1 if there is none
     int undoCount = 0;            ///< so many entries can be brought back
     int volumeLimitPercent = 100; ///< the volume is never above it
     SleepTimer::Kind sleep = SleepTimer::Kind::Off;

@@ -6,7 +6,7 @@
 struct SavedPlayer
 {
     QVector<PelkRoles> rows; ///< of the queue, in the order in which they are heard
-    QVector<CMPath> sources; ///< of each row: the container that it was taken from
+    QVector<CMPath> sources; ///< for each row: the container from which it was added
     /// While shuffled: the place of each row without shuffling. Otherwise empty.
     QVector<int> unshuffled;
     bool shuffled = false;

@@ -48,7 +48,7 @@ public:
     {
         Later, ///< in waitMs()
         Next,  ///< the current stream was heard, and take() is the next one
-        End    ///< the current stream was heard, and the next one has not come: to wait would lose its start
+        End    ///< the current stream was heard, and the next one is late: waiting would lose its start
     };
     /// The step that is due. Call only while isChanging().
     Due due(qint64 nowNs) const;

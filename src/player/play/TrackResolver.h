@@ -9,7 +9,7 @@
 /// An entry of the queue with its stream, as the content model gave it.
 struct ResolvedTrack
 {
-    int entry = 0; ///< 0: there is none
+    int entry = 0; ///< 0 if there is none
     PelkRoles row; ///< carries the stream's address
     QString askedQuality;
     bool lowerThanAsked = false;

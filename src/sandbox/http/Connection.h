@@ -17,10 +17,10 @@ struct WireFault
         Truncate, ///< it closes in order after `bytes` of the body
         Reset, ///< it is reset (RST) after `bytes` of the body; before the first byte of all when `bytes` is
                ///< negative
-        Drip,  ///< the body comes in slices of `bytes`, `intervalMs` apart
+        Drip,  ///< the body is sent in slices of `bytes`, `intervalMs` apart
         Stall, ///< nothing follows `bytes` of the body, and the connection stays open until the client has
                ///< had enough
-        Garbage, ///< what comes instead is no HTTP answer
+        Garbage, ///< the response is not HTTP
     };
     Kind kind = Kind::None;
     std::int64_t bytes = 0;

@@ -28,7 +28,7 @@ public:
     std::size_t size() const;
 
 private:
-    using Key = std::pair<int, int>; ///< track and format: all else follows from these
+    using Key = std::pair<int, int>; ///< track and format determine the file
     struct Entry
     {
         std::shared_future<Bytes> bytes;

@@ -20,7 +20,7 @@ struct Call
     QueryItems query;
     std::string appIdHeader; ///< X-App-Id
     std::string tokenHeader; ///< X-User-Auth-Token
-    std::string hostHeader;  ///< Host: the host and port that the client asked
+    std::string hostHeader;  ///< Host: the host and port in the client's request
 
     /// The first value of a query item, or an empty text.
     const std::string& value(const std::string& key) const;

@@ -42,7 +42,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     await logIn(demo.password);
     await page.getByRole("heading", { name: "Discover" }).waitFor();
     await other.getByRole("heading", { name: "Discover" }).waitFor();
-    // The page that an address asked for comes then.
+    // Then the requested page opens.
     await asked.locator(".results .track-title").first().waitFor();
     expect(await asked.getByRole("searchbox").inputValue()).toBe("δρα");
     await leave(other);
@@ -98,7 +98,7 @@ describe("the account", { timeout: testLimitMs }, () => {
     await page.getByText("You are not logged in.").waitFor();
     await logIn(demo.password);
     await page.getByText(`You are logged in as ${demo.user}.`).waitFor();
-    // Out, in, and who it is.
+    // Logging out, logging in, and the user's name.
     await expect.poll(() => heard.length, { timeout: patienceMs }).toBeGreaterThanOrEqual(3);
     expect(heard.join("\n")).not.toMatch(/token|"demo"/i);
     // Nor does an address, which browsers and servers write down.

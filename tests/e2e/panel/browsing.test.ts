@@ -112,7 +112,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
     await browse("qobuz:featured/albums");
     await firstTile().waitFor();
     await page.evaluate(() => scrollTo(0, 20_000));
-    /** The place in the list of an album that can be seen as a whole; 0 when there is none. */
+    /** The index of an album that is completely visible; 0 if there is none. */
     const placeInView = (): Promise<number> =>
       page.locator(".tile:not(.skeleton)").evaluateAll((tiles) => {
         const seen = tiles.find((tile) => {
@@ -146,13 +146,13 @@ describe("browsing", { timeout: testLimitMs }, () => {
     const along = await lists.evaluate((element) => element.scrollLeft);
     expect(along).toBeGreaterThan(300);
     await page.locator(".section").last().locator(".track:not(.skeleton)").first().waitFor();
-    // What still loads changes how long the page is.
+    // Rows that are still loading change the length of the page.
     await expect.poll(() => page.locator(".skeleton").count(), { timeout: patienceMs }).toBe(0);
     const down = (): Promise<number> => page.evaluate(() => scrollY);
     await page.evaluate(() => scrollTo(0, document.documentElement.scrollHeight));
     const before = await down();
     expect(before).toBeGreaterThan(300);
-    // Where the page was left is noted when it has come to rest.
+    // The position of the page is stored once it has stopped scrolling.
     const noted = (): Promise<unknown> => page.evaluate(() => JSON.stringify(history.state));
     await expect.poll(noted, { timeout: patienceMs }).toContain(`"shelf qobuz:playlists":${along}`);
     await page.locator(".section").last().getByRole("link").first().click();
@@ -184,7 +184,7 @@ describe("browsing", { timeout: testLimitMs }, () => {
       )
       .toBe(1);
     expect(await page.locator(".tile").count()).toBeLessThan(120);
-    // What passed by was not asked for: some ranges at the top and at the end.
+    // Rows that were scrolled past were not requested, only some ranges at the top and the end.
     const asked = (await stage.calls("catalog/getFeatured")).length;
     expect(asked).toBeLessThan(20);
   });

@@ -107,7 +107,7 @@ describe("a key", { timeout: testLimitMs }, () => {
     await page.keyboard.press("/");
     const box = page.getByRole("searchbox", { name: "Search" });
     await until(() => box.evaluate((input) => document.activeElement === input)).toBe(true);
-    // What is typed there is text.
+    // Keys typed there are text.
     const before = await player();
     await page.keyboard.type("km?");
     await until(() => box.inputValue()).toBe("km?");

@@ -3,7 +3,7 @@ import { afterAll, beforeAll, describe, expect, test, vi } from "vitest";
 import type { PlayerStatus } from "../../../src/player/panel/api/types";
 import { leave, patienceMs, shot, Stage, testLimitMs } from "./stage";
 
-/** How pages stand on screens of every size. */
+/** The layout of pages on screens of all sizes. */
 
 const phone = { width: 390, height: 844 };
 const desktop = { width: 1440, height: 900 };
@@ -35,7 +35,7 @@ const outOfView = (page: Page, selector: string): Promise<string[]> =>
       .map((each) => each.outerHTML.slice(0, 120)),
   );
 
-/** Says that the playing track is called otherwise, in what the page hears and asks. */
+/** Changes the title of the playing track in all responses and events that the page receives. */
 async function playingTitle(page: Page, title: string): Promise<void> {
   await page.addInitScript((longTitle) => {
     const parse = JSON.parse;
@@ -308,7 +308,7 @@ describe("a page that loads", { timeout: testLimitMs }, () => {
               });
         }).observe({ type: "layout-shift", buffered: true });
       });
-      // Rows may come before what is known of their list.
+      // Rows may arrive before the data of their list.
       await page.route(
         (url) => url.pathname === "/api/data" && path.startsWith("/browse"),
         async (route) => {

@@ -4,7 +4,7 @@ import type { PlayerStatus, Row, RowsAnswer } from "../../../src/player/panel/ap
 import { browseUrl } from "../../../src/player/panel/model/routes";
 import { leave, patienceMs, shot, Stage, testLimitMs } from "./stage";
 
-/** What a listener does with what is heard: pause it where it stands, go to its album and artist, read what is known of it. */
+/** The listener and the playing track: pausing it in its list, opening its album and artist, reading its data. */
 
 let stage: Stage;
 let page: Page;
@@ -36,7 +36,7 @@ const main = (on = page) => on.getByRole("main");
 const titleAt = (place: number): string => album.rows[place]!.title!;
 const stands = (wanted: Partial<PlayerStatus>): Promise<void> =>
   vi.waitFor(async () => expect(await player()).toMatchObject(wanted), { timeout: patienceMs, interval: 50 });
-/** A track of the album is heard, or paused at its start. */
+/** A track of the album is playing, or paused at its start. */
 const heard = async (state: "playing" | "paused", place = 2): Promise<void> => {
   await stage.operate("queue/clear", {});
   await stands({ state: "stopped" });

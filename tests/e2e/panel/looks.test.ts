@@ -17,7 +17,7 @@ interface Finding {
   nodes: { html: string; failureSummary: string }[];
 }
 
-/** What an accessibility check finds that keeps somebody from using the page. */
+/** The serious findings of an accessibility check. */
 async function findings(page: Page): Promise<string[]> {
   await page.evaluate(axe);
   const found = await page.evaluate(async () => {

@@ -14,7 +14,7 @@ async function findAlbum(): Promise<typeof album> {
   for (const row of albums.rows) {
     const rows = await stage.ask<RowsAnswer>(`/api/rows?path=${encodeURIComponent(row.path!)}&from=0&to=49`);
     const ids = rows.rows.map((track) => Number(new URLSearchParams(track.path!.split("?")[1]).get("id")));
-    // The sandbox holds back every 97th and every 101st track.
+    // In the sandbox, every 97th and every 101st track is not available.
     const indexes = ids.map((id) => (id - 3_000_017) / 1201);
     const titles = rows.rows.map((track) => track.title ?? "");
     const plain = indexes.every((index) => index % 97 !== 0 && index % 101 !== 0);
@@ -45,7 +45,7 @@ const bar = (on = page) => on.getByRole("region", { name: "Now playing" });
 const button = (name: string) => bar().getByRole("button", { name, exact: true });
 const until = (what: () => unknown) => expect.poll(what, { timeout: patienceMs });
 const state = () => until(async () => (await player()).state);
-/** Nothing is left of what was asked for before. */
+/** Clears the queue and waits until the player has stopped. */
 const clearQueue = async (): Promise<void> => {
   await stage.operate("queue/clear", {});
   await vi.waitFor(
@@ -176,11 +176,11 @@ describe("the queue", { timeout: testLimitMs }, () => {
         timeout: patienceMs,
         interval: 50,
       });
-    // What still plays would be taken for the start of what is asked for.
+    // A track that is still playing would be mistaken for the requested one.
     await clearQueue();
     await stage.operate("queue/add", { path: album.path, where: "replace", startAt: 3 });
     await state("playing");
-    // The tracks are short: the queue must not come to its end meanwhile.
+    // The tracks are short; the queue must not end meanwhile.
     await stage.operate("pause", {});
     await state("paused");
     await page.goto(stage.url);
@@ -276,7 +276,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(() => titles(other)).toEqual(there);
     order = there;
 
-    // What the other one has removed is gone here too: a press that comes too late is told, and nothing is lost.
+    // Entries that the other browser has removed disappear here too: a late press reports an error, and nothing is lost.
     const last = (await stage.ask<QueueAnswer>("/api/player/queue?from=0&to=99")).entries.at(-1)!;
     await stage.operate("queue/remove", { entries: [last.id] });
     order.pop();
@@ -362,7 +362,7 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await until(() => ids(count - 3, count - 1)).toEqual([end[0], end[2]]);
     await until(() => page.locator(`[aria-setsize="${count - 1}"].queue-row`).count()).toBeGreaterThan(0);
     await until(() => entry(count - 1)).toBe(end[2]);
-    // What stands at its front is there as it was.
+    // The front of the queue is unchanged.
     await page.evaluate(() => scrollTo(0, 0));
     await until(() => entry(1)).toBe((await ids(0, 0))[0]);
   });
@@ -429,7 +429,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     await button("Next track").click();
     await bar().getByText(album.tracks[1]!, { exact: true }).waitFor();
     await state().toBe("playing");
-    // An end and the next track's start go out in one go, and may come by two connections.
+    // An end and the next start are sent together, and may arrive over two connections.
     await until(async () => (await reported()).sort()).toEqual([
       "reportStreamingEnd 0",
       "reportStreamingStart 0",

@@ -259,7 +259,7 @@ describe("a cover", { timeout: testLimitMs }, () => {
     const addresses = late.map((route) => route.request().url());
     await Promise.all(late.map((route) => route.continue()));
     await other.unroute("**/*");
-    // Once these have come, so have the late ones of the same address.
+    // Once these have arrived, so have the late ones of the same address.
     await other.evaluate(
       (all) =>
         Promise.all(

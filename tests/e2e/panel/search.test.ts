@@ -49,7 +49,7 @@ describe("searching", { timeout: testLimitMs }, () => {
           timeout: patienceMs,
         })
         .toContain(text);
-      // A row of another search may still stand there at first.
+      // A row of another search may still be shown at first.
       await expect
         .poll(
           async () => {

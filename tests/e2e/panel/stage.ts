@@ -7,7 +7,7 @@ import { join, resolve } from "node:path";
 import { chromium, type Browser, type BrowserContextOptions, type Page } from "playwright-core";
 import { expect } from "vitest";
 
-/** The real player, the real sandbox of the service and a real browser, each a process of its own. */
+/** The real player, the real sandbox of the service and a real browser, each in its own process. */
 
 export const root = resolve(fileURLToPath(new URL(".", import.meta.url)), "../../..");
 export const programs = resolve(process.env.PELK_BIN_DIR ?? join(root, "build/dev/bin"));
@@ -182,7 +182,7 @@ export class Stage {
     });
   }
 
-  /** A browser of its own. Whatever its pages report as a mistake of theirs fails the test in close(). */
+  /** A separate browser. If its pages report errors, close() fails the test. */
   async page(options: BrowserContextOptions = {}, path = "/"): Promise<Page> {
     const context = await this.browser!.newContext({
       locale: "en-GB",
@@ -206,7 +206,7 @@ export class Stage {
     return page;
   }
 
-  /** What the browser knows the key of the player's certificate by. */
+  /** The browser's fingerprint of the player's certificate key. */
   private keyHash(): string {
     const pem = readFileSync(join(this.home, "state/pelk/certificate.pem"), "utf8");
     const key = new X509Certificate(pem).publicKey.export({ type: "spki", format: "der" });
@@ -246,7 +246,7 @@ export class Stage {
       .map((url) => url.searchParams);
   }
 
-  /** What the player says of itself. */
+  /** The player's description of itself. */
   async ask<T>(path: string): Promise<T> {
     return (await (await fetch(this.url + path)).json()) as T;
   }
@@ -270,7 +270,7 @@ export class Stage {
   }
 }
 
-/** What has not come yet of what can be seen of a page: fonts, rows, covers. */
+/** The visible parts of a page that are still missing: fonts, rows, covers. */
 const missing = (page: Page): Promise<string[]> =>
   page.evaluate(() => {
     const seen = (image: HTMLImageElement): boolean => {
@@ -294,7 +294,7 @@ const missing = (page: Page): Promise<string[]> =>
     ];
   });
 
-/** A picture of the page as it stands, once its own pictures are there. */
+/** A screenshot of the page, once its pictures are loaded. */
 export async function shot(page: Page, name: string): Promise<void> {
   mkdirSync(screenshots, { recursive: true });
   await expect.poll(() => missing(page), { timeout: patienceMs }).toEqual([]);

@@ -59,13 +59,13 @@ public:
         menu->rowsAppend(list->path());
     }
 
-    ScriptedPlayWorker script; ///< what it answers with; reached by no path of its own
+    ScriptedPlayWorker script; ///< the worker that answers; it has no paths of its own
     CMListRowsNode* menu;
     CMValueNode* state;
     CMValueNode* account;
     bool silent = false; ///< row requests are kept and not answered
     CMError failure;     ///< when set: how row requests fail
-    bool deaf = false;   ///< what the account is set to is kept and not answered
+    bool deaf = false;   ///< requests that set the account are stored and not answered
     QList<CMGetRowsRequest> kept;
     QList<CMSetDataRequest> sets;
 

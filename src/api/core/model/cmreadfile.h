@@ -9,7 +9,7 @@
 enum class CMReadFile
 {
     Done,
-    Missing, ///< there is no such file
+    Missing, ///< the file does not exist
     Failed   ///< `error` says why
 };
 

@@ -1,6 +1,6 @@
 import type { Row } from "../api/types";
 
-/** What the tracks of an album have in common, and how one differs. */
+/** The common data of an album's tracks, and how a track differs. */
 export interface AlbumFacts {
   artist: string;
   /** Seconds since the epoch; 0 where nothing is known. */

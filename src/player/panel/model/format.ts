@@ -25,7 +25,7 @@ export class Formats {
   percent(percent: number): string {
     return this.percents.format(percent / 100);
   }
-  /** `seconds` since the epoch. The first of January stands for a year of which no more is known. */
+  /** `seconds` since 1970. The first of January means that only the year is known. */
   day(seconds: number): string {
     const date = new Date(seconds * 1000);
     const yearOnly = date.getUTCMonth() === 0 && date.getUTCDate() === 1;
@@ -39,7 +39,7 @@ export class Formats {
   moment(ms: number): string {
     return this.moments.format(ms);
   }
-  /** The format that is heard: `FLAC 16 bit / 44.1 kHz`. */
+  /** The format of the current stream: `FLAC 16 bit / 44.1 kHz`. */
   audio(format: Partial<NonNullable<Format>>): string {
     const { codec, bits = 0, rateHz = 0, bitRate = 0 } = format;
     if (!codec) return format.text ?? "";

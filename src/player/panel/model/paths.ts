@@ -1,6 +1,6 @@
 import type { Row } from "../api/types";
 
-/** What is known of a path's shape: `prefix:base?param=value&…`. */
+/** The form of a path: `prefix:base?param=value&…`. */
 
 function split(path: string): { prefix: string; base: string; params: string } {
   const question = path.indexOf("?");

@@ -26,7 +26,7 @@ export function parseRoute(url: { pathname: string; search: string }): Route {
   }
 }
 
-/** The title is for listeners who open the address elsewhere; fixed places in the menu have their own. */
+/** The title is for listeners who open the address elsewhere; fixed pages have their own titles. */
 export function browseUrl(path: string, title = ""): string {
   const query = `path=${encodeURIComponent(path)}`;
   return `/browse?${query}${title ? `&title=${encodeURIComponent(title)}` : ""}`;

@@ -21,7 +21,7 @@ export function extended(selection: Selection, id: number, order: readonly numbe
   return { ids, anchor: selection.anchor };
 }
 
-/** The selection without rows that are gone. */
+/** The selection without removed rows. */
 export function remaining(selection: Selection, order: readonly number[]): Selection {
   const there = new Set(order);
   const ids = new Set([...selection.ids].filter((id) => there.has(id)));

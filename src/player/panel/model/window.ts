@@ -8,7 +8,7 @@ export interface Grid {
 }
 
 export interface Window {
-  /** Indexes of the first and the last row that are drawn; last is -1 when there is none. */
+  /** Indexes of the first and the last rendered row; last is -1 if there is none. */
   first: number;
   last: number;
   /** Where the first line begins, from the list's top. */
@@ -17,7 +17,7 @@ export interface Window {
   height: number;
 }
 
-/** `from` and `to` are the edges of what can be seen, from the list's top; some lines more are drawn on either side. */
+/** `from` and `to` are the edges of the visible area, from the list's top; a few more lines are rendered on either side. */
 export function windowOf(grid: Grid, from: number, to: number, more = 3): Window {
   const lines = Math.ceil(grid.count / grid.columns);
   const firstLine = Math.max(0, Math.min(lines - 1, Math.floor(from / grid.lineHeight)) - more);

@@ -99,7 +99,7 @@ export function Volume() {
   );
 }
 
-/** The format that is heard, with a word when it is lower than asked for. */
+/** The current format, with a note if it is below the setting. */
 export function FormatBadge() {
   const format = status.value?.state === "stopped" ? null : status.value?.format;
   if (!format?.text) return null;

@@ -9,7 +9,7 @@ import { AlbumName, ByName } from "./Names";
 import { useTouch } from "./useTouch";
 import { Progress, ProgressLine } from "./Progress";
 
-/** What is heard, at the foot of every page. */
+/** The current track, at the bottom of every page. */
 export function PlayerBar() {
   const now = status.value;
   const row = now && now.state !== "stopped" ? now.row : null;

@@ -5,7 +5,7 @@ import { t } from "../state";
 import { Icon } from "./Icon";
 import { Tile, TileSkeleton } from "./Tiles";
 
-/** A shelf has come to rest after so long. */
+/** A shelf has stopped scrolling after this time. */
 const restMs = 150;
 /** An arrow moves the shelf by this share of its width. */
 const turn = 0.85;

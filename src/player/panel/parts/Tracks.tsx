@@ -11,10 +11,10 @@ import type { Cell } from "./Virtual";
 interface Props {
   row: Row;
   what: Playable;
-  /** What stands in the first column: the track's own number on an album, else its cover. */
+  /** The first column: the track's number on an album, otherwise its cover. */
   number?: number | undefined;
   showAlbum: boolean;
-  /** What stands below the title; the performer where nothing is said. */
+  /** The line below the title; default: the performer. */
   sub?: string;
   onPlay: () => void;
   aria?: Cell["aria"];
@@ -69,7 +69,7 @@ export function TrackRow({ row, what, number, showAlbum, sub, onPlay, aria }: Pr
   );
 }
 
-/** Three bars that move while sound comes. */
+/** Three bars that move while there is sound. */
 export function Playing() {
   const moves = status.value?.state === "playing" && !status.value.stalled;
   return (

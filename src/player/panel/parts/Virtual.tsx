@@ -13,16 +13,16 @@ const tellingRows = 6;
 
 export interface Cell {
   index: number;
-  /** Whether a failure of this row's range is told here: so often that one telling can always be seen. */
+  /** Whether this row shows the failure of its range: often enough that one of them is always visible. */
   tells: boolean;
-  /** For the element of a row: its place in the whole list, for those who do not see it. */
+  /** For the element of a row: its position in the whole list, for screen readers. */
   aria: { role: "listitem"; "aria-setsize": number; "aria-posinset": number };
 }
 
 interface Props<T> {
   list: Ranges<T>;
   label: string;
-  /** Of a cover grid: the least width of a column, the gap, and what stands below the cover. Else one column. */
+  /** For a cover grid: the minimum column width, the gap, and the height below the cover. Otherwise one column. */
   grid?: { least: number; gap: number; below: number };
   /** Height of a row of a list with one column. */
   lineHeight?: number;
@@ -32,7 +32,7 @@ interface Props<T> {
   box?: (element: HTMLElement | null) => void;
 }
 
-/** A list of any length in the page's own scrolling: only the rows around what can be seen are drawn and asked for. */
+/** A list of any length that scrolls with the page: only rows around the visible ones are rendered and requested. */
 export function Virtual<T>({ list, label, grid, lineHeight = 60, class: name = "", draw, box }: Props<T>) {
   const element = useRef<HTMLDivElement>(null);
   const [edges, setEdges] = useState({ from: 0, to: innerHeight, width: 0 });

@@ -1,6 +1,6 @@
 import { useState } from "preact/hooks";
 
-/** Near the edge of what can be seen, a dragged row pulls the page along. */
+/** Near the edge of the visible area, a dragged row scrolls the page. */
 const edge = 120;
 const pullPixels = 14;
 

@@ -18,7 +18,7 @@ interface Gestures {
   follow?: (element: HTMLElement, dx: number, dy: number) => void;
 }
 
-/** Handlers of an element for a finger's swipes and long press. A press that became one of them is no click any more. */
+/** Handlers for swipes and long presses of a finger. Such a press does not count as a click. */
 export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
   const at = useRef<{ x: number; y: number; timer: ReturnType<typeof setTimeout> } | undefined>(undefined);
   const used = useRef(false);
@@ -38,7 +38,7 @@ export function useTouch({ longPress, swipe = {}, follow }: Gestures) {
       const touch = event.touches[0];
       used.current = false;
       if (!touch || event.touches.length > 1) return end(event.currentTarget as HTMLElement);
-      // What is moved itself has no gestures.
+      // An element that is being dragged has no gestures.
       if ((event.target as Element).closest("input, .grip")) return;
       const timer = setTimeout(() => {
         if (!longPress || !at.current) return;

@@ -57,7 +57,7 @@ function LoggedIn() {
   );
 }
 
-/** The account's form. What the service says to it is shown as it came. */
+/** The account's form. Messages of the service are shown unchanged. */
 export function LoginForm() {
   const [username, setUsername] = useState("");
   const [password, setPassword] = useState("");

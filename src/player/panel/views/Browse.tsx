@@ -18,7 +18,7 @@ import { Section } from "./Section";
 const grid = { least: 160, gap: 22, below: 50 };
 const trackHeight = 60;
 
-/** Any list of the content model: what it holds decides how it looks. */
+/** Any list of the content model; its rows determine its layout. */
 export function Browse({ path, title: titleInUrl }: { path: string; title: string }) {
   const list = lists.of(path);
   list.changed.value;
@@ -56,7 +56,7 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
   );
 }
 
-/** What kind of container a path is: as its row had it, or as its tracks show. */
+/** The kind of container at a path, from its row or its tracks. */
 function kindOf(path: string, list: Ranges<Row>): string {
   const told = known.get(path)?.kind;
   if (told !== undefined || !isItem(path)) return told ?? "";

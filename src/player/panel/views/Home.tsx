@@ -4,7 +4,7 @@ import { t } from "../state";
 import { Failure, FailureArea } from "../parts/Failure";
 import { Section } from "./Section";
 
-/** The start page: what each branch of the menu begins with. */
+/** The start page: the first rows of each branch of the menu. */
 export function Home() {
   const menu = menuOf();
   useEffect(() => rootList().show(0, 9), [rootList().changed.value]);

@@ -13,7 +13,7 @@ import { useTouch } from "../parts/useTouch";
 import { useWide } from "../parts/useWide";
 import { QueueHead } from "./Queue";
 
-/** What is heard, as large as the screen; beside it, where there is room, what follows. */
+/** The current track on a full page, with the queue beside it if there is room. */
 export function NowPlaying() {
   const now = status.value;
   const row = now && now.state !== "stopped" ? now.row : null;

@@ -17,7 +17,7 @@ const tracksShown = 6;
 interface Props {
   row: Row;
   steps?: Step[] | undefined;
-  /** Where nothing is there, nothing is shown, such as a kind of which a search found none. */
+  /** Shows nothing if there are no rows, such as a kind without search results. */
   hideEmpty?: boolean;
   onCount?: (count: number) => void;
 }

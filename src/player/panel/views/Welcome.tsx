@@ -2,7 +2,7 @@ import { service } from "../service";
 import { t } from "../state";
 import { LoginForm } from "./Account";
 
-/** In place of the music, as long as nobody is logged in. */
+/** Shown instead of the music while nobody is logged in. */
 export function Welcome() {
   return (
     <div class="welcome">

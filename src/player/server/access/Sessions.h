@@ -14,7 +14,7 @@ class Sessions : public QObject
 
 public:
     static constexpr qint64 lifeMs = 30LL * 24 * 3600 * 1000;
-    static constexpr int most = 100; ///< then the one that was used longest ago goes
+    static constexpr int most = 100; ///< then the least recently used one is removed
 
     struct Session
     {

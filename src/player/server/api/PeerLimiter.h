@@ -15,7 +15,7 @@ public:
     struct Visitor
     {
         QByteArray peer;
-        std::function<bool()> isStillThere; ///< asked before its turn begins
+        std::function<bool()> isStillThere; ///< called before its turn begins
         std::function<void(const Turn&)> begin;
     };
 

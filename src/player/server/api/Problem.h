@@ -17,10 +17,10 @@ struct Problem
 
     int status;
     TrString detail; ///< a sentence for people
-    TrString reason; ///< what else the content model said; may be empty
+    TrString reason; ///< further data of the content model; may be empty
     TrString title;
-    QString name; ///< of the content model's error; else empty
-    int code = 0; ///< the number that its service gave, such as a status of HTTP; 0 is none
+    QString name; ///< of the content model's error; otherwise empty
+    int code = 0; ///< the service's error code, such as an HTTP status; 0 if there is none
     QVector<QPair<QByteArray, QByteArray>> headers;
 
     HttpResponse response(const Language& language) const;

@@ -25,7 +25,7 @@ public:
     struct Addition
     {
         CMPath container;
-        PelkRoles row; ///< what is known of the container; may be empty
+        PelkRoles row; ///< the known data of the container; may be empty
         int from = 0;
         int to = -1; ///< -1: to its end
         PlayQueue::Where where = PlayQueue::Where::End;

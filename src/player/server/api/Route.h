@@ -14,7 +14,7 @@ struct ApiRequest
 {
     const HttpRequest& http;  ///< there as long as the handler runs
     const Language* language; ///< the reader's; never null
-    Grant grant;              ///< at least what the route needs
+    Grant grant;              ///< at least the right that the route needs
     PelkHash body{};          ///< of a POST; as its route's schema says
 
     /// The first parameter with a name; empty if there is none.
@@ -82,7 +82,7 @@ struct Route
     QByteArray path;
     QVector<Field> body; ///< of a POST
     std::function<void(const ApiRequest&, const ApiResponder&)> handler;
-    std::optional<Grant::Level> needs{}; ///< where it is not the method that says it
+    std::optional<Grant::Level> needs{}; ///< if it does not follow from the method
 
     Grant::Level needed() const
     {

@@ -14,7 +14,7 @@ class Certificate
 public:
     struct Source
     {
-        QString certificateFile; ///< of one's own, in PEM; empty where it is generated
+        QString certificateFile; ///< the user's own, in PEM; empty if the certificate is generated
         QString keyFile;
         QString generatedFile; ///< where a generated one is kept
         QStringList names;     ///< names and addresses that the player is reached by, the usual one first

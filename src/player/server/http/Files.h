@@ -15,7 +15,7 @@ public:
 
     struct File
     {
-        QByteArray content;   ///< shared by all who are sent it
+        QByteArray content;   ///< shared by all its readers
         QByteArray type;      ///< media type
         QByteArray encoding;  ///< "br", "gzip", or empty
         QByteArray tag;       ///< changes with the content and the encoding; for If-None-Match

@@ -14,8 +14,8 @@ struct Limits
     int headMs = 10000;           ///< for a head, from its first byte to its last
     int bodyMs = 10000;           ///< for a body, from the end of the head
     int idleMs = 60000;           ///< between two requests
-    int silentReaderSeconds = 20; ///< a reader that accepts nothing for so long is disconnected
-    int contentMs = 35000;        ///< for a response of the content model
+    int silentReaderSeconds = 20; ///< a reader that accepts nothing for this long is disconnected
+    int contentMs = 35000;        ///< for a reply of the content model
     int heartbeatMs = 15000;      ///< between two comments on an event stream
     int eventMs = 20;             ///< between two events about the same state
 
@@ -29,15 +29,15 @@ struct Limits
     int connectionsPerPeer = 32;   ///< beyond loopback
     int reservedDescriptors = 192; ///< of the process, for everything but connections
 
-    int readsPerPeer = 16; ///< requests that the content model deals with at once; others wait for them
+    int readsPerPeer = 16; ///< in the content model at once; others wait
     int writesPerPeer = 4;
-    int waitingPerPeer = 16;   ///< that wait for others of their peer, beyond loopback
-    int waitingRequests = 256; ///< that wait for others, of all peers
+    int waitingPerPeer = 16;   ///< waiting for others of their peer, beyond loopback
+    int waitingRequests = 256; ///< waiting for others, of all peers
 
     int eventStreams = 64;
     int valuesPerStream = 16;
-    int waitingNotices = 16; ///< of a reader that is slower than what happens
-    int loaders = 8;         ///< lists on their way into the queue
+    int waitingNotices = 16; ///< for a slow reader
+    int loaders = 8;         ///< lists being added to the queue
 
     int rows = 100; ///< of one response
     int roles = 16;
