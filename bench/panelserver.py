@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Measures the panel's server of a player: `pelk serve` in front of the sandbox, asked by panelload.
-Usage: bench/panelserver.py [--bin DIR] [--load PROGRAM]; prints one figure a line. run.py has them as rows, too."""
+"""Measures the panel's server: `pelk serve` with the sandbox, under load from panelload.
+Usage: bench/panelserver.py [--bin DIR] [--load PROGRAM]; prints one figure per line. run.py also has them as rows."""
 import argparse
 import json
 import os
@@ -56,7 +56,7 @@ class Server:
 
 
 def first_page_bytes(panel):
-    """What a browser is sent for the page and everything that the page names, compressed."""
+    """The compressed size of the page and all files that it refers to."""
     names = ["index.html", *(f"assets/{path.name}" for path in (panel / "assets").glob("*") if path.suffix in (".js", ".css"))]
     return sum(min(path.stat().st_size for path in (panel / name, panel / (name + ".br"), panel / (name + ".gz")) if path.exists())
                for name in names)

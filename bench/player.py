@@ -1,4 +1,4 @@
-"""The running player, `pelk serve` in front of the sandbox, as a machine sees it: its memory and its wake-ups."""
+"""The load of a running player, `pelk serve` with the sandbox, on the machine: its memory and its wake-ups."""
 import contextlib
 import json
 import os
@@ -46,7 +46,7 @@ class Player:
             return json.load(reply)
 
     def start_ms(self):
-        """From the request to play, stopped, until sound has gone out: the stream's address is asked for first."""
+        """From a request to play, while stopped, to the first sound, including resolving the stream's address."""
         self.post("player/stop")
         self.until("stopped")
         began = time.perf_counter()
@@ -68,7 +68,7 @@ class Player:
         return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{self.process.pid}/smaps_rollup").read_text(), re.M)[1])
 
     def switches(self):
-        """How often a thread has waited; each wait but the one that lasts ended in a wake-up."""
+        """How often a thread has waited; each wait except the current one ended in a wake-up."""
         count = 0
         for task in os.listdir(f"/proc/{self.process.pid}/task"):
             with contextlib.suppress(FileNotFoundError):  # a thread that has just ended

@@ -1,20 +1,20 @@
-"""What run.py makes of its measurements: medians, rows of the table, and the comparison of instruction counts."""
+"""The report of run.py: medians, rows of the table, and the comparison of instruction counts."""
 import statistics
 
 UNIT_NS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
-# An instruction count may grow so much; one that shrinks by more is worth storing anew.
+# The tolerated growth of an instruction count; after a larger decrease, the count should be stored again.
 TOLERANCE_PERCENT = 5
 
 
 class Row:
-    """A line of the table. `reached` is None where nothing is judged."""
+    """A line of the table. `reached` is None if nothing is judged."""
 
     def __init__(self, name, measured, target, reached):
         self.name, self.measured, self.target, self.reached = name, measured, target, reached
 
 
 def medians(result, measure="real_time"):
-    """Google Benchmark's JSON, as {name: median of the rounds in ns}. Names are those that the programs give."""
+    """Google Benchmark's JSON, as {name: median of the rounds in ns}. The programs define the names."""
     rounds = {}
     for run in result["benchmarks"]:
         if run.get("error_occurred"):
@@ -26,7 +26,7 @@ def medians(result, measure="real_time"):
 
 
 def counters(result, key):
-    """As medians(), of a counter that the programs keep."""
+    """Like medians(), for a counter of the programs."""
     values = {}
     for run in result["benchmarks"]:
         if run["run_type"] == "iteration" and key in run:
@@ -74,7 +74,7 @@ def within(name, typical_ms, longest_ms, limit):
 
 
 def flat(name, costs, percent, text=time_text):
-    """`costs`: {size: cost}. The dearest against the cheapest."""
+    """`costs`: {size: cost}. The most expensive compared with the cheapest."""
     ratio = max(costs.values()) / min(costs.values())
     measured = ", ".join(f"{size:,}: {text(cost)}" for size, cost in costs.items())
     return Row(name, f"+{(ratio - 1) * 100:.1f} % ({measured})", f"flat within {percent:g} %", ratio <= 1 + percent / 100)
@@ -98,8 +98,8 @@ def table(rows):
 
 
 def compare_counts(stored, key, counts):
-    """Instruction counts against those stored for the same compiler and libraries. Returns lines for people, and
-    whether one grew by more than the tolerance."""
+    """Compares instruction counts with those stored for the same compiler and libraries. Returns lines to print, and
+    whether a count grew by more than the tolerance."""
     lines, failed = [], False
     known = stored.get(key)
     for name, count in counts.items():

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The same work in Python: a page's JSON text to its rows, as dictionaries with the fields of the module's rows.
+"""The same work in Python: from a page's JSON text to its rows, as dictionaries with the fields of the module's rows.
 Usage: rows.py ALBUMS.json TRACKS.json. Then reads lines: "albums json 20" makes the rows 20 times with the parser of that
 name (json or ujson) and prints the nanoseconds of processor time that this took, "albums ujson" prints the rows as JSON."""
 import json

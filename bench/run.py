@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Runs every measurement of bench/ and prints one table; README.md says what each row is. What it measured is kept
-below BUILD/bench/results. Fails when an instruction count grew by over 5 %, or when something could not run.
+"""Runs all measurements of bench/ and prints one table; README.md describes the rows. Stores the results in
+BUILD/bench/results. Fails if an instruction count grew by more than 5 %, or if a measurement could not run.
 Usage: bench/run.py [--build BUILD] [--smoke | --store]
-  --build  the build folder, with the target bench built; build/dev if not said
-  --smoke  each row as briefly as it can be, only to see that it runs
+  --build  the build folder, with the target bench built; default: build/dev
+  --smoke  runs each row as briefly as possible, only to check that it works
   --store  only counts instructions, and stores the counts for these compilers and libraries"""
 import argparse
 import json
@@ -49,14 +49,14 @@ class Bench:
         return [int(word) for word in self.run(program, *arguments).split() if word.isdigit()]
 
     def google(self, program, rounds):
-        """A program of Google Benchmark: short rounds of all that it measures, in an order that changes."""
+        """Runs a program of Google Benchmark: short rounds of all its measurements, in random order."""
         out = self.results / f"{program}.json"
         self.run(program, f"--benchmark_out={out}", "--benchmark_out_format=json", f"--benchmark_repetitions={self.rounds(rounds)}",
                  f"--benchmark_min_time={0.0001 if self.smoke else 0.02}", "--benchmark_enable_random_interleaving=true")
         return json.loads(out.read_text())
 
     def alternately(self, rounds, *measurements):
-        """Medians of measurements that are made in turns."""
+        """Medians of measurements that take turns."""
         values = [[] for _ in measurements]
         for _ in range(self.rounds(rounds)):
             for taken, measurement in zip(values, measurements):
@@ -75,7 +75,7 @@ class Bench:
         return elapsed * 1e3
 
     def instruction_counts(self):
-        """The key of the store, and {row: instructions a page}."""
+        """The key of the store, and {row: instructions per page}."""
         key, counts = "", {}
         for kind, name in (("albums", "50 albums"), ("tracks", "500 tracks")):
             out = self.results / f"callgrind.{kind}"

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Holds the panel's interface against its own document: real answers of the real player, in front of the sandbox, have to be
-what /api/openapi.json says, and no answer may carry a secret. An operation of the document that is not asked here fails."""
+"""Checks the JSON interface against /api/openapi.json: real responses of the real player, with the sandbox, must match the
+document and contain no secret. The test fails if it leaves out an operation of the document."""
 import argparse
 import http.client
 import json
@@ -31,7 +31,7 @@ def check(condition, sentence):
 
 
 def as_json_schema(node):
-    """OpenAPI 3.0 says `nullable` where JSON Schema has a type of its own."""
+    """Converts the `nullable` of OpenAPI 3.0 to the null type of JSON Schema."""
     if isinstance(node, list):
         return [as_json_schema(item) for item in node]
     if not isinstance(node, dict):
@@ -43,7 +43,7 @@ def as_json_schema(node):
 
 
 class Player:
-    """The sandbox and `pelk serve` as processes, with a home folder of their own."""
+    """The sandbox and `pelk serve` as processes, with their own home folder."""
 
     def __init__(self, programs, home):
         self.session = home / "state" / "pelk" / "session.json"
@@ -70,7 +70,7 @@ class Player:
         return response.status, response.getheader("Content-Type", ""), response.read()
 
     def cookie(self, body, headers):
-        """Logs in; what a browser sends from then on."""
+        """Logs in; returns the headers that a browser sends from then on."""
         connection = http.client.HTTPConnection(self.address, timeout=60)
         connection.request("POST", "/api/access/login", json.dumps(body), {"Content-Type": "application/json", **headers})
         return connection.getresponse().getheader("Set-Cookie").split(";")[0]
@@ -82,7 +82,7 @@ class Player:
         return 200, "application/json", content
 
     def token(self):
-        """Of the saved login, which is written after the answer to a login."""
+        """The data of the saved login, which is written after the response to a login."""
         ends = time.monotonic() + LIMIT_SECONDS
         while time.monotonic() < ends:
             if self.session.exists():
@@ -126,7 +126,7 @@ class Interface:
         return self.resolver.resolve(node["$ref"])[1] if "$ref" in node else node
 
     def ask(self, method, path, query="", body=None, status=200, headers=None, is_local=False):
-        """One request, whose answer has to be what the document says of its status."""
+        """Sends a request; the response must match the document for its status."""
         what = f"{method} {path}{query} {body if body is not None else ''}"
         got, kind, content = self.player.ask_locally(path) if is_local else self.player.ask(method, path + query, body, headers)
         check(got == status, f"{what}: status {got}, not {status}: {content[:300]}")
@@ -161,7 +161,7 @@ class Interface:
         raise Failed(sentence)
 
     def events(self, query, wanted):
-        """Reads the stream until each of the wanted events has come."""
+        """Reads the stream until all expected events have arrived."""
         response = self.player.follow("/api/events" + query)
         check(response.status == 200 and response.getheader("Content-Type") == "text/event-stream", "The stream does not begin.")
         self.asked.add(("GET", "/api/events"))
@@ -184,7 +184,7 @@ def account(operation, **form):
 
 
 def access(interface):
-    """Somebody else than this machine, as a proxy would forward it, logs in with the player's password."""
+    """Another machine, whose requests a proxy forwards, logs in with the player's password."""
     ask = interface.ask
     forwarded = {"X-Forwarded-For": "192.0.2.1"}
     check(ask("GET", "/api/access") == {"level": "local", "readable": False, "passwordSet": False}, "This machine has not every right.")
@@ -217,7 +217,7 @@ def run(interface):
     ask("POST", "/api/data", body=account(1, username="demo@example.com", password="demo"))
     token = interface.player.token()
 
-    # Every list of the module, in every language; what hangs below the search too.
+    # Every list of the module, in every language, including those below the search.
     for language in "en", "de", "fr":
         waiting, seen = [""], set()
         while waiting:
@@ -276,7 +276,7 @@ def run(interface):
     check(ask("GET", "/api/history")["items"], "Nothing was played lately.")
     ask("POST", "/api/history/clear", body={}, status=204)
 
-    # What is wrong, on every operation that takes something.
+    # Invalid requests to every operation with arguments.
     ask("GET", "/api/nothing", status=404)
     ask("POST", "/api/rows", body={}, status=405)
     for method, path in sorted(interface.asked):

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""A week of a listener pressing "next", in seconds: a real `pelk serve` in front of the sandbox starts tracks in every way
-that there is, over seams, breaks, stalls, failures and logins. What it holds at the end (descriptors, threads, live objects
-of GStreamer, memory) is what it held after the first starts, and the service has heard one start and one end of every track.
+"""A long-running player in a short time: a real `pelk serve` with the sandbox starts tracks in every possible way, with track
+changes, broken streams, stalls, failures and logins. Its resources at the end (descriptors, threads, live objects of
+GStreamer, memory) must be those after the first starts, and the service must have received one start and one end per track.
 Usage: tests/load/player_soak_test.py --bin FOLDER-OF-THE-PROGRAMS; with PELK_TEST_LONG=1 the long run."""
 import argparse
 import collections
@@ -53,7 +53,7 @@ def until(condition, what):
 
 
 class Processes:
-    """The sandbox, a session bus and the player, with a home folder of their own."""
+    """The sandbox, a session bus and the player, with their own home folder."""
 
     def __init__(self, programs, home):
         self.trace = home / "gstreamer.log"
@@ -85,7 +85,7 @@ Use = collections.namedtuple("Use", "files threads memory_kib objects")
 
 
 def open_files(pid, service_port):
-    """The descriptors by what they are: pipes and sockets of one kind together."""
+    """The file descriptors by type, with all pipes and all sockets of a kind together."""
     connected = set()
     for line in pathlib.Path(f"/proc/{pid}/net/tcp").read_text().splitlines()[1:]:
         fields = line.split()
@@ -149,7 +149,7 @@ class Soak:
                        stdout=subprocess.DEVNULL)
 
     def heard(self, before):
-        """Waits until another entry than `before` is heard; None: any."""
+        """Waits until an entry other than `before` is heard; None: any entry."""
         def is_heard():
             now = self.status()
             return now if now["state"] == "playing" and not now["stalled"] and now["entry"] not in (None, before) else None
@@ -221,7 +221,7 @@ class Soak:
         self.mpris("Next" if self.starts % 2 else "Previous")
         self.heard(before)
 
-    # What goes wrong, and the rest.
+    # Failures, and other operations.
 
     def fault(self, endpoint, **fault):
         self.control("faults", {"endpoint": endpoint, "count": 1, **fault})
@@ -290,7 +290,7 @@ class Soak:
             (report["endpoint"].split("/")[1], report["items"]["track_id"]) for report in self.control("reports")["reports"])
 
     def rest(self):
-        """Stops, and looks whether every report is one of a pair."""
+        """Stops, and checks that every start report has its end report."""
         self.do("stop")
         until(lambda: self.status()["state"] == "stopped", "the end of the playing")
 
@@ -328,7 +328,7 @@ class Soak:
         return files, len(os.listdir(f"/proc/{self.pid}/task"))
 
     def use(self, limits=None):
-        """What the player holds at rest. A socket, a thread or a file that is just being written may take its time to go."""
+        """The resources of the player at rest. Waits for sockets, threads and files that are about to be closed."""
         self.rest()
         taken = []
 

@@ -1,4 +1,4 @@
-"""The list of faults: what is read from faults/*.yaml and README.md, and how a fault gets into a source."""
+"""The list of faults: reads faults/*.yaml and README.md, and applies a fault to a source."""
 
 import re
 from pathlib import Path
@@ -12,7 +12,7 @@ NEEDED = {"id", "find", "with", "why"}
 
 
 class ListError(Exception):
-    """The list does not follow the sources."""
+    """The list does not match the sources."""
 
 
 class Fault:
@@ -29,7 +29,7 @@ class Fault:
         self.likely = entry.get("suites", suites)  # the programs to try first
 
     def place(self, text):
-        """Where in the text the fault goes, as start and end."""
+        """The start and end of the fault in the text."""
         start, end = 0, len(text)
         if self.within:
             heads = places(text, self.within)
@@ -44,7 +44,7 @@ class Fault:
         return start + found[0][0], start + found[0][1]
 
     def apply(self, text):
-        """The text with the fault in it."""
+        """The text with the fault applied."""
         start, end = self.place(text)
         faulty = text[:start] + self.replacement + text[end:]
         if faulty == text:
@@ -53,7 +53,7 @@ class Fault:
 
 
 def places(text, wanted):
-    """Every place of a text. White space stands for any white space, so that another line break does no harm."""
+    """All occurrences of a text. White space matches any white space, including line breaks."""
     pattern = r"\s+".join(re.escape(word) for word in wanted.split())
     return [found.span() for found in re.finditer(pattern, text)]
 
@@ -81,7 +81,7 @@ def equivalents(faults):
 
 
 def misfits(faults):
-    """What is wrong with the list, a line each: every fault has to fit the sources of this checkout."""
+    """The errors of the list, one line each: every fault must match the sources of this checkout."""
     errors = []
     texts = {}
     for fault in faults:

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Puts small faults into the sources of the module and the SDK and sees whether a test goes red for each.
+"""Applies small faults to the sources of the module and the SDK and checks that a test fails for each.
 
-Works on a copy of the checkout in build/mutation; README.md tells how to use it and how to add a fault.
+Works on a copy of the checkout in build/mutation; README.md explains how to use it and how to add a fault.
 """
 
 import sys
@@ -35,7 +35,7 @@ KILLERS = WORK / "killers.json"  # which case was the first to go red the last t
 
 
 def copy_checkout():
-    """Makes the copy equal to the checkout; what is equal keeps its times, so that little is built again."""
+    """Makes the copy equal to the checkout. Unchanged files keep their times, so that little is built again."""
     TREE.mkdir(parents=True, exist_ok=True)
     listed = subprocess.run(["git", "-C", ROOT, "ls-files", "-z", "-co", "--exclude-standard"], check=True,
                             stdout=subprocess.PIPE).stdout.decode().split("\0")
@@ -59,12 +59,12 @@ def put(path, content):
 
 
 def build(*targets):
-    """Whether the targets of the copy could be built; all tests are known only after the first time."""
+    """Builds targets of the copy; returns whether it succeeded. Without targets, configures it, which registers all tests."""
     environment = dict(os.environ)
     environment.setdefault("CCACHE_DIR", str(ROOT / ".cache/ccache"))
     environment.setdefault("CCACHE_BASEDIR", str(ROOT))
     environment.setdefault("CCACHE_NOHASHDIR", "1")
-    # With every error at once: one may be in each source.
+    # -k 0 reports the errors of all sources at once.
     command = ["cmake", "--build", BUILD, "--target", *targets, "--", "-k", "0"] if targets else \
         ["cmake", "--preset", "dev"]
     with LOG.open("w", encoding="utf-8") as log:
@@ -73,7 +73,7 @@ def build(*targets):
 
 
 def state_of(fault, killer):
-    """What the verdict "killed" rests on, as one text: the fault, its source, and the program that noticed it."""
+    """A digest of everything on which the verdict "killed" depends: the fault, its source, and the program that detected it."""
     digest = hashlib.sha256(repr((fault.find, fault.within, fault.replacement)).encode())
     sources = list(ROOT.glob(f"tests/**/{killer}.cpp"))
     for path in sorted([ROOT / fault.source, *sources, *ROOT.glob("tests/support/*.*"), *ROOT.glob("tests/module/*.h")]):
@@ -141,7 +141,7 @@ class Check:
             put(TREE / source, text.encode())
 
     def run_woven(self, faults, texts):
-        """All faults that lie in function bodies, in one build."""
+        """Runs all faults inside function bodies, with one build."""
         numbered = list(enumerate(faults, 1))
         print(f"Building the module with {len(numbered)} faults ...", flush=True)
         while numbered:
@@ -166,7 +166,7 @@ class Check:
             for red in pool.map(lambda name: self.try_suite(name, 0), names):
                 if red:
                     raise SystemExit(f"mutate: red without a fault: {red[0]}")
-            # In the list's order, so that the output can be read beside it.
+            # In the order of the list, so that the output can be compared with it.
             for (_, fault), judged in zip(numbered, pool.map(lambda pair: self.judge(pair[1], pair[0]), numbered)):
                 self.report(fault, *judged)
         finally:
@@ -187,7 +187,7 @@ class Check:
             self.slots.put(slot)
 
     def judge(self, fault, number):
-        """The verdict about a fault that is built: verdict, detail, seconds."""
+        """The verdict on a built fault: verdict, detail, seconds."""
         begun = time.monotonic()
         name, case = self.killers.get(fault.id, (None, None))
         red = self.try_suite(name, number, case) if case and name in self.suites.tests else None

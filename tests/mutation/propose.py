@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Proposes small faults for C++ sources, as entries for faults/*.yaml: exchanged operators and constants, statements
-left out. One fault a line of a function's body at most, the first that applies. Usage: propose.py SOURCE..."""
+"""Proposes small faults for C++ sources, as entries for faults/*.yaml: replaced operators and constants, omitted
+statements. At most one fault per line of a function's body, the first that applies. Usage: propose.py SOURCE..."""
 
 import re
 import sys
@@ -12,7 +12,7 @@ sys.dont_write_bytecode = True
 from faultlist import ROOT, places
 from weave import enclosing_body
 
-# What stands in a line, what a fault makes of it, and why that is wrong.
+# The text in a line, its replacement, and why that is wrong.
 EXCHANGES = [
     (r" == ", " != ", "a comparison is turned round"),
     (r" != ", " == ", "a comparison is turned round"),

@@ -30,21 +30,21 @@ class Suites:
                 self.tests[test["name"]] = (test.get("command"), properties)
 
     def keep(self, sources, named):
-        """Forgets the programs of other folders than those of these sources, but for the named ones."""
+        """Keeps only the programs in the folders of these sources, and the named ones."""
         wanted = {folder for start, folder in FOLDERS.items() for source in sources if source.startswith(start)}
         self.folders = {name: folder for name, folder in self.folders.items() if folder in wanted or name in named}
         self.tests = {name: self.tests[name] for name in self.folders}
 
     def of(self, source):
-        """The programs that test a source: those of its own folder, then all others."""
+        """The programs for a source: first those of its own folder, then all others."""
         own = next(folder for start, folder in FOLDERS.items() if source.startswith(start))
         return sorted(self.folders, key=lambda name: (self.folders[name] != own, name))
 
     def run(self, name, number=0, case=None, slot=0):
-        """Runs a program with a fault, or a single case of it. What went red first as (text, case); None if all
-        is green. The slot is a number that no other run has at the same time."""
+        """Runs a program, or a single case of it, with a fault. Returns the first failure as (text, case), or None.
+        No other run may use the same slot at the same time."""
         command, properties = self.tests[name]
-        # What a fault keeps from coming is not waited for as long as on a busy machine.
+        # Events that a fault prevents are not waited for as long as on a busy machine.
         environment = dict(os.environ, PELK_PATIENCE_MS="10000", **{VARIABLE: str(number)})
         for entry in properties.get("ENVIRONMENT", []):
             key, value = entry.split("=", 1)
@@ -80,7 +80,7 @@ class Suites:
 
 
 def folder_of(node, graph):
-    """The folder, of those that matter, whose CMakeLists.txt adds a Qt Test program; the target has its name."""
+    """The relevant folder whose CMakeLists.txt adds a Qt Test program; the target has the same name."""
     while node is not None:
         entry = graph["nodes"][node]
         if "command" in entry and graph["commands"][entry["command"]] == "pelk_test":
@@ -93,7 +93,7 @@ def folder_of(node, graph):
 
 
 def end(process):
-    """Ends a test and whatever it started."""
+    """Ends a test and all processes that it started."""
     try:
         os.killpg(process.pid, signal.SIGKILL)
     except ProcessLookupError:

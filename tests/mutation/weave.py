@@ -32,7 +32,7 @@ SOURCE, HEADER = ("pelkFault", "static int pelkFault()"), ("pelkHeaderFault", "i
 
 
 def enclosing_body(text, start, end):
-    """The span between the braces of the function around a place; None where there is none."""
+    """The span between the braces of the function around a place; None if there is none."""
     opening = None
     for found in re.compile(r"^\{\n", re.MULTILINE).finditer(text, 0, start):
         opening = found
@@ -45,7 +45,7 @@ def enclosing_body(text, start, end):
 
 
 def inline_body(text, start, end):
-    """As enclosing_body, of a header: the outermost braces around a place that a function's head stands before."""
+    """Like enclosing_body, for a header: the outermost braces around a place that follow the head of a function."""
     opened = []
     found = None
     for at, sign in enumerate(text):
@@ -64,7 +64,7 @@ def body_around(source, text, start, end):
 
 
 def change(fault, text):
-    """What a fault really changes: start, end and replacement, without what stands on both sides of it."""
+    """The actual change of a fault: start, end and replacement, without the unchanged text on both sides."""
     start, end = fault.place(text)
     replacement = fault.replacement
     if not fault.source.endswith(".h"):
@@ -81,7 +81,7 @@ def can_be_woven(fault, text):
 
 
 def weave(text, numbered, path):
-    """The text with all faults of one source, given as pairs of number and fault."""
+    """The text with all faults of one source, which are pairs of number and fault."""
     name, declaration = HEADER if path.suffix == ".h" else SOURCE
     bodies = {}
     for number, fault in numbered:
@@ -99,7 +99,7 @@ def weave(text, numbered, path):
         at = end
     woven.append(text[at:])
     result = "".join(woven)
-    # Behind the last include, so that it stands before every function.
+    # After the last include, so that it precedes every function.
     last = [found.end() for found in re.finditer(r"^#include .*\n", text, re.MULTILINE)][-1]
     return result[:last] + CHOICE % declaration + result[last:]
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Installs the packages into a bare Debian 12, upgrades over an older build, removes and purges them: what is there afterwards
-is what docs/packages.md says. Usage: tests/packages/installation_test.py FOLDER-OF-THE-PACKAGES; needs root and Debian's mirror."""
+"""Installs the packages into a bare Debian 12, upgrades them from an older build, removes and purges them, and compares the
+result with docs/packages.md. Usage: tests/packages/installation_test.py FOLDER-OF-THE-PACKAGES; needs root and Debian's mirror."""
 import os
 import pathlib
 import re
@@ -12,19 +12,19 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BASE = ROOT / ".cache" / "packages" / "bookworm.tar"
 BASE_PACKAGES = "ca-certificates,systemd,systemd-sysv,dbus"
-# Owner, group and mode of what people may ask about.
+# Owner, group and mode of files that users may look at.
 FILES = {
     "/usr/share/doc/pelk/examples/pelk.ini": "root root 644",
     "/usr/bin/pelk": "root root 755",
     "/usr/bin/qobuz-sandbox": "root root 755",
     "/usr/share/pelk/panel/index.html": "root root 644",
 }
-# What debconf, dpkg and the journal keep of any package.
+# Files that debconf, dpkg and the journal keep for any package.
 FOREIGN = re.compile(r"^/(var/(lib/(apt|dpkg|systemd)|cache|log)|proc|sys|dev|tmp|packages)/")
 
 
 class Root:
-    """A Debian of its own below a folder."""
+    """A separate Debian system in a folder."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -64,7 +64,7 @@ def prepare_base():
 
 
 def older(package, folder):
-    """The package as an older build would be: with another version."""
+    """The package with the version of an older build."""
     tree = folder / package.stem
     subprocess.run(["dpkg-deb", "-R", package, tree], check=True)
     control = tree / "DEBIAN" / "control"

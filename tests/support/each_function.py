@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Runs each function of a Qt Test program in a process of its own, all at once, for tests that wait for a clock more than they compute.
-Usage: each_function.py PROGRAM. Ends with 1 if a function failed, and prints what the failed ones wrote. A function that takes longer
-than four minutes fails: so its output is seen before CTest ends the whole test."""
+"""Runs each function of a Qt Test program in a separate process, all at the same time, for tests that mostly wait.
+Usage: each_function.py PROGRAM. Exits with 1 if a function failed, and prints the output of failed functions. A function that
+takes longer than four minutes fails, so that its output is printed before CTest ends the whole test."""
 import concurrent.futures
 import os
 import pathlib

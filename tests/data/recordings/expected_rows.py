@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What rows a list's answer has to become, worked out from its JSON alone.
+"""Computes the rows of a list's response from its JSON alone.
 Reads lines of a list's path, a blank and the answer; prints a line of JSON for each: the total and the rows, each an object
 of the roles that it has."""
 import json
@@ -20,7 +20,7 @@ LISTS = {  # path: the keys that lead to the page, and what its items are
 
 
 def at(value, *keys):
-    """The value below the keys; None where something else than an object stands on the way."""
+    """The value below the keys; None if a value on the way is not an object."""
     for key in keys:
         value = value.get(key) if isinstance(value, dict) else None
     return value

@@ -92,7 +92,7 @@ def header_of(name):
 
 
 class SchemaError(Exception):
-    """A sentence about what is wrong in a schema, and where."""
+    """A sentence that says what is wrong in a schema, and where."""
 
 
 TABLES = {"enums", "records", "values", "constants"}
@@ -218,7 +218,7 @@ def main():
     for name, (template, names) in outputs.items():
         text = environment.get_template(template).render(**common, **names)
         target = arguments.out / name
-        # The build times headers by their date: one that did not change keeps it.
+        # Unchanged headers keep their dates, so that nothing is built again.
         if not target.exists() or target.read_text(encoding="utf-8") != text:
             target.write_text(text, encoding="utf-8")
         else:
