@@ -122,7 +122,7 @@ QString otherSettings(const CommandLine& line, PlayerConnection& player)
     if (QFileInfo(used) == QFileInfo(line.configFile()))
         return QString();
     return QStringLiteral(
-               "The player that runs uses the settings file %1. End it first, or leave --config out.")
+               "The running player uses the settings file %1. Stop it first, or leave out --config.")
         .arg(used);
 }
 
@@ -146,7 +146,7 @@ int run(const CommandLine& line, bool* hasEnded)
         return line.command().run(line, *player);
     if (doer == Doer::AnyPlayer)
         return runInThisProcess(line, hasEnded);
-    Terminal::error(QStringLiteral("No player runs. Start one with: pelk serve"));
+    Terminal::error(QStringLiteral("No player is running. Start one with: pelk serve"));
     return ExitCode::noPlayer;
 }
 

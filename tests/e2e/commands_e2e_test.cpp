@@ -178,7 +178,7 @@ private Q_SLOTS:
         QFETCH(QString, line);
         const Players::Outcome outcome = m_players->pelk(line.split(QLatin1Char(' ')));
         QCOMPARE(outcome.exitCode, noPlayer);
-        QCOMPARE(outcome.errors, text("pelk: No player runs. Start one with: pelk serve\n"));
+        QCOMPARE(outcome.errors, text("pelk: No player is running. Start one with: pelk serve\n"));
     }
 
     void aSocketFileWhereNobodyListensIsNamed()

@@ -78,7 +78,7 @@ private Q_SLOTS:
             other.pelk({text("serve"), text("--listen"), text("127.0.0.1:%1").arg(serve.port)});
         QCOMPARE(second.exitCode, 1);
         QVERIFY2(second.errors.contains(
-                     text("127.0.0.1 port %1 cannot be listened on; does another pelk serve run there?")
+                     text("Cannot listen on 127.0.0.1 port %1: another player may be running there.")
                          .arg(serve.port)),
                  qPrintable(second.errors));
         QCOMPARE(serve.client().get("/api/player").status, 200);
@@ -133,8 +133,8 @@ private Q_SLOTS:
         const Players players;
         const Players::Outcome outcome = players.pelk({text("serve"), text("--listen"), text("192.0.2.1:0")});
         QCOMPARE(outcome.exitCode, 1);
-        QVERIFY2(outcome.errors.contains(text("192.0.2.1 port 0 cannot be listened on; it is no address of "
-                                              "this machine.")),
+        QVERIFY2(outcome.errors.contains(
+                     text("Cannot listen on 192.0.2.1 port 0: it is not an address of this machine.")),
                  qPrintable(outcome.errors));
     }
 

@@ -149,7 +149,7 @@ bool CMPath::parse(const QString& text, CMPath* path, QString* error)
 {
     QString reason = fault(text);
     if (reason.isEmpty() && text.startsWith(QLatin1Char(':')))
-        reason = QStringLiteral("nothing stands before its first colon, where the name of a service belongs");
+        reason = QStringLiteral("the name of a service is missing before its first colon");
     if (!reason.isEmpty()) {
         *error =
             QStringLiteral("\"") + text + QStringLiteral("\" is not a path: ") + reason + QLatin1Char('.');

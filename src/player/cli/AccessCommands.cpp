@@ -32,14 +32,14 @@ int Commands::password(const CommandLine& /*line*/, PlayerConnection& /*player*/
                 : Terminal::readLine();
     if (!password)
         return failed(
-            isTyped ? QStringLiteral("No password was typed, or none in UTF-8; nothing was changed.")
+            isTyped ? QStringLiteral("The password is empty or not UTF-8. Nothing was changed.")
                     : QStringLiteral(
                           "There is no password on standard input. Write it to the first line, as UTF-8."),
             ExitCode::usage);
     const QString fault = Secrets::passwordFault(*password);
     if (!fault.isEmpty())
         return failed(fault, ExitCode::usage);
-    if (isTyped && Terminal::askPassword(QStringLiteral("The same once more: ")) != password)
+    if (isTyped && Terminal::askPassword(QStringLiteral("Repeat the password: ")) != password)
         return failed(QStringLiteral("The two passwords differ; nothing was changed."), ExitCode::usage);
     const QByteArray hash = Secrets::passwordHash(*password);
     if (hash.isEmpty())
@@ -47,7 +47,7 @@ int Commands::password(const CommandLine& /*line*/, PlayerConnection& /*player*/
     QString error;
     if (!Credentials(Host::stateFolder()).setPasswordHash(hash, &error))
         return failed(error);
-    Terminal::out(QStringLiteral("The password is set. Devices that were logged in have to log in again.\n"));
+    Terminal::out(QStringLiteral("The password is set. Devices that were logged in must log in again.\n"));
     return ExitCode::ok;
 }
 

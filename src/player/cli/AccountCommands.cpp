@@ -65,7 +65,7 @@ int Commands::login(const CommandLine& line, PlayerConnection& player)
     if (!answer.isOk())
         return failure(answer);
     Terminal::out(QStringLiteral("Logged in as %1.\n").arg(told(player.about(), "userName")));
-    return afterSaving(player, " The login ends with the player.");
+    return afterSaving(player, " The login is lost when the player ends.");
 }
 
 int Commands::logout(const CommandLine& /*line*/, PlayerConnection& player)

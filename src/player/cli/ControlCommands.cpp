@@ -103,9 +103,9 @@ int Commands::previous(const CommandLine& /*line*/, PlayerConnection& player)
 
 QString Commands::checkSeek(const CommandLine& line)
 {
-    return timeOf(line.text("TIME"))
-               ? QString()
-               : QStringLiteral("\"%1\" is no time such as 90, 1:30, +10 or -0:30.").arg(line.text("TIME"));
+    return timeOf(line.text("TIME")) ? QString()
+                                     : QStringLiteral("\"%1\" is not a time such as 90, 1:30, +10 or -0:30.")
+                                           .arg(line.text("TIME"));
 }
 
 int Commands::seek(const CommandLine& line, PlayerConnection& player)
@@ -121,7 +121,7 @@ QString Commands::checkVolume(const CommandLine& line)
     const bool isWord = value == QLatin1String("mute") || value == QLatin1String("unmute");
     if (!line.has("VALUE") || isWord || percentOf(value))
         return QString();
-    return QStringLiteral("\"%1\" is no volume: 0 to 100, +N, -N, mute or unmute.").arg(value);
+    return QStringLiteral("\"%1\" is not a volume: use 0 to 100, +N, -N, mute or unmute.").arg(value);
 }
 
 int Commands::volume(const CommandLine& line, PlayerConnection& player)

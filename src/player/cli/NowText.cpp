@@ -53,7 +53,7 @@ QString NowText::format(const QJsonObject& status)
     const QJsonObject format = status.value(QStringLiteral("format")).toObject();
     const QString text = format.value(QStringLiteral("text")).toString();
     return format.value(QStringLiteral("lowerThanAsked")).toBool()
-               ? text + QStringLiteral(", lower than asked for")
+               ? text + QStringLiteral(", below your setting")
                : text;
 }
 

@@ -12,7 +12,7 @@ QString clock(qint64 milliseconds);
 QString table(const QJsonObject& status, int width);
 /// Everything in one line; ends in a line break.
 QString line(const QJsonObject& status, int width);
-/// "FLAC 24 bit / 96 kHz, lower than asked for"; empty where nothing is known.
+/// "FLAC 24 bit / 96 kHz, below your setting"; empty where nothing is known.
 QString format(const QJsonObject& status);
 
 } // namespace NowText

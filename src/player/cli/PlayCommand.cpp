@@ -102,7 +102,7 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
         const PlayerStatus status = engine.status();
         QString format = status.format.toString();
         if (status.lowerThanAsked)
-            format += QStringLiteral(", lower than asked for");
+            format += QStringLiteral(", below your setting");
         if (Terminal::errorIsTerminal())
             showProgress(engine);
         else
@@ -155,7 +155,7 @@ int PlayCommand::play(AudioOutput* output, const CMPath& path, SignalWatch* sign
         return ExitCode::signalBase + signalWatch->number();
     if (!m_anyStarted && !m_anyFailed) {
         Terminal::error(
-            QStringLiteral("\"%1\" holds no track; show its rows and play one of those.").arg(m_path));
+            QStringLiteral("\"%1\" contains no tracks. Show its rows and play one of them.").arg(m_path));
         return ExitCode::failed;
     }
     if (!m_anyFailed)

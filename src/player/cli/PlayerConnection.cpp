@@ -26,7 +26,7 @@ PlayerAnswer PlayerConnection::answer(int status, const QByteArray& body)
         return answer;
     answer.error = answer.body.value(QStringLiteral("detail")).toString().trimmed();
     if (answer.error.isEmpty())
-        answer.error = QStringLiteral("The player gave no answer.");
+        answer.error = QStringLiteral("The player did not respond.");
     const int code = answer.body.value(QStringLiteral("code")).toInt();
     if (code != 0)
         answer.error += QStringLiteral(" (%1)").arg(code);

@@ -113,8 +113,7 @@ QString Commands::checkQueueRemove(const CommandLine& line)
     int last = 0;
     for (const QString& word : words)
         if (!readNumbers(word, &first, &last))
-            return QStringLiteral("\"%1\" is neither a number of the queue nor a range such as 5-9.")
-                .arg(word);
+            return QStringLiteral("\"%1\" is neither an entry number nor a range such as 5-9.").arg(word);
     return QString();
 }
 

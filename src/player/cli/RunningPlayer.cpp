@@ -168,8 +168,8 @@ std::unique_ptr<RunningPlayer> RunningPlayer::find(const QString& socketFile, co
         return at(SocketFile::systemFile());
     std::unique_ptr<RunningPlayer> player = at(holder->socketFile);
     if (!player)
-        *error = QStringLiteral("The player runs (%1), but cannot be reached at its socket file \"%2\": %3. "
-                                "Start it again.")
+        *error = QStringLiteral("The player is running (%1), but cannot be reached at its socket file "
+                                "\"%2\": %3. Start it again.")
                      .arg(holder->toString(), holder->socketFile, qt_error_string(errno));
     return player;
 }
@@ -220,7 +220,6 @@ bool RunningPlayer::follow(const Watcher& watcher, QString* error)
         return true;
     *error = transfer.status() == 0 || transfer.status() == 200
                  ? QStringLiteral("The player has ended.")
-                 : QStringLiteral("The player has no place for one more who follows it (%1).")
-                       .arg(transfer.status());
+                 : QStringLiteral("Too many programs follow the player (%1).").arg(transfer.status());
     return false;
 }

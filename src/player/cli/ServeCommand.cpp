@@ -102,8 +102,7 @@ QString ServeCommand::check(const CommandLine& line)
         return QStringLiteral("\"%1\" is not an address with a port, such as 127.0.0.1:8080 or [::1]:8080.")
             .arg(listen);
     if (line.has("tls-cert") != line.has("tls-key"))
-        return QStringLiteral("--tls-cert and --tls-key go together: a certificate is of no use without its "
-                              "key.");
+        return QStringLiteral("--tls-cert and --tls-key must be used together.");
     if (!line.text("origin").isEmpty() && AccessRules::originOf(line.text("origin")).isEmpty())
         return QStringLiteral("\"%1\" is not the address of a site, such as https://music.home.example.")
             .arg(line.text("origin"));

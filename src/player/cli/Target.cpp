@@ -65,7 +65,7 @@ QString Target::check(const CommandLine& line)
         !CMPath::parse(words.first(), &path, &error))
         return error;
     if (words.size() > 1 && !kinds().contains(words.first()))
-        return QStringLiteral("\"%1\" is no kind of title: %2.")
+        return QStringLiteral("\"%1\" is not a kind of title. The kinds are: %2.")
             .arg(words.first(), kinds().join(QStringLiteral(", ")));
     if (words.size() > 1 && words.mid(1).join(QLatin1Char(' ')).trimmed().isEmpty())
         return QStringLiteral("The title is empty.");
@@ -102,7 +102,7 @@ int Target::find(const QStringList& words, PlayerConnection& player, Target* tar
     }
     if (!hasKind && found.size() > 1) {
         Terminal::error(
-            QStringLiteral("\"%1\" is the title of more than one; name the kind, or a path:").arg(title));
+            QStringLiteral("Several items have the title \"%1\". Add the kind, or use a path:").arg(title));
         for (const Target& one : qAsConst(found))
             Terminal::note(QStringLiteral("  %1  %2").arg(one.text, printableText(one.path)));
         return ExitCode::failed;

@@ -111,7 +111,7 @@ QStringList ModuleLoader::loadFolder(const QString& folder)
         return {QStringLiteral("The module folder %1 cannot be read.").arg(folder)};
     const QStringList files = dir.entryList({QStringLiteral("lib*.so")}, QDir::Files, QDir::Name);
     if (files.isEmpty())
-        return {QStringLiteral("The module folder %1 holds no module (lib*.so).").arg(folder)};
+        return {QStringLiteral("The module folder %1 contains no module (lib*.so).").arg(folder)};
     QStringList problems;
     for (const QString& file : files) {
         const QString problem = load(dir.absoluteFilePath(file));

@@ -146,7 +146,7 @@ bool StreamPlayer::makePipeline(QString* error)
             gst_bin_add(GST_BIN(m_pipeline), element);
     if (!m_concat || !convert || !m_volume ||
         !gst_element_link_many(m_concat, convert, m_volume, m_sink, nullptr)) {
-        *error = QStringLiteral("GStreamer lacks elements; install its base plug-ins.");
+        *error = QStringLiteral("GStreamer elements are missing. Install its base plug-ins.");
         return false;
     }
     auto* feed = new Feed;

@@ -45,7 +45,7 @@ bool WavWriter::write(const PcmFormat& format, const char* data, qint64 bytes, Q
                                             : maximumDataBytes;
     const qint64 taken = qMin(bytes, limit - m_dataBytes);
     if (taken < bytes && m_limitSeconds == 0) {
-        *error = QStringLiteral("%1 is full: a WAV file holds no more than 4 GiB.").arg(m_file.fileName());
+        *error = QStringLiteral("%1 is full: a WAV file cannot be larger than 4 GiB.").arg(m_file.fileName());
         return false;
     }
     if (m_file.write(data, taken) != taken) {

@@ -98,7 +98,7 @@ public:
         QObject::connect(&certificateLook, &QTimer::timeout, &certificateLook, [this] {
             if (certificate->refresh()) {
                 setRules();
-                tell({QStringLiteral("Browsers are shown another certificate from now on; its SHA-256 is %1")
+                tell({QStringLiteral("The certificate has changed; its SHA-256 is %1")
                           .arg(certificate->fingerprint())});
             }
             tell(certificate->takeNotices());
@@ -153,16 +153,13 @@ bool PanelServer::start(QString* error)
     } else if (!m_d->listener.listen(options.address, options.port)) {
         const bool isTaken = errno == EADDRINUSE;
         const QString why =
-            isTaken ? QStringLiteral("does another pelk serve run there? --listen ADDR:PORT "
-                                     "chooses another one, and port 0 any that is free.")
-            : errno == EACCES
-                ? QStringLiteral("ports below 1024 are kept for the system's own services.")
-                : QStringLiteral("it is no address of this machine. 127.0.0.1 is for this machine "
-                                 "alone, 0.0.0.0 for all that reach it.");
-        *error = QStringLiteral("%1 port %2 cannot be listened on; %3")
-                     .arg(options.address)
-                     .arg(options.port)
-                     .arg(why);
+            isTaken ? QStringLiteral("another player may be running there. Choose another address with "
+                                     "--listen ADDR:PORT, or a free port with port 0.")
+            : errno == EACCES ? QStringLiteral("ports below 1024 are reserved for system services.")
+                              : QStringLiteral("it is not an address of this machine. Use 127.0.0.1 for this "
+                                               "machine only, or 0.0.0.0 for all networks.");
+        *error =
+            QStringLiteral("Cannot listen on %1 port %2: %3").arg(options.address).arg(options.port).arg(why);
         return false;
     }
     const bool isReachable = !AccessRules::isLoopback(options.address) || !options.origin.isEmpty();
@@ -170,9 +167,8 @@ bool PanelServer::start(QString* error)
     m_d->tell(m_d->access.takeNotices());
     if (isReachable && !isLocked && !options.isOpen) {
         m_d->listener.close();
-        *error = QStringLiteral("Others than this machine's users would reach the player at %1, and no "
-                                "password is set. Set one with \"pelk password\", or let everybody in with "
-                                "--open.")
+        *error = QStringLiteral("Other devices could reach the player at %1, but no password is set. Set one "
+                                "with \"pelk password\", or admit everybody with --open.")
                      .arg(options.origin.isEmpty() ? options.address : options.origin);
         return false;
     }

@@ -70,7 +70,8 @@ private Q_SLOTS:
         row("rows --from -5", "\"-5\" is not a whole number from 0");
         row("rows --to x", "\"x\" is not a whole number from 0");
         row("rows --from 99999999999", "is not a whole number from 0 to 2147483647");
-        row("rows test: more", "\"test:\" is no kind of title: album, artist, playlist, track.");
+        row("rows test: more",
+            "\"test:\" is not a kind of title. The kinds are: album, artist, playlist, track.");
         row("rows test:%zz", "is not a path");
         row("play", "PATH is required.");
         row("play test:%zz", "is not a path");
@@ -212,7 +213,7 @@ private Q_SLOTS:
             run(withModules({QStringLiteral("play"), QStringLiteral("test:"), QStringLiteral("--to"),
                              m_home.filePath(QStringLiteral("a.wav"))}));
         QCOMPARE(result.code, 1);
-        QVERIFY(result.error.contains(QStringLiteral("\"test:\" holds no track")));
+        QVERIFY(result.error.contains(QStringLiteral("\"test:\" contains no tracks")));
         QVERIFY(!QFile::exists(m_home.filePath(QStringLiteral("a.wav"))));
     }
 

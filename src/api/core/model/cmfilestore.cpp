@@ -49,7 +49,7 @@ CMFileStore::CMFileStore(const QString& fileName, QFileDevice::Permissions permi
     if (!error.isEmpty())
         setAside(error.message());
     else if (values.userType() != qMetaTypeId<PelkHash>())
-        setAside(QStringLiteral("it is no JSON object"));
+        setAside(QStringLiteral("it is not a JSON object"));
     else
         m_values = values.toHash();
 }
@@ -61,12 +61,11 @@ void CMFileStore::setAside(const QString& reason)
     const QByteArray to = QFile::encodeName(aside);
     ::unlink(to.constData());
     if (::rename(QFile::encodeName(m_fileName).constData(), to.constData()) == 0)
-        m_notice =
-            QStringLiteral("%1 cannot be used (%2). It was set aside as %3, and what it held starts empty.")
-                .arg(m_fileName, reason, aside);
+        m_notice = QStringLiteral("%1 cannot be used (%2). It was renamed to %3, and its values start empty.")
+                       .arg(m_fileName, reason, aside);
     else
         m_notice =
-            QStringLiteral("%1 cannot be used (%2), so what it held starts empty.").arg(m_fileName, reason);
+            QStringLiteral("%1 cannot be used (%2), so its values start empty.").arg(m_fileName, reason);
 }
 
 PelkValue CMFileStore::read(const CMPath& path) const

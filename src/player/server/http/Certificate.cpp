@@ -100,7 +100,7 @@ std::shared_ptr<Certificate::Shown> read(const QByteArray& pem, const QByteArray
     gnutls_privkey_init(&shown->key);
     if (gnutls_pcert_list_import_x509_raw(shown->chain.data(), &count, &bytes, GNUTLS_X509_FMT_PEM, 0) != 0 ||
         count == 0) {
-        *error = QStringLiteral("it holds no certificate in PEM");
+        *error = QStringLiteral("it contains no PEM certificate");
         return nullptr;
     }
     shown->chainCount = count;
@@ -272,9 +272,9 @@ bool Certificate::loadGenerated(QString* error)
     if (outcome != CMReadFile::Missing && !m_current) {
         const QString aside = m_source.generatedFile + QStringLiteral(".bad");
         std::rename(qPrintable(m_source.generatedFile), qPrintable(aside));
-        m_notices.append(QStringLiteral("%1 cannot be used: %2. It was renamed to %3, and browsers are shown "
-                                        "a new certificate.")
-                             .arg(m_source.generatedFile, reason, aside));
+        m_notices.append(
+            QStringLiteral("%1 cannot be used: %2. It was renamed to %3, and a new certificate was created.")
+                .arg(m_source.generatedFile, reason, aside));
     }
     // A slow clock must not replace a certificate that browsers have accepted.
     const bool isOver = m_current && m_source.now() >= end().addDays(-renewedDaysBefore);
@@ -287,7 +287,7 @@ bool Certificate::generate(QString* error)
     QString reason = QStringLiteral("it cannot be made");
     const std::shared_ptr<Shown> made = pem.isEmpty() ? nullptr : read(pem, pem, m_source.names, &reason);
     if (!made || !cmSaveFile(m_source.generatedFile, pem, ownerOnly, &reason)) {
-        *error = QStringLiteral("No certificate can be kept in %1: %2.").arg(m_source.generatedFile, reason);
+        *error = QStringLiteral("Cannot save a certificate in %1: %2.").arg(m_source.generatedFile, reason);
         return false;
     }
     m_current = made;

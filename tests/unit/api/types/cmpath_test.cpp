@@ -82,8 +82,7 @@ private Q_SLOTS:
                                         "write it as a percent sequence such as %0A.");
         QTest::newRow("colon first")
             << text(":a")
-            << text("\":a\" is not a path: nothing stands before its first colon, where the name of a "
-                    "service belongs.");
+            << text("\":a\" is not a path: the name of a service is missing before its first colon.");
     }
 
     void anInvalidPathIsReportedInASentence()

@@ -80,7 +80,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("reason");
         QTest::newRow("corrupt") << QByteArray("{\"a\": ") << QStringLiteral(" at offset ");
-        QTest::newRow("no object") << QByteArray("[1]") << QStringLiteral("it is no JSON object");
+        QTest::newRow("no object") << QByteArray("[1]") << QStringLiteral("it is not a JSON object");
         QTest::newRow("oversize") << QByteArray("{}") + QByteArray(1024 * 1024, ' ')
                                   << QStringLiteral("it is larger than 1 MiB");
     }
@@ -96,9 +96,8 @@ private Q_SLOTS:
         CMFileStore store(file(), ownerOnly);
         QVERIFY2(store.notice().contains(reason), qPrintable(store.notice()));
         QVERIFY(store.notice().startsWith(file() + QStringLiteral(" cannot be used (")));
-        QVERIFY(
-            store.notice().endsWith(QStringLiteral("It was set aside as %1, and what it held starts empty.")
-                                        .arg(file() + QStringLiteral(".bad"))));
+        QVERIFY(store.notice().endsWith(QStringLiteral("It was renamed to %1, and its values start empty.")
+                                            .arg(file() + QStringLiteral(".bad"))));
         QCOMPARE(store.read(sessionPath), PelkValue());
         QVERIFY(!QFileInfo::exists(file()));
         QFile aside(file() + QStringLiteral(".bad"));
@@ -124,7 +123,7 @@ private Q_SLOTS:
         else
             QVERIFY(QFile::link(target, file()));
         const CMFileStore store(file(), ownerOnly);
-        QVERIFY2(store.notice().contains(QStringLiteral("It was set aside as")), qPrintable(store.notice()));
+        QVERIFY2(store.notice().contains(QStringLiteral("It was renamed to")), qPrintable(store.notice()));
         QVERIFY(!QFileInfo(file()).isSymLink() && !QFileInfo::exists(file()));
         QCOMPARE(store.read(sessionPath), PelkValue());
     }
