@@ -181,7 +181,7 @@ private Q_SLOTS:
         QCOMPARE(outcome.errors, text("pelk: No player is running. Start one with: pelk serve\n"));
     }
 
-    void aSocketFileWhereNobodyListensIsNamed()
+    void aSocketFileWithoutAPlayerIsNamed()
     {
         const Players::Outcome outcome = pelk("--socket /nowhere/player.sock pause");
         QCOMPARE(outcome.exitCode, noPlayer);

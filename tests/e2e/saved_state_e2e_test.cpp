@@ -118,13 +118,13 @@ private Q_SLOTS:
     }
     void cleanup() { m_players.reset(); }
 
-    void thePlayerIsPausedWhereItWas_data()
+    void thePlayerIsPausedAtItsPosition_data()
     {
         QTest::addColumn<int>("signal");
         QTest::newRow("after an end in order") << SIGTERM;
         QTest::newRow("after a kill") << SIGKILL;
     }
-    void thePlayerIsPausedWhereItWas()
+    void thePlayerIsPausedAtItsPosition()
     {
         QFETCH(int, signal);
         QStringList paths;

@@ -224,7 +224,7 @@ private Q_SLOTS:
         QCOMPARE(contents(), before);
     }
 
-    void anEarlierRunIsNotTakenForThisOne()
+    void theOutputOfAnEarlierRunIsIgnored()
     {
         const QTemporaryDir home;
         for (const char* said : {"/sandbox.out", "/player.out"}) {

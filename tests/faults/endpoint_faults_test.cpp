@@ -77,7 +77,7 @@ private Q_SLOTS:
         QVERIFY(m_combinations >= 300);
     }
 
-    void aFaultIsAnsweredOnceAsItShouldBeAndTheNextRequestWorks_data()
+    void aFaultIsAnsweredOnceAsExpectedAndTheNextRequestWorks_data()
     {
         QTest::addColumn<int>("index");
         QTest::addColumn<int>("fault");
@@ -89,7 +89,7 @@ private Q_SLOTS:
             }
         }
     }
-    void aFaultIsAnsweredOnceAsItShouldBeAndTheNextRequestWorks()
+    void aFaultIsAnsweredOnceAsExpectedAndTheNextRequestWorks()
     {
         QFETCH(int, index);
         QFETCH(int, fault);

@@ -178,7 +178,7 @@ private Q_SLOTS:
         QCOMPARE(answer.count, 42);
     }
 
-    void aListThatTheAnswerLacksHasNoRows_data()
+    void aMissingListHasNoRows_data()
     {
         Rows<QByteArray, int, int> row;
         row("no list", "{}", 0, 0);
@@ -190,7 +190,7 @@ private Q_SLOTS:
             12);
         row("an item that is no object", QByteArray(R"({"albums":{"total":3,"items":[null,7,{}]}})"), 3, 3);
     }
-    void aListThatTheAnswerLacksHasNoRows()
+    void aMissingListHasNoRows()
     {
         const auto [body, rows, total] = fetched<QByteArray, int, int>();
         serve(body);

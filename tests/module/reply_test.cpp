@@ -122,14 +122,14 @@ class ReplyTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void everyRecordOfTheServiceGoesThroughAReply_data()
+    void everyRecordOfTheServiceWorksInAReply_data()
     {
         Rows<int> row;
         for (int i = 0; i < records().size(); ++i)
             row(records().at(i).first, i);
         QCOMPARE(records().size(), 16);
     }
-    void everyRecordOfTheServiceGoesThroughAReply()
+    void everyRecordOfTheServiceWorksInAReply()
     {
         const auto [index] = fetched<int>();
         records().at(index).second(records().at(index).first);

@@ -123,7 +123,7 @@ private Q_SLOTS:
         QCOMPARE(seen, "http://www2.qobuz.com/"_s);
     }
 
-    void aRedirectToAHostOfSomeoneElseDoesNot()
+    void aRedirectToAForeignHostDoesNotMoveTheBase()
     {
         server().answer("http://api.qobuz.com/api/a", TestHttpServer::redirect("http://www.example/a"_s));
         server().answer("http://www.example/a", plain("moved"));

@@ -173,7 +173,7 @@ private Q_SLOTS:
         QCOMPARE(log.errors(), QStringList{"HTTP call to genre/get?genre_id=1 failed (%1)"_s.arg(code)});
     }
 
-    void onlyTheCodeTellsSuccess()
+    void onlyTheCodeDecidesAboutSuccess()
     {
         const auto reply = api().genreGet(1);
         lastCallback({PelkUrl(), HttpClientResult::Interrupted, 200, "{\"id\":9}", {}});

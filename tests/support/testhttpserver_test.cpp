@@ -103,7 +103,7 @@ private Q_SLOTS:
         QCOMPARE(server.requests().at(2).connection, 1);
     }
 
-    void aHeldAnswerWaitsForItsRelease()
+    void aHeldResponseWaitsForItsRelease()
     {
         TestHttpServer server;
         TestHttpServer::Response held = TestHttpServer::text("late");

@@ -48,7 +48,7 @@ class KnownContainersTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void aContainerThatWasSeenIsKnownAndNothingElse()
+    void onlySeenContainersAreKnown()
     {
         KnownContainers known;
         known.add({album(1), track({}, {})});

@@ -60,7 +60,7 @@ private Q_SLOTS:
         QVERIFY(loader.modules().isEmpty());
     }
 
-    void aTextFileIsNoLibrary()
+    void aTextFileIsRefusedAsALibrary()
     {
         QTemporaryDir dir;
         const QString name = dir.filePath(QStringLiteral("libtext.so"));

@@ -115,7 +115,7 @@ private Q_SLOTS:
         QCOMPARE(m_host->worker.states.last(), QStringLiteral("a stopped userStop"));
     }
 
-    void itGoesForwardsAndBackwards()
+    void itSkipsForwardsAndBackwards()
     {
         play();
         QCOMPARE(ctl("next"), QString());

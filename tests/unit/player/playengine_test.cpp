@@ -155,7 +155,7 @@ private Q_SLOTS:
         QCOMPARE(started.size(), 1);
     }
 
-    void aStreamThatBreaksFailsAndTheQueueGoesOn()
+    void aBrokenStreamFailsAndTheQueueContinues()
     {
         m_worker->list = QStringList{QStringLiteral("broken"), QStringLiteral("1")};
         QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
@@ -195,7 +195,7 @@ private Q_SLOTS:
         QCOMPARE(failed.size(), 3);
     }
 
-    void playingGoesOnWithWhatIsStillBeingLoaded()
+    void playbackContinuesWithRowsThatAreStillLoading()
     {
         m_worker->list = QStringList{QStringLiteral("-a"), QStringLiteral("1"), QStringLiteral("-b"),
                                      QStringLiteral("-c"), QStringLiteral("2")};

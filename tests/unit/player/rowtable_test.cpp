@@ -44,7 +44,7 @@ private Q_SLOTS:
         QCOMPARE(TextWidth::columns(text), columns);
     }
 
-    void aCutNeverSplitsWhatAReaderSeesAsOne_data()
+    void aCutNeverSplitsAVisibleCharacter_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<int>("limit");
@@ -58,7 +58,7 @@ private Q_SLOTS:
         QTest::newRow("blank before the cut") << QStringLiteral("ab cdef") << 4 << QStringLiteral("ab…");
         QTest::newRow("no room") << QStringLiteral("abc") << 0 << QString();
     }
-    void aCutNeverSplitsWhatAReaderSeesAsOne()
+    void aCutNeverSplitsAVisibleCharacter()
     {
         QFETCH(QString, text);
         QFETCH(int, limit);

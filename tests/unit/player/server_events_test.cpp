@@ -371,7 +371,7 @@ private Q_SLOTS:
             QTRY_COMPARE(stateIn(*reader), int(PelkQobuzLoginStates::LoggedIn));
     }
 
-    void moreThanTheLimitAreRefusedUntilOneGoes()
+    void moreThanTheLimitAreRefusedUntilOneEnds()
     {
         ServerFixture f;
         f.start();

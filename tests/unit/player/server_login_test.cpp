@@ -320,7 +320,7 @@ private Q_SLOTS:
         QCOMPARE(f.logIn(QString()).body, wrong.body);
     }
 
-    void aPasswordThatIsNoTextIsAWrongRequest()
+    void aPasswordThatIsNotATextIsAnInvalidRequest()
     {
         LockedFixture f;
         f.start();
@@ -357,7 +357,7 @@ private Q_SLOTS:
         QCOMPARE(f.logIn(password).status, 204);
     }
 
-    void aRightPasswordIsNoFailure()
+    void aRightPasswordDoesNotCountAsAFailure()
     {
         LockedFixture f;
         f.start();
@@ -365,7 +365,7 @@ private Q_SLOTS:
             QCOMPARE(f.logIn(password).status, 204);
     }
 
-    void manyAttemptsAtOnceAreNoWayAround()
+    void simultaneousAttemptsDoNotBypassTheLimit()
     {
         LockedFixture f;
         f.start();
@@ -384,7 +384,7 @@ private Q_SLOTS:
         QCOMPARE(statuses.value(429), 7);
     }
 
-    void aHundredFailuresAnHourAreEnoughWhateverTheAddress()
+    void aHundredFailuresAnHourAreTheLimitForAllAddresses()
     {
         qint64 nowMs = 0;
         Attempts attempts(Limits(), [&nowMs] { return nowMs; });
@@ -472,7 +472,7 @@ private Q_SLOTS:
         QCOMPARE(f.status(f.headers(cookie)), 401);
     }
 
-    void aClockSetBackByAYearLetsNobodyInForLonger()
+    void aClockSetBackByAYearExtendsNoAccess()
     {
         constexpr qint64 yearMs = 365LL * 24 * 3600 * 1000;
         LockedFixture f;

@@ -93,7 +93,7 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_name));
     }
 
-    void aFolderIsNoSettingsFile()
+    void aFolderIsRefusedAsASettingsFile()
     {
         ServiceSettings settings(m_dir.path());
         QString error;
@@ -172,7 +172,7 @@ private Q_SLOTS:
         QCOMPARE(contents(m_name), good + "soundQuality=mp3\n[system]\nmemberId=m\n");
     }
 
-    void theMemberIdIsMadeOnceAndKept()
+    void theMemberIdIsCreatedOnceAndKept()
     {
         write(m_name, good);
         QString error;

@@ -80,7 +80,7 @@ private Q_SLOTS:
         QCOMPARE(int(status.st_mode & 07777), 0600);
     }
 
-    void aBurstIsWrittenOnceWithTheLastOfIt()
+    void aBurstIsWrittenOnceWithItsLastValue()
     {
         int writes = 0;
         const auto target = file();
@@ -190,7 +190,7 @@ private Q_SLOTS:
                  qPrintable(target->notice()));
     }
 
-    void aWriteThatFailsIsReportedOnceAndTriedAgain()
+    void aFailedWriteIsReportedOnceAndRetried()
     {
         QFile blocker(m_folder->filePath(QStringLiteral("state"))); // where the folder has to be
         QVERIFY(blocker.open(QIODevice::WriteOnly));

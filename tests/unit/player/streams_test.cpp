@@ -131,7 +131,7 @@ private Q_SLOTS:
         m_server.reset();
     }
 
-    void aStreamIsHeardWhole()
+    void aStreamIsHeardCompletely()
     {
         QVERIFY(m_host->playAll({QStringLiteral("1")}));
         QVERIFY(m_host->output.samples() == m_decoded);
@@ -309,7 +309,7 @@ private Q_SLOTS:
                                 .arg((same - rest) * 1000.0 / EngineHost::frameBytes / EngineHost::rateHz)));
     }
 
-    void aSeekIsNoBreak()
+    void aSeekDoesNotCountAsABreak()
     {
         startAndHear();
         engine().pause();
@@ -455,7 +455,7 @@ private Q_SLOTS:
         QVERIFY2(qAbs(heardMs - (seconds * 1000 - 1000)) <= 50, qPrintable(QString::number(heardMs)));
     }
 
-    void anOutputThatNeverWorkedEndsThePlayingAtOnce()
+    void anOutputThatNeverWorkedEndsPlaybackAtOnce()
     {
         m_host->output.unplug();
         QSignalSpy failed(&engine(), &PlayEngine::trackFailed);

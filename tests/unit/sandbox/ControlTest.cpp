@@ -59,7 +59,7 @@ private Q_SLOTS:
         QCOMPARE(requests[requests.size() - 1]["status"], Json(200));
     }
 
-    void onlyCallsOfTheApiAreListedUnlessAllAreAskedFor()
+    void onlyApiCallsAreListedByDefault()
     {
         m_client.http().Get("/covers/albums/1_50.png");
         m_client.api("genre/list");
@@ -138,7 +138,7 @@ private Q_SLOTS:
         QCOMPARE(m_client.http().Get("/control/tracks?kind=vinyl")->status, 400);
     }
 
-    void theCatalogueTellsItsSizes()
+    void theCatalogueReportsItsSizes()
     {
         const Json sizes = control("catalogue");
         QVERIFY(sizes["tracks"] >= 100000);

@@ -148,7 +148,7 @@ private Q_SLOTS:
         QVERIFY(!m_client.login().empty());
     }
 
-    void audioIsWhatTheAnswerSays_data()
+    void audioMatchesTheResponse_data()
     {
         QTest::addColumn<QByteArray>("kind");
         QTest::addColumn<int>("format");
@@ -162,7 +162,7 @@ private Q_SLOTS:
         QTest::newRow("excerpt") << QByteArray("restricted-sample") << 5;
     }
 
-    void audioIsWhatTheAnswerSays()
+    void audioMatchesTheResponse()
     {
         QFETCH(QByteArray, kind);
         QFETCH(int, format);

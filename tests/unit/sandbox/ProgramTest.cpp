@@ -25,7 +25,7 @@ private Q_SLOTS:
         QCOMPARE(program.readAllStandardError(), QByteArray());
     }
 
-    void aTakenPortIsASentenceAndCode2()
+    void aPortInUseIsReportedWithCode2()
     {
         QProcess first;
         const QByteArray line = start(first, {});

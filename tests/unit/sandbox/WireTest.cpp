@@ -70,7 +70,7 @@ private Q_SLOTS:
         QVERIFY(!answer.reset);
     }
 
-    void resetComesBeforeTheAnswer()
+    void resetHappensBeforeTheResponse()
     {
         QCOMPARE(arm({{"kind", "reset"}}), 200);
         const RawAnswer answer = raw();
@@ -78,7 +78,7 @@ private Q_SLOTS:
         QVERIFY(answer.reset);
     }
 
-    void resetComesWithinTheBody()
+    void resetHappensWithinTheBody()
     {
         QCOMPARE(arm({{"kind", "reset"}, {"bytes", 100}}), 200);
         const RawAnswer answer = raw();
@@ -112,7 +112,7 @@ private Q_SLOTS:
         QVERIFY(client.receive().bytes.empty());
     }
 
-    void garbageIsNoHttp()
+    void garbageIsNotHttp()
     {
         QCOMPARE(arm({{"kind", "garbage"}}), 200);
         const RawAnswer answer = raw();
@@ -172,14 +172,14 @@ private Q_SLOTS:
             QCOMPARE(answer->get_header_value("Content-Type"), type.toStdString());
     }
 
-    void oversizeHasExactlyTheAskedSize_data()
+    void oversizeHasExactlyTheRequestedSize_data()
     {
         QTest::addColumn<bool>("chunked");
         QTest::newRow("with a length") << false;
         QTest::newRow("in chunks") << true;
     }
 
-    void oversizeHasExactlyTheAskedSize()
+    void oversizeHasExactlyTheRequestedSize()
     {
         QFETCH(bool, chunked);
         QCOMPARE(arm({{"kind", "oversize"}, {"bytes", 524289}, {"chunked", chunked}}), 200);
@@ -198,7 +198,7 @@ private Q_SLOTS:
         QVERIFY(Client::json(answer).is_discarded());
     }
 
-    void anyBodyCanBeGiven()
+    void anyBodyCanBeSet()
     {
         QCOMPARE(arm({{"kind", "body"}, {"body", {{"genres", nullptr}}}}), 200);
         QCOMPARE(m_client.api("genre/list")->body, std::string("{\"genres\":null}"));
@@ -261,7 +261,7 @@ private Q_SLOTS:
         QCOMPARE(m_client.api("genre/list")->status, 401);
     }
 
-    void theServingHostStandsOnTheRightAnswer()
+    void theServingHostHeaderIsInTheNormalResponse()
     {
         QCOMPARE(arm({{"kind", "header"}, {"value", "http://play.qobuz.com/"}}), 200);
         const auto answer = m_client.api("genre/list");
@@ -334,7 +334,7 @@ private Q_SLOTS:
         }
     }
 
-    void aTakenPortIsNoticed()
+    void aPortInUseIsDetected()
     {
         sandbox::Options options;
         options.port = m_client.port();

@@ -515,7 +515,7 @@ private Q_SLOTS:
         QVERIFY(idle);
     }
 
-    void aProxyIsTakenFromTheEnvironment()
+    void aProxyOfTheEnvironmentIsUsed()
     {
         TestHttpServer proxy;
         proxy.setHandler(

@@ -43,14 +43,14 @@ private Q_SLOTS:
         QVERIFY(!headers.contains(QStringLiteral("Y")));
     }
 
-    void aNameThatIsNoTokenIsIgnored_data()
+    void aNameThatIsNotATokenIsIgnored_data()
     {
         QTest::addColumn<QString>("name");
         for (const char* name : {"", "a b", "a:", "a\r\nb", "a;", "é", "(a)"})
             QTest::newRow(name) << QString::fromUtf8(name);
     }
 
-    void aNameThatIsNoTokenIsIgnored()
+    void aNameThatIsNotATokenIsIgnored()
     {
         QFETCH(QString, name);
         HttpClientHeaders headers;

@@ -39,7 +39,7 @@ private Q_SLOTS:
         QVERIFY(!stopped.error().isSet());
     }
 
-    void thePlayerIsTheOneThatWasMadeUntilItGoes()
+    void theCreatedPlayerIsUsedUntilItIsDeleted()
     {
         {
             Player player;

@@ -155,7 +155,7 @@ private Q_SLOTS:
         QCOMPARE(of<PelkQobuzAlbum>("released_at", QVariantList()).released_at(), 0LL);
     }
 
-    void aListOfRecordsGoesThroughItsRecord()
+    void aListOfRecordsIsConvertedThroughItsRecord()
     {
         PelkResource first;
         first.setUri(text("http://a/"));
@@ -233,7 +233,7 @@ private Q_SLOTS:
 
     void aWordIsReadInItsOwnCase() { QCOMPARE(int(PelkQobuzQueryTypes::fromString(text("Artists"))), -1); }
 
-    void aValueIsTaggedWithWhatIsSet()
+    void aValueIsTaggedWithItsField()
     {
         PelkValue value;
         QCOMPARE(value.type(), 0);

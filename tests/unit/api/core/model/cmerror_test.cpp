@@ -7,7 +7,7 @@ class CMErrorTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void anEmptyRecordIsNoError()
+    void anEmptyRecordIsNotAnError()
     {
         const CMError none;
         QVERIFY(!none.isSet());
@@ -29,7 +29,7 @@ private Q_SLOTS:
         QVERIFY(!error.contains(CMError::Data()));
     }
 
-    void anEmptyTextMakesAnErrorAllTheSame() { QVERIFY(CMError(TrString()).isSet()); }
+    void anEmptyTextStillMakesAnError() { QVERIFY(CMError(TrString()).isSet()); }
 
     void anErrorCarriesDataForPrograms()
     {

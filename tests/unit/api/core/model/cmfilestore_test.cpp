@@ -55,7 +55,7 @@ private Q_SLOTS:
         QCOMPARE(next.read(other).string_(), QStringLiteral("x"));
     }
 
-    void theFileHasItsPermissionsAlsoWhereItHadOthers()
+    void existingFilesGetTheRightPermissionsToo()
     {
         QVERIFY(put("{}"));
         QVERIFY(QFile::setPermissions(file(), ownerOnly | QFileDevice::ReadGroup | QFileDevice::ReadOther));

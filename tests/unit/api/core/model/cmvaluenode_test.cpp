@@ -137,7 +137,7 @@ private Q_SLOTS:
         QCOMPARE(item.value(), value("a"));
     }
 
-    void nodeRootAndSubscribersAgreeWhateverThreadsSet()
+    void nodeRootAndSubscribersAgreeWhenThreadsSetValues()
     {
         auto* node = CMValueNode::create(m_worker->nodes(), statePath, nullptr);
         CMValueItem item(nullptr, statePath);

@@ -355,7 +355,7 @@ private Q_SLOTS:
         QVERIFY(node.isNull());
     }
 
-    void aNodeMovesToTheRegistryThatItIsGivenTo()
+    void aNodeMovesToItsNewRegistry()
     {
         CMNodesWorker other(QVariantHash(), text("other"));
         auto* node = CMListRowsNode::create(m_worker->nodes(), path("qobuz:list"));
