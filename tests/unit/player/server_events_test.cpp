@@ -141,6 +141,22 @@ class ServerEventsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void aNewReaderGetsTheStatusOfNowEvenWhileChangesAreHeldBack()
+    {
+        ServerFixture fixture;
+        fixture.options.limits.eventMs = 3600 * 1000;
+        fixture.start();
+        const EventReader first(fixture.port);
+        QTRY_COMPARE_WITH_TIMEOUT(first.count(text("player")), 1, patienceMs);
+        fixture.engine->setVolume(40); // reported at once
+        QTRY_COMPARE_WITH_TIMEOUT(first.last(text("player")).value(text("volumePercent")).toInt(), 40,
+                                  patienceMs);
+        fixture.engine->setVolume(50); // held back for an hour
+        const EventReader second(fixture.port);
+        QTRY_COMPARE_WITH_TIMEOUT(second.count(text("player")), 1, patienceMs);
+        QCOMPARE(second.last(text("player")).value(text("volumePercent")).toInt(), 50);
+    }
+
     void theStreamBeginsWithThePresentStateOfEverything()
     {
         ServerFixture f;

@@ -42,26 +42,18 @@ PlayerEvents::PlayerEvents(PlayEngine* engine, EventStreams* streams, int burstM
     reportQueue();
 }
 
+// Readers that come later are shown the status of their time.
 void PlayerEvents::reportStatus()
 {
-    const PlayerStatus status = m_engine->status();
-    QElapsedTimer since;
-    since.start();
-    // Later readers receive it too.
-    m_streams->setState("player", [status, since](const Language& language) {
-        qint64 position = status.positionMs;
-        if (status.state == PelkPlayLogicState::Playing && !status.stalled)
-            position += since.elapsed();
-        if (status.durationMs > 0)
-            position = qMin(position, status.durationMs);
-        return PlayerJson::status(status, position, language);
+    m_streams->setState("player", [engine = m_engine](const Language& language) {
+        const PlayerStatus status = engine->status();
+        return PlayerJson::status(status, status.positionMs, language);
     });
 }
 
 void PlayerEvents::reportQueue()
 {
-    const quint64 revision = m_engine->queue().revision();
-    const int count = m_engine->queue().entries().size();
-    m_streams->setState("queue",
-                        [revision, count](const Language&) { return PlayerJson::queue(revision, count); });
+    m_streams->setState("queue", [engine = m_engine](const Language&) {
+        return PlayerJson::queue(engine->queue().revision(), engine->queue().entries().size());
+    });
 }
