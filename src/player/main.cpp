@@ -27,6 +27,9 @@ namespace {
 
 using Doer = Command::Doer;
 
+/// Somebody waits for the shell.
+constexpr RunningPlayer::Patience completionPatience{0, 2000};
+
 void showNotice(const PelkNotificationDisplayItem& notice)
 {
     Terminal::note(
@@ -87,7 +90,7 @@ int runHere(Host& host, SignalWatch* signalWatch, const CommandLine& line, Playe
         return code;
     if (isServe(line))
         return ServeCommand(host, line, programVersion(), *lock).run(signalWatch);
-    OwnPlayer player([&host] { return aboutPlayer(host, programVersion(), QString()); });
+    OwnPlayer player([&host] { return aboutPlayer(host, programVersion()); });
     if (line.command().name() != QLatin1String("play"))
         return line.command().run(line, player);
     Target target;
@@ -133,7 +136,9 @@ int run(const CommandLine& line, bool* hasEnded)
         return runInThisProcess(line, hasEnded);
     QString error;
     std::unique_ptr<PlayerConnection> player;
-    player = RunningPlayer::find(line.text("socket"), Host::stateFolder(), &error);
+    player =
+        RunningPlayer::find(line.text("socket"), Host::stateFolder(),
+                            doer == Doer::Nobody ? completionPatience : RunningPlayer::Patience(), &error);
     if (!player && doer == Doer::Nobody)
         player = std::make_unique<NoPlayer>();
     else if (player)

@@ -1,11 +1,8 @@
 #include "tests/e2e/serve.h"
+#include "tests/e2e/terminalprocess.h"
 
-#include <sys/wait.h>
-
-#include <array>
-#include <poll.h>
-#include <pty.h>
-#include <unistd.h>
+#include <QHostAddress>
+#include <QNetworkInterface>
 
 namespace {
 
@@ -16,46 +13,16 @@ QString text(const char* utf8)
 
 const PanelClient::Headers network{{"X-Forwarded-For", "192.0.2.1"}};
 
-/// The output of a command on a terminal when these lines are typed at its prompts.
+/// The output of `pelk password` on a terminal when these lines are typed at its prompts.
 QByteArray typed(const Players& players, const QByteArrayList& lines, int* exitCode)
 {
-    int terminal = -1;
-    const QByteArray program = PELK_BIN_DIR "/pelk";
-    const QStringList variables = players.environment().toStringList();
-    QByteArrayList environment;
-    for (const QString& variable : variables)
-        environment.append(variable.toLocal8Bit());
-    std::vector<char*> pointers;
-    for (QByteArray& variable : environment)
-        pointers.push_back(variable.data());
-    pointers.push_back(nullptr);
-    const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (child == 0) {
-        std::array<char*, 3> command{const_cast<char*>(program.constData()), const_cast<char*>("password"),
-                                     nullptr};
-        ::execve(command[0], command.data(), pointers.data());
-        ::_exit(99);
+    TerminalProcess terminal({PELK_BIN_DIR "/pelk", "password"}, players.environment());
+    for (const QByteArray& line : lines) {
+        terminal.readUpTo(": ");
+        terminal.type(line + '\n');
     }
-    QByteArray seen;
-    int answered = 0;
-    std::array<char, 1024> bytes{};
-    for (;;) {
-        pollfd ready{terminal, POLLIN, 0};
-        const ssize_t got = ::poll(&ready, 1, 60000) > 0 ? ::read(terminal, bytes.data(), bytes.size()) : -1;
-        if (got <= 0)
-            break;
-        seen.append(bytes.data(), int(got));
-        if (seen.count(": ") > answered && answered < lines.size()) {
-            const QByteArray line = lines.at(answered++) + '\n';
-            if (::write(terminal, line.constData(), size_t(line.size())) != line.size())
-                break;
-        }
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    ::close(terminal);
-    *exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return seen;
+    *exitCode = terminal.end();
+    return terminal.output();
 }
 
 } // namespace
@@ -189,6 +156,27 @@ private Q_SLOTS:
         const QString first = fingerprint();
         QCOMPARE(first.size(), 95);
         QCOMPARE(fingerprint(), first);
+    }
+
+    void theStatusShowsTheCertificateAndEveryAddress()
+    {
+        const Players players;
+        const Serve serve(players, text("0.0.0.0:0"), {}, {text("--tls"), text("--open")});
+        while (!serve.process->canReadLine() && serve.process->waitForReadyRead(60000)) {
+        }
+        const QString fingerprint =
+            QString::fromUtf8(serve.process->readLine()).section(QLatin1Char(' '), -1).trimmed();
+        const QString shown = players.pelk({text("status")}).output;
+        QVERIFY2(shown.contains(text("Addresses    https://127.0.0.1:%1/\n").arg(serve.port)),
+                 qPrintable(shown));
+        QVERIFY2(shown.contains(text("Certificate  ") + fingerprint.left(48) + text("\n             ") +
+                                fingerprint.mid(48) + QLatin1Char('\n')),
+                 qPrintable(shown));
+        const QList<QHostAddress> own = QNetworkInterface::allAddresses();
+        for (const QHostAddress& address : own)
+            if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback())
+                QVERIFY2(shown.contains(text("https://%1:%2/\n").arg(address.toString()).arg(serve.port)),
+                         qPrintable(shown));
     }
 
     void aCertificateWithoutItsKeyIsRefused_data()

@@ -62,7 +62,8 @@ class CommandsE2ETest : public QObject
     /// Compares the output of the running player with that of the command alone.
     static QString comparable(QString output)
     {
-        return output.replace(QRegularExpression(text("Player     .*")), text("Player"));
+        output.replace(QRegularExpression(text("Player       .*")), text("Player"));
+        return output.remove(QRegularExpression(text("(Addresses|Socket file)  .*\n")));
     }
 
 private Q_SLOTS:
@@ -98,7 +99,7 @@ private Q_SLOTS:
         row("rows nix:", 1, "No service answers at \"nix:\".");
         row("rows qobuz:a%zz", 2, "is not a path");
         row("rows qobuz:album?id=nix", 1, "No result matching given argument");
-        row("rows song summer", 2, "\"song\" is no kind of title");
+        row("rows song summer", 2, "\"song\" is not a kind of title");
         row("rows album xyzzyxyzzy", 1, "No album was found for \"xyzzyxyzzy\".");
         row("rows xyzzyxyzzy", 1, "Nothing has the title \"xyzzyxyzzy\".");
         row("search summer", 0, "More: pelk rows 'qobuz:search/tracks?query=summer'");
@@ -143,9 +144,14 @@ private Q_SLOTS:
                  3);
         QCOMPARE(pelk("logout").fault(), QString());
         QCOMPARE(m_serve->client().get("/api/rows?path=qobuz:playlists&from=0&to=1").status, 502);
-        QVERIFY(pelk("status").output.contains(text("Player     process %1 at http://127.0.0.1:%2/")
-                                                   .arg(m_serve->process->processId())
-                                                   .arg(m_serve->port)));
+        const QString shown = pelk("status").output;
+        QVERIFY2(shown.contains(text("Player       running as process %1\n"
+                                     "Addresses    http://127.0.0.1:%2/\n"
+                                     "Socket file  %3/state/pelk/player.sock\n")
+                                    .arg(m_serve->process->processId())
+                                    .arg(m_serve->port)
+                                    .arg(m_players->home())),
+                 qPrintable(shown));
     }
 
     void commandsThatNeedAPlayerAreExitCode5WithoutOne_data()
@@ -170,7 +176,12 @@ private Q_SLOTS:
                                  "queue move 1 2",
                                  "queue clear",
                                  "queue shuffle",
-                                 "queue repeat one"})
+                                 "queue repeat one",
+                                 "queue undo",
+                                 "sleep",
+                                 "sleep 10",
+                                 "history",
+                                 "history clear"})
             QTest::newRow(line) << text(line);
     }
     void commandsThatNeedAPlayerAreExitCode5WithoutOne()
@@ -252,11 +263,30 @@ private Q_SLOTS:
     void anInvalidTimeOrVolumeIsWrongUsage_data()
     {
         QTest::addColumn<QString>("line");
-        for (const char* line :
-             {"seek x", "seek 1:70", "seek 1:2:3:4", "seek", "volume 101", "volume loud", "volume -101",
-              "queue remove 0", "queue remove 5-3", "queue remove x", "queue move 1", "queue move 0 1",
-              "queue repeat twice", "queue shuffle perhaps", "queue frob", "completions tcsh", "play",
-              "play song x"})
+        for (const char* line : {"seek x",
+                                 "seek 1:70",
+                                 "seek 1:2:3:4",
+                                 "seek",
+                                 "volume 101",
+                                 "volume loud",
+                                 "volume -101",
+                                 "queue remove 0",
+                                 "queue remove 5-3",
+                                 "queue remove x",
+                                 "queue move 1",
+                                 "queue move 0 1",
+                                 "queue repeat twice",
+                                 "queue shuffle perhaps",
+                                 "sleep 0",
+                                 "sleep -1",
+                                 "sleep 1441",
+                                 "sleep 5x",
+                                 "sleep soon",
+                                 "history forget",
+                                 "queue frob",
+                                 "completions tcsh",
+                                 "play",
+                                 "play song x"})
             QTest::newRow(line) << text(line);
     }
     void anInvalidTimeOrVolumeIsWrongUsage()
@@ -348,8 +378,58 @@ private Q_SLOTS:
         QVERIFY2(added.errors.endsWith(text("4 tracks are in the queue.\n")), qPrintable(added.errors));
         QCOMPARE(pelk("queue next track winter").fault(), QString());
         QCOMPARE(titles().size(), 5);
+        const QStringList last = titles();
         QCOMPARE(pelk("queue clear").fault(), QString());
         QCOMPARE(titles(), QStringList());
+        QCOMPARE(pelk("queue undo").fault(), QString());
+        QCOMPARE(titles(), last);
+        const Players::Outcome again = pelk("queue undo");
+        QCOMPARE(again.exitCode, 1);
+        QCOMPARE(again.errors, text("pelk: There is nothing to undo.\n"));
+    }
+
+    void theSleepTimerIsShownAndSet()
+    {
+        m_serve = std::make_unique<Serve>(*m_players);
+        QCOMPARE(pelk("sleep").output, text("off\n"));
+        QCOMPARE(pelk("sleep 90").fault(), QString());
+        const QString left = pelk("sleep").output;
+        QVERIFY2(QRegularExpression(text("^in 1:(29|30):\\d\\d\n$")).match(left).hasMatch(),
+                 qPrintable(left));
+        for (const char* when : {"track", "queue", "off"}) {
+            QCOMPARE(m_players->pelk({text("sleep"), text(when)}).fault(), QString());
+            QCOMPARE(pelk("sleep").output, text(when) + QLatin1Char('\n'));
+        }
+        listen();
+        QCOMPARE(pelk("sleep track").fault(), QString());
+        QVERIFY(pelk("now").output.endsWith(text("Sleep      track\n")));
+    }
+
+    void theHistoryIsShownAndCleared()
+    {
+        m_serve = std::make_unique<Serve>(*m_players);
+        QCOMPARE(pelk("history").output, text("The history is empty.\n"));
+        listen();
+        const QString path = status().value(text("row")).toObject().value(text("path")).toString();
+        const QString shown = pelk("history").output;
+        QVERIFY2(shown.contains(path) && shown.contains(titles().first()), qPrintable(shown));
+        QVERIFY2(QRegularExpression(text("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  ")).match(shown).hasMatch(),
+                 qPrintable(shown));
+        const QJsonArray items = pelk("history --json").json().value(text("items")).toArray();
+        QVERIFY(!items.isEmpty());
+        QCOMPARE(pelk("history clear").fault(), QString());
+        QCOMPARE(pelk("history").output, text("The history is empty.\n"));
+        QCOMPARE(pelk("history --json").json().value(text("items")).toArray(), QJsonArray());
+    }
+
+    void aHistoryThatIsTurnedOffIsNotCalledEmpty()
+    {
+        QFile settings(m_players->settingsFile());
+        QVERIFY(settings.open(QIODevice::Append));
+        settings.write("[player]\nhistory=off\n");
+        settings.close();
+        m_serve = std::make_unique<Serve>(*m_players);
+        QCOMPARE(pelk("history").output, text("The history is turned off in the settings.\n"));
     }
 
     void aListFitsTheTerminal_data()

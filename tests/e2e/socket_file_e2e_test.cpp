@@ -1,8 +1,12 @@
+#include "player/server/http/SocketFile.h"
 #include "tests/e2e/serve.h"
+#include "tests/support/figures.h"
+#include "tests/support/heap.h" // for PELK_SANITIZER_ALLOCATOR
 
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QtTest>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -197,6 +201,92 @@ private Q_SLOTS:
         QCOMPARE(errors.count(QLatin1Char('\n')), 1);
         if (first)
             end(*first);
+    }
+
+    void aCommandFallsBackToThePlayerOfTheSystem()
+    {
+        // A /run of its own, since that of the machine is not the test's.
+        if (QProcess::execute(text("unshare"), {text("-rm"), text("true")}) != 0)
+            QSKIP("This machine allows no namespaces of its own.");
+        const Players players;
+        QProcess shell;
+        QProcessEnvironment environment = players.environment();
+        environment.insert(text("PATH"), text(PELK_BIN_DIR ":/usr/bin:/bin:/usr/sbin:/sbin"));
+        shell.setProcessEnvironment(environment);
+        shell.setStandardInputFile(QProcess::nullDevice());
+        shell.start(text("unshare"), {text("-rm"), text("sh"), text("-ec"),
+                                      text("mount -t tmpfs none /run\n"
+                                           "mkdir $HOME/system\n"
+                                           "mkfifo $HOME/ready\n"
+                                           "exec 3<>$HOME/ready\n"
+                                           "trap 'kill $(jobs -p)' EXIT\n"
+                                           "XDG_STATE_HOME=$HOME/system pelk serve --listen 127.0.0.1:0 "
+                                           "--socket /run/pelk/player.sock >&3 &\n"
+                                           "read line <&3\n"
+                                           "pelk volume 37\n"
+                                           "pelk serve --listen 127.0.0.1:0 >&3 &\n"
+                                           "read line <&3\n"
+                                           "pelk volume\n" // of the user's own player
+                                           "pelk --socket /run/pelk/player.sock volume\n")});
+        QVERIFY(shell.waitForFinished(patienceMs));
+        QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), text("37 %\n100 %\n37 %\n"));
+    }
+
+    void tenThousandConnectionsLeaveNothingBehind()
+    {
+        const Players players;
+        const auto process = serve(players, m_runtime.path());
+        QVERIFY(isReady(*process));
+        const QByteArray request = "GET /api/player HTTP/1.1\r\nHost: pelk\r\n\r\n";
+        const auto connections = [&](int count) {
+            for (int i = 0; i < count; ++i) {
+                const int socket = SocketFile::connect(file());
+                if (socket < 0)
+                    return false;
+                // Commands that are answered, that do not wait for it, that are interrupted, that say
+                // nothing.
+                const QByteArray sent = request.left(i % 4 == 2 ? 20 : i % 4 == 3 ? 0 : request.size());
+                std::array<char, 4096> answer{};
+                bool isDone =
+                    ::send(socket, sent.constData(), size_t(sent.size()), MSG_NOSIGNAL) == sent.size();
+                if (isDone && i % 4 == 0)
+                    isDone = ::recv(socket, answer.data(), answer.size(), 0) > 0;
+                ::close(socket);
+                if (!isDone)
+                    return false;
+            }
+            return true;
+        };
+        const auto inUse = [&process](const char* folder) {
+            return int(QDir(text("/proc/%1/%2").arg(process->processId()).arg(text(folder)))
+                           .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+                           .size());
+        };
+        const auto memoryKib = [&process] {
+            QFile status(text("/proc/%1/status").arg(process->processId()));
+            return status.open(QIODevice::ReadOnly) ? QRegularExpression(text("RssAnon:\\s*(\\d+)"))
+                                                          .match(QString::fromUtf8(status.readAll()))
+                                                          .captured(1)
+                                                          .toInt()
+                                                    : 0;
+        };
+        const int files = inUse("fd");
+        QVERIFY(connections(1000));
+        QTRY_COMPARE(inUse("fd"), files);
+        const int threads = inUse("task");
+        const int before = memoryKib();
+        QVERIFY(connections(10000));
+        QTRY_COMPARE(inUse("fd"), files);
+        QCOMPARE(inUse("task"), threads);
+        const int grown = memoryKib() - before;
+        printFigures(
+            "10,000 connections at the socket file: %d descriptors, %d threads as before, memory %+d KiB",
+            files, threads, grown);
+#ifndef PELK_SANITIZER_ALLOCATOR // it keeps what is freed
+        QVERIFY2(grown <= 512, qPrintable(QString::number(grown)));
+#endif
+        QCOMPARE(stateAt(file()), text("stopped"));
+        end(*process);
     }
 
     void aSecondPlayerNamesTheHolderOfTheStateFolder()

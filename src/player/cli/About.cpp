@@ -7,7 +7,7 @@
 #include <QCoreApplication>
 #include <QJsonArray>
 
-QJsonObject aboutPlayer(const Host& host, const QString& version, const QString& panel)
+QJsonObject aboutPlayer(const Host& host, const QString& version, const Reach& reach)
 {
     QJsonArray modules;
     for (const ModuleLoader::Module& module : host.modules())
@@ -15,7 +15,9 @@ QJsonObject aboutPlayer(const Host& host, const QString& version, const QString&
             QJsonObject{{QStringLiteral("name"), module.name}, {QStringLiteral("file"), module.file}});
     return {{QStringLiteral("version"), version},
             {QStringLiteral("processId"), QCoreApplication::applicationPid()},
-            {QStringLiteral("panel"), panel.isEmpty() ? QJsonValue() : QJsonValue(panel)},
+            {QStringLiteral("addresses"), QJsonArray::fromStringList(reach.addresses)},
+            {QStringLiteral("fingerprint"), reach.fingerprint},
+            {QStringLiteral("socketFile"), reach.socketFile},
             {QStringLiteral("loggedIn"), ServiceAccount::isLoggedIn()},
             {QStringLiteral("userName"), ServiceAccount::userName()},
             {QStringLiteral("quality"), ServiceAccount::quality()},

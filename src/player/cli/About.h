@@ -3,12 +3,21 @@
 #include "api/types/cmpath.h"
 
 #include <QJsonObject>
+#include <QStringList>
 
 class Host;
 
-/// What GET /api/about tells of a player to programs of its user: its process, files, modules and account.
-/// `panel`: the panel's address; empty where none is shown.
-QJsonObject aboutPlayer(const Host& host, const QString& version, const QString& panel);
+/// How a player is reached; empty for a process that does not serve.
+struct Reach
+{
+    QStringList addresses; ///< of the panel, the one for this machine first
+    QString fingerprint;   ///< of the TLS certificate; empty without TLS
+    QString socketFile;
+};
+
+/// The response to GET /api/about, for programs of the player's user: its process, files, modules and
+/// account.
+QJsonObject aboutPlayer(const Host& host, const QString& version, const Reach& reach = {});
 
 /// The values that the interface neither tells nor sets: they hold a secret or steer where secrets go.
 QList<CMPath> closedPaths();

@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr int factColumns = 13;
+
 PlayerAnswer send(PlayerConnection& player, const CMSetDataRequest& request)
 {
     const QByteArray value = PelkJson::serialize(request.value());
@@ -24,6 +26,24 @@ PlayerAnswer send(PlayerConnection& player, const CMSetDataRequest& request)
 QString told(const QJsonObject& about, const char* key)
 {
     return printableText(about.value(QLatin1String(key)).toString());
+}
+
+/// A label and what is known of it, each on a line of its own; nothing where nothing is known.
+void printFact(const char* label, const QStringList& lines)
+{
+    QString head = QString::fromLatin1(label);
+    for (const QString& line : lines) {
+        if (!line.isEmpty())
+            Terminal::out(head.leftJustified(factColumns) + line + QLatin1Char('\n'));
+        head.clear();
+    }
+}
+
+/// A fingerprint has 95 columns.
+QStringList inTwoLines(const QString& fingerprint)
+{
+    const int half = (fingerprint.size() + 1) / 2;
+    return {fingerprint.left(half), fingerprint.mid(half)};
 }
 
 /// Reports when the login on the disk is not what it should be.
@@ -84,18 +104,18 @@ int Commands::status(const CommandLine& /*line*/, PlayerConnection& player)
         return failure(answer);
     const QJsonObject& about = answer.body;
     const bool isLoggedIn = about.value(QStringLiteral("loggedIn")).toBool();
-    const QString panel = told(about, "panel");
-    const QString running =
-        QStringLiteral("process %1 at %2").arg(about.value(QStringLiteral("processId")).toInt()).arg(panel);
-    Terminal::out(QStringLiteral("Account    %1\n"
-                                 "Quality    %2\n"
-                                 "Player     %3\n"
-                                 "Settings   %4\n"
-                                 "Login      %5\n")
-                      .arg(isLoggedIn ? QStringLiteral("logged in as %1").arg(told(about, "userName"))
-                                      : QStringLiteral("nobody is logged in"),
-                           told(about, "quality"), panel.isEmpty() ? QStringLiteral("not running") : running,
-                           told(about, "settingsFile"), told(about, "loginFile")));
+    const QStringList addresses = about.value(QStringLiteral("addresses")).toVariant().toStringList();
+    printFact("Account", {isLoggedIn ? QStringLiteral("logged in as ") + told(about, "userName")
+                                     : QStringLiteral("nobody is logged in")});
+    printFact("Quality", {told(about, "quality")});
+    printFact("Player", {addresses.isEmpty() ? QStringLiteral("not running")
+                                             : QStringLiteral("running as process %1")
+                                                   .arg(about.value(QStringLiteral("processId")).toInt())});
+    printFact("Addresses", addresses);
+    printFact("Certificate", inTwoLines(told(about, "fingerprint")));
+    printFact("Socket file", {told(about, "socketFile")});
+    printFact("Settings", {told(about, "settingsFile")});
+    printFact("Login file", {told(about, "loginFile")});
     return isLoggedIn ? ExitCode::ok : ExitCode::notLoggedIn;
 }
 

@@ -190,8 +190,13 @@ std::optional<CommandLine> CommandLine::parse(int argc, char** argv, const QStri
     // Its words are of an unfinished line, which nothing may be wrong with.
     if (argc > 2 && qstrcmp(argv[1], "complete") == 0) {
         line.m_command = findCommand(QStringLiteral("complete"));
+        QStringList words;
         for (int i = 3; i < argc; ++i)
-            line.m_values[QStringLiteral("WORD")].append(QString::fromUtf8(argv[i]));
+            words.append(QString::fromUtf8(argv[i]));
+        const int socket = words.indexOf(QStringLiteral("--socket"));
+        if (socket >= 0 && socket + 2 < words.size()) // and is no longer being typed
+            line.m_values[QStringLiteral("socket")] = QStringList{words.at(socket + 1)};
+        line.m_values[QStringLiteral("WORD")] = words;
         return line;
     }
     try {

@@ -33,6 +33,12 @@ Parameter choice(const char* name, const char* summary, const QStringList& choic
     return {name, summary, Kind::Choice, required, false, "", "", 0, 0, choices};
 }
 
+/// A text that is often one of these words.
+Parameter textOr(const char* name, const char* summary, const QStringList& words)
+{
+    return {name, summary, Kind::Text, false, false, "", "", 0, 0, words};
+}
+
 Parameter flag(const char* name, const char* summary)
 {
     return {name, summary, Kind::Flag};
@@ -110,14 +116,28 @@ QVector<Command> playCommands()
          "Show or set the volume",
          Doer::RunningPlayer,
          Commands::volume,
-         {{"VALUE", "0 to 100, +N, -N, mute or unmute", Kind::Text}},
+         {textOr("VALUE", "0 to 100, +N, -N, mute or unmute",
+                 {QStringLiteral("mute"), QStringLiteral("unmute")})},
          Commands::checkVolume},
+        {"sleep",
+         "Show or set the sleep timer",
+         Doer::RunningPlayer,
+         Commands::sleep,
+         {textOr("WHEN", "Minutes, track, queue or off",
+                 {QStringLiteral("track"), QStringLiteral("queue"), QStringLiteral("off")})},
+         Commands::checkSleep},
         {"now",
          "Show the current track",
          Doer::RunningPlayer,
          Commands::now,
          {flag("--json", "Print everything as JSON"),
           flag("--follow", "Print each change, until interrupted")}},
+        {"history",
+         "Show what was played recently",
+         Doer::RunningPlayer,
+         Commands::history,
+         {flag("--json", "Print everything as JSON")}},
+        {"history clear", "Forget what was played", Doer::RunningPlayer, Commands::historyClear},
     };
 }
 
@@ -155,6 +175,7 @@ QVector<Command> queueCommands()
          {{"FROM", "Number of the entry", Kind::Whole, true, false, "", "", 1, mostRows},
           {"TO", "New number of the entry", Kind::Whole, true, false, "", "", 1, mostRows}}},
         {"queue clear", "Remove all entries", Doer::RunningPlayer, Commands::queueClear},
+        {"queue undo", "Put back what was last removed", Doer::RunningPlayer, Commands::queueUndo},
         {"queue shuffle",
          "Show or set shuffle",
          Doer::RunningPlayer,

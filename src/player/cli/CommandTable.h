@@ -28,7 +28,7 @@ struct Parameter
     const char* usual = ""; ///< the default value, if it is a constant
     int least = 0;
     int most = 0;
-    QStringList choices = {};
+    QStringList choices = {}; ///< of a Text: words that are completed, beside others that it may be
 
     bool isOption() const { return name[0] == '-'; }
 };

@@ -41,7 +41,11 @@ int seek(const CommandLine& line, PlayerConnection& player);
 QString checkSeek(const CommandLine& line);
 int volume(const CommandLine& line, PlayerConnection& player);
 QString checkVolume(const CommandLine& line);
+int sleep(const CommandLine& line, PlayerConnection& player);
+QString checkSleep(const CommandLine& line);
 int now(const CommandLine& line, PlayerConnection& player);
+int history(const CommandLine& line, PlayerConnection& player);
+int historyClear(const CommandLine& line, PlayerConnection& player);
 
 int queue(const CommandLine& line, PlayerConnection& player);
 int queueAdd(const CommandLine& line, PlayerConnection& player);
@@ -50,6 +54,7 @@ int queueRemove(const CommandLine& line, PlayerConnection& player);
 QString checkQueueRemove(const CommandLine& line);
 int queueMove(const CommandLine& line, PlayerConnection& player);
 int queueClear(const CommandLine& line, PlayerConnection& player);
+int queueUndo(const CommandLine& line, PlayerConnection& player);
 int queueShuffle(const CommandLine& line, PlayerConnection& player);
 int queueRepeat(const CommandLine& line, PlayerConnection& player);
 

@@ -2,6 +2,7 @@
 
 #include "player/cli/CommandTable.h"
 #include "player/cli/RowList.h"
+#include "player/cli/RowTable.h"
 #include "player/cli/Target.h"
 #include "player/host/PrintableText.h"
 
@@ -10,6 +11,9 @@
 namespace {
 
 constexpr int mostPaths = 100;
+constexpr int titlesPerSection = 20;
+// Fewer letters begin too many titles.
+constexpr int leastTitleLetters = 2;
 
 /// What was typed before the last word.
 struct Typed
@@ -93,26 +97,57 @@ QVector<Completion> paths(const QString& word, PlayerConnection& player)
     return found;
 }
 
-QVector<Completion> values(const Parameter& parameter, const QString& word, bool isFirst,
+/// The titles that begin with the words typed so far, without the words before the last one. `kind` is empty
+/// for all.
+QVector<Completion> titles(const QString& kind, const QStringList& before, const QString& word,
                            PlayerConnection& player)
 {
     QVector<Completion> found;
+    const QString begin = (before + QStringList(word)).join(QLatin1Char(' '));
+    if (begin.trimmed().size() < leastTitleLetters)
+        return found;
+    const QVector<SearchSection> sections = searchAll(player, begin.trimmed(), titlesPerSection);
+    for (const SearchSection& section : sections) {
+        for (const QJsonValue& value : section.list.rows) {
+            const QJsonObject row = value.toObject();
+            const QString title = printableText(row.value(QStringLiteral("title")).toString());
+            if (title.startsWith(begin, Qt::CaseInsensitive) &&
+                (kind.isEmpty() || Target::isOfKind(row, kind)))
+                found.append({title.mid(begin.size() - word.size()), titleAndArtist(row)});
+        }
+    }
+    return found;
+}
+
+/// What names a place: a kind with a title, a path, or a title alone.
+QVector<Completion> targets(const QStringList& before, const QString& word, PlayerConnection& player)
+{
+    if (!before.isEmpty())
+        return Target::kinds().contains(before.first()) ? titles(before.first(), before.mid(1), word, player)
+                                                        : QVector<Completion>();
+    QVector<Completion> found;
+    for (const QString& kind : Target::kinds())
+        if (kind.startsWith(word))
+            found.append({kind, QStringLiteral("by title")});
+    if (word.contains(QLatin1Char(':')) || !found.isEmpty())
+        return found + paths(word, player);
+    return paths(word, player) + titles(QString(), {}, word, player);
+}
+
+QVector<Completion> values(const Parameter& parameter, const QStringList& before, const QString& word,
+                           PlayerConnection& player)
+{
+    QVector<Completion> found;
+    for (const QString& choice : parameter.choices)
+        found.append({choice, QString()});
     switch (parameter.kind) {
     case Parameter::Kind::File:
         return {{QStringLiteral(":files"), QString()}};
     case Parameter::Kind::Folder:
         return {{QStringLiteral(":folders"), QString()}};
-    case Parameter::Kind::Choice:
-        for (const QString& choice : parameter.choices)
-            found.append({choice, QString()});
-        break;
     case Parameter::Kind::Target:
-        if (!isFirst)
-            break;
-        for (const QString& kind : Target::kinds())
-            found.append({kind, QStringLiteral("by title")});
-        found += paths(word, player);
-        break;
+        return targets(before, word, player);
+    case Parameter::Kind::Choice:
     case Parameter::Kind::Flag:
     case Parameter::Kind::Text:
     case Parameter::Kind::Whole:
@@ -132,7 +167,7 @@ const Parameter* positional(const Command& command, int index)
 QVector<Completion> candidates(const Typed& typed, const QString& word, PlayerConnection& player)
 {
     if (typed.option)
-        return values(*typed.option, word, true, player);
+        return values(*typed.option, {}, word, player);
     if (word.startsWith(QLatin1Char('-'))) {
         QVector<Completion> words =
             typed.command ? options(typed.command->parameters) : QVector<Completion>();
@@ -145,7 +180,7 @@ QVector<Completion> candidates(const Typed& typed, const QString& word, PlayerCo
     QVector<Completion> words = typed.arguments.isEmpty() ? commandNames(typed.name) : QVector<Completion>();
     const int index = typed.arguments.size();
     if (const Parameter* const next = typed.command ? positional(*typed.command, index) : nullptr)
-        words += values(*next, word, index == 0, player);
+        words += values(*next, typed.arguments, word, player);
     return words;
 }
 
@@ -158,7 +193,7 @@ QVector<Completion> completionsOf(const QStringList& words, PlayerConnection& pl
     QVector<Completion> found;
     const QVector<Completion> all = candidates(typed, word, player);
     for (const Completion& one : all)
-        if (one.word.startsWith(word) || one.word == QLatin1String(":files") ||
+        if (one.word.startsWith(word, Qt::CaseInsensitive) || one.word == QLatin1String(":files") ||
             one.word == QLatin1String(":folders"))
             found.append(one);
     return found;

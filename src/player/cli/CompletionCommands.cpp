@@ -7,7 +7,7 @@
 namespace {
 
 // Each asks "pelk complete" with the words up to the cursor. A line of the answer is a word and, behind a
-// tab, what it means; ":files" and ":folders" leave it to the shell.
+// tab where there is one, what it means; ":files" and ":folders" leave it to the shell.
 
 const char* const bashScript =
     R"sh(# Completions of pelk for bash. To load them: source <(pelk completions bash)
@@ -28,8 +28,12 @@ _pelk() {
     COMPREPLY=()
     while IFS= read -r line; do
         case $line in
-            :files) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
-            :folders) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
+            :files | :folders)
+                compopt -o filenames
+                [[ $line == :files ]] && i=-f || i=-d
+                mapfile -t COMPREPLY < <(compgen "$i" -- "$current")
+                COMPREPLY=("${COMPREPLY[@]#"$drop"}")
+                return ;;
         esac
         line=${line%%$'\t'*}
         [[ $line == *[:/] ]] && compopt -o nospace
@@ -46,14 +50,14 @@ const char* const zshScript = R"sh(#compdef pelk
 _pelk() {
     local line word
     local -a whole open
-    for line in "${(@f)$(pelk complete -- "${(@Q)words[2,CURRENT]}" 2>/dev/null)}"; do
+    for line in "${(@f)$(pelk complete -- "${(@Q)words[2,CURRENT-1]}" "${(Q)PREFIX}" 2>/dev/null)}"; do
         case $line in
             '') continue ;;
             :files) _files; return ;;
             :folders) _files -/; return ;;
         esac
         word=${line%%$'\t'*}
-        line=${word//:/\\:}:${line#*$'\t'}
+        line=${${word//\\/\\\\}//:/\\:}${${line#"$word"}/#$'\t'/:}
         case $word in
             *[:/]) open+=("$line") ;;
             *) whole+=("$line") ;;
@@ -69,6 +73,12 @@ const char* const fishScript =
 function __pelk_complete
     set -l before (commandline -opc)
     set -l current (commandline -ct)
+    # A word in quotes that are still open cannot be unescaped.
+    if string match -qr -- '^[\'"]' "$current"
+        set current (string sub -s 2 -- "$current")
+    else
+        set current (string unescape -- "$current")
+    end
     set -l lines (pelk complete -- $before[2..-1] "$current" 2>/dev/null)
     switch "$lines[1]"
         case :files
@@ -97,6 +107,9 @@ int Commands::complete(const CommandLine& line, PlayerConnection& player)
 {
     const QVector<Completion> completions = completionsOf(line.texts("WORD"), player);
     for (const Completion& completion : completions)
-        Terminal::out(completion.word + QLatin1Char('\t') + completion.meaning + QLatin1Char('\n'));
+        Terminal::out((completion.meaning.isEmpty()
+                           ? completion.word
+                           : completion.word + QLatin1Char('\t') + completion.meaning) +
+                      QLatin1Char('\n'));
     return ExitCode::ok;
 }

@@ -1,8 +1,10 @@
 #include "player/cli/CommandLine.h"
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
+#include "player/cli/NowText.h"
 #include "player/cli/PlayerConnection.h"
 #include "player/cli/Terminal.h"
+#include "player/play/SleepTimer.h"
 
 #include <QRegularExpression>
 
@@ -52,6 +54,14 @@ std::optional<Step> percentOf(const QString& text)
     if (!match.hasMatch() || percent > loudest)
         return std::nullopt;
     return stepOf(text, percent);
+}
+
+std::optional<int> minutesOf(const QString& text)
+{
+    bool isNumber = false;
+    const int minutes = text.toInt(&isNumber);
+    return isNumber && minutes >= 1 && minutes <= SleepTimer::mostMinutes ? std::optional(minutes)
+                                                                          : std::nullopt;
 }
 
 PlayerAnswer statusOf(PlayerConnection& player)
@@ -113,6 +123,33 @@ int Commands::seek(const CommandLine& line, PlayerConnection& player)
     const Step step = *timeOf(line.text("TIME"));
     const QString key = step.isRelative ? QStringLiteral("byMs") : QStringLiteral("positionMs");
     return operate(player, "seek", {{key, step.amount * 1000}});
+}
+
+QString Commands::checkSleep(const CommandLine& line)
+{
+    const QString when = line.text("WHEN");
+    const bool isWord = findCommand(QStringLiteral("sleep"))->parameters.first().choices.contains(when);
+    if (!line.has("WHEN") || isWord || minutesOf(when))
+        return QString();
+    return QStringLiteral("\"%1\" is not 1 to %2 minutes, track, queue or off.")
+        .arg(when)
+        .arg(SleepTimer::mostMinutes);
+}
+
+int Commands::sleep(const CommandLine& line, PlayerConnection& player)
+{
+    if (line.has("WHEN")) {
+        const QString when = line.text("WHEN");
+        const std::optional<int> minutes = minutesOf(when);
+        return operate(player, "sleep",
+                       minutes ? QJsonObject{{QStringLiteral("minutes"), *minutes}}
+                               : QJsonObject{{QStringLiteral("at"), when}});
+    }
+    const PlayerAnswer now = statusOf(player);
+    if (!now.isOk())
+        return failure(now);
+    Terminal::out(NowText::sleep(now.body) + QLatin1Char('\n'));
+    return ExitCode::ok;
 }
 
 QString Commands::checkVolume(const CommandLine& line)

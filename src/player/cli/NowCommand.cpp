@@ -21,7 +21,8 @@ public:
         : m_asJson(asJson)
     {
     }
-    void show(const QJsonObject& status)
+    /// Returns false if it cannot be printed.
+    bool show(const QJsonObject& status)
     {
         const qint64 position = qint64(status.value(QStringLiteral("positionMs")).toDouble());
         const bool isNews = m_asJson ? status != m_last : hasChanged(status, position);
@@ -31,11 +32,11 @@ public:
         m_moves = moves && !status.value(QStringLiteral("stalled")).toBool();
         m_since.start();
         if (!isNews)
-            return;
+            return true;
         Terminal::out(m_asJson ? QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact)) +
                                      QLatin1Char('\n')
                                : NowText::line(status, Terminal::width()));
-        Terminal::flushOut();
+        return Terminal::flushOut();
     }
 
 private:
@@ -61,21 +62,27 @@ int follow(PlayerConnection& player, bool asJson)
 {
     Follower follower(asJson);
     QString error;
-    bool wasHeard = true;
-    // The player closes the stream of a reader that accepts nothing for a while: then from the present state.
-    while (wasHeard) {
-        wasHeard = false;
-        player.follow(
+    const auto process = [&player] { return player.about().value(QStringLiteral("processId")); };
+    const QJsonValue first = process();
+    // The player closes the stream of a reader that accepts nothing for a while: then from the present state,
+    // but never that of another player.
+    bool isHeard = true;
+    bool wasHeard = false;
+    while (isHeard && process() == first) {
+        isHeard = false;
+        const bool isEnough = player.follow(
             [&](const QString& event, const QJsonObject& data) {
-                wasHeard = wasHeard || !event.isEmpty();
-                if (event == QLatin1String("player"))
-                    follower.show(data);
-                return true;
+                isHeard = isHeard || !event.isEmpty();
+                wasHeard = wasHeard || isHeard;
+                return event != QLatin1String("player") || follower.show(data);
             },
             &error);
+        if (isEnough)
+            return ExitCode::failed; // main() reports that nothing can be printed
     }
     Terminal::error(error);
-    return player.get(QStringLiteral("/api/player")).isOk() ? ExitCode::failed : ExitCode::noPlayer;
+    const bool isRefused = !wasHeard && !first.isUndefined() && process() == first;
+    return isRefused ? ExitCode::failed : ExitCode::noPlayer;
 }
 
 } // namespace

@@ -57,6 +57,13 @@ QString NowText::format(const QJsonObject& status)
                : text;
 }
 
+QString NowText::sleep(const QJsonObject& status)
+{
+    const QJsonObject sleep = status.value(QStringLiteral("sleep")).toObject();
+    const QString at = sleep.value(QStringLiteral("at")).toString(QStringLiteral("off"));
+    return at == QLatin1String("time") ? QStringLiteral("in ") + clock(milliseconds(sleep, "leftMs")) : at;
+}
+
 QString NowText::table(const QJsonObject& status, int width)
 {
     const QJsonObject row = status.value(QStringLiteral("row")).toObject();
@@ -79,6 +86,8 @@ QString NowText::table(const QJsonObject& status, int width)
     add("Format", format(status));
     add("Position", place(status, " of "));
     add("State", state(status));
+    if (status.value(QStringLiteral("sleep")).isObject())
+        add("Sleep", sleep(status));
     return text;
 }
 

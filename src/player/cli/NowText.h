@@ -12,6 +12,8 @@ QString clock(qint64 milliseconds);
 QString table(const QJsonObject& status, int width);
 /// Everything in one line; ends in a line break.
 QString line(const QJsonObject& status, int width);
+/// When playback ends by the sleep timer: "off", "track", "queue" or "in 29:30".
+QString sleep(const QJsonObject& status);
 /// "FLAC 24 bit / 96 kHz, below your setting"; empty where nothing is known.
 QString format(const QJsonObject& status);
 

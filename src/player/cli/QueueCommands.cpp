@@ -162,6 +162,11 @@ int Commands::queueClear(const CommandLine& /*line*/, PlayerConnection& player)
     return outcome(player.post(QStringLiteral("/api/player/queue/clear")));
 }
 
+int Commands::queueUndo(const CommandLine& /*line*/, PlayerConnection& player)
+{
+    return outcome(player.post(QStringLiteral("/api/player/queue/undo")));
+}
+
 int Commands::queueShuffle(const CommandLine& line, PlayerConnection& player)
 {
     return mode(line, player, QStringLiteral("shuffle"), line.text("MODE") == QLatin1String("on"));

@@ -3,6 +3,7 @@
 #include "player/cli/TextWidth.h"
 #include "player/host/PrintableText.h"
 
+#include <QDateTime>
 #include <QVector>
 
 namespace {
@@ -14,10 +15,48 @@ constexpr int indentColumns = 4;
 
 struct Line
 {
+    QString time; // with a gap behind it; in every line or in none
     QString title;
     QString kind;
     QString path;
 };
+
+QString pathOf(const QJsonObject& row)
+{
+    return printableText(row.value(QStringLiteral("path")).toString());
+}
+
+QString table(const QVector<Line>& lines, int width)
+{
+    int timeWidth = 0;
+    int titleWidth = 0;
+    int kindWidth = 0;
+    int pathWidth = 0;
+    for (const Line& line : lines) {
+        timeWidth = qMax(timeWidth, TextWidth::columns(line.time));
+        titleWidth = qMax(titleWidth, TextWidth::columns(line.title));
+        kindWidth = qMax(kindWidth, TextWidth::columns(line.kind));
+        pathWidth = qMax(pathWidth, TextWidth::columns(line.path));
+    }
+    bool pathBelow = false;
+    if (width > 0) {
+        const int room = width - timeWidth - kindWidth - pathWidth - 2 * gapColumns;
+        pathBelow = room < qMin(titleWidth, leastTitleColumns);
+        titleWidth =
+            qBound(1, titleWidth, pathBelow ? qMax(1, width - timeWidth - kindWidth - gapColumns) : room);
+    }
+    const QString gap(gapColumns, QLatin1Char(' '));
+    QString table;
+    for (const Line& line : lines) {
+        table += line.time + TextWidth::padded(TextWidth::cut(line.title, titleWidth), titleWidth) + gap;
+        if (pathBelow)
+            table += line.kind + QLatin1Char('\n') + QString(indentColumns, QLatin1Char(' '));
+        else
+            table += TextWidth::padded(line.kind, kindWidth) + gap;
+        table += line.path + QLatin1Char('\n');
+    }
+    return table;
+}
 
 } // namespace
 
@@ -47,33 +86,22 @@ QString titleAndArtist(const QJsonObject& row)
 QString rowTable(const QJsonArray& rows, int width)
 {
     QVector<Line> lines;
-    int titleWidth = 0;
-    int kindWidth = 0;
-    int pathWidth = 0;
     for (const QJsonValue& value : rows) {
         const QJsonObject row = value.toObject();
-        const Line line{printableText(row.value(QStringLiteral("title")).toString()), rowKind(row),
-                        printableText(row.value(QStringLiteral("path")).toString())};
-        titleWidth = qMax(titleWidth, TextWidth::columns(line.title));
-        kindWidth = qMax(kindWidth, TextWidth::columns(line.kind));
-        pathWidth = qMax(pathWidth, TextWidth::columns(line.path));
-        lines.append(line);
+        lines.append({QString(), printableText(row.value(QStringLiteral("title")).toString()), rowKind(row),
+                      pathOf(row)});
     }
-    bool pathBelow = false;
-    if (width > 0) {
-        const int room = width - kindWidth - pathWidth - 2 * gapColumns;
-        pathBelow = room < qMin(titleWidth, leastTitleColumns);
-        titleWidth = qBound(1, titleWidth, pathBelow ? qMax(1, width - kindWidth - gapColumns) : room);
+    return table(lines, width);
+}
+
+QString historyTable(const QJsonArray& items, int width)
+{
+    QVector<Line> lines;
+    for (const QJsonValue& value : items) {
+        const QJsonObject row = value.toObject().value(QStringLiteral("row")).toObject();
+        const qint64 timeMs = qint64(value.toObject().value(QStringLiteral("timeMs")).toDouble());
+        lines.append({QDateTime::fromMSecsSinceEpoch(timeMs).toString(QStringLiteral("yyyy-MM-dd HH:mm  ")),
+                      titleAndArtist(row), rowKind(row), pathOf(row)});
     }
-    const QString gap(gapColumns, QLatin1Char(' '));
-    QString table;
-    for (const Line& line : qAsConst(lines)) {
-        table += TextWidth::padded(TextWidth::cut(line.title, titleWidth), titleWidth) + gap;
-        if (pathBelow)
-            table += line.kind + QLatin1Char('\n') + QString(indentColumns, QLatin1Char(' '));
-        else
-            table += TextWidth::padded(line.kind, kindWidth) + gap;
-        table += line.path + QLatin1Char('\n');
-    }
-    return table;
+    return table(lines, width);
 }

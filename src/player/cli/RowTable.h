@@ -12,3 +12,5 @@ QString titleAndArtist(const QJsonObject& row);
 /// since they are there to be used. Where the paths leave a title too little room, each stands on a line of
 /// its own below its title. A width of 0 is no limit.
 QString rowTable(const QJsonArray& rows, int width);
+/// Items of the history in the same form, with the local time before each.
+QString historyTable(const QJsonArray& items, int width);

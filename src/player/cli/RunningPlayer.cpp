@@ -13,10 +13,7 @@
 
 namespace {
 
-/// The player answers within 35 seconds; this is for one that hangs.
-constexpr long limitSeconds = 60;
 constexpr int pollMs = 1000;
-constexpr int startLimitMs = 10000;
 constexpr int startPollMs = 20;
 
 QByteArray urlOf(const PlayerRequest& request)
@@ -42,7 +39,7 @@ size_t append(char* bytes, size_t /*one*/, size_t size, void* closure)
 class RunningPlayer::Transfer
 {
 public:
-    Transfer(const QByteArray& socketName, const PlayerRequest& request)
+    Transfer(const QByteArray& socketName, const PlayerRequest& request, int limitMs)
         : m_handle(curl_easy_init())
     {
         set(CURLOPT_URL, urlOf(request).constData());
@@ -51,7 +48,7 @@ public:
         set(CURLOPT_UNIX_SOCKET_PATH, socketName.constData());
         set(CURLOPT_WRITEFUNCTION, &append);
         set(CURLOPT_WRITEDATA, &m_body);
-        set(CURLOPT_TIMEOUT, limitSeconds);
+        set(CURLOPT_TIMEOUT_MS, long(limitMs));
         if (!request.isPost)
             return;
         m_headers = curl_slist_append(m_headers, "Content-Type: application/json");
@@ -142,14 +139,14 @@ private:
 } // namespace
 
 std::unique_ptr<RunningPlayer> RunningPlayer::find(const QString& socketFile, const QString& stateFolder,
-                                                   QString* error)
+                                                   const Patience& patience, QString* error)
 {
-    const auto at = [](const QString& file) -> std::unique_ptr<RunningPlayer> {
+    const auto at = [&patience](const QString& file) -> std::unique_ptr<RunningPlayer> {
         const int socket = SocketFile::connect(file);
         if (socket < 0)
             return nullptr;
         ::close(socket);
-        return std::make_unique<RunningPlayer>(file);
+        return std::make_unique<RunningPlayer>(file, patience.answerMs);
     };
     if (!socketFile.isEmpty()) {
         std::unique_ptr<RunningPlayer> player = at(socketFile);
@@ -159,7 +156,7 @@ std::unique_ptr<RunningPlayer> RunningPlayer::find(const QString& socketFile, co
         return player;
     }
     std::optional<PlayerLock::Holder> holder = PlayerLock::holder(stateFolder);
-    for (int waited = 0; holder && holder->socketFile.isEmpty() && waited < startLimitMs;
+    for (int waited = 0; holder && holder->socketFile.isEmpty() && waited < patience.startMs;
          waited += startPollMs) {
         QThread::msleep(startPollMs);
         holder = PlayerLock::holder(stateFolder);
@@ -174,9 +171,10 @@ std::unique_ptr<RunningPlayer> RunningPlayer::find(const QString& socketFile, co
     return player;
 }
 
-RunningPlayer::RunningPlayer(const QString& socketFile)
+RunningPlayer::RunningPlayer(const QString& socketFile, int answerMs)
     : m_folder(SocketFile::openFolder(socketFile))
     , m_socketName(SocketFile::shortName(socketFile, m_folder))
+    , m_answerMs(answerMs)
     , m_multi(curl_multi_init())
 {
 }
@@ -191,7 +189,7 @@ QVector<PlayerAnswer> RunningPlayer::ask(const QVector<PlayerRequest>& requests)
 {
     std::vector<std::unique_ptr<Transfer>> transfers;
     for (const PlayerRequest& request : requests) {
-        transfers.push_back(std::make_unique<Transfer>(m_socketName, request));
+        transfers.push_back(std::make_unique<Transfer>(m_socketName, request, m_answerMs));
         curl_multi_add_handle(m_multi, transfers.back()->handle());
     }
     int running = 0;
@@ -208,8 +206,7 @@ QVector<PlayerAnswer> RunningPlayer::ask(const QVector<PlayerRequest>& requests)
 bool RunningPlayer::follow(const Watcher& watcher, QString* error)
 {
     EventReader reader(watcher);
-    Transfer transfer(m_socketName, {QStringLiteral("/api/events")});
-    transfer.set(CURLOPT_TIMEOUT, 0L);
+    Transfer transfer(m_socketName, {QStringLiteral("/api/events")}, 0);
     transfer.set(CURLOPT_WRITEFUNCTION, &EventReader::read);
     transfer.set(CURLOPT_WRITEDATA, &reader);
     transfer.set(CURLOPT_XFERINFOFUNCTION, &EventReader::pass);

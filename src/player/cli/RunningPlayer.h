@@ -6,13 +6,20 @@
 class RunningPlayer final : public PlayerConnection
 {
 public:
+    /// How long a command waits.
+    struct Patience
+    {
+        int startMs = 10000;  ///< for a player that is starting
+        int answerMs = 60000; ///< for a response; the player sends one within 35 seconds, unless it hangs
+    };
+
     /// Looks for it: at `socketFile` if one is named; else the player of this state folder, else the one that
     /// is a service of the system. Null when none runs, with a sentence in `error` when one should but cannot
-    /// be reached. Waits for a player that is starting.
+    /// be reached.
     static std::unique_ptr<RunningPlayer> find(const QString& socketFile, const QString& stateFolder,
-                                               QString* error);
+                                               const Patience& patience, QString* error);
 
-    explicit RunningPlayer(const QString& socketFile);
+    RunningPlayer(const QString& socketFile, int answerMs);
     ~RunningPlayer() override;
 
     QVector<PlayerAnswer> ask(const QVector<PlayerRequest>& requests) override;
@@ -23,5 +30,6 @@ private:
 
     int m_folder; // of the socket file, whose name may lead through it
     QByteArray m_socketName;
+    int m_answerMs;
     void* m_multi; // of libcurl; keeps its connections
 };

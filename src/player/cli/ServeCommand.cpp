@@ -185,8 +185,13 @@ int ServeCommand::run(SignalWatch* signalWatch)
     options.tell = [](const QString& sentence) { Terminal::error(sentence); };
     options.translationFolders = Translations::defaultFolders(m_line.moduleFolder());
     options.closedPaths = closedPaths();
-    QString panel;
-    options.about = [&] { return aboutPlayer(m_host, m_version, panel); };
+    Reach reach;
+    const PanelServer* started = nullptr;
+    options.about = [&] {
+        if (started)
+            reach.fingerprint = started->fingerprint(); // the certificate is renewed from time to time
+        return aboutPlayer(m_host, m_version, reach);
+    };
     SocketFile socketFile;
     const QString socketName = m_line.text("socket", SocketFile::defaultFile(Host::stateFolder()));
     QString error;
@@ -197,6 +202,7 @@ int ServeCommand::run(SignalWatch* signalWatch)
             return ExitCode::failed;
     }
     options.localSocket = socketFile.takeSocket();
+    reach.socketFile = options.localSocket >= 0 ? socketName : QString();
     gst_init(nullptr, nullptr);
     DeviceOutput output;
     if (!output.notice().isEmpty())
@@ -236,8 +242,9 @@ int ServeCommand::run(SignalWatch* signalWatch)
         Terminal::note(
             QStringLiteral("Warning: %1 does not contain the panel. Set its folder with --panel DIR.")
                 .arg(options.panelFolder));
-    panel = server.url();
-    m_lock.publish(socketName, panel);
+    reach.addresses = server.urls();
+    started = &server;
+    m_lock.publish(socketName, server.url());
     Terminal::out(QStringLiteral("The panel is at %1\n").arg(server.url()));
     if (!server.fingerprint().isEmpty())
         Terminal::out(QStringLiteral("Its certificate's SHA-256 is %1\n").arg(server.fingerprint()));

@@ -15,12 +15,7 @@ namespace {
 
 constexpr int rowsLookedAt = 20; // of each section
 
-/// What rows call a kind that people name by another word.
-QString rowKindOf(const QString& kind)
-{
-    return kind == QLatin1String("playlist") ? QStringLiteral("track list") : kind;
-}
-
+/// The word of kinds() for what rows call so.
 QString kindOf(const QString& rowKind)
 {
     return rowKind == QLatin1String("track list") ? QStringLiteral("playlist") : rowKind;
@@ -56,6 +51,11 @@ QStringList Target::kinds()
             QStringLiteral("track")};
 }
 
+bool Target::isOfKind(const QJsonObject& row, const QString& kind)
+{
+    return kindOf(rowKind(row)) == kind;
+}
+
 QString Target::check(const CommandLine& line)
 {
     const QStringList words = line.texts("PATH");
@@ -89,7 +89,7 @@ int Target::find(const QStringList& words, PlayerConnection& player, Target* tar
             return Commands::failure(section.answer.error, section.path, player);
         for (int i = 0; i < section.list.rows.size(); ++i) {
             const QJsonObject row = section.list.rows.at(i).toObject();
-            if (hasKind ? rowKind(row) == rowKindOf(words.first()) : hasTitle(row, title))
+            if (hasKind ? isOfKind(row, words.first()) : hasTitle(row, title))
                 found.append(targetOf(section, i));
         }
     }

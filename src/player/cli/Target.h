@@ -22,4 +22,6 @@ struct Target
     static QString check(const class CommandLine& line);
 
     static QStringList kinds();
+    /// Whether a row is of one of kinds().
+    static bool isOfKind(const QJsonObject& row, const QString& kind);
 };

@@ -19,16 +19,13 @@
 
 namespace {
 
-/// The names of this machine, its own name first.
-QStringList machineNames(const QString& address)
+/// The addresses of this machine's network interfaces, the loopback ones included.
+QStringList machineAddresses()
 {
-    const QString machine = QSysInfo::machineHostName().toLower();
-    QStringList names{machine, machine + QStringLiteral(".local"), QStringLiteral("localhost")};
-    if (!AccessRules::isEveryAddress(address))
-        names.append(address);
+    QStringList addresses;
     ifaddrs* first = nullptr;
     if (::getifaddrs(&first) != 0)
-        return names;
+        return addresses;
     for (const ifaddrs* one = first; one; one = one->ifa_next) {
         std::array<char, INET6_ADDRSTRLEN> text{};
         const int family = one->ifa_addr ? one->ifa_addr->sa_family : AF_UNSPEC;
@@ -38,10 +35,21 @@ QStringList machineNames(const QString& address)
         else if (family == AF_INET6)
             ::inet_ntop(family, &reinterpret_cast<const sockaddr_in6*>(one->ifa_addr)->sin6_addr, text.data(),
                         text.size());
-        names.append(QString::fromLatin1(text.data()));
+        addresses.append(QString::fromLatin1(text.data()));
     }
     ::freeifaddrs(first);
-    names.removeAll(QString());
+    addresses.removeAll(QString());
+    return addresses;
+}
+
+/// The names of this machine, its own name first.
+QStringList machineNames(const QString& address)
+{
+    const QString machine = QSysInfo::machineHostName().toLower();
+    QStringList names{machine, machine + QStringLiteral(".local"), QStringLiteral("localhost")};
+    if (!AccessRules::isEveryAddress(address))
+        names.append(address);
+    names += machineAddresses();
     names.removeDuplicates();
     return names;
 }
@@ -105,6 +113,13 @@ public:
         });
         certificateLook.start(options.limits.certificateLookMs);
         return isLoaded;
+    }
+    QString urlOf(const QString& address) const
+    {
+        return QStringLiteral("%1://%2:%3/")
+            .arg(certificate ? QStringLiteral("https") : QStringLiteral("http"),
+                 address.contains(QLatin1Char(':')) ? QLatin1Char('[') + address + QLatin1Char(']') : address)
+            .arg(listener.port());
     }
     std::function<QDateTime()> certificateClock() const
     {
@@ -206,13 +221,29 @@ QString PanelServer::address() const
 QString PanelServer::url() const
 {
     QString address = m_d->options.address;
-    const bool isV6 = address.contains(QLatin1Char(':'));
     if (AccessRules::isEveryAddress(address)) // nothing is reached by this name itself
-        address = isV6 ? QStringLiteral("::1") : QStringLiteral("127.0.0.1");
-    return QStringLiteral("%1://%2:%3/")
-        .arg(m_d->certificate ? QStringLiteral("https") : QStringLiteral("http"))
-        .arg(isV6 ? QLatin1Char('[') + address + QLatin1Char(']') : address)
-        .arg(m_d->listener.port());
+        address = address.contains(QLatin1Char(':')) ? QStringLiteral("::1") : QStringLiteral("127.0.0.1");
+    return m_d->urlOf(address);
+}
+
+QStringList PanelServer::urls() const
+{
+    const QString address = m_d->options.address;
+    QStringList urls{url()};
+    if (!m_d->options.origin.isEmpty())
+        urls.append(m_d->options.origin + QLatin1Char('/'));
+    if (!AccessRules::isEveryAddress(address))
+        return urls;
+    const bool isV4Only = !address.contains(QLatin1Char(':'));
+    const QStringList own = machineAddresses();
+    for (const QString& one : own) {
+        const bool isV6 = one.contains(QLatin1Char(':'));
+        // Browsers take no address that belongs to one link only.
+        const bool isOfLink = one.startsWith(QLatin1String("fe80:"));
+        if (!AccessRules::isLoopback(one) && !isOfLink && !(isV6 && isV4Only))
+            urls.append(m_d->urlOf(one));
+    }
+    return urls;
 }
 
 quint16 PanelServer::port() const

@@ -61,6 +61,8 @@ public:
     QString address() const;
     /// Where browsers of this machine find it: "http://127.0.0.1:8080/".
     QString url() const;
+    /// Every address at which browsers find it: url(), a proxy's, and those that other machines can reach.
+    QStringList urls() const;
     quint16 port() const;
     /// Of the certificate, as browsers show it: "AB:CD:…"; empty without TLS.
     QString fingerprint() const;

@@ -1,7 +1,10 @@
+#include "player/cli/NowText.h"
+#include "player/cli/QueueTable.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
 #include "player/host/PrintableText.h"
 
+#include <QDateTime>
 #include <QtTest>
 
 namespace {
@@ -116,6 +119,76 @@ private Q_SLOTS:
         const QString title(300, QLatin1Char('x'));
         QVERIFY(
             rowTable(QJsonArray{row(title, QStringLiteral("t:a"))}, 0).startsWith(title + QLatin1Char(' ')));
+    }
+
+    void theHistoryIsRowsWithTheirTimes()
+    {
+        const QDateTime time(QDate(2026, 3, 1), QTime(9, 5, 59));
+        const QJsonArray items{
+            QJsonObject{{QStringLiteral("timeMs"), double(time.toMSecsSinceEpoch())},
+                        {QStringLiteral("row"), row(QStringLiteral("空のソ"), QStringLiteral("t:a"))}}};
+        QCOMPARE(historyTable(items, 80), QStringLiteral("2026-03-01 09:05  空のソ  album  t:a\n"));
+        QCOMPARE(historyTable(items, 34), QStringLiteral("2026-03-01 09:05  空のソ  album\n    t:a\n"));
+    }
+
+    void everyTableFitsTheTerminal_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("width");
+        const std::pair<const char*, QString> texts[]{
+            {"Latin", QStringLiteral("word ").repeated(100)},
+            {"Japanese", QStringLiteral("空のソ").repeated(100)},
+            {"combining marks", QStringLiteral("e\u0301\u0323").repeated(300)},
+            {"a thousand marks on a letter",
+             QStringLiteral("e") + QString(1000, QChar(0x0301)) + QString(300, u'x')},
+            {"emoji", QStringLiteral("🦜").repeated(100)},
+            {"joined emoji", QStringLiteral("👩\u200D👩\u200D👧").repeated(100)},
+            {"flags", QStringLiteral("🇩🇪").repeated(100)},
+            {"right to left", QStringLiteral("رندرمي ").repeated(100)},
+            {"controls", QStringLiteral("a\033[31m\t\r\n").repeated(100)},
+            {"a title without an end", QString(200000, u'x')},
+        };
+        for (const auto& [name, value] : texts)
+            for (const int width : {80, 200})
+                QTest::addRow("%s, %d columns", name, width) << value << width;
+    }
+    void everyTableFitsTheTerminal()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, width);
+        QJsonObject track = row(text, QStringLiteral("t:x"));
+        track[QStringLiteral("metaData")] =
+            QJsonObject{{QStringLiteral("artist"), text}, {QStringLiteral("album"), text}};
+        const QJsonObject plain = row(QStringLiteral("short"), QStringLiteral("t:y"));
+        const QJsonArray entries{QJsonObject{{QStringLiteral("id"), 1}, {QStringLiteral("row"), track}},
+                                 QJsonObject{{QStringLiteral("id"), 2}, {QStringLiteral("row"), plain}}};
+        const QJsonObject status{{QStringLiteral("state"), QStringLiteral("playing")},
+                                 {QStringLiteral("row"), track},
+                                 {QStringLiteral("positionMs"), 61000}};
+        const QStringList shown = lines(queueTable(entries, 2, width)) +
+                                  lines(NowText::table(status, width)) + lines(NowText::line(status, width)) +
+                                  lines(historyTable(entries, width)) +
+                                  lines(rowTable({track, plain}, width));
+        QCOMPARE(shown.size(), 2 + 5 + 1 + 2 + 2);
+        for (const QString& line : shown) {
+            QVERIFY2(TextWidth::columns(line) <= width, qPrintable(line.left(300)));
+            QVERIFY2(!line.contains(QChar(0x1b)) && !line.contains(u'\t'), qPrintable(line.left(300)));
+        }
+        QVERIFY2(shown.first().startsWith(QStringLiteral("  1  ")), qPrintable(shown.first().left(300)));
+        QVERIFY2(shown.at(1).startsWith(QStringLiteral("> 2  short")), qPrintable(shown.at(1)));
+    }
+
+    void theColumnsOfAQueueLineUp()
+    {
+        const auto entry = [](int id, const char* title, const char* artist) {
+            QJsonObject track = row(QString::fromUtf8(title), QStringLiteral("t:x"));
+            track[QStringLiteral("metaData")] =
+                QJsonObject{{QStringLiteral("artist"), QString::fromUtf8(artist)}};
+            return QJsonObject{{QStringLiteral("id"), id}, {QStringLiteral("row"), track}};
+        };
+        QCOMPARE(
+            queueTable({entry(1, "空の", "a"), entry(2, "e\u0301tude", "b"), entry(3, "🦜", "c")}, 1, 80),
+            QStringLiteral("> 1  空の   a\n  2  e\u0301tude  b\n  3  🦜     c\n"));
     }
 
     void noRowsAreNoLines() { QCOMPARE(rowTable({}, 80), QString()); }

@@ -1393,8 +1393,12 @@ export interface components {
     About: {
       version: string;
       processId: number;
-      /** @description Address of the panel. */
-      panel: string | null;
+      /** @description Addresses of the panel, the one for this machine first; empty if no player is running. */
+      addresses: string[];
+      /** @description SHA-256 of the TLS certificate; empty without TLS. */
+      fingerprint: string;
+      /** @description The player's socket file; empty if it has none. */
+      socketFile: string;
       loggedIn: boolean;
       /** @description The user of the saved login; empty if there is none. */
       userName: string;
