@@ -211,7 +211,7 @@ private Q_SLOTS:
         m_link->setAway(true);
         QElapsedTimer timer;
         timer.start();
-        QTRY_VERIFY2_WITH_TIMEOUT(says("Waiting for more of "), errors.constData(), processLimitMs);
+        QTRY_VERIFY2_WITH_TIMEOUT(says("Buffering "), errors.constData(), processLimitMs);
         const qint64 stalledMs = timer.elapsed();
         if (brokenOff.isEmpty()) {
             QTest::qWait(int(qMax<qint64>(0, outageMs - timer.elapsed())));

@@ -25,7 +25,7 @@ QString place(const QJsonObject& status, const char* between)
 QString state(const QJsonObject& status)
 {
     return status.value(QStringLiteral("stalled")).toBool()
-               ? QStringLiteral("waiting for more")
+               ? QStringLiteral("buffering")
                : status.value(QStringLiteral("state")).toString();
 }
 

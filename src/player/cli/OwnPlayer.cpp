@@ -74,6 +74,6 @@ QVector<PlayerAnswer> OwnPlayer::ask(const QVector<PlayerRequest>& requests)
 
 bool OwnPlayer::follow(const Watcher& /*watcher*/, QString* error)
 {
-    *error = QStringLiteral("No player runs.");
+    *error = QStringLiteral("No player is running.");
     return false;
 }

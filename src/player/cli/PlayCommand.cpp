@@ -193,7 +193,7 @@ void PlayCommand::onStalled()
 {
     m_stalled = true;
     if (!Terminal::errorIsTerminal())
-        Terminal::note(QStringLiteral("Waiting for more of %1").arg(m_title));
+        Terminal::note(QStringLiteral("Buffering %1").arg(m_title));
 }
 
 void PlayCommand::showProgress(const PlayEngine& engine)
@@ -203,6 +203,6 @@ void PlayCommand::showProgress(const PlayEngine& engine)
     QString line = clock(engine.status().positionMs / 1000);
     if (m_durationSeconds > 0)
         line += QStringLiteral(" / %1").arg(clock(m_durationSeconds));
-    const QString what = m_stalled ? QStringLiteral("waiting for more") : engine.status().format.toString();
+    const QString what = m_stalled ? QStringLiteral("buffering") : engine.status().format.toString();
     Terminal::progress(QStringLiteral("%1  %2  %3").arg(line, what, m_title));
 }

@@ -42,6 +42,6 @@ QVector<PlayerAnswer> NoPlayer::ask(const QVector<PlayerRequest>& requests)
 
 bool NoPlayer::follow(const Watcher& /*watcher*/, QString* error)
 {
-    *error = QStringLiteral("No player runs.");
+    *error = QStringLiteral("No player is running.");
     return false;
 }
