@@ -16,7 +16,7 @@ constexpr int noPlayer = 5;
 
 } // namespace
 
-/// What commands print on terminals and into pipes, and how `pelk now --follow` ends.
+/// The output of commands on terminals and in pipes, and how `pelk now --follow` ends.
 class CommandOutputE2ETest : public QObject
 {
     Q_OBJECT
@@ -37,7 +37,7 @@ class CommandOutputE2ETest : public QObject
         }
         return process;
     }
-    /// What standard error holds once a follower has ended because its player has.
+    /// The standard error of a follower that ended because its player did.
     static void verifyEnded(QProcess& process)
     {
         QVERIFY(process.state() == QProcess::NotRunning || process.waitForFinished(patienceMs));
@@ -96,7 +96,7 @@ private Q_SLOTS:
         }
     }
 
-    void intoAPipeNothingIsCut()
+    void outputToAPipeIsNotCut()
     {
         QCOMPARE(m_serve->login().status, 200);
         m_serve->play("qobuz:favourites/tracks");
@@ -107,7 +107,7 @@ private Q_SLOTS:
         QVERIFY2(!piped.isEmpty() && !piped.contains(text("…")), qPrintable(piped));
     }
 
-    void aPipeThatIsClosedEndsACommandWithoutAWord()
+    void aClosedPipeEndsACommandSilently()
     {
         QCOMPARE(m_serve->login().status, 200);
         QProcess shell;
@@ -121,7 +121,7 @@ private Q_SLOTS:
         QCOMPARE(shell.readAllStandardOutput().count('\n'), 1);
     }
 
-    void aFollowerWhosePipeIsClosedEndsWithTheNextChange()
+    void aFollowerWithAClosedPipeEndsAtTheNextChange()
     {
         QProcess shell;
         shell.setProcessEnvironment(m_players->environment());
@@ -161,7 +161,7 @@ private Q_SLOTS:
         verifyEnded(*process);
     }
 
-    void aFollowerDoesNotGoOnWithAnotherPlayer()
+    void aFollowerDoesNotContinueWithAnotherPlayer()
     {
         const std::unique_ptr<QProcess> process = follower();
         QVERIFY(process->canReadLine());

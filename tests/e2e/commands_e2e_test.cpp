@@ -422,7 +422,7 @@ private Q_SLOTS:
         QCOMPARE(pelk("history --json").json().value(text("items")).toArray(), QJsonArray());
     }
 
-    void aHistoryThatIsTurnedOffIsNotCalledEmpty()
+    void aDisabledHistoryIsNotReportedAsEmpty()
     {
         QFile settings(m_players->settingsFile());
         QVERIFY(settings.open(QIODevice::Append));

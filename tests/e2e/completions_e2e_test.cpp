@@ -98,8 +98,8 @@ private:
 
 } // namespace
 
-/// What `pelk completions` prints, in the shells that it is for: somebody types, presses Tab and Enter, and
-/// the arguments that arrive are what counts.
+/// The completions in their shells: types words, presses Tab and Enter, and checks the arguments that the
+/// program receives.
 class CompletionsE2ETest : public QObject
 {
     Q_OBJECT
@@ -133,7 +133,7 @@ class CompletionsE2ETest : public QObject
             shell.type("pelk completions fish | source; echo REA''DY\r");
         shell.readUpTo("READY");
     }
-    /// The arguments that a command line has when it was typed into a shell, with Tab and Enter behind it.
+    /// The arguments of a command line that was typed into a shell, followed by Tab and Enter.
     QStringList completed(const QString& name, const QString& line) const
     {
         Shell shell(name, environment());
@@ -145,7 +145,7 @@ class CompletionsE2ETest : public QObject
             qWarning("%s", shell.output().constData());
         return arguments.mid(1, arguments.size() - 2).split(text("]["));
     }
-    /// What `pelk complete` prints for a line, without the meanings.
+    /// The output of `pelk complete` for a line, without descriptions.
     QStringList candidates(const QStringList& words) const
     {
         const Players::Outcome outcome = m_players->pelk(QStringList{text("complete"), text("--")} + words);
@@ -229,7 +229,7 @@ private Q_SLOTS:
         if (last.startsWith(QLatin1Char('/')))
             last.prepend(m_folder.path());
         QCOMPARE(arguments.last(), last);
-        // The rest stands as it was typed.
+        // The rest stays as typed.
         QCOMPARE(arguments.size(),
                  typed.count(QRegularExpression(text("(?<!\\\\) "))) - (typed.contains(text("の ")) ? 1 : 0));
     }
@@ -252,7 +252,7 @@ private Q_SLOTS:
         QCOMPARE(offered.size(), commands);
     }
 
-    void whatDoesNotFitIsNotOffered_data()
+    void unsuitableWordsAreNotOffered_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("offered");
@@ -262,7 +262,7 @@ private Q_SLOTS:
         QTest::newRow("a text that may be anything") << text("login ") << QString();
         QTest::newRow("the kinds, where no player is reached") << text("play a") << text("album artist");
     }
-    void whatDoesNotFitIsNotOffered()
+    void unsuitableWordsAreNotOffered()
     {
         QFETCH(QString, line);
         QFETCH(QString, offered);
@@ -281,7 +281,7 @@ private Q_SLOTS:
             QVERIFY2(title.startsWith(text("sum"), Qt::CaseInsensitive), qPrintable(title));
     }
 
-    void aPlayerThatDoesNotAnswerDoesNotHoldUpTheShell()
+    void anUnresponsivePlayerDoesNotBlockTheShell()
     {
         const QString file = m_folder.path() + text("/silent.sock");
         QLocalServer silent;

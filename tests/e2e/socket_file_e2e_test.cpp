@@ -205,7 +205,7 @@ private Q_SLOTS:
 
     void aCommandFallsBackToThePlayerOfTheSystem()
     {
-        // A /run of its own, since that of the machine is not the test's.
+        // A separate /run, because the test must not use that of the machine.
         if (QProcess::execute(text("unshare"), {text("-rm"), text("true")}) != 0)
             QSKIP("This machine allows no namespaces of its own.");
         const Players players;

@@ -5,8 +5,8 @@
 #include <QProcessEnvironment>
 #include <sys/types.h>
 
-/// A program on a terminal of its own, at which somebody types. The calling thread's event loop runs while
-/// output is waited for, for as long as a test has patience.
+/// A program on its own terminal, with simulated typing. The calling thread's event loop runs while it waits
+/// for output, up to a test's time limit.
 class TerminalProcess
 {
 public:
@@ -18,7 +18,7 @@ public:
     TerminalProcess& operator=(const TerminalProcess&) = delete;
 
     void type(const QByteArray& bytes) const;
-    /// Reads up to `end`, which is not returned; where that does not come, all that came.
+    /// Reads up to `end`, which is not returned; if it does not appear, returns everything read.
     QByteArray readUpTo(const QByteArray& end);
     /// Waits for the end of the program; its exit code, or -1.
     int end();

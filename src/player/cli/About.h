@@ -19,5 +19,6 @@ struct Reach
 /// account.
 QJsonObject aboutPlayer(const Host& host, const QString& version, const Reach& reach = {});
 
-/// The values that the interface neither tells nor sets: they hold a secret or steer where secrets go.
+/// The values that the interface neither returns nor sets, because they contain a secret or decide where
+/// secrets are sent.
 QList<CMPath> closedPaths();

@@ -28,7 +28,7 @@ QString told(const QJsonObject& about, const char* key)
     return printableText(about.value(QLatin1String(key)).toString());
 }
 
-/// A label and what is known of it, each on a line of its own; nothing where nothing is known.
+/// A label and its values, one per line; nothing if there are none.
 void printFact(const char* label, const QStringList& lines)
 {
     QString head = QString::fromLatin1(label);

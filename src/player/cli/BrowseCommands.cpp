@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int defaultRows = 50;
-// Of each section of a search; who wants more asks for the section's own path.
+// Per section of a search; for more, request the section's own path.
 constexpr int rowsPerSection = 5;
 
 int firstRow(const CommandLine& line)

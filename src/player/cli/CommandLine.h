@@ -6,12 +6,12 @@
 
 #include <optional>
 
-/// What the command line says: a command of the table with the values of its parameters.
+/// The parsed command line: a command of the table with the values of its parameters.
 class CommandLine
 {
 public:
-    /// Reads the arguments. Nothing, and `exitCode` set, when there is nothing more to do: help or the
-    /// version was shown, or a sentence about what is wrong.
+    /// Parses the arguments. Returns nothing and sets `exitCode` if there is nothing left to do: help, the
+    /// version, or an error was printed.
     static std::optional<CommandLine> parse(int argc, char** argv, const QString& version, int* exitCode);
 
     const Command& command() const { return *m_command; }

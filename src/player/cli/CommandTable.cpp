@@ -133,11 +133,11 @@ QVector<Command> playCommands()
          {flag("--json", "Print everything as JSON"),
           flag("--follow", "Print each change, until interrupted")}},
         {"history",
-         "Show what was played recently",
+         "Show recently played tracks",
          Doer::RunningPlayer,
          Commands::history,
          {flag("--json", "Print everything as JSON")}},
-        {"history clear", "Forget what was played", Doer::RunningPlayer, Commands::historyClear},
+        {"history clear", "Clear the recently played tracks", Doer::RunningPlayer, Commands::historyClear},
     };
 }
 
@@ -175,7 +175,7 @@ QVector<Command> queueCommands()
          {{"FROM", "Number of the entry", Kind::Whole, true, false, "", "", 1, mostRows},
           {"TO", "New number of the entry", Kind::Whole, true, false, "", "", 1, mostRows}}},
         {"queue clear", "Remove all entries", Doer::RunningPlayer, Commands::queueClear},
-        {"queue undo", "Put back what was last removed", Doer::RunningPlayer, Commands::queueUndo},
+        {"queue undo", "Restore the entries removed last", Doer::RunningPlayer, Commands::queueUndo},
         {"queue shuffle",
          "Show or set shuffle",
          Doer::RunningPlayer,

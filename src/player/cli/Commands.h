@@ -7,9 +7,9 @@ class CommandLine;
 class PlayerConnection;
 struct PlayerAnswer;
 
-/// The commands that speak to the player, whichever it is. Each blocks until it is done and returns the exit
-/// code; what went wrong is reported on standard error. A check returns a sentence about arguments that are
-/// wrong, else nothing.
+/// The commands that use a player, running or in this process. Each blocks until it is done and returns the
+/// exit code; errors are reported on standard error. A check returns a sentence about invalid arguments,
+/// otherwise nothing.
 namespace Commands {
 
 int login(const CommandLine& line, PlayerConnection& player);
@@ -64,7 +64,7 @@ int complete(const CommandLine& line, PlayerConnection& player);
 
 /// Reports why a request failed; the exit code.
 int failure(const PlayerAnswer& answer);
-/// The same of a request about a path, which may fail because nobody is logged in.
+/// The same for a request with a path, which may fail because nobody is logged in.
 int failure(const QString& sentence, const QString& path, PlayerConnection& player);
 /// The exit code of a failure that was reported, with a hint where a login is what lacks.
 int failureAbout(const QString& path, PlayerConnection& player);

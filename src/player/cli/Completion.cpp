@@ -15,7 +15,7 @@ constexpr int titlesPerSection = 20;
 // Fewer letters begin too many titles.
 constexpr int leastTitleLetters = 2;
 
-/// What was typed before the last word.
+/// The words before the last one.
 struct Typed
 {
     const Command* command = nullptr;
@@ -79,7 +79,7 @@ QVector<Completion> options(const QVector<Parameter>& parameters)
     return words;
 }
 
-/// The rows of the container that a beginning of a path lies in.
+/// The rows of the container to which the beginning of a path belongs.
 QVector<Completion> paths(const QString& word, PlayerConnection& player)
 {
     QString container = word.left(word.lastIndexOf(QLatin1Char('/')));
@@ -119,7 +119,7 @@ QVector<Completion> titles(const QString& kind, const QStringList& before, const
     return found;
 }
 
-/// What names a place: a kind with a title, a path, or a title alone.
+/// The words for a target: a kind with a title, a path, or only a title.
 QVector<Completion> targets(const QStringList& before, const QString& word, PlayerConnection& player)
 {
     if (!before.isEmpty())

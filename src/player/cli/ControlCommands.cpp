@@ -15,7 +15,7 @@ namespace {
 constexpr int loudest = 100;
 constexpr qint64 longestSeconds = 3600LL * 1000;
 
-/// A number or time as it was typed: from here with a sign, else from the start.
+/// A number or time as typed: relative with a sign, otherwise from the start.
 struct Step
 {
     bool isRelative = false;

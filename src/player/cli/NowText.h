@@ -2,8 +2,8 @@
 
 #include <QJsonObject>
 
-/// What the player is doing, for people. Reads the states of the player's interface. A width of 0 is no
-/// limit.
+/// The state of the player as text for display. Reads the state in the form of the player's interface. A
+/// width of 0 means no limit.
 namespace NowText {
 
 /// "1:05", or "1:02:05" from an hour on.

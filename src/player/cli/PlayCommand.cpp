@@ -27,7 +27,7 @@ QString clock(qint64 seconds)
     return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
 }
 
-/// "Title, Artist", or the path of a row that tells neither.
+/// "Title, Artist", or the path of a row without both.
 QString titleOf(const PelkRoles& row)
 {
     QString title = row.title().toString();
@@ -37,7 +37,7 @@ QString titleOf(const PelkRoles& row)
     return printableText(artist.isEmpty() ? title : title + QStringLiteral(", ") + artist);
 }
 
-/// What was written to stand alone, as a sentence among others.
+/// Turns a text that was written to stand alone into a sentence.
 QString whole(const TrString& sentence)
 {
     const QString text = sentence.toString();

@@ -17,7 +17,7 @@ namespace {
 constexpr int pageSize = 100; // the most that the interface gives at once
 constexpr int readings = 5;   // of a queue that changes meanwhile
 
-/// The whole queue as one page of the interface, of one revision where it holds still for long enough.
+/// The whole queue as one page of the interface, of one revision unless it changes too often.
 PlayerAnswer readQueue(PlayerConnection& player)
 {
     PlayerAnswer whole;
@@ -58,7 +58,7 @@ int idAt(const QJsonArray& entries, int number)
     return entries.at(number - 1).toObject().value(QStringLiteral("id")).toInt();
 }
 
-/// "3" or "5-9"; false where it is neither.
+/// "3" or "5-9"; false if it is neither.
 bool readNumbers(const QString& text, int* first, int* last)
 {
     static const QRegularExpression form(QStringLiteral("^(\\d{1,6})(?:-(\\d{1,6}))?$"));

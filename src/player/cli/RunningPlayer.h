@@ -13,9 +13,9 @@ public:
         int answerMs = 60000; ///< for a response; the player sends one within 35 seconds, unless it hangs
     };
 
-    /// Looks for it: at `socketFile` if one is named; else the player of this state folder, else the one that
-    /// is a service of the system. Null when none runs, with a sentence in `error` when one should but cannot
-    /// be reached.
+    /// Finds the running player: at `socketFile` if one is named; otherwise the player of this state folder,
+    /// otherwise the system-wide one. Null if none is running; `error` is then a sentence if one should be
+    /// running but cannot be reached.
     static std::unique_ptr<RunningPlayer> find(const QString& socketFile, const QString& stateFolder,
                                                const Patience& patience, QString* error);
 

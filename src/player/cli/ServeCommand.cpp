@@ -141,7 +141,7 @@ void ServeCommand::announce(const PanelServer& server, QObject* context) const
            [announcer](const PelkValue& value) { announcer->setName(value.string_()); });
 }
 
-/// What others can do, where others reach the player.
+/// Warns about what others can do if they can reach the player.
 void ServeCommand::warn(const PanelServer& server) const
 {
     const bool isReachable = !AccessRules::isLoopback(server.address());
@@ -197,7 +197,7 @@ int ServeCommand::run(SignalWatch* signalWatch)
     QString error;
     if (!socketFile.open(socketName, m_line.text("socket-group"), &error)) {
         Terminal::error(error);
-        // Without a folder for its state it plays all the same.
+        // It also works without a folder for its state.
         if (m_lock.isTaken() || m_line.has("socket"))
             return ExitCode::failed;
     }
@@ -261,7 +261,7 @@ int ServeCommand::run(SignalWatch* signalWatch)
     memory.end(); // before the engine stops, which is not what the listener left
     history.flush();
     if (engine.status().state != PelkPlayLogicState::Stopped) {
-        // The end of what plays is told, and dealt with.
+        // Waits until the end of the track has been reported and processed.
         QTimer::singleShot(lastReportMs, &loop, &QEventLoop::quit);
         QObject::connect(&engine, &PlayEngine::finished, &loop, &QEventLoop::quit);
         engine.stop();

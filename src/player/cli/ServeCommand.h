@@ -21,7 +21,7 @@ public:
     /// Returns the exit code: 0 after a signal, since that is how it ends.
     int run(SignalWatch* signalWatch);
 
-    /// A sentence about addresses that are none; else empty.
+    /// A sentence about invalid addresses; otherwise empty.
     static QString check(const CommandLine& line);
     /// Where an installed player has the panel's files.
     static QString defaultPanelFolder();

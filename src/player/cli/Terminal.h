@@ -4,7 +4,7 @@
 
 #include <optional>
 
-/// What the commands write and read. Text is UTF-8, whatever the environment says.
+/// The commands' input and output. Text is always UTF-8, in every environment.
 namespace Terminal {
 
 /// Writes to standard output.
@@ -20,7 +20,7 @@ bool errorIsTerminal();
 /// Flushes standard output; false if anything could not be written.
 bool flushOut();
 
-/// The columns that a line may take: COLUMNS, else what the terminal says, else 0 for no limit.
+/// The width of a line: COLUMNS, otherwise that of the terminal, otherwise 0 for no limit.
 int width();
 
 bool inputIsTerminal();
