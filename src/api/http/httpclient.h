@@ -14,15 +14,15 @@ class HttpClientPrivate;
 
 /// Asynchronous HTTP on the event loop of the thread that creates it.
 ///
-/// All operations but waitForIdle belong to that thread and none of them blocks. Each request calls its
+/// Call all operations except waitForIdle on that thread; none of them blocks. Each request calls its
 /// callback exactly once, on that thread, from the event loop and never from inside get() or post(). A
 /// callback may start further requests, and may delete the client. Deleting the client abandons its requests
 /// without callbacks.
 ///
 /// TLS certificates are verified against the system's list. Bodies arrive decompressed. Proxies are taken
-/// from the environment (http_proxy and kin). Up to 10 redirects are followed, from http to https but never
-/// back; see HttpClientOptions for which of them the headers go along with. A POST becomes a GET on 301, 302
-/// and 303; on 307 and 308 it is repeated, but not to another scheme, host or port.
+/// from the environment (http_proxy and similar variables). Up to 10 redirects are followed, from http to
+/// https but never back; see HttpClientOptions for the redirects with which the headers are sent. A POST
+/// becomes a GET on 301, 302 and 303; on 307 and 308 it is repeated, but not to another scheme, host or port.
 class PELK_HTTP_EXPORT HttpClient : public QObject
 {
     Q_OBJECT
@@ -36,7 +36,7 @@ public:
 
     using Callback = std::function<void(const HttpClientResult&)>;
 
-    /// With keepConnections, connections stay open between requests and are used again.
+    /// With keepConnections, connections stay open between requests and are reused.
     HttpClient(QObject* parent, HttpVersion version, bool keepConnections);
     ~HttpClient() override;
 

@@ -16,8 +16,8 @@
 /// host, and slashes and dot segments of a path are not merged. Setters accept any text; invalid characters
 /// are encoded when the URL is written.
 ///
-/// Reading percent-decodes query keys and values as UTF-8. A plus sign is a plus sign: the services spoken to
-/// encode a space as %20. Writing encodes all but the unreserved characters in them, and always writes
+/// Reading percent-decodes query keys and values as UTF-8. A plus sign stays a plus sign: services encode a
+/// space as %20. Writing encodes everything except unreserved characters in them, and always writes
 /// "key=value".
 class PELK_HTTP_EXPORT PelkUrl
 {
@@ -26,14 +26,14 @@ public:
 
     /// An empty URL.
     PelkUrl() = default;
-    /// As fromEncoded with the text's UTF-8.
+    /// Like fromEncoded() with the text's UTF-8.
     explicit PelkUrl(const QString& url);
     /// Parses a URL. The result is empty for control characters, a port that is not a number below 65536,
     /// invalid characters in the host, or brackets around anything except an IPv6 address (RFC 3986, without
     /// a zone). Other unusual text is a relative path without a host.
     static PelkUrl fromEncoded(const QByteArray& url);
 
-    /// True when every part is empty, as from an empty text or from one that does not parse.
+    /// True if every part is empty, as after an empty or invalid text.
     bool isEmpty() const;
 
     QString scheme() const { return m_scheme; }
@@ -43,7 +43,7 @@ public:
     /// An IPv6 address is returned without its brackets.
     QString host() const { return m_host; }
     void setHost(const QString& host) { m_host = host; }
-    /// -1 when none is written.
+    /// -1 if there is none.
     int port() const { return m_port; }
     void setPort(int port) { m_port = port; }
     QString path() const { return m_path; }
@@ -55,8 +55,8 @@ public:
     QString fragment() const { return m_fragment; }
     void setFragment(const QString& fragment) { m_fragment = fragment; }
 
-    /// The URL as ASCII text. Reading it again gives a URL that is written the same way, and an equal one
-    /// where nothing had to be encoded.
+    /// The URL as ASCII text. Reading it again gives a URL with the same text, and an equal one if nothing
+    /// had to be encoded.
     QByteArray toEncoded() const;
     QString toString() const;
 

@@ -9,7 +9,7 @@
 
 /// The player, as modules see it. Any thread may call its operations.
 ///
-/// The player's own class derives from it; while none exists, playerInstance() is one that never plays.
+/// The player's class derives from it. Without a player, playerInstance() is an object that never plays.
 class PELK_PLAY_EXPORT PlayLogicInterface : public QObject
 {
     Q_OBJECT
@@ -24,12 +24,12 @@ public:
 
     /// A snapshot of the player's state.
     virtual PelkPlayLogicData data() const = 0;
-    /// Stops playing. Returns at once and never calls back into the caller; the reply finishes once the
+    /// Stops playback. Returns at once and never calls back into the caller; the reply finishes when the
     /// player has stopped.
     virtual CMVoidReply stop(PelkPlayLogicStopReason::Enum reason) = 0;
 
 protected:
-    /// Makes an object that is not the player.
+    /// Creates an object that is not the player.
     struct NotThePlayer
     {
     };

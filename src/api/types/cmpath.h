@@ -7,12 +7,12 @@
 #include <QString>
 #include <QVector>
 
-/// The address of something in the content model: `prefix:base?param=value&...`, a URI in shape (RFC 3986).
+/// An address in the content model: `prefix:base?param=value&...`, in the form of a URI (RFC 3986).
 ///
-/// The prefix names the worker that answers (`qobuz:`), or the room of a value (`settings:`); it may be
-/// absent. The base is text with slashes, kept as it is, a trailing slash included. Parameters keep their
-/// order; of two with one name the first wins. In memory every part is plain text; only the text form is
-/// percent-encoded.
+/// The prefix names the worker that answers (`qobuz:`), or the group of a value (`settings:`); it may be
+/// absent. The base is text with slashes, stored unchanged, including a trailing slash. Parameters keep their
+/// order; of several with the same name the first counts. In memory every part is plain text; only the text
+/// form is percent-encoded.
 class PELK_TYPES_EXPORT CMPath
 {
 public:
@@ -30,13 +30,13 @@ public:
     /// Neither prefix nor base nor parameters.
     bool isEmpty() const { return m_prefix.isEmpty() && m_base.isEmpty() && m_params.isEmpty(); }
 
-    /// Appends a component to the base, with a slash between where the base is neither empty nor ends in one.
+    /// Appends a component to the base, with a slash between them unless the base is empty or ends in one.
     CMPath operator+(const QString& component) const;
 
-    /// Adds a parameter behind those that are there; an equal name does not replace an earlier one.
+    /// Adds a parameter at the end; does not replace an earlier one with the same name.
     void addParam(const QString& name, const QString& value);
     bool hasParam(const QString& name) const;
-    /// The parameter's value, empty when it is absent.
+    /// The parameter's value; empty if it is absent.
     QString param(const QString& name) const;
     const QVector<QPair<QString, QString>>& params() const { return m_params; }
     CMPath withoutParams() const;

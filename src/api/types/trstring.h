@@ -35,10 +35,10 @@ struct TrArg
     QString text;
 };
 
-/// A text shown to a person: either plain, or one that is translated when it is read.
+/// A text for display: either plain, or translated when it is read.
 ///
-/// A value. The catalogues are Qt's own: toString() asks the translators that the program has installed,
-/// resolved() a catalogue of the caller's choice.
+/// A value. The catalogues are Qt's: toString() uses the translators that the program has installed,
+/// resolved() a catalogue that the caller chooses.
 class PELK_TYPES_EXPORT TrString
 {
 public:
@@ -49,8 +49,8 @@ public:
     } // NOLINT: names from a service are texts as they are
     TrString(const TrCharData& data, const QList<TrArg>& arguments);
 
-    /// The text in the program's language, with every place marker filled in one pass, so that a percent sign
-    /// inside an argument stays what it is.
+    /// The text in the program's language. All place markers are replaced in one pass, so that a percent sign
+    /// inside an argument is not treated as one.
     QString toString() const;
 
     /// Looks up a text in one language; null if it has no translation.
@@ -83,9 +83,9 @@ private:
     QList<TrArg> m_arguments;
 };
 
-/// A function's signature, as the compiler gives it (Q_FUNC_INFO), in GCC's spelling: the context of the
-/// function's texts, which must not change with the compiler. GCC names the arguments of a function template
-/// around a lambda and Clang does not; such a context has to be written out.
+/// Converts a function's signature from the compiler (Q_FUNC_INFO) to GCC's spelling. It is the context of
+/// the function's texts, which must not depend on the compiler. GCC names the arguments of a function
+/// template around a lambda and Clang does not; write such a context as a literal.
 PELK_TYPES_EXPORT QByteArray trExtractContext(const char* signature);
 
 Q_DECLARE_METATYPE(TrString)

@@ -9,7 +9,7 @@
 class CMSubscribe;
 
 /// Answers requests of the content model. The request operations and getValue() may be called on any thread
-/// and return at once; the reply carries the outcome.
+/// and return at once; the reply contains the outcome.
 class PELK_API_EXPORT CMAbstractWorker : public QObject
 {
     Q_OBJECT

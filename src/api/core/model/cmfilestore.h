@@ -4,8 +4,8 @@
 
 #include <QFileDevice>
 
-/// Keeps values in one JSON file, an object with one key a path. The file is replaced as a whole, so it is
-/// never half written.
+/// Saves values in one JSON file, an object with one key per path. The file is replaced as a whole, so it is
+/// never partly written.
 class PELK_API_EXPORT CMFileStore : public CMValueStore
 {
 public:
@@ -20,7 +20,7 @@ public:
     bool write(const CMPath& path, const PelkValue& value, QString* error) override;
 
 protected:
-    /// Removes all values, on the disk too; needs no free space. False, with a sentence, if the file still
+    /// Removes all values, also on the disk; needs no free space. False, with a sentence, if the file still
     /// contains them.
     bool erase(QString* error);
     QString fileName() const { return m_fileName; }

@@ -10,7 +10,7 @@ class PELK_API_EXPORT CMListRowsNode : public CMContainerNode
     Q_OBJECT
 
 public:
-    /// Makes a node and registers it. Owned by the registry.
+    /// Creates a node and registers it. Owned by the registry.
     static CMListRowsNode* create(CMNodes* nodes, const CMPath& path);
 
     /// Appends a row: the node at this path, which may be registered later.

@@ -39,7 +39,7 @@ public:
     virtual bool getDataRequest(const CMGetDataRequest& request);
     /// Default: false, because a node has no rows.
     virtual bool getRowsRequest(const CMGetRowsRequest& request);
-    /// Whether getRowsRequest() would take the request.
+    /// Whether getRowsRequest() would accept the request.
     virtual bool matchRowRequest(const CMGetRowsRequest& request) const;
     /// Default: an error that says that the node's value cannot be set.
     virtual bool setDataRequest(const CMSetDataRequest& request);

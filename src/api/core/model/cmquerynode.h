@@ -11,7 +11,7 @@ class PELK_API_EXPORT CMQueryNode : public CMUINode
     Q_OBJECT
 
 public:
-    /// Makes a node and registers it. Owned by the registry.
+    /// Creates a node and registers it. Owned by the registry.
     static CMQueryNode* create(CMNodes* nodes, const CMPath& path);
 
     void setQueryPath(const CMPath& path)
@@ -19,7 +19,7 @@ public:
         m_queryPath = path;
         rolesChanged();
     }
-    /// The name of the parameter that takes the text.
+    /// The name of the parameter for the text.
     void setQuery(const QString& name)
     {
         m_query = name;
@@ -29,7 +29,7 @@ public:
     /// The path with the results for a text.
     CMPath resultPath(const QString& text) const;
 
-    /// Takes a text, plain or as a PelkValue, for the value role. The reply is [the path's text, false].
+    /// Accepts a text, plain or as a PelkValue, for the value role. The reply is [the path's text, false].
     bool setDataRequest(const CMSetDataRequest& request) override;
 
 protected:

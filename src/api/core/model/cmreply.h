@@ -21,7 +21,7 @@ class CMVoidReply;
 ///
 /// A reply finishes with a value or with an error. Finishing stores it, wakes the threads that wait, and
 /// then, outside the lock, calls the watchers in the order in which they were added. A second completion is
-/// not prevented: complete each reply once. Every operation may be called from any thread.
+/// not prevented: finish each reply only once. Every operation may be called from any thread.
 class PELK_API_EXPORT CMReplyAbstractData : public QSharedData
 {
 public:
@@ -44,7 +44,7 @@ public:
 protected:
     using Watcher = QPair<std::function<void(const CMVoidReply&)>, Qt::ConnectionType>;
 
-    /// Finishes the reply; `store` runs under the lock and puts the outcome where it belongs.
+    /// Finishes the reply; `store` runs under the lock and stores the outcome.
     void complete(const std::function<void()>& store);
 
     mutable QMutex m_mutex;
@@ -57,12 +57,12 @@ protected:
 };
 
 /// A shared handle to a reply of any type. Copies share the reply, which is deleted with the last handle. On
-/// a null handle, every operation but isNull() fails the assertion "d()".
+/// a null handle, every operation except isNull() triggers the assertion "d()".
 class PELK_API_EXPORT CMVoidReply
 {
 public:
     CMVoidReply() = default;
-    /// Takes a share of `data`, for example of a new object.
+    /// A further handle to `data`, for example to a new object.
     explicit CMVoidReply(CMReplyAbstractData* data)
         : m_d(data)
     {
@@ -76,7 +76,7 @@ public:
     void setValue(const QVariant& value) const;
     /// Finishes the reply with an error; its value stays the default one.
     void setError(const CMError& error) const;
-    /// The error; an empty record while there is none.
+    /// The error; an empty record if there is none.
     CMError error() const;
 
     /// Calls `watcher` when the reply finishes. Automatic: on the thread that adds it, directly if the reply

@@ -30,7 +30,7 @@ public:
         complete([this, &value] { m_value = value; });
     }
 
-    /// As value(), without a variant around it.
+    /// Like value(), without a variant around it.
     T typedValue() const
     {
         waitForFinished(ULONG_MAX);
@@ -42,7 +42,7 @@ private:
     T m_value{};
 };
 
-/// A variant is stored as it is, not inside another one.
+/// A variant is stored directly, not inside another one.
 template <>
 class CMReplyData<QVariant> : public CMReplyAbstractData
 {
@@ -76,8 +76,8 @@ public:
 
     /// Creates an unfinished reply.
     static CMReply create() { return CMReply(new CMReplyData<T>); }
-    /// Casts the handle that a watcher receives. Use it in watchers: a watcher that stored a handle of its
-    /// own would keep the reply alive forever.
+    /// Casts the handle that a watcher receives. Use it in watchers: a watcher that stored its own handle
+    /// would keep the reply alive for ever.
     static CMReply from(const CMVoidReply& reply) { return CMReply(static_cast<CMReplyData<T>*>(reply.d())); }
 
     CMReplyData<T>* data() const { return static_cast<CMReplyData<T>*>(d()); }
@@ -95,7 +95,7 @@ public:
 };
 
 /// Base of the requests: a handle to shared data, which includes the reply. Reading a request without data
-/// fails the assertion "d()".
+/// triggers the assertion "d()".
 class PELK_API_EXPORT CMRequest
 {
 public:
@@ -146,7 +146,7 @@ private:
     QExplicitlySharedDataPointer<Data> m_d;
 };
 
-/// Asks for the rows `from` to `to`, both inclusive and counted from 0, of the container at a path.
+/// Requests the rows `from` to `to`, both inclusive and counted from 0, of the container at a path.
 class PELK_API_EXPORT CMGetRowsRequest : public CMRequest
 {
 public:
@@ -174,8 +174,8 @@ public:
     CMReply<QVariant> reply() const { return typedReply<QVariant>(); }
 };
 
-/// Sets one value of the node at a path. Unless its node says otherwise the reply is a list of two: the value
-/// that is in force now, and whether it takes effect only after a restart of the player.
+/// Sets one value of the node at a path. Unless the node defines another reply, it is a list of two: the new
+/// value, and whether it takes effect only after a restart of the player.
 class PELK_API_EXPORT CMSetDataRequest : public CMRequest
 {
 public:

@@ -12,7 +12,7 @@ class PELK_API_EXPORT CMValueNode : public CMNode
     Q_OBJECT
 
 public:
-    /// Makes a node and registers it. Owned by the registry. `mutex` protects the value if it must change
+    /// Creates a node and registers it. Owned by the registry. `mutex` protects the value if it must change
     /// together with other data; null: the node uses its own. Not owned.
     static CMValueNode* create(CMNodes* nodes, const CMPath& path, QMutex* mutex);
 
