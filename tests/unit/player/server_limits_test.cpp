@@ -76,6 +76,11 @@ struct Pair
         char byte = 0;
         return ::recv(ends[1], &byte, 1, MSG_DONTWAIT) == 0;
     }
+    void hangUp()
+    {
+        ::close(ends[1]);
+        ends[1] = -1;
+    }
     int ends[2] = {-1, -1};
 };
 
@@ -283,6 +288,52 @@ private Q_SLOTS:
         QVERIFY2(!add("192.0.2.1", false), "each of its connections is busy");
         for (int i = 0; i < 10; ++i)
             QVERIFY(add("127.0.0.1", true));
+    }
+
+    void aConnectionThatHasGoneMakesRoomBeforeOneThatIsThere_data()
+    {
+        QTest::addColumn<bool>("isWaiting");
+        QTest::addColumn<bool>("isNoticed");
+        QTest::newRow("nothing was sent") << false << true;
+        QTest::newRow("a response is waited for") << true << true;
+        QTest::newRow("nothing was sent, and nobody has looked") << false << false;
+        QTest::newRow("a response is waited for, and nobody has looked") << true << false;
+    }
+    void aConnectionThatHasGoneMakesRoomBeforeOneThatIsThere()
+    {
+        QFETCH(bool, isWaiting);
+        QFETCH(bool, isNoticed);
+        Limits limits;
+        limits.connections = 2;
+        Connections connections(limits, [](int) {});
+        Pair gone[2];
+        Pair there[2];
+        for (Pair& one : gone) {
+            QVERIFY(connections.add(one.ends[0], {"127.0.0.1", true}));
+            if (isWaiting)
+                connections.enter(one.ends[0], Connections::State::Waiting);
+        }
+        for (Pair& one : gone)
+            one.hangUp();
+        if (isNoticed)
+            connections.look();
+        for (const Pair& one : there)
+            QVERIFY(connections.add(one.ends[0], {"127.0.0.1", true}));
+        QVERIFY(!there[0].isShut());
+        QVERIFY(!there[1].isShut());
+    }
+
+    void aRequestWhoseClientSendsNoMoreIsAnswered()
+    {
+        ServerFixture f;
+        f.start();
+        Line line(f.port, "GET /api/player HTTP/1.1\r\nHost: " + f.client().host() + "\r\n\r\n");
+        // Both come to the server before it looks.
+        QVERIFY(line.pending().socket().waitForConnected(patienceMs));
+        line.pending().socket().waitForBytesWritten(patienceMs);
+        ::shutdown(int(line.pending().socket().socketDescriptor()), SHUT_WR);
+        QVERIFY(line.pending().wait(patienceMs));
+        QCOMPARE(line.pending().reply().status, 200);
     }
 
     void connectionsLeaveDescriptorsForTheRestOfThePlayer()

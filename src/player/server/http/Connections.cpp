@@ -43,6 +43,7 @@ int Connections::most(const Limits& limits)
 
 bool Connections::add(int socket, const Peer& peer)
 {
+    look(); // those whose other end has gone need no room
     const auto isOfPeer = [&peer](const Connection& one) {
         return !one.isEnding && one.peer.address == peer.address;
     };
@@ -82,7 +83,7 @@ void Connections::enter(int socket, State state)
     epoll_event event{};
     event.data.fd = socket;
     if (state == State::Idle)
-        event.events = EPOLLIN | EPOLLONESHOT;
+        event.events = EPOLLIN | EPOLLRDHUP | EPOLLONESHOT;
     else if (state == State::Waiting)
         event.events = EPOLLRDHUP | EPOLLONESHOT;
     else
@@ -100,16 +101,26 @@ void Connections::look()
     do {
         count = ::epoll_wait(m_epoll, events.data(), int(events.size()), 0);
         for (int i = 0; i < count; ++i) {
-            const int socket = events.at(size_t(i)).data.fd;
-            const auto it = m_connections.constFind(socket);
-            if (it == m_connections.cend())
-                continue;
-            if (it->state == State::Idle)
-                enter(socket, State::Head);
-            else if (it->state == State::Waiting)
-                m_gone(socket);
+            const epoll_event& event = events.at(size_t(i));
+            const auto it = m_connections.constFind(event.data.fd);
+            if (it != m_connections.cend())
+                lookAt(event.data.fd, it->state, (event.events & (EPOLLRDHUP | EPOLLHUP)) != 0);
         }
     } while (count == int(events.size()));
+}
+
+void Connections::lookAt(int socket, State state, bool hasClosed)
+{
+    char byte = 0;
+    const bool isWaiting = state == State::Waiting;
+    // A client may close its side as soon as it has sent its request.
+    const bool hasGone = isWaiting || (hasClosed && ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0);
+    if (state == State::Idle && !hasGone)
+        enter(socket, State::Head);
+    if (isWaiting)
+        m_gone(socket);
+    if (hasGone && m_connections.contains(socket))
+        end(socket);
 }
 
 int Connections::limitMs(State state) const

@@ -15,9 +15,9 @@ class QSocketNotifier;
 ///
 ///   Idle      nothing of a request has come   until `idleMs`; may have to make room
 ///   Head      a head has begun                until `headMs`; may have to make room when nobody is idle
-///   Body      the head has come               until `bodyMs`; may have to make room when no head is on its
-///   way Waiting   there is no response yet        its end is watched for Sending   the response is on its
-///   way      the HTTP library watches that it is accepted
+///   Body      the head has come               until `bodyMs`; may have to make room when there is no head
+///   Waiting   there is no response yet        its end is watched for
+///   Sending   the response is on its way      the HTTP library watches that it is accepted
 class Connections : public QObject
 {
     Q_OBJECT
@@ -48,7 +48,8 @@ public:
     void enter(int socket, State state);
     Peer peer(int socket) const { return m_connections.value(socket).peer; }
     int count() const { return m_connections.size(); }
-    /// Checks which connections have begun a request or disconnected. Call it before received data is read.
+    /// Checks which connections have begun a request or disconnected; the latter count no longer. Call it
+    /// before received data is read.
     void look();
 
 private:
@@ -60,6 +61,7 @@ private:
         bool isEnding = false;
     };
 
+    void lookAt(int socket, State state, bool hasClosed);
     int limitMs(State state) const;
     void end(int socket);
     void sweep();
