@@ -1,4 +1,7 @@
+#include "api/core/model/cmnodesworker.h"
 #include "api/core/model/cmrootworker.h"
+#include "api/types/pelkmediadata.h"
+#include "api/types/pelkmetadata.h"
 #include "player/play/PlayEngine.h"
 #include "tests/support/scriptedplayworker.h"
 #include "tests/support/scriptedstream.h"
@@ -126,11 +129,40 @@ private Q_SLOTS:
         QVERIFY(m_worker->states.isEmpty());
     }
 
+    void afterAnUndoTracksOfAModuleThatIsNoLongerLoadedFailAndStayInTheQueue()
+    {
+        auto gone = std::make_unique<CMNodesWorker>(QVariantHash(), QStringLiteral("gone"));
+        m_root->addWorker(gone.get());
+        QVector<PelkRoles> rows;
+        for (const QString& name : {QStringLiteral("old"), QStringLiteral("a")})
+            rows.append(ScriptedPlayWorker::row(name));
+        m_worker->uris.insert(QStringLiteral("a"), QStringLiteral("http://a"));
+        PelkMetaData metaData;
+        metaData.setPrePlayPath(CMPath(QStringLiteral("gone:preplay?id=old")));
+        PelkMediaData media;
+        media.setMetaData(metaData);
+        rows[0].setPath(CMPath(QStringLiteral("gone:track?id=old")));
+        rows[0].setMediaData(media);
+        m_engine->queue().add(rows, PlayQueue::Where::Replace);
+        m_engine->queue().clear();
+        gone.reset();
+        QVERIFY(m_engine->undo());
+        QCOMPARE(order(), QStringLiteral("old a"));
+        QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
+        m_engine->play();
+        QCOMPARE(failed.size(), 1);
+        QCOMPARE(failed.first().at(1).value<TrString>().toString(),
+                 QStringLiteral("No service answers at \"gone:preplay?id=old\"."));
+        QVERIFY(m_stream->settle());
+        QCOMPARE(m_stream->opened.last().uri, QStringLiteral("http://a"));
+        QCOMPARE(order(), QStringLiteral("old a"));
+    }
+
     void anUnresolvableTrackStillFailsAfterAnUndo()
     {
         fill(QStringLiteral("a b"));
         m_engine->queue().clear();
-        m_worker->uris.clear(); // its module has gone
+        m_worker->uris.clear(); // the service no longer offers them
         QVERIFY(m_engine->undo());
         QSignalSpy failed(m_engine.get(), &PlayEngine::trackFailed);
         m_engine->play();

@@ -2,6 +2,7 @@
 #include "tests/unit/player/server_fixture.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QtTest>
 
 namespace {
@@ -529,6 +530,83 @@ private Q_SLOTS:
         QCOMPARE(post(f, "queue/clear"), 200);
         QCOMPARE(entries(f).size(), 0);
         QTRY_COMPARE(two.last(text("queue")).value(text("count")).toInt(-1), 0);
+    }
+
+    void aHundredOperationsOfFourBrowsersAtOnceLeaveThemAgreed()
+    {
+        constexpr int browsers = 4;
+        constexpr int operations = 100;
+        ServerFixture f;
+        for (int i = 1; i <= 5; ++i)
+            f.addTrack(QString::number(i), 20000);
+        f.start();
+        fill(f, 12); // of which the first five can be played
+        const QList<int> ids = entries(f);
+        std::vector<std::unique_ptr<EventReader>> readers;
+        for (int i = 0; i < browsers; ++i)
+            readers.push_back(std::make_unique<EventReader>(f.port));
+        for (const auto& reader : readers)
+            QTRY_VERIFY(!reader->last(text("queue")).isEmpty());
+        const auto operation = [&ids](int number) -> QPair<QByteArray, QJsonObject> {
+            const int entry = ids.at(number * 7 % ids.size());
+            const bool isOdd = number / 10 % 2 != 0;
+            switch (number % 10) {
+            case 0:
+                return {isOdd ? "queue/undo" : "queue/add", isOdd ? QJsonObject() : addition("next")};
+            case 1:
+                return {"queue/remove", {{text("entries"), QJsonArray{entry}}}};
+            case 2:
+                return {"queue/undo", {}};
+            case 3:
+                return {"queue/move", {{text("entry"), entry}, {text("before"), ids.at(number % 12)}}};
+            case 4:
+                return {"volume", {{text("percent"), number}, {text("muted"), isOdd}}};
+            case 5:
+                return {"mode", {{text("shuffle"), isOdd}, {text("repeat"), text(isOdd ? "all" : "off")}}};
+            case 6:
+                return {"jump", {{text("entry"), entry}}};
+            case 7:
+                return {isOdd ? "next" : "previous", {}};
+            case 8:
+                return {"sleep", {{text("minutes"), number}}};
+            default:
+                return {isOdd ? "pause" : "play", {}};
+            }
+        };
+        std::vector<std::unique_ptr<PendingReply>> replies;
+        for (int i = 0; i < operations; ++i) {
+            const auto [name, body] = operation(i);
+            const QByteArray json = QJsonDocument(body).toJson();
+            replies.push_back(std::make_unique<PendingReply>(
+                f.port, "POST /api/player/" + name + " HTTP/1.1\r\nHost: " + f.client().host() +
+                            "\r\nContent-Type: application/json\r\nContent-Length: " +
+                            QByteArray::number(json.size()) + "\r\n\r\n" + json));
+        }
+        for (int i = 0; i < operations; ++i) {
+            QVERIFY(replies.at(size_t(i))->wait(patienceMs));
+            const int status = replies.at(size_t(i))->reply().status;
+            // What another browser has removed cannot be used, and what it has changed cannot be undone.
+            QVERIFY2(status == 200 || status == 202 || status == 204 || status == 409,
+                     qPrintable(QString::fromLatin1(operation(i).first) + QString::number(status)));
+        }
+        QTRY_VERIFY(!f.engine->queue().turns().isGrowing());
+        QCOMPARE(post(f, "stop"), 204);
+        QTRY_COMPARE(state(f), text("stopped"));
+        // All that a browser shows, but for what goes on by itself.
+        const auto shown = [](QJsonObject status) {
+            QJsonObject sleep = status.value(text("sleep")).toObject();
+            sleep.remove(text("leftMs"));
+            status.insert(text("sleep"), sleep);
+            return QJsonDocument(status).toJson();
+        };
+        for (const auto& reader : readers) {
+            QTRY_COMPARE(shown(reader->last(text("player"))), shown(player(f)));
+            QTRY_COMPARE(reader->last(text("queue")), player(f).value(text("queue")).toObject());
+        }
+        const QList<int> left = entries(f);
+        QCOMPARE(left.size(), f.engine->queue().entries().size());
+        QCOMPARE(QSet<int>(left.begin(), left.end()).size(), left.size());
+        QVERIFY(left.size() > 1);
     }
 
     void aLateReaderGetsThePresentPosition()
