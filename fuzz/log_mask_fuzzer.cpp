@@ -7,7 +7,7 @@
 #include "api/types/pelkqobuzsettings.h"
 #include "api/types/pelkqobuzusersession.h"
 #include "fuzz/input.h"
-#include "player/host/LogMask.h"
+#include "player/base/LogMask.h"
 
 namespace {
 

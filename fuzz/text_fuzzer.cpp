@@ -4,10 +4,10 @@
 #include "api/core/json/pelkjson.h"
 #include "api/types/trstring.h"
 #include "fuzz/input.h"
+#include "player/base/PrintableText.h"
 #include "player/cli/RowList.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
-#include "player/host/PrintableText.h"
 
 namespace {
 

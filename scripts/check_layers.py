@@ -12,12 +12,13 @@ ALLOWED = {
     "api/play": {"api/types", "api/core"},
     "api/testing": {"api/types", "api/core"},
     "modules/qobuz": SDK,
-    "player/host": SDK,
-    "player/content": SDK | {"player/host"},
-    "player/play": SDK | {"player/host", "player/content"},
-    "player/server": SDK | {"player/host", "player/content", "player/play"},
+    "player/base": set(),
+    "player/host": SDK | {"player/base"},
+    "player/content": SDK | {"player/base", "player/host"},
+    "player/play": SDK | {"player/base", "player/content"},
+    "player/server": SDK | {"player/base", "player/host", "player/content", "player/play"},
     "player/mpris": SDK | {"player/play"},
-    "player": SDK | {"player/host", "player/content", "player/play", "player/server", "player/mpris"},
+    "player": SDK | {"player/base", "player/host", "player/content", "player/play", "player/server", "player/mpris"},
     "sandbox": set(),
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)

@@ -1,4 +1,6 @@
 #include "player/Version.h"
+#include "player/base/FileLimit.h"
+#include "player/base/PrintableText.h"
 #include "player/cli/About.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/ExitCode.h"
@@ -9,11 +11,9 @@
 #include "player/cli/SignalWatch.h"
 #include "player/cli/Target.h"
 #include "player/cli/Terminal.h"
-#include "player/host/FileLimit.h"
 #include "player/host/Host.h"
 #include "player/host/Logging.h"
 #include "player/host/PlayerLock.h"
-#include "player/host/PrintableText.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,9 +1,9 @@
+#include "player/base/PrintableText.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
 #include "player/cli/Terminal.h"
 #include "player/host/Host.h"
-#include "player/host/PrintableText.h"
 #include "player/server/access/Credentials.h"
 #include "player/server/access/Secrets.h"
 

@@ -1,10 +1,10 @@
 #include "api/core/json/pelkjson.h"
+#include "player/base/PrintableText.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
 #include "player/cli/PlayerConnection.h"
 #include "player/cli/Terminal.h"
-#include "player/host/PrintableText.h"
 #include "player/host/ServiceAccount.h"
 
 #include <QJsonArray>

@@ -1,3 +1,4 @@
+#include "player/base/PrintableText.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
@@ -5,7 +6,6 @@
 #include "player/cli/RowTable.h"
 #include "player/cli/Target.h"
 #include "player/cli/Terminal.h"
-#include "player/host/PrintableText.h"
 #include "player/host/ServiceAccount.h"
 
 #include <limits>

@@ -1,10 +1,10 @@
 #include "player/cli/Completion.h"
 
+#include "player/base/PrintableText.h"
 #include "player/cli/CommandTable.h"
 #include "player/cli/RowList.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/Target.h"
-#include "player/host/PrintableText.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #include "player/cli/NowText.h"
 
+#include "player/base/PrintableText.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
-#include "player/host/PrintableText.h"
 
 #include <QStringList>
 

@@ -1,7 +1,7 @@
 #include "player/cli/RowTable.h"
 
+#include "player/base/PrintableText.h"
 #include "player/cli/TextWidth.h"
-#include "player/host/PrintableText.h"
 
 #include <QDateTime>
 #include <QVector>

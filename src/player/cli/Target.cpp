@@ -1,13 +1,13 @@
 #include "player/cli/Target.h"
 
 #include "api/types/cmpath.h"
+#include "player/base/PrintableText.h"
 #include "player/cli/CommandLine.h"
 #include "player/cli/Commands.h"
 #include "player/cli/ExitCode.h"
 #include "player/cli/RowList.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/Terminal.h"
-#include "player/host/PrintableText.h"
 
 #include <QRegularExpression>
 

@@ -1,7 +1,7 @@
 #include "player/cli/Terminal.h"
 
+#include "player/base/PrintableText.h"
 #include "player/cli/TextWidth.h"
-#include "player/host/PrintableText.h"
 #include "player/host/ServiceManager.h"
 
 #include <QByteArray>

@@ -1,7 +1,7 @@
 #include "player/host/Logging.h"
 
-#include "player/host/LogMask.h"
-#include "player/host/PrintableText.h"
+#include "player/base/LogMask.h"
+#include "player/base/PrintableText.h"
 #include "player/host/ServiceManager.h"
 
 #include <log4cplus/consoleappender.h>

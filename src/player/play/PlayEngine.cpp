@@ -10,8 +10,7 @@ namespace {
 
 // Until this position, previous() plays the track before; later it restarts the current track.
 constexpr int justBegunMs = 3000;
-// How often the clock is checked, normally and during the fade of a sleep timer.
-constexpr int wakeMs = 500;
+// How often the clock is checked during the fade of a sleep timer.
 constexpr int fadeStepMs = 100;
 
 PelkMetaData metaDataOf(const PelkRoles& row)
@@ -34,50 +33,19 @@ PlayEngine::PlayEngine(AudioOutput* output, const PlayProfile& profile)
 
 PlayEngine::PlayEngine(std::unique_ptr<AbstractStreamPlayer> stream, std::unique_ptr<PlayClock> clock,
                        const PlayProfile& profile)
-    : m_stream(std::move(stream))
-    , m_clock(std::move(clock))
-    , m_profile(profile)
-    , m_resolver(profile, m_clock.get())
-    , m_next(profile, m_clock.get())
+    : PlayEngineTracks(std::move(stream), std::move(clock), profile)
 {
-    using Stream = AbstractStreamPlayer;
-    connect(m_stream.get(), &Stream::playing, this, &PlayEngine::onPlaying);
-    connect(m_stream.get(), &Stream::paused, this, &PlayEngine::onPaused);
-    connect(m_stream.get(), &Stream::stalled, this, &PlayEngine::onStalled);
-    connect(m_stream.get(), &Stream::ended, this, &PlayEngine::onEnded);
-    connect(m_stream.get(), &Stream::failed, this, &PlayEngine::onStreamFailed);
-    connect(m_stream.get(), &Stream::moved, this, [this] {
-        Q_EMIT seeked(positionMs());
-        Q_EMIT statusChanged();
-    });
-    connect(m_stream.get(), &Stream::nextStarted, this, &PlayEngine::onNextStarted);
-    connect(m_stream.get(), &Stream::nextFailed, this, [this] { m_next.fail(); });
-    connect(m_stream.get(), &Stream::outputFailed, this, &PlayEngine::onOutputFailed);
-    m_wake.setSingleShot(true);
     connect(&m_wake, &QTimer::timeout, this, &PlayEngine::wake);
+    connect(&m_limit, &ListeningLimit::reached, this, qOverload<>(&PlayEngine::stop));
     connect(&m_queue, &PlayQueue::losing, this, [this] {
         const PlayerStatus now = status();
         m_lost = {now.positionMs, now.durationMs};
     });
-    connect(&m_queue, &PlayQueue::changed, this, &PlayEngine::onQueueChanged);
-    connect(&m_limit, &ListeningLimit::reached, this, qOverload<>(&PlayEngine::stop));
 }
 
 PlayEngine::~PlayEngine()
 {
     endTrack(PelkPlaylogicErrorName::PelkPlaylogicUserStop());
-}
-
-/// The only place that changes the state.
-void PlayEngine::move(const PlayState::Event& event)
-{
-    m_state = PlayState::after(m_state, event);
-    if (const auto* lost = std::get_if<PlayState::AwaitingOutput>(&m_state))
-        m_wake.start(int(qMax<qint64>(0, lost->retryAtMs - m_clock->nowMs())));
-    else if (!PlayState::trackOf(m_state) && m_sleep.kind() != SleepTimer::Kind::Time)
-        m_wake.stop();
-    else if (!m_wake.isActive())
-        m_wake.start(wakeMs);
 }
 
 void PlayEngine::wake()
@@ -190,12 +158,6 @@ PlayerStatus PlayEngine::status() const
                      allows(metaData, PelkMetaData::AllowSeekTime(), metaData.allowSeekTime());
     status.canPause = allows(metaData, PelkMetaData::AllowPause(), metaData.allowPause());
     return status;
-}
-
-qint64 PlayEngine::durationMs(const PlayState::Track& track) const
-{
-    const qint64 known = m_stream->durationMs();
-    return known > 0 ? known : track.resolved.row.mediaData().resources().value(0).duration() * 1000;
 }
 
 void PlayEngine::play()

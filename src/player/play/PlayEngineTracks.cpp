@@ -1,10 +1,9 @@
+#include "player/play/PlayEngineTracks.h"
+
 #include "api/play/pelkplaylogicerrorname.h"
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkresource.h"
 #include "player/content/WhenFinished.h"
-#include "player/play/PlayEngine.h"
-
-// How the engine moves from track to track, driven by its state, its stream and its queue.
 
 namespace {
 
@@ -26,7 +25,44 @@ TrString engineText(const char* source, const QList<TrArg>& arguments = {})
 
 } // namespace
 
-void PlayEngine::start(int entry, qint64 startMs, bool paused)
+PlayEngineTracks::PlayEngineTracks(std::unique_ptr<AbstractStreamPlayer> stream,
+                                   std::unique_ptr<PlayClock> clock, const PlayProfile& profile)
+    : m_stream(std::move(stream))
+    , m_clock(std::move(clock))
+    , m_profile(profile)
+    , m_resolver(profile, m_clock.get())
+    , m_next(profile, m_clock.get())
+{
+    using Stream = AbstractStreamPlayer;
+    connect(m_stream.get(), &Stream::playing, this, &PlayEngineTracks::onPlaying);
+    connect(m_stream.get(), &Stream::paused, this, &PlayEngineTracks::onPaused);
+    connect(m_stream.get(), &Stream::stalled, this, &PlayEngineTracks::onStalled);
+    connect(m_stream.get(), &Stream::ended, this, &PlayEngineTracks::onEnded);
+    connect(m_stream.get(), &Stream::failed, this, &PlayEngineTracks::onStreamFailed);
+    connect(m_stream.get(), &Stream::moved, this, [this] {
+        Q_EMIT seeked(positionMs());
+        Q_EMIT statusChanged();
+    });
+    connect(m_stream.get(), &Stream::nextStarted, this, &PlayEngineTracks::onNextStarted);
+    connect(m_stream.get(), &Stream::nextFailed, this, [this] { m_next.fail(); });
+    connect(m_stream.get(), &Stream::outputFailed, this, &PlayEngineTracks::onOutputFailed);
+    m_wake.setSingleShot(true);
+    connect(&m_queue, &PlayQueue::changed, this, &PlayEngineTracks::onQueueChanged);
+}
+
+/// The only place that changes the state.
+void PlayEngineTracks::move(const PlayState::Event& event)
+{
+    m_state = PlayState::after(m_state, event);
+    if (const auto* lost = std::get_if<PlayState::AwaitingOutput>(&m_state))
+        m_wake.start(int(qMax<qint64>(0, lost->retryAtMs - m_clock->nowMs())));
+    else if (!PlayState::trackOf(m_state) && m_sleep.kind() != SleepTimer::Kind::Time)
+        m_wake.stop();
+    else if (!m_wake.isActive())
+        m_wake.start(wakeMs);
+}
+
+void PlayEngineTracks::start(int entry, qint64 startMs, bool paused)
 {
     const QueueEntry place = m_queue.entries().at(m_queue.indexOf(entry));
     m_pendingStart = PendingStart::Play;
@@ -50,12 +86,13 @@ void PlayEngine::start(int entry, qint64 startMs, bool paused)
 }
 
 /// Whether a track that was resolved in advance is still valid.
-bool PlayEngine::isFresh(const ResolvedTrack& track) const
+bool PlayEngineTracks::isFresh(const ResolvedTrack& track) const
 {
     return !track.isTooOld(m_clock->nowMs()) && track.askedQuality == m_profile.quality();
 }
 
-void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track, const TrString& failure)
+void PlayEngineTracks::onResolved(const QueueEntry& entry, const ResolvedTrack& track,
+                                  const TrString& failure)
 {
     const auto* resolving = std::get_if<PlayState::Resolving>(&m_state);
     if (!resolving)
@@ -69,7 +106,7 @@ void PlayEngine::onResolved(const QueueEntry& entry, const ResolvedTrack& track,
     m_stream->play(track.uri(), before.startMs, before.wantsPause);
 }
 
-void PlayEngine::begin(const ResolvedTrack& track)
+void PlayEngineTracks::begin(const ResolvedTrack& track)
 {
     move(PlayState::Opened{track});
     m_next.forget();
@@ -78,7 +115,7 @@ void PlayEngine::begin(const ResolvedTrack& track)
 
 /// Continues the current track from this position with a new stream and output. An expired address is
 /// resolved again.
-void PlayEngine::reopen(qint64 positionMs)
+void PlayEngineTracks::reopen(qint64 positionMs)
 {
     move(PlayState::Reopen{positionMs});
     m_next.forget();
@@ -101,7 +138,7 @@ void PlayEngine::reopen(qint64 positionMs)
                        });
 }
 
-bool PlayEngine::isNextDue() const
+bool PlayEngineTracks::isNextDue() const
 {
     const PlayState::Track* track = PlayState::trackOf(m_state);
     const qint64 duration = durationMs(*track);
@@ -109,7 +146,7 @@ bool PlayEngine::isNextDue() const
 }
 
 /// What follows the current track when that is over.
-int PlayEngine::following() const
+int PlayEngineTracks::following() const
 {
     if (m_sleep.kind() == SleepTimer::Kind::EndOfTrack)
         return 0;
@@ -120,7 +157,7 @@ int PlayEngine::following() const
 }
 
 /// Gives the stream player the next track when it is time.
-void PlayEngine::prepareNext()
+void PlayEngineTracks::prepareNext()
 {
     if (!PlayState::trackOf(m_state) || PlayState::heldAtMs(m_state))
         return;
@@ -138,7 +175,7 @@ void PlayEngine::prepareNext()
 }
 
 /// False when it is too late: it is going to be heard.
-bool PlayEngine::dropNext()
+bool PlayEngineTracks::dropNext()
 {
     if (!m_stream->dropNext())
         return false;
@@ -146,7 +183,7 @@ bool PlayEngine::dropNext()
     return true;
 }
 
-void PlayEngine::onNextStarted()
+void PlayEngineTracks::onNextStarted()
 {
     m_failuresInARow = 0;
     const ResolvedTrack next = m_next.track();
@@ -162,7 +199,7 @@ void PlayEngine::onNextStarted()
 
 /// With another track, or with none. A pause that the listener wants is for that, too: it may have been
 /// pressed when the track before was over already.
-void PlayEngine::continueWith(int entry, qint64 startMs)
+void PlayEngineTracks::continueWith(int entry, qint64 startMs)
 {
     if (entry != 0) {
         start(entry, startMs, PlayState::wantsPause(m_state));
@@ -176,7 +213,7 @@ void PlayEngine::continueWith(int entry, qint64 startMs)
     }
 }
 
-void PlayEngine::onPlaying()
+void PlayEngineTracks::onPlaying()
 {
     m_reporter.change(PelkPlayLogicState::Playing);
     m_limit.begin();
@@ -192,13 +229,13 @@ void PlayEngine::onPlaying()
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::onPaused()
+void PlayEngineTracks::onPaused()
 {
     becomeSilent(false);
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::becomeSilent(bool stalled)
+void PlayEngineTracks::becomeSilent(bool stalled)
 {
     // In a stall too: silence does not count as listening.
     m_reporter.change(PelkPlayLogicState::Paused);
@@ -206,14 +243,14 @@ void PlayEngine::becomeSilent(bool stalled)
     move(PlayState::Silent{stalled, m_clock->nowMs()});
 }
 
-void PlayEngine::onStalled()
+void PlayEngineTracks::onStalled()
 {
     becomeSilent(true);
     Q_EMIT trackStalled(PlayState::trackOf(m_state)->resolved.row);
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::onEnded()
+void PlayEngineTracks::onEnded()
 {
     m_failuresInARow = 0;
     const bool sleeps = m_sleep.kind() == SleepTimer::Kind::EndOfTrack;
@@ -227,7 +264,7 @@ void PlayEngine::onEnded()
     }
 }
 
-void PlayEngine::onStreamFailed(const TrString& sentence)
+void PlayEngineTracks::onStreamFailed(const TrString& sentence)
 {
     const PlayState::Track track = *PlayState::trackOf(m_state);
     const PelkRoles row = track.resolved.row;
@@ -250,7 +287,7 @@ void PlayEngine::onStreamFailed(const TrString& sentence)
     continueAfterFailure();
 }
 
-void PlayEngine::onOutputFailed(const TrString& sentence)
+void PlayEngineTracks::onOutputFailed(const TrString& sentence)
 {
     if (!m_outputWorked) {
         // The next track would not find an output either.
@@ -277,7 +314,7 @@ void PlayEngine::onOutputFailed(const TrString& sentence)
     }
 }
 
-void PlayEngine::onQueueChanged()
+void PlayEngineTracks::onQueueChanged()
 {
     const int entry = PlayState::entryOf(m_state);
     const bool isWaiting = std::holds_alternative<PlayState::AwaitingQueue>(m_state);
@@ -293,20 +330,20 @@ void PlayEngine::onQueueChanged()
     Q_EMIT statusChanged();
 }
 
-void PlayEngine::endTrack(const QString& error)
+void PlayEngineTracks::endTrack(const QString& error)
 {
     endStream();
     closeTrack(error);
 }
 
-void PlayEngine::endStream()
+void PlayEngineTracks::endStream()
 {
     m_resolver.cancel();
     m_limit.end();
     m_stream->stop();
 }
 
-void PlayEngine::closeTrack(const QString& error)
+void PlayEngineTracks::closeTrack(const QString& error)
 {
     m_limit.end();
     const PlayState::Track* track = PlayState::trackOf(m_state);
@@ -320,12 +357,18 @@ void PlayEngine::closeTrack(const QString& error)
     Q_EMIT trackEnded(row);
 }
 
-qint64 PlayEngine::positionMs() const
+qint64 PlayEngineTracks::positionMs() const
 {
     return PlayState::heldAtMs(m_state).value_or(m_stream->positionMs());
 }
 
-void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QString& error)
+qint64 PlayEngineTracks::durationMs(const PlayState::Track& track) const
+{
+    const qint64 known = m_stream->durationMs();
+    return known > 0 ? known : track.resolved.row.mediaData().resources().value(0).duration() * 1000;
+}
+
+void PlayEngineTracks::fail(const PelkRoles& row, const TrString& sentence, const QString& error)
 {
     endTrack(error);
     Q_EMIT trackFailed(row, sentence);
@@ -334,7 +377,7 @@ void PlayEngine::fail(const PelkRoles& row, const TrString& sentence, const QStr
     continueAfterFailure();
 }
 
-void PlayEngine::continueAfterFailure()
+void PlayEngineTracks::continueAfterFailure()
 {
     // Not the same track, which would fail again.
     if (++m_failuresInARow < mostFailuresInARow)
@@ -343,7 +386,7 @@ void PlayEngine::continueAfterFailure()
         finish();
 }
 
-void PlayEngine::finish()
+void PlayEngineTracks::finish()
 {
     const auto* idle = std::get_if<PlayState::Idle>(&m_state);
     if (idle && !idle->place)
@@ -358,7 +401,7 @@ void PlayEngine::finish()
     if (!played)
         return;
     const auto tell = [this] {
-        QMetaObject::invokeMethod(this, &PlayEngine::finished, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &PlayEngineTracks::finished, Qt::QueuedConnection);
     };
     const CMVoidReply last = m_reporter.lastReply();
     if (last.isNull())

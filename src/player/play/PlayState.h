@@ -1,11 +1,10 @@
 #pragma once
 
-#include "player/play/TrackResolver.h"
+#include "player/play/PlayEvent.h"
 
 #include <optional>
-#include <variant>
 
-/// The engine's state as one value, and the only function that changes it.
+/// The engine's state as one value, and the only function that changes it. PlayEvent.h lists the events.
 ///
 ///     state          | event and what it leads to
 ///     ---------------+--------------------------------------------------------------------------------------
@@ -30,13 +29,6 @@ struct Track
     ResolvedTrack resolved;
     bool heard = false;
     bool wantsPause = false;
-};
-
-/// A place in a track that is not open.
-struct Place
-{
-    qint64 positionMs = 0;
-    qint64 durationMs = 0;
 };
 
 /// Nothing plays. With a place, play() continues the current entry there, as after a pause.
@@ -94,58 +86,6 @@ struct AwaitingQueue
 
 using State = std::variant<Idle, Resolving, Opening, Playing, Paused, Stalled, Reopening, AwaitingOutput,
                            AwaitingQueue>;
-
-struct Start
-{
-    int entry;
-    qint64 startMs;
-    bool wantsPause;
-};
-struct Opened
-{
-    ResolvedTrack track;
-};
-struct Sounds
-{
-};
-struct Silent
-{
-    bool stalled;
-    qint64 nowMs;
-};
-struct Closed
-{
-};
-struct Reopen
-{
-    qint64 positionMs;
-};
-struct Renewed
-{
-    ResolvedTrack track;
-};
-struct OutputLost
-{
-    qint64 positionMs;
-    qint64 retryAtMs;
-};
-struct WantPause
-{
-    bool paused;
-};
-struct Dry
-{
-};
-struct Halt
-{
-};
-struct Park
-{
-    Place place;
-};
-
-using Event = std::variant<Start, Opened, Sounds, Silent, Closed, Reopen, Renewed, OutputLost, WantPause, Dry,
-                           Halt, Park>;
 
 State after(const State& state, const Event& event);
 

@@ -1,7 +1,7 @@
 #include "player/play/StreamPlayer.h"
 
-#include "player/host/FileLimit.h"
-#include "player/host/LogMask.h"
+#include "player/base/FileLimit.h"
+#include "player/base/LogMask.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/StreamSource.h"
 

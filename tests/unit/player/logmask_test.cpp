@@ -1,5 +1,5 @@
 #include "api/types/pelkvalue.h"
-#include "player/host/LogMask.h"
+#include "player/base/LogMask.h"
 #include "player/host/Logging.h"
 
 #include <QtTest>

@@ -1,8 +1,8 @@
+#include "player/base/PrintableText.h"
 #include "player/cli/NowText.h"
 #include "player/cli/QueueTable.h"
 #include "player/cli/RowTable.h"
 #include "player/cli/TextWidth.h"
-#include "player/host/PrintableText.h"
 
 #include <QDateTime>
 #include <QtTest>

@@ -1,4 +1,4 @@
-#include "player/host/PrintableText.h"
+#include "player/base/PrintableText.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "player/host/LogMask.h"
+#include "player/base/LogMask.h"
 
 #include <QRegularExpression>
 

@@ -1,4 +1,4 @@
-#include "player/host/FileLimit.h"
+#include "player/base/FileLimit.h"
 
 #include <QDir>
 #include <sys/resource.h>
