@@ -5,7 +5,7 @@
 #include "api/core/model/cmrootworker.h"
 #include "api/types/pelkmediadata.h"
 #include "api/types/pelkmetadata.h"
-#include "player/cli/PlayerMemory.h"
+#include "player/memory/PlayerMemory.h"
 #include "player/play/AudioOutput.h"
 #include "player/play/PlayEngine.h"
 

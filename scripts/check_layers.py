@@ -17,8 +17,10 @@ ALLOWED = {
     "player/content": SDK | {"player/base", "player/host"},
     "player/play": SDK | {"player/base", "player/content"},
     "player/server": SDK | {"player/base", "player/host", "player/content", "player/play"},
+    "player/memory": SDK | {"player/base", "player/host", "player/content", "player/play"},
     "player/mpris": SDK | {"player/play"},
-    "player": SDK | {"player/base", "player/host", "player/content", "player/play", "player/server", "player/mpris"},
+    "player": SDK
+    | {"player/base", "player/host", "player/content", "player/play", "player/memory", "player/server", "player/mpris"},
     "sandbox": set(),
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)

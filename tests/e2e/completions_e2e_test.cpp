@@ -238,7 +238,7 @@ private Q_SLOTS:
     {
         const QStringList offered = candidates({QString()});
         const QString help = m_players->pelk({text("--help")}).output;
-        const QString list = help.section(text("Commands:\n"), 1);
+        const QString list = help.section(text("Playback:\n"), 1);
         int commands = 0;
         const QStringList lines = list.split(QLatin1Char('\n'));
         for (const QString& line : lines) {

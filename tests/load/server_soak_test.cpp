@@ -1,4 +1,4 @@
-#include "player/cli/PlayerMemory.h"
+#include "player/memory/PlayerMemory.h"
 #include "player/server/access/Credentials.h"
 #include "player/server/access/Sessions.h"
 #include "tests/load/resourceuse.h"

@@ -67,8 +67,6 @@ void addParameter(CLI::App* app, const Parameter& parameter, Values* values)
                              parameter.name, [&value](const std::string& word) { value.assign(1, word); },
                              parameter.summary);
     option->type_name(parameter.value)->required(parameter.required)->check(checkOf(parameter));
-    if (*parameter.usual)
-        option->default_str(parameter.usual);
 }
 
 /// The program as the library sees it.
@@ -82,6 +80,9 @@ public:
         m_app.fallthrough();
         m_app.footer(footer);
         m_app.get_formatter()->column_width(helpColumn);
+        m_app.set_help_flag("-h,--help", "Show this help");
+        m_app.get_formatter()->label("Positionals", "Arguments");
+        m_app.get_formatter()->label("REQUIRED", "");
         m_app.get_formatter()->label("SUBCOMMAND", "COMMAND");
         m_app.get_formatter()->label("SUBCOMMANDS", "COMMANDS");
         m_app.add_flag("--version", "Show the version");
@@ -124,7 +125,7 @@ private:
         const QStringList words = command.name().split(QLatin1Char(' '));
         CLI::App* parent = words.size() > 1 ? m_app.get_subcommand(words.first().toStdString()) : &m_app;
         CLI::App* sub = parent->add_subcommand(words.last().toStdString(), command.summary);
-        sub->group(parent == &m_app ? "Commands" : "Further commands");
+        sub->group(parent == &m_app ? command.group : "Commands");
         sub->footer(std::string(commonFooter) + footer);
         sub->fallthrough();
         if (!command.run && command.doer == Command::Doer::Nobody)

@@ -23,20 +23,20 @@ Parameter target(const char* name, const char* summary, bool required)
     return {name, summary, Kind::Target, required, true};
 }
 
-Parameter number(const char* name, const char* summary, int least, int most, const char* usual = "")
+Parameter number(const char* name, const char* summary, int least, int most)
 {
-    return {name, summary, Kind::Whole, false, false, "N", usual, least, most};
+    return {name, summary, Kind::Whole, false, false, "N", least, most};
 }
 
 Parameter choice(const char* name, const char* summary, const QStringList& choices, bool required = false)
 {
-    return {name, summary, Kind::Choice, required, false, "", "", 0, 0, choices};
+    return {name, summary, Kind::Choice, required, false, "", 0, 0, choices};
 }
 
 /// A text that is often one of these words.
 Parameter textOr(const char* name, const char* summary, const QStringList& words)
 {
-    return {name, summary, Kind::Text, false, false, "", "", 0, 0, words};
+    return {name, summary, Kind::Text, false, false, "", 0, 0, words};
 }
 
 Parameter flag(const char* name, const char* summary)
@@ -55,7 +55,7 @@ QVector<Command> accountCommands()
           flag("--password-stdin", "Read the password from standard input")},
          Commands::checkLogin},
         {"logout", "Log out and forget the account", Doer::AnyPlayer, Commands::logout},
-        {"status", "Show the login; exit code 4: not logged in", Doer::AnyPlayer, Commands::status},
+        {"status", "Show the account, the player and the files in use", Doer::AnyPlayer, Commands::status},
         {"quality",
          "Show or set the sound quality",
          Doer::AnyPlayer,
@@ -73,7 +73,7 @@ QVector<Command> browseCommands()
          Doer::AnyPlayer,
          Commands::rows,
          {target("PATH", "Path or title; default: the modules' roots", false),
-          number("--from", "First row, counted from 0", 0, mostRows, "0"),
+          number("--from", "First row; default: 0, the first one", 0, mostRows),
           number("--to", "Last row, inclusive; default: 50 rows", 0, mostRows),
           flag("--json", "Print the rows as JSON")},
          Commands::checkRows},
@@ -95,8 +95,8 @@ QVector<Command> playCommands()
          Commands::play,
          {target("PATH", "Path or title: [album|artist|playlist|track] TITLE", true),
           flag("--here", "Play in this process, beside a running player"),
-          {"--seconds", "Stop after N seconds of sound (in this process)", Kind::Whole, false, false, "N", "",
-           1, longestPlaySeconds},
+          {"--seconds", "Stop after N seconds of sound (in this process)", Kind::Whole, false, false, "N", 1,
+           longestPlaySeconds},
           {"--to", "Write a WAV file in real time", Kind::File, false, false, "FILE.wav"}},
          Target::check},
         {"pause", "Pause", Doer::RunningPlayer, Commands::pause},
@@ -123,7 +123,7 @@ QVector<Command> playCommands()
          "Show or set the sleep timer",
          Doer::RunningPlayer,
          Commands::sleep,
-         {textOr("WHEN", "Minutes, track, queue or off",
+         {textOr("WHEN", "Minutes; track or queue: at its end; or off",
                  {QStringLiteral("track"), QStringLiteral("queue"), QStringLiteral("off")})},
          Commands::checkSleep},
         {"now",
@@ -172,8 +172,8 @@ QVector<Command> queueCommands()
          "Move an entry",
          Doer::RunningPlayer,
          Commands::queueMove,
-         {{"FROM", "Number of the entry", Kind::Whole, true, false, "", "", 1, mostRows},
-          {"TO", "New number of the entry", Kind::Whole, true, false, "", "", 1, mostRows}}},
+         {{"FROM", "Number of the entry", Kind::Whole, true, false, "", 1, mostRows},
+          {"TO", "New number of the entry", Kind::Whole, true, false, "", 1, mostRows}}},
         {"queue clear", "Remove all entries", Doer::RunningPlayer, Commands::queueClear},
         {"queue undo", "Restore the entries removed last", Doer::RunningPlayer, Commands::queueUndo},
         {"queue shuffle",
@@ -198,8 +198,8 @@ QVector<Command> programCommands()
          "Run the player and its panel",
          Doer::ThisProcess,
          nullptr,
-         {{"--listen", "Address to listen on; port 0 selects a free one", Kind::Text, false, false,
-           "ADDR:PORT", "127.0.0.1:8080"},
+         {{"--listen", "Address to listen on; default: 127.0.0.1:8080", Kind::Text, false, false,
+           "ADDR:PORT"},
           {"--panel", "Folder with the panel's files", Kind::Folder, false, false, "DIR"},
           {"--origin", "Origin of a proxy in front of the player", Kind::Text, false, false, "URL"},
           {"--socket-group", "Group that may also use the socket file", Kind::Text, false, false, "GROUP"},
@@ -237,8 +237,20 @@ QVector<Command> programCommands()
 
 const QVector<Command>& commandTable()
 {
-    static const QVector<Command> table =
-        playCommands() + queueCommands() + browseCommands() + accountCommands() + programCommands();
+    static const QVector<Command> table = [] {
+        QVector<Command> all;
+        const auto add = [&all](const char* group, const QVector<Command>& commands) {
+            for (Command command : commands) {
+                command.group = group;
+                all.append(command);
+            }
+        };
+        add("Playback", playCommands() + queueCommands());
+        add("Browsing", browseCommands());
+        add("Account and sound", accountCommands());
+        add("Program", programCommands());
+        return all;
+    }();
     return table;
 }
 
@@ -248,8 +260,8 @@ const QVector<Parameter>& commonParameters()
         {"--config", "Settings file", Kind::File, false, false, "FILE"},
         {"--modules", "Folder with the modules", Kind::Folder, false, false, "DIR"},
         {"--socket", "Socket file of the player", Kind::File, false, false, "FILE"},
-        {"--log-level", "Log lines: off, error, warn, info, debug, trace", Kind::Choice, false, false,
-         "LEVEL", "off", 0, 0, Logging::levels()},
+        {"--log-level", "off (default), error, warn, info, debug or trace", Kind::Choice, false, false,
+         "LEVEL", 0, 0, Logging::levels()},
     };
     return parameters;
 }

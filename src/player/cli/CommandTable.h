@@ -25,7 +25,6 @@ struct Parameter
     bool required = false;
     bool many = false;      ///< takes all remaining words
     const char* value = ""; ///< the placeholder of an option's value: "N", "FILE"
-    const char* usual = ""; ///< the default value, if it is a constant
     int least = 0;
     int most = 0;
     QStringList choices = {}; ///< of a Text: words that are completed, beside others that it may be
@@ -55,7 +54,8 @@ struct Command
     Run run; ///< null if main() runs it
     QVector<Parameter> parameters = {};
     Check check = nullptr;
-    bool isShown = true; ///< in the help
+    bool isShown = true;    ///< in the help
+    const char* group = ""; ///< its heading in the help
 
     QString name() const { return QString::fromLatin1(words); }
 };

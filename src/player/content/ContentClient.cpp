@@ -3,8 +3,6 @@
 #include "api/core/model/cmabstractworker.h"
 #include "player/content/WhenFinished.h"
 
-#include <QEventLoop>
-
 namespace {
 
 const QString errorCode = QStringLiteral("ErrorCode");
@@ -77,51 +75,4 @@ TrString ContentClient::userMessage(const CMError& error)
                               "No complete response from the service. Check your network connection."),
             {});
     return error.message().toString().trimmed().isEmpty() ? TrString(error.name()) : error.message();
-}
-
-QString ContentClient::sentence(const CMError& error)
-{
-    QString text = error.message().toString().trimmed();
-    if (text.isEmpty())
-        text = error.name();
-    const QVariant code = error.data().value(errorCode);
-    if (isNetworkFault(error))
-        text = userMessage(error).toString() + QStringLiteral(" (%1)").arg(text);
-    else if (code.isValid())
-        text += QStringLiteral(" (%1)").arg(code.toInt());
-    if (!text.endsWith(QLatin1Char('.')) && !text.endsWith(QLatin1Char('!')))
-        text += QLatin1Char('.');
-    return text;
-}
-
-bool ContentClient::rows(const CMPath& path, int from, int to, RowPage* page, QString* error)
-{
-    *page = RowPage();
-    page->from = from;
-    for (RowPaging paging(from, to); !paging.isComplete();) {
-        const CMGetRowsRequest request(path, paging.first(), paging.last(), allRoles(), page->version);
-        CMRoot()->getRowsRequest(request);
-        if (!wait(request.reply(), path, error))
-            return false;
-        page->take(request.reply().value(), &paging);
-    }
-    return true;
-}
-
-bool ContentClient::wait(const CMVoidReply& reply, const CMPath& path, QString* error)
-{
-    QEventLoop loop;
-    CMError problem;
-    bool finished = false;
-    whenFinished(&loop, reply, path, [&](const CMVoidReply&, const CMError& outcome) {
-        problem = outcome;
-        finished = true;
-        loop.quit();
-    });
-    if (!finished)
-        loop.exec();
-    if (!problem.isSet())
-        return true;
-    *error = sentence(problem);
-    return false;
 }

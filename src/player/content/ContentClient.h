@@ -18,8 +18,7 @@ struct RowPage
     void take(const PelkRowsRoles& reply, RowPaging* paging);
 };
 
-/// Sends requests to the content model and waits for the replies, with the event loop running. Main thread.
-/// Each operation returns false after an error or a time-out of 35 seconds; `error` is then a sentence.
+/// What requests to the content model have in common: their limits, roles and errors.
 class ContentClient
 {
 public:
@@ -38,12 +37,4 @@ public:
     /// The message for the user, translatable: the content model's own message, or that the network may be
     /// down.
     static TrString userMessage(const CMError& error);
-    /// An error as a sentence, in the program's language.
-    static QString sentence(const CMError& error);
-
-    /// Gets the rows `from` to `to`, inclusive. Replies may be shorter than requested, so it sends further
-    /// requests as RowPaging says.
-    static bool rows(const CMPath& path, int from, int to, RowPage* page, QString* error);
-    /// Waits for a reply from this path.
-    static bool wait(const CMVoidReply& reply, const CMPath& path, QString* error);
 };

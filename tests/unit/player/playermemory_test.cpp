@@ -1,6 +1,6 @@
 #include "api/core/json/pelkjson.h"
 #include "api/core/model/cmrootworker.h"
-#include "player/cli/PlayerMemory.h"
+#include "player/memory/PlayerMemory.h"
 #include "player/play/PlayEngine.h"
 #include "tests/support/scriptedplayworker.h"
 #include "tests/support/scriptedstream.h"

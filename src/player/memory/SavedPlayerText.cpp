@@ -1,4 +1,4 @@
-#include "player/cli/SavedPlayerText.h"
+#include "player/memory/SavedPlayerText.h"
 
 #include "api/core/json/pelkjson.h"
 #include "player/content/RowText.h"

@@ -1,6 +1,6 @@
-#include "player/cli/PlayerMemory.h"
+#include "player/memory/PlayerMemory.h"
 
-#include "player/cli/SavedPlayerText.h"
+#include "player/memory/SavedPlayerText.h"
 #include "player/play/PlayEngine.h"
 
 namespace {
