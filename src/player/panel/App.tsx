@@ -1,26 +1,47 @@
 import type { ComponentChildren } from "preact";
 import { useEffect, useRef } from "preact/hooks";
 import { locked } from "./access";
+import { keysShown } from "./keys";
 import { menuOf } from "./menu";
+import { browseUrl } from "./model/routes";
 import { arrival, route } from "./router";
-import { byline, listener, loginState, needsLogin, pageTitle, sounds, status, t, titleOf } from "./state";
+import { service } from "./service";
+import {
+  byline,
+  known,
+  listener,
+  lists,
+  loginState,
+  needsLogin,
+  pageTitle,
+  sounds,
+  status,
+  t,
+  titleOf,
+} from "./state";
 
 import { Icon, type IconName } from "./parts/Icon";
-import { KeyList } from "./parts/KeyList";
 import { Link } from "./parts/Link";
 import { Menu } from "./parts/Menu";
+import { later, lateArrivals } from "./parts/later";
 import { ConnectionLine, NoticeArea } from "./parts/Notice";
 import { PlayerBar } from "./parts/PlayerBar";
 import { urlOf } from "./parts/Tiles";
 import { useArrival } from "./parts/useArrival";
-import { Account } from "./views/Account";
-import { Browse } from "./views/Browse";
+import { useWide } from "./parts/useWide";
 import { Home } from "./views/Home";
-import { NowPlaying } from "./views/NowPlaying";
-import { PlayerLogin } from "./views/PlayerLogin";
-import { Queue } from "./views/Queue";
 import { Search } from "./views/Search";
-import { Welcome } from "./views/Welcome";
+
+// The first page is small: it contains only what listeners see first.
+const About = later(() => import("./views/About").then((views) => views.About));
+const Account = later(() => import("./views/Account").then((views) => views.Account));
+const Browse = later(() => import("./views/Browse").then((views) => views.Browse));
+const KeyList = later(() => import("./parts/KeyList").then((views) => views.KeyList));
+const NowPlaying = later(() => import("./views/NowPlaying").then((views) => views.NowPlaying));
+const PlayerLogin = later(() => import("./views/PlayerLogin").then((views) => views.PlayerLogin));
+const Queue = later(() => import("./views/Queue").then((views) => views.Queue));
+const Recent = later(() => import("./views/Recent").then((views) => views.Recent));
+const Welcome = later(() => import("./views/Welcome").then((views) => views.Welcome));
 
 export function App() {
   const main = useRef<HTMLElement>(null);
@@ -31,9 +52,16 @@ export function App() {
     // Focus the heading, so that screen readers announce the new page; an empty search takes the focus itself.
     if (number > 0 && !(place.view === "search" && place.text === ""))
       main.current?.querySelector<HTMLElement>("h1")?.focus({ preventScroll: true });
-  }, [number]);
+  }, [number, lateArrivals.value]);
   useEffect(() => {
-    const names = { home: "", account: t.account, queue: t.queue, missing: "" };
+    const names = {
+      home: "",
+      account: t.account,
+      about: t.about,
+      recent: t.recent,
+      queue: t.queue,
+      missing: "",
+    };
     if (place.view in names) pageTitle.value = names[place.view as keyof typeof names];
   }, [place]);
   const heard = sounds.value ? status.value?.row : null;
@@ -69,7 +97,7 @@ export function App() {
       )}
       <NoticeArea />
       <Menu />
-      <KeyList />
+      {keysShown.value && <KeyList />}
     </div>
   );
 }
@@ -90,6 +118,8 @@ function View() {
       return <Queue />;
     case "account":
       return <Account />;
+    case "about":
+      return <About />;
     case "missing":
       return (
         <div class="nothing">
@@ -102,12 +132,14 @@ function View() {
   }
   if (needsLogin.value) return <Welcome />;
   if (place.view === "home") return <Home />;
+  if (place.view === "recent") return <Recent />;
   if (place.view === "search") return <Search text={place.text} />;
   return <Browse key={place.path} path={place.path} title={place.title} />;
 }
 
 /** Navigation of a wide screen, with the branches of the menu. */
 function SideBar() {
+  const wide = useWide(900);
   return (
     <nav class="side" aria-label={t.menu}>
       <a class="mark" href="/" aria-label={`Pelk, ${t.home}`}>
@@ -121,11 +153,12 @@ function SideBar() {
         {t.search}
       </Entry>
       {loginState.value !== "unknown" && !needsLogin.value && <Branches />}
+      {loginState.value === "loggedIn" && wide && <Playlists />}
       <span class="space" />
       <Entry href="/queue" icon="queue" current={route.value.view === "queue"}>
         {t.queue}
       </Entry>
-      <Entry href="/account" icon="person" current={route.value.view === "account"}>
+      <Entry href="/account" icon="person" current={["account", "about"].includes(route.value.view)}>
         {t.account}
       </Entry>
     </nav>
@@ -145,6 +178,34 @@ function Branches() {
           <bdi>{titleOf(row)}</bdi>
         </Entry>
       ))}
+    </div>
+  );
+}
+
+const playlistsShown = 20;
+
+/** The listener's own playlists. */
+function Playlists() {
+  const list = lists.of(service.playlistsPath);
+  list.changed.value;
+  useEffect(() => list.show(0, playlistsShown - 1), [list, list.changed.value]);
+  const here = route.value.view === "browse" ? route.value.path : "";
+  const rows = Array.from({ length: Math.min(list.count ?? 0, playlistsShown) }, (_, i) => list.at(i));
+  const parent = {
+    title: known.get(service.playlistsPath)?.title ?? "",
+    url: browseUrl(service.playlistsPath),
+  };
+  if (rows.length === 0) return null;
+  return (
+    <div class="branches own" role="group" aria-label={parent.title || t.playlist}>
+      {rows.map(
+        (row) =>
+          row && (
+            <Link key={row.path} href={urlOf(row)} class="entry" steps={[parent]} current={here === row.path}>
+              <span dir="auto">{titleOf(row)}</span>
+            </Link>
+          ),
+      )}
     </div>
   );
 }
@@ -174,7 +235,7 @@ function TabBar() {
         {t.queue}
         {count > 0 && <span class="unseen"> ({t.tracks(count)})</span>}
       </Entry>
-      <Entry href="/account" icon="person" current={view === "account"}>
+      <Entry href="/account" icon="person" current={view === "account" || view === "about"}>
         {t.account}
       </Entry>
     </nav>

@@ -1,6 +1,7 @@
 import { effect } from "@preact/signals";
 import { render } from "preact";
 import { App } from "./App";
+import { loadAll } from "./parts/later";
 import { startKeys } from "./keys";
 import { startRouter } from "./router";
 import { checkAccess, locked } from "./access";
@@ -30,4 +31,15 @@ effect(() => {
     connection.value = "connecting";
   };
 });
+
+/** What the first page does not need. */
+function onLoad(): void {
+  loadAll();
+  // Browsers run service workers only over https and on this machine.
+  if (import.meta.env.PROD && "serviceWorker" in navigator)
+    navigator.serviceWorker.register("/sw.js").catch(() => undefined);
+}
+// The texts of another language may come later than everything else of the page.
+if (document.readyState === "complete") onLoad();
+else addEventListener("load", onLoad);
 render(<App />, document.getElementById("panel")!);

@@ -19,10 +19,23 @@ const loginStates: LoginState[] = ["loggedIn", "inProgress", "loggedOut", "faile
 export const qualities = ["mp3", "cd", "hires96", "hires192"] as const;
 export type Quality = (typeof qualities)[number];
 
+/** The player's own settings: values of the content model, each a text. */
+export const playerSettings = {
+  volumeLimitPath: "settings:player/volumeLimit",
+  namePath: "settings:player/name",
+  volumeLimitValue: (percent: number): Value => ({ type: 1, string: String(percent) }),
+  text(value: unknown): string {
+    const text = value && typeof value === "object" ? (value as Value)["string"] : undefined;
+    return typeof text === "string" ? text : "";
+  },
+};
+
 export const service = {
   name: "Qobuz",
   accountPath,
   qualityPath,
+  /** The listener's own playlists. */
+  playlistsPath: "qobuz:playlists",
   /** The values that the panel follows on the event stream. */
   values: [loginStatePath, qualityPath],
 

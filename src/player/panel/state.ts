@@ -3,7 +3,7 @@ import { Client, Problem } from "./api/client";
 import { listen } from "./api/events";
 import type { Addition, QueueEntry, Row, Value, Where } from "./api/types";
 import { Formats } from "./model/format";
-import { KnownPaths, Remembered } from "./model/known";
+import { KnownPaths } from "./model/known";
 import { Lists } from "./model/lists";
 import { Notices } from "./model/notices";
 import { noPlayer, reduce, type PlayerEvent } from "./model/player";
@@ -11,18 +11,17 @@ import { Origins } from "./model/origins";
 import { Ranges } from "./model/ranges";
 import { browseUrl, searchUrl } from "./model/routes";
 import { service, type LoginState } from "./service";
-import { catalogues, languageOf, localeOf } from "./texts/catalogue";
+import { languageOf, localeOf, textsIn } from "./texts/catalogue";
 
 /** Shared by all views: the player's live state, the lists, and the notices. */
 
 export const language = languageOf(navigator.languages);
-export const t = catalogues[language];
+export const t = await textsIn(language);
 export const formats = new Formats(localeOf(navigator.languages), t.bits);
 export const client = new Client(language);
 export const notices = new Notices();
 export const known = new KnownPaths(storage(), language);
 export const origins = new Origins(storage());
-const session = new Remembered<string>(storage(), "pelk.session");
 
 export const player = signal(noPlayer);
 export const values = signal<Record<string, Value | null>>({});
@@ -40,25 +39,27 @@ export const currentPath = computed(() =>
 /** The title of the current page, shown in the browser's tab while nothing is playing. */
 export const pageTitle = signal("");
 export const sounds = computed(() => ["playing", "opening"].includes(status.value?.state ?? ""));
-/** The container that the queue was last filled from on this page. */
-const playedFrom = signal(session.get("playedFrom") ?? "");
+/** The container that the current entry was taken from, and the entry that this belongs to. */
+const source = signal<{ entry: number | null; path: string }>({ entry: null, path: "" });
 
-/** Whether the playing track comes from this container, as far as this page knows. */
-export function isPlayingFrom(path: string): boolean {
-  const track = currentPath.value;
-  if (track === undefined) return false;
-  if (!playedFrom.value) return origins.albumOf({ path: track }) === path;
-  if (playedFrom.value !== path) return false;
-  const list = lists.of(path);
-  const rows = Array.from({ length: list.count ?? 0 }, (_, i) => list.at(i));
-  // Another browser may have filled the queue since; a completely loaded list shows that.
-  return rows.length === 0 || rows.includes(undefined) || rows.some((row) => row?.path === track);
+/** Asks for the container of a new current entry. */
+async function learnSource(entry: number | null, place: number | null): Promise<void> {
+  if (entry === source.peek().entry) return;
+  source.value = { entry: place === null ? null : entry, path: "" };
+  if (entry === null || place === null) return;
+  const found = await client.queue(place, place).catch(() => undefined);
+  const path = found?.entries.find(({ id }) => id === entry)?.source ?? "";
+  // The queue may have changed in between: then the next status asks again.
+  if (source.peek().entry === entry) source.value = path ? { entry, path } : { entry: null, path: "" };
 }
 
-/** The path of that container, while something of it is heard or paused. */
-export const playingFrom = computed(() =>
-  playedFrom.value && isPlayingFrom(playedFrom.value) ? playedFrom.value : "",
-);
+/** The path of the container that the playing or paused track was taken from. */
+export const playingFrom = computed(() => (currentPath.value === undefined ? "" : source.value.path));
+
+/** Whether the playing or paused track was taken from this container. */
+export function isPlayingFrom(path: string): boolean {
+  return path !== "" && playingFrom.value === path;
+}
 
 /** Increases when another user logs in or out. */
 export const listener = signal(0);
@@ -77,9 +78,15 @@ export const queue = new Ranges<QueueEntry>(async (from, to, abort) => {
 }, queuePage);
 
 export function hear(event: PlayerEvent): void {
-  const before = status.value?.queue.revision;
+  const before = status.value;
   player.value = reduce(player.value, event);
-  if (status.value?.queue.revision !== before) queue.stale();
+  const now = status.value;
+  if (now?.queue.revision !== before?.queue.revision) queue.stale();
+  if (event.kind === "player") {
+    void learnSource(event.status.entry, event.status.place);
+    // Another change of the queue ended what could be undone.
+    if (event.status.undo === 0 && before && before.undo > 0) notices.withdraw();
+  }
 }
 
 /** Follows the player until the function that it returns is called. */
@@ -105,6 +112,7 @@ export function follow(onLost: () => void): () => void {
         notices.say(t.regained);
         // The player may be a new one.
         player.value = noPlayer;
+        source.value = { entry: null, path: "" };
         lists.stale();
         queue.stale();
       }
@@ -144,13 +152,16 @@ export async function attempt(operation: Promise<unknown>): Promise<boolean> {
   }
 }
 
+/** Tells that entries were removed from the queue, with a button that restores them. */
+export function offerUndo(message: string): void {
+  notices.offer(message, { text: t.undo, act: () => void attempt(client.undo()) });
+}
+
 /** Puts rows into the queue, and says so where nothing else shows it. */
 export async function add(what: Omit<Addition, "where">, where: Where, title: string): Promise<void> {
+  const replaces = (status.value?.queue.count ?? 0) > 0;
   if (!(await attempt(client.add({ ...what, where })))) return;
-  if (where === "replace") {
-    playedFrom.value = what.path;
-    session.add("playedFrom", what.path);
-  }
+  if (where === "replace" && replaces) offerUndo(t.replaced);
   if (where === "next") notices.add(t.addedNext(title));
   if (where === "end") notices.add(t.added(title));
 }

@@ -486,8 +486,7 @@ describe("playing and the service", { timeout: testLimitMs }, () => {
     const { rows } = await stage.ask<RowsAnswer>(`/api/rows?path=${encodeURIComponent(path)}&from=0&to=49`);
     const index = rows.findIndex((row) => row.path!.endsWith(`=${sample.id}`));
     await page.locator(`[aria-posinset="${index + 1}"] .track-main`).click();
-    await page.locator(".notice").first().waitFor();
-    expect(await page.locator(".notice").first().textContent()).toMatch(/rights-holders/);
+    await page.locator(".notice", { hasText: /rights-holders/ }).waitFor();
   });
 
   test("stops when the account logs out", async () => {

@@ -106,11 +106,16 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await page.getByText("4 selected").waitFor();
     await shot(page, "queue-selected-desktop-light");
     const toolbar = page.getByRole("toolbar");
+    const moves: unknown[] = [];
+    page.on("request", (request) => {
+      if (request.url().includes("/queue/move")) moves.push(request.postDataJSON());
+    });
     await toolbar.getByRole("button", { name: "Play next" }).click();
     const chosen = [a!, b!, c!, d!];
     const after = before.filter((id) => !chosen.includes(id));
     after.splice(place + 1, 0, ...chosen);
     await until(ids).toEqual(after);
+    expect(moves).toEqual([{ entries: chosen, before: expect.any(Number) as number }]);
     await toolbar.waitFor({ state: "detached" });
 
     await row(a!)
@@ -182,6 +187,9 @@ describe("the queue", { timeout: testLimitMs }, () => {
     for (let x = 210; x >= 90; x -= 20) await touch("touchMove", x, y);
     await lift();
     await until(ids).toEqual(before.filter((id) => id !== gone));
+    await shot(phone, "queue-swiped-phone-light");
+    await phone.getByRole("button", { name: "Undo" }).click();
+    await until(ids).toEqual(before);
 
     const rest = (await row(held!, phone).boundingBox())!;
     await touch("touchStart", 160, rest.y + rest.height / 2);
@@ -190,6 +198,103 @@ describe("the queue", { timeout: testLimitMs }, () => {
     await shot(phone, "queue-selected-phone-light");
     expect((await player()).state).toBe("paused");
     await leave(phone);
+  });
+});
+
+describe("what was removed", { timeout: testLimitMs }, () => {
+  const undo = (on = page) => on.locator(".notice").getByRole("button", { name: "Undo" });
+
+  test.each([
+    ["desktop-light", { viewport: { width: 1440, height: 900 }, colorScheme: "light" }],
+    ["desktop-dark", { viewport: { width: 1440, height: 900 }, colorScheme: "dark" }],
+    ["phone-light", { viewport: { width: 390, height: 844 }, colorScheme: "light" }],
+    ["phone-dark", { viewport: { width: 390, height: 844 }, colorScheme: "dark" }],
+  ] as const)(
+    "comes back at a press of Undo after the queue is cleared, on a %s screen",
+    async (name, options) => {
+      await fill(30);
+      const before = await ids();
+      const other = await stage.page(options, "/queue");
+      await until(() => other.locator(".queue-row.current").count()).toBe(1);
+      await other.getByRole("button", { name: "Clear", exact: true }).click();
+      await other.getByText("Queue cleared").waitFor();
+      await until(ids).toEqual([]);
+      await shot(other, `queue-undo-${name}`);
+      await undo(other).click();
+      await until(ids).toEqual(before);
+      await until(() => other.locator(".queue-row.current").count()).toBe(1);
+      expect(await other.getByText("Queue cleared").count()).toBe(0);
+      await leave(other);
+    },
+  );
+
+  test("comes back in its place: one row, several rows, and what an album replaced", async () => {
+    await fill(30);
+    const other = await stage.page({}, "/queue");
+    await until(() => other.locator(".queue-row.current").count()).toBe(1);
+    const before = await ids();
+    const place = before.indexOf((await player()).entry!);
+    const [a, b, c] = [place + 2, place + 3, place + 4].map((index) => before[index]!);
+    await row(a!, other).locator(".remove").click();
+    await until(ids).toEqual(before.filter((id) => id !== a));
+    await undo(other).click();
+    await until(ids).toEqual(before);
+
+    await row(b!, other)
+      .locator(".track-main")
+      .click({ modifiers: ["Control"] });
+    await row(c!, other).locator(".track-main").click();
+    await other.getByRole("toolbar").getByRole("button", { name: "Remove" }).click();
+    await other.getByText("Removed from queue: 2 tracks").waitFor();
+    await undo(other).click();
+    await until(ids).toEqual(before);
+
+    await other.goto(`${stage.url}/browse?path=qobuz%3Afeatured%2Falbums`);
+    await other
+      .getByRole("button", { name: /^Play / })
+      .first()
+      .click();
+    await other.getByText("Queue replaced").waitFor();
+    await until(async () => (await ids()).some((id) => before.includes(id))).toBe(false);
+    await undo(other).click();
+    await until(ids).toEqual(before);
+    await leave(other);
+  });
+
+  test("cannot be restored once something else has changed the queue, and is no longer offered", async () => {
+    await fill(30);
+    const other = await stage.page({}, "/queue");
+    await until(() => other.locator(".queue-row.current").count()).toBe(1);
+    const last = (await ids()).at(-1)!;
+    await other.locator(".queue-row.current ~ .queue-row .remove").first().click();
+    await undo(other).waitFor();
+    await until(async () => (await player()).undo).toBe(1);
+    await stage.operate("queue/move", { entries: [last], before: (await ids())[0] });
+    await undo(other).waitFor({ state: "detached" });
+    await leave(other);
+  });
+});
+
+describe("a shuffled queue", { timeout: testLimitMs }, () => {
+  test("shows the order in which it plays", async () => {
+    await fill(3);
+    const other = await stage.page({}, "/queue");
+    await until(() => other.locator(".queue-row.current").count()).toBe(1);
+    const before = await ids();
+    await other.getByRole("button", { name: "Shuffle" }).click();
+    await until(async () => (await ids()).join() === before.join()).toBe(false);
+    const shuffled = await ids();
+    expect([...shuffled].sort((x, y) => x - y)).toEqual([...before].sort((x, y) => x - y));
+    await until(async () => (await drawn(other)).slice(0, 5)).toEqual(shuffled.slice(0, 5));
+    const place = shuffled.indexOf((await player()).entry!);
+    await stage.operate("next", {});
+    await stands({ entry: shuffled[place + 1]! });
+    await until(() => other.locator(".queue-row.current").getAttribute("data-entry")).toBe(
+      String(shuffled[place + 1]),
+    );
+    await stage.operate("mode", { shuffle: false });
+    await until(ids).toEqual(before);
+    await leave(other);
   });
 });
 

@@ -188,6 +188,8 @@ export class Stage {
       locale: "en-GB",
       viewport: { width: 1440, height: 900 },
       reducedMotion: "reduce",
+      // Tests of the page itself answer its requests themselves.
+      serviceWorkers: "block",
       ...options,
     });
     context.setDefaultTimeout(patienceMs);
@@ -293,6 +295,16 @@ const missing = (page: Page): Promise<string[]> =>
         .map((image) => `${image.outerHTML} ${JSON.stringify(image.getBoundingClientRect())}`),
     ];
   });
+
+/** The screens on which each new view is looked at. */
+export const screens = (["light", "dark"] as const).flatMap((colorScheme) =>
+  (
+    [
+      ["phone", { width: 390, height: 844 }],
+      ["desktop", { width: 1440, height: 900 }],
+    ] as const
+  ).map(([device, viewport]) => [`${device}-${colorScheme}`, { viewport, colorScheme }] as const),
+);
 
 /** A screenshot of the page, once its pictures are loaded. */
 export async function shot(page: Page, name: string): Promise<void> {

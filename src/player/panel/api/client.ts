@@ -2,6 +2,7 @@ import type {
   Access,
   Session,
   Addition,
+  History,
   PlayerStatus,
   QueueAnswer,
   QueueState,
@@ -98,17 +99,33 @@ export class Client {
   async mode(change: { repeat?: Repeat; shuffle?: boolean }): Promise<void> {
     await this.post("/api/player/mode", change);
   }
+  /** Pauses after some minutes, or stops at the end of the track or the queue. */
+  async sleep(wish: { minutes: number } | { at: "off" | "track" | "queue" }): Promise<void> {
+    await this.post("/api/player/sleep", wish);
+  }
+  /** Recently played containers and tracks, the latest first. */
+  history(): Promise<History> {
+    return this.get("/api/history", {});
+  }
+  async forgetHistory(): Promise<void> {
+    await this.post("/api/history/clear", {});
+  }
   add(addition: Addition): Promise<QueueState> {
     return this.post("/api/player/queue/add", addition);
   }
-  move(entry: number, before: number | null): Promise<QueueState> {
-    return this.post("/api/player/queue/move", { entry, before });
+  /** Moves entries together, in the order of the queue. */
+  move(entries: number[], before: number | null): Promise<QueueState> {
+    return this.post("/api/player/queue/move", { entries, before });
   }
   remove(entries: number[]): Promise<QueueState> {
     return this.post("/api/player/queue/remove", { entries });
   }
   clear(): Promise<QueueState> {
     return this.post("/api/player/queue/clear", {});
+  }
+  /** Restores the entries that the last change removed. */
+  undo(): Promise<QueueState> {
+    return this.post("/api/player/queue/undo", {});
   }
 
   /** The address of an event stream that follows these values. */

@@ -19,6 +19,7 @@ export type PlayerStatus = Schemas["PlayerStatus"];
 export type QueueAnswer = Schemas["Queue"];
 export type QueueEntry = QueueAnswer["entries"][number];
 export type Addition = paths["/api/player/queue/add"]["post"]["requestBody"]["content"]["application/json"];
+export type History = paths["/api/history"]["get"]["responses"][200]["content"]["application/json"];
 export type Where = Addition["where"];
 /** A tagged value of the content model. */
 export type Value = Partial<Schemas["Value"]> & Record<string, unknown>;

@@ -8,6 +8,7 @@ export class Formats {
   private readonly years: Intl.DateTimeFormat;
   private readonly moments: Intl.DateTimeFormat;
   private readonly times: Intl.DateTimeFormat;
+  private readonly spans: Intl.NumberFormat;
 
   constructor(
     language: string,
@@ -19,6 +20,7 @@ export class Formats {
     this.days = new Intl.DateTimeFormat(language, { dateStyle: "long", timeZone: "UTC" });
     this.years = new Intl.DateTimeFormat(language, { year: "numeric", timeZone: "UTC" });
     this.moments = new Intl.DateTimeFormat(language, { dateStyle: "medium", timeStyle: "short" });
+    this.spans = new Intl.NumberFormat(language, { style: "unit", unit: "minute", unitDisplay: "short" });
     this.times = new Intl.DateTimeFormat(language, { hour: "numeric", minute: "2-digit" });
   }
 
@@ -34,6 +36,9 @@ export class Formats {
   /** The time of day of a moment in milliseconds since the epoch. */
   time(ms: number): string {
     return this.times.format(ms);
+  }
+  minutes(minutes: number): string {
+    return this.spans.format(minutes);
   }
   /** A moment in milliseconds since the epoch, with its day. */
   moment(ms: number): string {

@@ -6,6 +6,8 @@ export type Route =
   | { view: "playing" }
   | { view: "queue" }
   | { view: "account" }
+  | { view: "about" }
+  | { view: "recent" }
   | { view: "missing" };
 
 export function parseRoute(url: { pathname: string; search: string }): Route {
@@ -20,7 +22,9 @@ export function parseRoute(url: { pathname: string; search: string }): Route {
     case "/playing":
     case "/queue":
     case "/account":
-      return { view: url.pathname.slice(1) as "playing" | "queue" | "account" };
+    case "/about":
+    case "/recent":
+      return { view: url.pathname.slice(1) as "playing" | "queue" | "account" | "about" | "recent" };
     default:
       return { view: "missing" };
   }

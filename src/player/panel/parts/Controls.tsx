@@ -70,10 +70,11 @@ const betweenMs = 120;
 export function Volume() {
   const sentAt = useRef(0);
   const percent = status.value?.volumePercent ?? 0;
+  const limit = status.value?.volumeLimitPercent ?? 100;
   const muted = status.value?.muted ?? false;
   const set = (value: number): void => void attempt(client.volume({ percent: value, muted: false }));
   return (
-    <div class="volume">
+    <div class="volume" title={limit < 100 ? t.labelled(t.volumeLimit, formats.percent(limit)) : undefined}>
       <button
         class="plain"
         aria-label={muted ? t.unmute : t.mute}
@@ -85,7 +86,7 @@ export function Volume() {
       <Slider
         label={t.volume}
         value={muted ? 0 : percent}
-        max={100}
+        max={limit}
         text={formats.percent(percent)}
         disabled={!status.value}
         moving={(value) => {

@@ -5,12 +5,10 @@ import { Icon } from "./Icon";
 
 /** The keys that operate the player, opened by "?". */
 export function KeyList() {
-  const shown = keysShown.value;
   const dialog = useRef<HTMLDialogElement>(null);
   useEffect(() => {
-    if (shown) dialog.current?.showModal();
-  }, [shown]);
-  if (!shown) return null;
+    dialog.current?.showModal();
+  }, []);
   const close = (): void => void (keysShown.value = false);
   return (
     <dialog

@@ -11,11 +11,18 @@ export interface MenuItem {
   act: () => unknown;
 }
 
-const open = signal<{ row: Row; items: MenuItem[]; from: HTMLElement } | undefined>(undefined);
+interface OpenMenu {
+  row: Row;
+  items: MenuItem[];
+  from: HTMLElement;
+  /** In place of a row's cover. */
+  icon: IconName | undefined;
+}
+const open = signal<OpenMenu | undefined>(undefined);
 
-/** Opens the menu of a row beside the element that was pressed. */
-export function openMenu(row: Row, items: MenuItem[], from: HTMLElement): void {
-  open.value = { row, items, from };
+/** Opens the menu of a row, or of something else that has a title, beside the element that was pressed. */
+export function openMenu(row: Row, items: MenuItem[], from: HTMLElement, icon?: IconName): void {
+  open.value = { row, items, from, icon };
 }
 
 /** The button that opens a row's menu. */
@@ -73,7 +80,8 @@ export function Menu() {
     if (matchMedia("(min-width: 700px)").matches) place(sheet, shown.from);
   }, [shown]);
   if (!shown) return null;
-  const { row, items, from } = shown;
+  const { row, items, from, icon } = shown;
+  const label = icon ? titleOf(row) : t.actionsFor(titleOf(row));
   const close = (): void => {
     open.value = undefined;
     if (from.isConnected) from.focus({ preventScroll: true });
@@ -82,16 +90,16 @@ export function Menu() {
     <dialog
       ref={dialog}
       class="sheet"
-      aria-label={t.actionsFor(titleOf(row))}
+      aria-label={label}
       onClose={close}
       onClick={(event) => event.target === dialog.current && close()}
     >
       <div class="sheet-head">
-        <Cover src={row.icon} />
+        {icon ? <Icon name={icon} /> : <Cover src={row.icon} />}
         <strong>{titleOf(row)}</strong>
       </div>
-      <div role="menu" aria-label={t.actionsFor(titleOf(row))} onKeyDown={walk}>
-        {items.map(({ icon, text, act }) => (
+      <div role="menu" aria-label={label} onKeyDown={walk}>
+        {items.map(({ icon: picture, text, act }) => (
           <button
             key={text}
             class="sheet-item"
@@ -102,7 +110,7 @@ export function Menu() {
               act();
             }}
           >
-            <Icon name={icon} size={20} />
+            <Icon name={picture} size={20} />
             {text}
           </button>
         ))}

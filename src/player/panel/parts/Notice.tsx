@@ -13,6 +13,17 @@ export function NoticeArea() {
                 {notice.title && <strong>{notice.title}</strong>}
                 {notice.message && <span>{notice.message}</span>}
               </p>
+              {notice.action && (
+                <button
+                  class="notice-action"
+                  onClick={() => {
+                    notices.remove(notice.id);
+                    notice.action?.act();
+                  }}
+                >
+                  {notice.action.text}
+                </button>
+              )}
               <button class="plain" aria-label={t.dismiss} onClick={() => notices.remove(notice.id)}>
                 <Icon name="close" size={18} />
               </button>

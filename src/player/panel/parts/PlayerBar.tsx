@@ -6,6 +6,7 @@ import { Cover } from "./Cover";
 import { Icon } from "./Icon";
 import { Link } from "./Link";
 import { AlbumName, ByName } from "./Names";
+import { SleepTimer } from "./SleepTimer";
 import { useTouch } from "./useTouch";
 import { Progress, ProgressLine } from "./Progress";
 
@@ -63,6 +64,7 @@ export function PlayerBar() {
       <div class="player-right">
         <FormatBadge />
         <Volume />
+        <SleepTimer />
         <Link href="/queue" class="plain" label={t.queue} current={route.value.view === "queue"}>
           <Icon name="queue" size={22} />
         </Link>

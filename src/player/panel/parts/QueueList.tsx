@@ -1,6 +1,6 @@
-import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useRef } from "preact/hooks";
 import { remaining } from "../model/selection";
-import { findCurrent, heldIds, moveEntries, moveEntry, selection, selectNone } from "../queue";
+import { heldIds, moveEntries, moveEntry, selection, selectNone } from "../queue";
 import { arrival } from "../router";
 import { queue, sentence, status, t } from "../state";
 import { Icon } from "./Icon";
@@ -121,26 +121,16 @@ function beginAt(box: { current: HTMLElement | null }, index: number): void {
 
 /** The place of the current entry. A queue begins there, unless the listener returned to it. */
 function useCurrentIndex(box: { current: HTMLElement | null }): number | undefined {
-  const [index, setIndex] = useState<number | undefined>(undefined);
   const opened = useRef(false);
-  const { entry, queue: state } = status.value ?? { entry: null, queue: undefined };
+  const place = status.value?.place ?? undefined;
   useEffect(() => {
-    let wanted = true;
-    findCurrent().then(
-      (found) => {
-        if (!wanted) return;
-        setIndex(found);
-        if (found === undefined || opened.current || queue.count === undefined) return;
-        opened.current = true;
-        if (arrival.value.scroll === 0 && scrollY === 0) beginAt(box, found);
-      },
-      () => undefined, // the list says what is wrong
-    );
-    return () => {
-      wanted = false;
-    };
-  }, [entry, state?.revision, queue.count]);
-  return index;
+    // A queue that was emptied and restored is opened again.
+    if (queue.count === 0) opened.current = false;
+    if (place === undefined || opened.current || !queue.count) return;
+    opened.current = true;
+    if (arrival.value.scroll === 0 && scrollY === 0) beginAt(box, place);
+  }, [place, queue.count]);
+  return place;
 }
 
 /** Deselects removed rows; Escape and leaving the page clear the selection. */

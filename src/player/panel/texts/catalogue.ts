@@ -1,14 +1,23 @@
-import { de } from "./de";
 import { en, type Texts } from "./en";
-import { fr } from "./fr";
 
 export type { Texts };
-export const catalogues = { en, de, fr } satisfies Record<string, Texts>;
-export type Language = keyof typeof catalogues;
+
+/** English comes with the page; another language is a file of its own, so that nobody loads those of the others. */
+const loaders = {
+  en: () => Promise.resolve(en),
+  de: () => import("./de").then(({ de }) => de),
+  fr: () => import("./fr").then(({ fr }) => fr),
+} satisfies Record<string, () => Promise<Texts>>;
+export type Language = keyof typeof loaders;
+
+/** The texts in a language, in English where its file cannot be had. */
+export function textsIn(language: Language): Promise<Texts> {
+  return loaders[language]().catch(() => en);
+}
 
 /** The first of the browser's languages that there are texts in, as it names it: `de-AT`. Else English. */
 export function localeOf(wanted: readonly string[]): string {
-  return wanted.find((tag) => Object.hasOwn(catalogues, baseOf(tag))) ?? "en";
+  return wanted.find((tag) => Object.hasOwn(loaders, baseOf(tag))) ?? "en";
 }
 
 export function languageOf(wanted: readonly string[]): Language {

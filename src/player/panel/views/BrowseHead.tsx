@@ -3,6 +3,8 @@ import type { Row } from "../api/types";
 import { albumFacts } from "../model/album";
 import { expectedLayout, isItem } from "../model/paths";
 import type { Ranges } from "../model/ranges";
+import { browseUrl } from "../model/routes";
+import { share } from "../share";
 import { togglePlaying } from "../operate";
 import { attempt, client, formats, isPlayingFrom, known, sounds, t } from "../state";
 import { MoreButton, play } from "../parts/Actions";
@@ -75,6 +77,15 @@ function PlayActions({ row, path, tracks }: { row: Row; path: string; tracks: bo
         <button class="button" onClick={shuffled} aria-label={t.shufflePlay}>
           <Icon name="shuffle" size={20} />
           {t.shuffle}
+        </button>
+      )}
+      {isItem(path) && (
+        <button
+          class="plain"
+          aria-label={t.share}
+          onClick={() => void share(browseUrl(path, row.title), row.title ?? "")}
+        >
+          <Icon name="share" size={20} />
         </button>
       )}
       <MoreButton what={{ row, path }} />

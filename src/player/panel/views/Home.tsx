@@ -1,8 +1,13 @@
 import { useEffect } from "preact/hooks";
 import { menuOf, rootList } from "../menu";
-import { t } from "../state";
+import { loadRecent, recent } from "../recent";
+import { status, t } from "../state";
 import { Failure, FailureArea } from "../parts/Failure";
-import { Section } from "./Section";
+import { Icon } from "../parts/Icon";
+import { Shelf } from "../parts/Shelf";
+import { Section, Waiting } from "./Section";
+
+const recentShown = 12;
 
 /** The start page: the first rows of each branch of the menu. */
 export function Home() {
@@ -17,6 +22,7 @@ export function Home() {
         <Failure fault={menu.fault} since={menu.since} retry={menu.retry} />
       ) : (
         <FailureArea>
+          <RecentShelf />
           {menu.rows.map((row) => (
             <Section key={row.path} row={row} />
           ))}
@@ -28,5 +34,29 @@ export function Home() {
         </p>
       )}
     </>
+  );
+}
+
+/** The containers that were played last. Until they are known, nothing below is shown that they would move. */
+function RecentShelf() {
+  useEffect(() => void loadRecent(), [status.value?.entry]);
+  const rows = recent.value?.map(({ row }) => row).filter((row) => row.type === "container");
+  if (rows?.length === 0) return null;
+  return (
+    <section class="section">
+      <div class="section-head">
+        <h2>
+          <a href="/recent">
+            {t.recent}
+            <Icon name="right" size={18} />
+          </a>
+        </h2>
+      </div>
+      {rows ? (
+        <Shelf rows={rows.slice(0, recentShown)} path="recent" label={t.recent} />
+      ) : (
+        <Waiting layout="covers" />
+      )}
+    </section>
   );
 }

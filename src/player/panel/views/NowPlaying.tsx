@@ -9,6 +9,7 @@ import { Link } from "../parts/Link";
 import { AlbumName, ByName } from "../parts/Names";
 import { Progress } from "../parts/Progress";
 import { QueueList } from "../parts/QueueList";
+import { SleepTimer } from "../parts/SleepTimer";
 import { useTouch } from "../parts/useTouch";
 import { useWide } from "../parts/useWide";
 import { QueueHead } from "./Queue";
@@ -35,6 +36,7 @@ export function NowPlaying() {
           <Icon name="down" />
         </button>
         <span>{t.nowPlaying}</span>
+        <SleepTimer />
         <Link href="/queue" class="plain" label={t.queue}>
           <Icon name="queue" />
         </Link>

@@ -1,5 +1,13 @@
-import { entryAfterCurrent, heldIds, moveEntries, removeEntries, selection, selectNone } from "../queue";
-import { attempt, client, known, playingFrom, status, t } from "../state";
+import {
+  clearQueue,
+  entryAfterCurrent,
+  heldIds,
+  moveEntries,
+  removeEntries,
+  selection,
+  selectNone,
+} from "../queue";
+import { known, playingFrom, status, t } from "../state";
 import { browseUrl } from "../model/routes";
 import { Icon } from "../parts/Icon";
 import { QueueList } from "../parts/QueueList";
@@ -12,7 +20,7 @@ export function QueueHead({ level }: { level: 1 | 2 }) {
       <div class="queue-head">
         <Heading tabIndex={-1}>{t.queue}</Heading>
         {count > 0 && <span class="head-count">{t.tracks(count)}</span>}
-        <button class="button small" disabled={count === 0} onClick={() => void attempt(client.clear())}>
+        <button class="button small" disabled={count === 0} onClick={() => void clearQueue()}>
           <Icon name="trash" size={18} />
           {t.clearQueue}
         </button>

@@ -69,7 +69,8 @@ export function Section({ row, steps, hideEmpty, onCount }: Props) {
   );
 }
 
-function Waiting({ layout }: { layout: "tracks" | "covers" | "menu" }) {
+/** Placeholders of the size of the rows. */
+export function Waiting({ layout }: { layout: "tracks" | "covers" | "menu" }) {
   if (layout === "tracks")
     return (
       <div class="track-shelf" aria-busy="true" aria-label={t.loading} role="group">

@@ -1,6 +1,6 @@
 import { service } from "../service";
 import { t } from "../state";
-import { LoginForm } from "./Account";
+import { LoginForm } from "./ServiceAccount";
 
 /** Shown instead of the music while nobody is logged in. */
 export function Welcome() {

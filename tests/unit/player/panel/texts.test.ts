@@ -2,9 +2,17 @@ import { readFileSync, readdirSync } from "node:fs";
 import { describe, expect, test } from "vitest";
 import { Formats } from "../../../../src/player/panel/model/format";
 import { clock } from "../../../../src/player/panel/model/time";
-import { catalogues, languageOf } from "../../../../src/player/panel/texts/catalogue";
+import { languageOf, textsIn } from "../../../../src/player/panel/texts/catalogue";
+import { de } from "../../../../src/player/panel/texts/de";
+import { en } from "../../../../src/player/panel/texts/en";
+import { fr } from "../../../../src/player/panel/texts/fr";
+
+const catalogues = { en, de, fr };
 
 describe("the panel's language", () => {
+  test.each(["en", "de", "fr"] as const)("%s has texts of its own", async (language) => {
+    expect(await textsIn(language)).toBe(catalogues[language]);
+  });
   test.each([
     [["de-AT", "en"], "de"],
     [["pt-BR", "fr-CA", "en"], "fr"],
