@@ -8,7 +8,6 @@ import { arrival, route } from "./router";
 import { service } from "./service";
 import {
   byline,
-  known,
   listener,
   lists,
   loginState,
@@ -192,7 +191,7 @@ function Playlists() {
   const here = route.value.view === "browse" ? route.value.path : "";
   const rows = Array.from({ length: Math.min(list.count ?? 0, playlistsShown) }, (_, i) => list.at(i));
   const parent = {
-    title: known.get(service.playlistsPath)?.title ?? "",
+    title: menuOf().rows.find(({ path }) => path === service.playlistsPath)?.title ?? "",
     url: browseUrl(service.playlistsPath),
   };
   if (rows.length === 0) return null;

@@ -1,12 +1,16 @@
 import type { ComponentChildren } from "preact";
-import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
-import type { Ranges } from "../model/ranges";
+import { useEffect, useRef } from "preact/hooks";
+import type { Listed } from "../model/fixed";
 import { columnsOf, windowOf } from "../model/window";
+import { useEdges } from "./useEdges";
 
 /** While scrolling, rows are fetched after a pause of this length, */
 const restMs = 70;
 /** or after this long at the latest. */
 const longestMs = 300;
+
+/** The room that the sticky header of a long list takes. */
+const headerHeight = 76;
 
 /** In a list with one column, one row in this many shows that its range failed. */
 const tellingRows = 6;
@@ -20,7 +24,7 @@ export interface Cell {
 }
 
 interface Props<T> {
-  list: Ranges<T>;
+  list: Listed<T>;
   label: string;
   /** For a cover grid: the minimum column width, the gap, and the height below the cover. Otherwise one column. */
   grid?: { least: number; gap: number; below: number };
@@ -30,12 +34,23 @@ interface Props<T> {
   draw: (cell: Cell) => ComponentChildren;
   /** The list's element, for finding a row by its place. */
   box?: (element: HTMLElement | null) => void;
+  /** Receives a function that scrolls to a row. */
+  reach?: (go: (index: number) => void) => void;
 }
 
 /** A list of any length that scrolls with the page: only rows around the visible ones are rendered and requested. */
-export function Virtual<T>({ list, label, grid, lineHeight = 60, class: name = "", draw, box }: Props<T>) {
+export function Virtual<T>({
+  list,
+  label,
+  grid,
+  lineHeight = 60,
+  class: name = "",
+  draw,
+  box,
+  reach,
+}: Props<T>) {
   const element = useRef<HTMLDivElement>(null);
-  const [edges, setEdges] = useState({ from: 0, to: innerHeight, width: 0 });
+  const edges = useEdges(element);
   list.changed.value; // drawn anew when rows come
 
   const fit = grid && columnsOf(edges.width, grid.least, grid.gap);
@@ -47,35 +62,12 @@ export function Virtual<T>({ list, label, grid, lineHeight = 60, class: name = "
   const part =
     edges.width > 0 ? windowOf(shape, edges.from, edges.to) : windowOf({ ...shape, count: 0 }, 0, 0);
 
-  useLayoutEffect(() => {
-    const measure = (): void => {
-      const place = element.current?.getBoundingClientRect();
-      if (!place) return;
-      setEdges((before) => {
-        const now = { from: -place.top, to: innerHeight - place.top, width: place.width };
-        return before.from === now.from && before.to === now.to && before.width === now.width ? before : now;
-      });
-    };
-    let frame = 0;
-    const later = (): void => {
-      frame ||= requestAnimationFrame(() => {
-        frame = 0;
-        measure();
-      });
-    };
-    measure();
-    addEventListener("scroll", later, { passive: true });
-    addEventListener("resize", later);
-    const sized = new ResizeObserver(later);
-    if (element.current) sized.observe(element.current);
-    return () => {
-      cancelAnimationFrame(frame);
-      removeEventListener("scroll", later);
-      removeEventListener("resize", later);
-      sized.disconnect();
-    };
-  }, []);
-
+  useEffect(() => {
+    reach?.((index) => {
+      const top = (element.current?.getBoundingClientRect().top ?? 0) + scrollY;
+      scrollTo(0, top + Math.floor(index / shape.columns) * shape.lineHeight - headerHeight);
+    });
+  });
   const asked = useRef(0);
   useEffect(() => {
     if (part.last < part.first) return;

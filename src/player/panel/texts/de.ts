@@ -97,6 +97,15 @@ export const de: Texts = {
   errorCode: (code) => `Fehler ${code}`,
   tryAgain: "Erneut versuchen",
 
+  filter: "Filtern",
+  sortBy: "Sortieren nach",
+  sortDefault: "Standardreihenfolge",
+  sortTitle: "Titel",
+  sortDate: "Neueste zuerst",
+  toTop: "Nach oben",
+  letters: "Buchstaben",
+  tooLongToSort: "Listen mit bis zu 2.000 Einträgen lassen sich filtern und sortieren.",
+
   searchHint: "Künstler, Alben, Titel, Playlists",
   searchStart: "Was möchten Sie hören?",
   clearSearch: "Suche leeren",

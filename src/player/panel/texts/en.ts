@@ -95,6 +95,15 @@ export const en = {
   errorCode: (code: number) => `Error ${code}`,
   tryAgain: "Try again",
 
+  filter: "Filter",
+  sortBy: "Sort by",
+  sortDefault: "Default order",
+  sortTitle: "Title",
+  sortDate: "Newest first",
+  toTop: "Back to top",
+  letters: "Letters",
+  tooLongToSort: "Lists of up to 2,000 entries can be filtered and sorted.",
+
   searchHint: "Artists, albums, tracks, playlists",
   searchStart: "What would you like to hear?",
   clearSearch: "Clear search",

@@ -97,6 +97,15 @@ export const fr: Texts = {
   errorCode: (code) => `Erreur ${code}`,
   tryAgain: "Réessayer",
 
+  filter: "Filtrer",
+  sortBy: "Trier par",
+  sortDefault: "Ordre par défaut",
+  sortTitle: "Titre",
+  sortDate: "Plus récents",
+  toTop: "Haut de page",
+  letters: "Lettres",
+  tooLongToSort: "Les listes de 2\u202f000 éléments au plus peuvent être filtrées et triées.",
+
   searchHint: "Artistes, albums, titres, playlists",
   searchStart: "Que voulez-vous écouter\u00a0?",
   clearSearch: "Effacer la recherche",

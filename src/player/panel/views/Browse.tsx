@@ -1,22 +1,18 @@
 import { useEffect, useState } from "preact/hooks";
 import type { Row } from "../api/types";
-import { albumFacts } from "../model/album";
 import { ancestors, expectedLayout, isAlbum, isItem, layoutOf } from "../model/paths";
 import { browseUrl, parseRoute } from "../model/routes";
 import type { Ranges } from "../model/ranges";
 import { trail, type Step } from "../router";
-import { known, learn, lists, pageTitle, sentence, t, titleOf } from "../state";
-import { play } from "../parts/Actions";
+import { known, learn, lists, pageTitle, t } from "../state";
 import { Link } from "../parts/Link";
 import { Failure, FailureArea } from "../parts/Failure";
-import { Tile, TileSkeleton } from "../parts/Tiles";
-import { FailedRow, TrackRow, TrackSkeleton } from "../parts/Tracks";
-import { Virtual } from "../parts/Virtual";
+import { TileSkeleton } from "../parts/Tiles";
+import { TrackSkeleton } from "../parts/Tracks";
 import { BrowseHead, heldRows } from "./BrowseHead";
+import { LongList } from "./LongList";
+import { Covers, Tracks } from "./Rows";
 import { Section } from "./Section";
-
-const grid = { least: 160, gap: 22, below: 50 };
-const trackHeight = 60;
 
 /** Any list of the content model; its rows determine its layout. */
 export function Browse({ path, title: titleInUrl }: { path: string; title: string }) {
@@ -48,9 +44,15 @@ export function Browse({ path, title: titleInUrl }: { path: string; title: strin
       ) : layout === "menu" ? (
         <Branches list={list} steps={here} />
       ) : layout === "covers" ? (
-        <Covers list={list} title={title} steps={here} />
+        <LongList list={list} path={path} title={title} tools={kind !== "album"}>
+          {(shown) => <Covers list={shown.list} reach={shown.reach} title={title} steps={here} />}
+        </LongList>
       ) : (
-        <Tracks list={list} title={title} path={path} kind={kind} />
+        <LongList list={list} path={path} title={title} tools={kind !== "album"}>
+          {(shown) => (
+            <Tracks all={list} list={shown.list} reach={shown.reach} title={title} path={path} kind={kind} />
+          )}
+        </LongList>
       )}
     </>
   );
@@ -141,100 +143,6 @@ function Branches({ list, steps }: { list: Ranges<Row>; steps: Step[] }) {
     <FailureArea>
       {rows.map((row) => row?.type === "container" && <Section key={row.path} row={row} steps={steps} />)}
     </FailureArea>
-  );
-}
-
-function Covers({ list, title, steps }: { list: Ranges<Row>; title: string; steps: Step[] }) {
-  return (
-    <Virtual
-      list={list}
-      label={title}
-      grid={grid}
-      draw={({ index, tells, aria }) => {
-        const place = list.place(index);
-        if (place.state === "ready") return <Tile key={index} row={place.item} steps={steps} aria={aria} />;
-        if (place.state === "failed" && tells)
-          return (
-            <FailedTile
-              key={index}
-              message={sentence(place.fault)}
-              retry={() => list.retry(index)}
-              aria={aria}
-            />
-          );
-        if (place.state === "failed" || place.state === "missing")
-          return <div key={index} class="tile blank" {...aria} />;
-        return <TileSkeleton key={index} aria={aria} />;
-      }}
-    />
-  );
-}
-
-function FailedTile({ message, retry, aria }: { message: string; retry: () => void; aria: object }) {
-  return (
-    <div class="tile failed-tile" {...aria}>
-      <p>{message}</p>
-      <button class="button small" onClick={retry}>
-        {t.tryAgain}
-      </button>
-    </div>
-  );
-}
-
-interface TracksProps {
-  list: Ranges<Row>;
-  title: string;
-  path: string;
-  kind: string;
-}
-
-function Tracks({ list, title, path, kind }: TracksProps) {
-  const onAlbum = kind === "album" || !list.at(0)?.metaData?.album;
-  const facts = kind === "album" ? albumFacts(heldRows(list)) : undefined;
-  return (
-    <>
-      <Virtual
-        list={list}
-        label={title}
-        lineHeight={trackHeight}
-        class={onAlbum ? "track-list" : "track-list with-album"}
-        draw={({ index, tells, aria }) => {
-          const place = list.place(index);
-          if (place.state === "failed")
-            return tells ? (
-              <FailedRow
-                key={index}
-                message={sentence(place.fault)}
-                retry={() => list.retry(index)}
-                aria={aria}
-              />
-            ) : (
-              <div key={index} class="track" {...aria} />
-            );
-          if (place.state !== "ready") return <TrackSkeleton key={index} cover={!onAlbum} aria={aria} />;
-          const row = place.item;
-          return (
-            <TrackRow
-              key={index}
-              row={row}
-              what={{ row, path, index }}
-              number={onAlbum ? (row.metaData?.originalTrackNumber ?? index + 1) : undefined}
-              showAlbum={!onAlbum}
-              {...(facts && { sub: facts.differing(row) })}
-              onPlay={() => void play({ row: { title: titleOf(row) }, path }, index)}
-              aria={aria}
-            />
-          );
-        }}
-      />
-      {facts && facts.copyrights.length > 0 && (
-        <p class="copyright">
-          {facts.copyrights.map((line) => (
-            <bdi key={line}>{line}</bdi>
-          ))}
-        </p>
-      )}
-    </>
   );
 }
 

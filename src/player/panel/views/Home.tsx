@@ -13,6 +13,7 @@ const recentShown = 12;
 export function Home() {
   const menu = menuOf();
   useEffect(() => rootList().show(0, 9), [rootList().changed.value]);
+  useEffect(() => void loadRecent(), [status.value?.entry]);
   return (
     <>
       <h1 class="unseen" tabIndex={-1}>
@@ -22,7 +23,7 @@ export function Home() {
         <Failure fault={menu.fault} since={menu.since} retry={menu.retry} />
       ) : (
         <FailureArea>
-          <RecentShelf />
+          {menu.rows.length > 0 && <RecentShelf />}
           {menu.rows.map((row) => (
             <Section key={row.path} row={row} />
           ))}
@@ -39,7 +40,6 @@ export function Home() {
 
 /** The containers that were played last. Until they are known, nothing below is shown that they would move. */
 function RecentShelf() {
-  useEffect(() => void loadRecent(), [status.value?.entry]);
   const rows = recent.value?.map(({ row }) => row).filter((row) => row.type === "container");
   if (rows?.length === 0) return null;
   return (
