@@ -63,8 +63,8 @@ int prepare(Host& host, const CommandLine& line)
         Terminal::error(error);
         return ExitCode::notSetUp;
     }
-    if (!host.loginNotice().isEmpty())
-        Terminal::error(host.loginNotice());
+    for (const QString& notice : host.notices())
+        Terminal::error(notice);
     const QString name = line.command().name();
     if (name == QLatin1String("quality"))
         return ExitCode::ok; // needs no module

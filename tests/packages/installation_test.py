@@ -14,7 +14,13 @@ BASE = ROOT / ".cache" / "packages" / "bookworm.tar"
 BASE_PACKAGES = "ca-certificates,systemd,systemd-sysv,dbus"
 # Owner, group and mode of files that users may look at.
 FILES = {
-    "/usr/share/doc/pelk/examples/pelk.ini": "root root 644",
+    "/etc/pelk/pelk.ini": "root root 644",
+    "/etc/pelk/pelk.ini.d": "root root 755",
+    "/usr/lib/systemd/user/pelk.service": "root root 644",
+    "/usr/share/man/man1/pelk-play.1.gz": "root root 644",
+    "/usr/share/man/man5/pelk.ini.5.gz": "root root 644",
+    "/usr/share/man/man8/pelk-serve.8.gz": "root root 644",
+    "/usr/share/bash-completion/completions/pelk": "root root 644",
     "/usr/bin/pelk": "root root 755",
     "/usr/bin/qobuz-sandbox": "root root 755",
     "/usr/share/pelk/panel/index.html": "root root 644",
@@ -82,6 +88,7 @@ def check_installed(root):
     check(account[5] == "/var/lib/pelk" and account[6].strip() == "/usr/sbin/nologin", f"the user pelk is {account}.")
     check("pelk" in root.run("getent", "group", "audio"), "the user pelk is not in the group audio.")
     check(root.run("systemctl", "is-enabled", "pelk.service").strip() == "enabled", "pelk.service is not enabled.")
+    check(root.run("systemctl", "is-enabled", "pelk.socket", check=False).strip() == "disabled", "pelk.socket is enabled.")
     check(root.run("systemctl", "is-enabled", "qobuz-sandbox.service", check=False).strip() == "disabled",
           "qobuz-sandbox.service is enabled.")
     check("libqobuz.so" in root.run("sh", "-c", "ls /usr/lib/*/pelk/modules"), "the module is not there.")
@@ -120,7 +127,7 @@ def main():
         (root.folder / "var/lib/pelk/queue.json").write_text("[]")
         root.run("apt-get", "remove", "-y", "-q", *names)
         left = sorted(f for f in root.files() if "pelk" in f and not FOREIGN.match(f))
-        check(left == ["/var/lib/pelk/queue.json"], f"after the removal there are {left}.")
+        check(left == ["/etc/pelk/pelk.ini", "/var/lib/pelk/queue.json"], f"after the removal there are {left}.")
         root.run("apt-get", "purge", "-y", "-q", *names)
         left = sorted(f for f in root.files() if ("pelk" in f or "qobuz" in f) and not FOREIGN.match(f))
         check(not left, f"after the purge there are {left}.")

@@ -58,8 +58,9 @@ bool Host::end()
 
 bool Host::loadSettings(const QString& configFile, QString* error)
 {
-    m_settings = std::make_shared<ServiceSettings>(configFile);
-    m_playerSettings = std::make_shared<PlayerSettings>(configFile);
+    const SettingsFiles files(configFile, SettingsFiles::systemFiles());
+    m_settings = std::make_shared<ServiceSettings>(files);
+    m_playerSettings = std::make_shared<PlayerSettings>(files);
     if (!m_settings->load(error) || !m_playerSettings->load(error))
         return false;
     for (const CMPath& path : ServiceSettings::paths())
@@ -88,9 +89,12 @@ QString Host::configFile() const
     return m_settings ? m_settings->fileName() : QString();
 }
 
-QString Host::loginNotice() const
+QStringList Host::notices() const
 {
-    return m_login ? m_login->notice() : QString();
+    QStringList notices{m_settings ? m_settings->warning() : QString(),
+                        m_login ? m_login->notice() : QString()};
+    notices.removeAll(QString());
+    return notices;
 }
 
 QString Host::loginSaveFailure() const

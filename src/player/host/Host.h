@@ -45,8 +45,8 @@ public:
     QString loginFile() const { return m_loginFile; }
     /// The folder of the player's saved state.
     static QString stateFolder();
-    /// A notice about the saved login, after loadSettings(); usually empty.
-    QString loginNotice() const;
+    /// Sentences about the settings and the saved login, after loadSettings(); usually none.
+    QStringList notices() const;
     /// Why the login could not be saved; empty if it was.
     QString loginSaveFailure() const;
 

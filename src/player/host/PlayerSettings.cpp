@@ -57,15 +57,15 @@ CMPath PlayerSettings::namePath()
 
 bool PlayerSettings::load(QString* error)
 {
-    if (!m_file.load(error))
+    if (!m_files.load(error))
         return false;
     for (const CMPath& path : paths()) {
-        const QString text = m_file.value(section, keyOf(path));
+        const QString text = m_files.value(section, keyOf(path));
         const QString wanted = text.isEmpty() ? QString() : whatIsWrongWith(path, text);
         if (wanted.isEmpty())
             continue;
         *error = QStringLiteral("%1 under [%2] in %3 is \"%4\"; set it to %5.")
-                     .arg(keyOf(path), section, m_file.fileName(), text, wanted);
+                     .arg(keyOf(path), section, m_files.fileName(), text, wanted);
         return false;
     }
     return true;
@@ -82,7 +82,7 @@ bool PlayerSettings::accepts(const CMPath& path, const PelkValue& value, QString
 
 PelkValue PlayerSettings::read(const CMPath& path) const
 {
-    const QString text = m_file.value(section, keyOf(path));
+    const QString text = m_files.value(section, keyOf(path));
     PelkValue value;
     value.setString_(text.isEmpty() ? defaultOf(path) : text);
     return value;
@@ -90,22 +90,22 @@ PelkValue PlayerSettings::read(const CMPath& path) const
 
 bool PlayerSettings::write(const CMPath& path, const PelkValue& value, QString* error)
 {
-    IniFile changed(m_file.fileName());
+    SettingsFiles changed = m_files.unread();
     QString reason;
     if (!changed.load(&reason)) {
         *error = QStringLiteral("Nothing was saved: the settings file was changed and cannot be used as it "
                                 "is now. Correct it, or undo the change.");
         return false;
     }
-    if (!changed.exists())
-        changed = m_file;
+    if (!changed.ownExists())
+        changed = m_files;
     if (!changed.setValue(section, keyOf(path), value.string_(), error))
         return false;
     if (!changed.save(&reason)) {
         *error = QStringLiteral("The settings cannot be saved: %1.").arg(reason);
         return false;
     }
-    m_file = changed;
+    m_files = changed;
     return true;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/core/model/cmvaluestore.h"
-#include "player/host/IniFile.h"
+#include "player/host/SettingsFiles.h"
 
 /// The listener's settings of the player itself, in the section [player] of the settings file. Each is a
 /// value of the content model, a PelkValue with a text:
@@ -12,8 +12,8 @@
 class PlayerSettings : public CMValueStore
 {
 public:
-    explicit PlayerSettings(const QString& fileName)
-        : m_file(fileName)
+    explicit PlayerSettings(const SettingsFiles& files)
+        : m_files(files)
     {
     }
 
@@ -37,5 +37,5 @@ public:
     static bool keepsHistory(const PelkValue& value);
 
 private:
-    IniFile m_file;
+    SettingsFiles m_files;
 };

@@ -50,15 +50,15 @@ QString shown(const QString& address)
 
 bool ServiceSettings::load(QString* error)
 {
-    if (!m_file.load(error) || !check(error))
+    if (!m_files.load(error) || !check(error))
         return false;
-    if (!m_file.value(systemSection, memberId).isEmpty())
+    if (!m_files.value(systemSection, memberId).isEmpty())
         return true;
     const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
     QString reason;
-    if (!m_file.setValue(systemSection, memberId, id, error))
+    if (!m_files.setValue(systemSection, memberId, id, error))
         return false;
-    if (m_file.save(&reason))
+    if (m_files.save(&reason))
         return true;
     *error = QStringLiteral("The settings file %1 cannot be written: %2.").arg(fileName(), reason);
     return false;
@@ -66,7 +66,7 @@ bool ServiceSettings::load(QString* error)
 
 bool ServiceSettings::check(QString* error) const
 {
-    if (!m_file.exists()) {
+    if (!m_files.exists()) {
         *error = QStringLiteral("There is no settings file %1. Write one with the lines [%2], %3=, %4= and "
                                 "%5=: the base address of the service's web API, and the application "
                                 "identifier and secret that the service gave you.")
@@ -81,20 +81,20 @@ bool ServiceSettings::check(QString* error) const
                   {appId, "the application identifier that the service gave you"},
                   {appSecret, "the application secret that the service gave you"}};
     for (const auto& one : needed) {
-        if (!m_file.value(service, one.key).isEmpty())
+        if (!m_files.value(service, one.key).isEmpty())
             continue;
         *error = QStringLiteral("%1 is not set in %2. Under [%3], set it to %4.")
                      .arg(one.key, fileName(), service, QLatin1String(one.meaning));
         return false;
     }
-    const QString address = m_file.value(service, apiUrl);
+    const QString address = m_files.value(service, apiUrl);
     const QString wrong = whatIsWrongWith(address);
     if (!wrong.isEmpty()) {
         *error = QStringLiteral("%1 under [%2] in %3 is \"%4\", but %5.")
                      .arg(apiUrl, service, fileName(), shown(address), wrong);
         return false;
     }
-    const QString quality = m_file.value(service, soundQuality);
+    const QString quality = m_files.value(service, soundQuality);
     if (!quality.isEmpty() && !ServiceAccount::qualities().contains(quality)) {
         *error = QStringLiteral("%1 under [%2] in %3 is \"%4\"; set it to one of: %5.")
                      .arg(soundQuality, service, fileName(), quality,
@@ -102,6 +102,16 @@ bool ServiceSettings::check(QString* error) const
         return false;
     }
     return true;
+}
+
+QString ServiceSettings::warning() const
+{
+    const QStringList files = m_files.readableByAll(service, appSecret);
+    return files.isEmpty()
+               ? QString()
+               : QStringLiteral(
+                     "Warning: everybody on this machine can read the secret in %1. Run: chmod o-r %1")
+                     .arg(files.join(QLatin1Char(' ')));
 }
 
 QList<CMPath> ServiceSettings::paths()
@@ -130,16 +140,16 @@ PelkValue ServiceSettings::read(const CMPath& path) const
     PelkValue value;
     if (path == PelkQobuzSettingsPath()) {
         PelkQobuzSettings settings;
-        settings.setApiUrl(m_file.value(service, apiUrl));
-        settings.setAppId(m_file.value(service, appId));
-        settings.setAppSecret(m_file.value(service, appSecret));
+        settings.setApiUrl(m_files.value(service, apiUrl));
+        settings.setAppId(m_files.value(service, appId));
+        settings.setAppSecret(m_files.value(service, appSecret));
         value.setQobuzSettings(settings);
     } else if (path == PelkQobuzSoundQualityPath()) {
-        const QString quality = m_file.value(service, soundQuality);
+        const QString quality = m_files.value(service, soundQuality);
         value.setQobuzSoundQuality(quality.isEmpty() ? PelkQobuzSoundQuality::Cd
                                                      : PelkQobuzSoundQuality::fromString(quality));
     } else if (path == PelkSystemMemberIdPath()) {
-        value.setString_(m_file.value(systemSection, memberId));
+        value.setString_(m_files.value(systemSection, memberId));
     }
     return value;
 }
@@ -148,17 +158,17 @@ bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString*
 {
     // The file may have been edited since it was read; its current contents are kept. Browsers show these
     // sentences too, so they do not name the file.
-    ServiceSettings changed(fileName());
+    ServiceSettings changed(m_files.unread());
     QString reason;
-    if (!changed.m_file.load(&reason) || (changed.m_file.exists() && !changed.check(&reason))) {
+    if (!changed.m_files.load(&reason) || (changed.m_files.ownExists() && !changed.check(&reason))) {
         *error = QStringLiteral("Nothing was saved: the settings file was changed and cannot be used as it "
                                 "is now. Correct it, or undo the change.");
         return false;
     }
-    if (!changed.m_file.exists())
-        changed.m_file = m_file;
+    if (!changed.m_files.ownExists())
+        changed.m_files = m_files;
     const auto set = [&changed, error](const QString& section, const QString& key, const QString& text) {
-        return changed.m_file.setValue(section, key, text, error);
+        return changed.m_files.setValue(section, key, text, error);
     };
     bool done = true;
     if (path == PelkQobuzSettingsPath()) {
@@ -173,10 +183,10 @@ bool ServiceSettings::write(const CMPath& path, const PelkValue& value, QString*
     // A value that the next start would refuse is refused now.
     if (!done || !changed.check(error))
         return false;
-    if (!changed.m_file.save(&reason)) {
+    if (!changed.m_files.save(&reason)) {
         *error = QStringLiteral("The settings cannot be saved: %1.").arg(reason);
         return false;
     }
-    m_file = changed.m_file;
+    m_files = changed.m_files;
     return true;
 }

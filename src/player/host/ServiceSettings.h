@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/core/model/cmvaluestore.h"
-#include "player/host/IniFile.h"
+#include "player/host/SettingsFiles.h"
 
 /// The settings that a module needs: where its service is, how the player identifies itself to it, the sound
 /// quality, and the device's own identifier. Kept in a file that people edit:
@@ -18,8 +18,8 @@
 class ServiceSettings : public CMValueStore
 {
 public:
-    explicit ServiceSettings(const QString& fileName)
-        : m_file(fileName)
+    explicit ServiceSettings(const SettingsFiles& files)
+        : m_files(files)
     {
     }
 
@@ -27,7 +27,9 @@ public:
     /// missing or invalid: `error` then says which key of which file to set.
     bool load(QString* error);
 
-    QString fileName() const { return m_file.fileName(); }
+    QString fileName() const { return m_files.fileName(); }
+    /// A sentence if everybody on this machine can read the secret; usually empty.
+    QString warning() const;
 
     /// The paths whose values are kept here.
     static QList<CMPath> paths();
@@ -43,5 +45,5 @@ public:
 private:
     bool check(QString* error) const;
 
-    IniFile m_file;
+    SettingsFiles m_files;
 };

@@ -23,6 +23,13 @@ QByteArray contents(const QString& name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+PelkValue quality(PelkQobuzSoundQuality::Enum which)
+{
+    PelkValue value;
+    value.setQobuzSoundQuality(which);
+    return value;
+}
+
 } // namespace
 
 class ServiceSettingsTest : public QObject
@@ -91,6 +98,78 @@ private Q_SLOTS:
         QVERIFY(!settings.load(&error));
         QVERIFY(error.startsWith(QStringLiteral("There is no settings file %1. Write one").arg(m_name)));
         QVERIFY(!QFile::exists(m_name));
+    }
+
+    void theLastFileThatSetsAKeyDecides()
+    {
+        const QString system = m_dir.filePath(QStringLiteral("system.ini"));
+        const QString further = m_dir.filePath(QStringLiteral("further.ini"));
+        write(system, "[qobuz]\napiUrl=https://system.example/\nappId=system\nappSecret=system\n");
+        write(further, "[qobuz]\nappId=further\nappSecret=\n");
+        write(m_name, "[qobuz]\napiUrl=https://own.example/\n");
+        ServiceSettings settings({m_name, {system, m_dir.filePath(QStringLiteral("missing.ini")), further}});
+        QString error;
+        QVERIFY2(!settings.load(&error), "the empty appSecret of further.ini counts");
+        write(further, "[qobuz]\nappId=further\n");
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        const PelkQobuzSettings read = settings.read(PelkQobuzSettingsPath()).qobuzSettings();
+        QCOMPARE(read.apiUrl(), QStringLiteral("https://own.example/"));
+        QCOMPARE(read.appId(), QStringLiteral("further"));
+        QCOMPARE(read.appSecret(), QStringLiteral("system"));
+        QFile::remove(system);
+        QFile::remove(further);
+    }
+
+    void onlyTheOwnFileIsWritten()
+    {
+        const QString system = m_dir.filePath(QStringLiteral("system.ini"));
+        write(system, good);
+        ServiceSettings settings({m_name, {system}});
+        QString error;
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        QVERIFY2(settings.write(PelkQobuzSoundQualityPath(), quality(PelkQobuzSoundQuality::Mp3), &error),
+                 qPrintable(error));
+        QCOMPARE(contents(system), good);
+        const QByteArray own = contents(m_name);
+        QVERIFY(own.contains("soundQuality=mp3"));
+        QVERIFY(own.contains("memberId="));
+        QVERIFY(!own.contains("s3"));
+        ServiceSettings again({m_name, {system}});
+        QVERIFY2(again.load(&error), qPrintable(error));
+        QCOMPARE(again.read(PelkQobuzSettingsPath()).qobuzSettings().appSecret(), QStringLiteral("s3"));
+        QCOMPARE(again.read(PelkQobuzSoundQualityPath()), quality(PelkQobuzSoundQuality::Mp3));
+        QFile::remove(system);
+    }
+
+    void aSecretThatAllUsersCanReadCausesAWarning()
+    {
+        write(m_name, good);
+        QString error;
+        ServiceSettings settings(m_name);
+        QVERIFY2(settings.load(&error), qPrintable(error));
+        // load() saved the file once more, with the identifier: readable by its owner only.
+        QCOMPARE(settings.warning(), QString());
+        ::chmod(QFile::encodeName(m_name).constData(), 0604);
+        QVERIFY(settings.warning().contains(QStringLiteral("can read the secret in ") + m_name));
+        ::chmod(QFile::encodeName(m_name).constData(), 0640);
+        QCOMPARE(settings.warning(), QString());
+    }
+
+    void systemFilesAreReadInADefinedOrder()
+    {
+        QDir().mkpath(m_dir.filePath(QStringLiteral("a/pelk/pelk.ini.d")));
+        write(m_dir.filePath(QStringLiteral("a/pelk/pelk.ini.d/20.ini")), "");
+        write(m_dir.filePath(QStringLiteral("a/pelk/pelk.ini.d/10.ini")), "");
+        write(m_dir.filePath(QStringLiteral("a/pelk/pelk.ini.d/backup")), "");
+        qputenv("XDG_CONFIG_DIRS", m_dir.filePath(QStringLiteral("a")).toUtf8() + ":relative:/b");
+        qputenv("CREDENTIALS_DIRECTORY", "/c");
+        const QStringList files = SettingsFiles::systemFiles();
+        qunsetenv("XDG_CONFIG_DIRS");
+        qunsetenv("CREDENTIALS_DIRECTORY");
+        const QString a = m_dir.filePath(QStringLiteral("a/pelk/pelk.ini"));
+        QCOMPARE(files, QStringList({QStringLiteral("/b/pelk/pelk.ini"), a, a + QStringLiteral(".d/10.ini"),
+                                     a + QStringLiteral(".d/20.ini"), QStringLiteral("/c/pelk.ini")}));
+        QCOMPARE(SettingsFiles::systemFiles(), QStringList{QStringLiteral("/etc/xdg/pelk/pelk.ini")});
     }
 
     void aFolderIsRefusedAsASettingsFile()
