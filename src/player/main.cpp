@@ -116,17 +116,20 @@ int runInThisProcess(const CommandLine& line, bool* hasEnded)
     return code;
 }
 
-/// With a player that runs, settings of another one would be left out without a word.
+/// The running player cannot use other settings or modules: a sentence if the line asks for them.
 QString otherSettings(const CommandLine& line, PlayerConnection& player)
 {
-    if (!line.has("config"))
-        return QString();
-    const QString used = player.about().value(QStringLiteral("settingsFile")).toString();
-    if (QFileInfo(used) == QFileInfo(line.configFile()))
-        return QString();
-    return QStringLiteral(
-               "The running player uses the settings file %1. Stop it first, or leave out --config.")
-        .arg(used);
+    const auto fault = [](const QString& what, const QString& used, const QString& option) {
+        return QStringLiteral("The running player uses the %1 %2. Stop it first, or leave out %3.")
+            .arg(what, used, option);
+    };
+    const QString settings = player.about().value(QStringLiteral("settingsFile")).toString();
+    if (line.has("config") && QFileInfo(settings) != QFileInfo(line.configFile()))
+        return fault(QStringLiteral("settings file"), settings, QStringLiteral("--config"));
+    const QString modules = player.about().value(QStringLiteral("moduleFolder")).toString();
+    if (line.has("modules") && QFileInfo(modules) != QFileInfo(line.moduleFolder()))
+        return fault(QStringLiteral("module folder"), modules, QStringLiteral("--modules"));
+    return QString();
 }
 
 int run(const CommandLine& line, bool* hasEnded)

@@ -24,6 +24,7 @@ QJsonObject aboutPlayer(const Host& host, const QString& version, const Reach& r
             {QStringLiteral("settingsFile"), host.configFile()},
             {QStringLiteral("loginFile"), host.loginFile()},
             {QStringLiteral("loginFault"), host.loginSaveFailure()},
+            {QStringLiteral("moduleFolder"), host.moduleFolder()},
             {QStringLiteral("modules"), modules},
             {QStringLiteral("moduleFaults"), QJsonArray::fromStringList(host.moduleFaults())}};
 }

@@ -75,6 +75,7 @@ bool Host::loadSettings(const QString& configFile, QString* error)
 
 const QStringList& Host::loadModules(const QString& folder)
 {
+    m_moduleFolder = folder;
     m_moduleFaults = m_loader.loadFolder(folder);
     return m_moduleFaults;
 }

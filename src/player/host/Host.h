@@ -42,6 +42,8 @@ public:
 
     const QList<ModuleLoader::Module>& modules() const { return m_loader.modules(); }
     QString configFile() const;
+    /// What loadModules() was given.
+    QString moduleFolder() const { return m_moduleFolder; }
     QString loginFile() const { return m_loginFile; }
     /// The folder of the player's saved state.
     static QString stateFolder();
@@ -62,6 +64,7 @@ private:
     std::shared_ptr<PlayerSettings> m_playerSettings;
     std::shared_ptr<ServiceAccount::LoginStore> m_login;
     QString m_loginFile;
+    QString m_moduleFolder;
     QStringList m_moduleFaults;
     bool m_ended = false;
 };

@@ -63,12 +63,13 @@ TrString playerText(const char* source, const QList<TrArg>& arguments = {})
     return {TrCharData{"StreamPlayer", source}, arguments};
 }
 
-/// The target of the redirect that the server sent; empty if it sent none.
-QString redirectOf(GstMessage* message)
+/// Whether the server redirects to an address that is not for streams: GStreamer follows the others.
+bool isForbiddenRedirect(GstMessage* message)
 {
     const GstStructure* details = nullptr;
     gst_message_parse_error_details(message, &details);
-    return details ? QString::fromUtf8(gst_structure_get_string(details, "http-redirect-uri")) : QString();
+    guint status = 0;
+    return details && gst_structure_get_uint(details, "http-status-code", &status) && status / 100 == 3;
 }
 
 TrString sentenceOf(const GError* error)
@@ -380,8 +381,7 @@ void StreamPlayer::onError(GstMessage* message)
     g_error_free(error);
     GstObject* object = GST_MESSAGE_SRC(message);
     const StreamSource* sender = senderOf(message);
-    const QString redirect = redirectOf(message);
-    if (!redirect.isEmpty() && !StreamSource::isAllowed(redirect))
+    if (isForbiddenRedirect(message))
         sentence = playerText(QT_TRANSLATE_NOOP("StreamPlayer",
                                                 "This stream is not playable: its server redirects to an "
                                                 "address that does not begin with http:// or https://."));

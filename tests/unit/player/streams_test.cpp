@@ -41,6 +41,10 @@ class StreamsTest : public QObject
         TestHttpServer::Response response;
         if (request.path == "/redirect")
             return TestHttpServer::redirect(m_redirectTo);
+        if (request.path == "/missing") {
+            response.status = 404;
+            return response;
+        }
         const bool hasRange = !request.header("Range").isNull();
         if ((m_refused && request.path != "/fresh.flac") || (m_rangesRefused && hasRange)) {
             response.status = 403;
@@ -582,6 +586,26 @@ private Q_SLOTS:
         m_host->worker.uris.insert(QStringLiteral("2"), m_server->url(QStringLiteral("/redirect")));
         QVERIFY(m_host->playAll({QStringLiteral("2")}));
         QVERIFY(m_host->output.samples() == m_decoded);
+    }
+
+    void anErrorOfTheServerIsNoRedirect_data()
+    {
+        QTest::addColumn<QString>("uri");
+        QTest::newRow("404") << QStringLiteral("/missing");
+        QTest::newRow("refused connection") << QStringLiteral("http://127.0.0.1:1/a.flac");
+        QTest::newRow("unknown host") << QStringLiteral("http://nowhere.invalid/a.flac");
+    }
+    void anErrorOfTheServerIsNoRedirect()
+    {
+        QFETCH(QString, uri);
+        m_host->worker.uris.insert(QStringLiteral("2"),
+                                   uri.startsWith(QLatin1Char('/')) ? m_server->url(uri) : uri);
+        QSignalSpy failed(&engine(), &PlayEngine::trackFailed);
+        QVERIFY(m_host->playAll({QStringLiteral("2")}));
+        QCOMPARE(failed.size(), 1);
+        const QString sentence = failed.at(0).at(1).toString();
+        QVERIFY(!sentence.isEmpty());
+        QVERIFY2(!sentence.contains(QLatin1String("redirect")), qPrintable(sentence));
     }
 
     void otherFormatsAreReportedInASentence_data()

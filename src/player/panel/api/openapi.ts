@@ -1404,6 +1404,7 @@ export interface components {
       userName: string;
       quality: string;
       settingsFile: string;
+      moduleFolder: string;
       loginFile: string;
       /** @description Why the login could not be saved; empty if it was saved. */
       loginFault: string;
