@@ -156,7 +156,8 @@ private Q_SLOTS:
         QTest::newRow("a folder") << text(".") << text("a.pem") << text("it is a folder");
         QTest::newRow("another key") << text("a.pem") << text("b.pem")
                                      << text("the key belongs to another certificate");
-        QTest::newRow("a text") << text("text.pem") << text("a.pem") << text("it contains no PEM certificate");
+        QTest::newRow("a text") << text("text.pem") << text("a.pem")
+                                << text("it contains no PEM certificate");
         QTest::newRow("a key that is none")
             << text("a.pem") << text("text.pem") << text("its key cannot be read");
     }
