@@ -220,7 +220,7 @@ private Q_SLOTS:
         QVERIFY(ended);
         QCOMPARE(second.exitCode(), 2);
         const QByteArray sentence = second.readAllStandardError();
-        QVERIFY2(sentence.contains("another one runs with " + home.path().toUtf8()), sentence.constData());
+        QVERIFY2(sentence.contains("another player is using " + home.path().toUtf8()), sentence.constData());
         QCOMPARE(contents(), before);
     }
 

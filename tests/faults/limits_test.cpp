@@ -102,6 +102,7 @@ private Q_SLOTS:
         dead.write(settings.readAll().replace(QByteArray::number(m_players->sandboxPort()),
                                               QByteArray::number(m_deadLink->port())));
         dead.close();
+        QVERIFY(dead.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner)); // it has the secret
 
         const QString qobuz = QStringLiteral("qobuz");
         const QString rows = QStringLiteral("rows");

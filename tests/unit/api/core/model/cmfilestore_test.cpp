@@ -139,7 +139,7 @@ private Q_SLOTS:
         // A folder, which nobody can open as a file.
         QVERIFY(QDir().mkpath(file() + QStringLiteral("/inside")));
         const CMFileStore store(file(), ownerOnly);
-        QVERIFY2(store.notice().contains(QStringLiteral("It was set aside")), qPrintable(store.notice()));
+        QVERIFY2(store.notice().contains(QStringLiteral("It was renamed to")), qPrintable(store.notice()));
         QVERIFY(QFileInfo::exists(file() + QStringLiteral(".bad/inside")));
         QVERIFY(!QFileInfo::exists(file()));
     }
