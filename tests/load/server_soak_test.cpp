@@ -56,7 +56,7 @@ constexpr int warmUpRounds = 250;
 constexpr int shortRounds = 1000;
 constexpr int longRounds = 10000;
 /// What the memory may grow by, and how many objects: less than one a round.
-constexpr qint64 memoryLimitKb = 4 * 1024;
+[[maybe_unused]] constexpr qint64 memoryLimitKb = 4 * 1024;
 constexpr qint64 objectLimit = 200;
 constexpr qint64 heapLimitBytes = 512 * 1024;
 
