@@ -179,3 +179,4 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CommandOutputE2ETest)
 #include "command_output_e2e_test.moc"
+#include "tests/support/patience.h"

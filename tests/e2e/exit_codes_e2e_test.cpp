@@ -108,3 +108,4 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(ExitCodesE2ETest)
 #include "exit_codes_e2e_test.moc"
+#include "tests/support/patience.h"

@@ -30,7 +30,7 @@ async function fill(startAt: number): Promise<void> {
     where: "replace",
     startAt,
   });
-  await until(async () => (await ids()).length).toBe(60);
+  await vi.waitFor(async () => expect(await ids()).toHaveLength(60), { timeout: patienceMs, interval: 50 });
   await stands({ state: "playing" });
   await stage.operate("pause", {});
   await stands({ state: "paused" });
