@@ -1,6 +1,7 @@
 #include "player/cli/TextWidth.h"
 #include "tests/e2e/serve.h"
 #include "tests/e2e/terminalprocess.h"
+#include "tests/support/patience.h"
 
 #include <QJsonDocument>
 #include <QtTest>
@@ -179,4 +180,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CommandOutputE2ETest)
 #include "command_output_e2e_test.moc"
-#include "tests/support/patience.h"

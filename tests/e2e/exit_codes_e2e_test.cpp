@@ -1,4 +1,5 @@
 #include "tests/e2e/players.h"
+#include "tests/support/patience.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -108,4 +109,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(ExitCodesE2ETest)
 #include "exit_codes_e2e_test.moc"
-#include "tests/support/patience.h"

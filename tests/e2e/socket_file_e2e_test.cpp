@@ -2,6 +2,7 @@
 #include "tests/e2e/serve.h"
 #include "tests/support/figures.h"
 #include "tests/support/heap.h" // for PELK_SANITIZER_ALLOCATOR
+#include "tests/support/patience.h"
 
 #include <QDir>
 #include <QFile>
@@ -335,4 +336,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(SocketFileE2ETest)
 #include "socket_file_e2e_test.moc"
-#include "tests/support/patience.h"
