@@ -211,11 +211,14 @@ private Q_SLOTS:
                  qPrintable(outcome.errors));
     }
 
-    void settingsOfAnotherPlayerAreNotLeftOutWithoutAWord()
+    void otherSettingsOrModulesThanTheRunningPlayersAreRefused()
     {
         m_serve = std::make_unique<Serve>(*m_players);
         QCOMPARE(pelk("--config /nowhere/pelk.ini status").exitCode, 2);
         QCOMPARE(m_players->pelk({text("--config"), m_players->settingsFile(), text("status")}).exitCode, 4);
+        const Players::Outcome otherModules = pelk("--modules /nowhere status");
+        QCOMPARE(otherModules.exitCode, 2);
+        QVERIFY2(otherModules.errors.contains(text("leave out --modules")), qPrintable(otherModules.errors));
     }
 
     void thePlayerIsPausedResumedAndStopped()

@@ -21,9 +21,9 @@ public:
     bool save(QString* reason) const { return m_own.save(reason); }
 
     QString fileName() const { return m_own.fileName(); }
-    /// Whether there is an own file.
+    /// Whether the own file exists.
     bool ownExists() const { return m_own.exists(); }
-    /// Whether there is any of the files.
+    /// Whether any of the files exists.
     bool exists() const;
     QString value(const QString& section, const QString& key) const;
     /// Sets a value in the own file; see IniFile::setValue().
@@ -31,7 +31,7 @@ public:
     {
         return m_own.setValue(section, key, value, error);
     }
-    /// The files that set this key and that everybody on this machine can read.
+    /// The files that set this key and that all users of this machine can read.
     QStringList readableByAll(const QString& section, const QString& key) const;
 
     /// The files that this process only reads, in their order: of each folder of XDG_CONFIG_DIRS
